@@ -1,0 +1,26 @@
+# What `cmake --install` lays down: libraries, headers, a relocatable CMake package and a pkg-config file.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS qbase qip_gauss EXPORT qip_gauss_targets
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+set_target_properties(qbase PROPERTIES EXPORT_NAME base)
+set_target_properties(qip_gauss PROPERTIES EXPORT_NAME gauss INSTALL_RPATH "$ORIGIN")
+install(DIRECTORY include/qip platform/qbase DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+        FILES_MATCHING PATTERN "*.h")
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qip_gauss)
+install(EXPORT qip_gauss_targets NAMESPACE qip:: DESTINATION ${package_dir} FILE qip_gauss-targets.cmake)
+configure_package_config_file(cmake/qip_gauss-config.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/qip_gauss-config.cmake
+                              INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/qip_gauss-config-version.cmake
+                                 VERSION ${PROJECT_VERSION} COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/qip_gauss-config.cmake
+              ${CMAKE_CURRENT_BINARY_DIR}/qip_gauss-config-version.cmake
+        DESTINATION ${package_dir})
+
+# pkg-config finds the prefix from the place of the file itself, so that the tree can be moved.
+file(RELATIVE_PATH prefix_from_pc "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+configure_file(cmake/qip_gauss.pc.in ${CMAKE_CURRENT_BINARY_DIR}/qip_gauss.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/qip_gauss.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,76 @@
+// The clean-up of one operation, and the way every operation of the library uses it: an outer function owns
+// the record and ends it, an inner one takes resources and returns at the first negative status.
+//
+//     qip_status qip_operation(...)
+//     {
+//         frame_cleanup cleanup = {};
+//         return frame_cleanupEnd(&cleanup, operationBody(..., &cleanup));
+//     }
+#pragma once
+
+#include <qbase/cleanup.h>
+#include <qbase/memory.h>
+
+enum { frame_cleanupCapacity = 8 };
+
+struct frame_cleanup {
+    qsys_cleanupEntry entries[frame_cleanupCapacity];
+    int count;
+    int status;
+};
+
+// The release function of an object type, in the form that the clean-up stack calls.
+template <auto Destruct>
+struct frame_release;
+template <class Object, qsys_status (*Destruct)(Object*)>
+struct frame_release<Destruct> {
+    static qsys_status call(void* resource)
+    {
+        return Destruct(static_cast<Object*>(resource));
+    }
+};
+
+// Registers an object that was just constructed: frame_cleanupObject<qimg_image_destruct>(&cleanup, &image).
+// `id`, when given, receives the entry's identifier for frame_cleanupNow.
+template <auto Destruct, class Object>
+qsys_status frame_cleanupObject(frame_cleanup* cleanup, Object* object, int* id = nullptr)
+{
+    return qsys_cleanup_register_(cleanup->entries, frame_cleanupCapacity, &cleanup->count,
+                                  &cleanup->status, QSYS_CLEANUP_OBJECT, object,
+                                  frame_release<Destruct>::call, id);
+}
+
+inline qsys_status frame_freeBlock(void* block)
+{
+    return qsys_memory_free_internal(static_cast<void**>(block));
+}
+
+// Takes a zeroed block of `count` elements and registers it. `block` must outlive the clean-up.
+template <class Element>
+qsys_status frame_cleanupAllocClear(frame_cleanup* cleanup, int64_t count, Element** block)
+{
+    constexpr int64_t most = INT64_MAX / static_cast<int64_t>(sizeof(Element));
+    if (count < 0 || count > most)
+        return QSYS_E_RANGE;
+    void** const address = reinterpret_cast<void**>(block);
+    const qsys_status status =
+        qsys_memory_allocClear_internal(count * static_cast<int64_t>(sizeof(Element)), address);
+    if (status < 0)
+        return status;
+    return qsys_cleanup_register_(cleanup->entries, frame_cleanupCapacity, &cleanup->count,
+                                  &cleanup->status, QSYS_CLEANUP_MEMORY, address, frame_freeBlock, nullptr);
+}
+
+// Releases one registered resource now.
+inline qsys_status frame_cleanupNow(frame_cleanup* cleanup, int id)
+{
+    return qsys_cleanup_doId_(cleanup->entries, &cleanup->count, &cleanup->status, id, 1);
+}
+
+// Ends an operation: releases everything and returns the first negative status met, else `status`.
+inline qsys_status frame_cleanupEnd(frame_cleanup* cleanup, qsys_status status)
+{
+    cleanup->status = status;
+    qsys_cleanupExecute_(cleanup->entries, &cleanup->count, &cleanup->status, -1);
+    return cleanup->status;
+}
