@@ -1,0 +1,41 @@
+# Tests of the project as a whole, without GoogleTest: headers, symbols, packages, the README.
+# All are shell scripts beside this file; status 77 says "skipped", with the reason printed.
+
+function(qip_add_script_test name)
+    cmake_parse_arguments(arg "" "" "COMMAND" ${ARGN})
+    add_test(NAME ${name} COMMAND ${arg_COMMAND})
+    set_tests_properties(${name} PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 600)
+endfunction()
+
+set(here ${CMAKE_CURRENT_SOURCE_DIR})
+set(scratch ${CMAKE_CURRENT_BINARY_DIR}/project)
+set(compilers ${CMAKE_C_COMPILER} ${CMAKE_CXX_COMPILER})
+
+qip_add_script_test(project.headers_alone
+    COMMAND ${here}/headers_alone.sh ${compilers} ${PROJECT_SOURCE_DIR})
+qip_add_script_test(project.vector_objects
+    COMMAND ${here}/vector_objects.sh $<TARGET_OBJECTS:qip_gauss_objects>)
+if(BUILD_SHARED_LIBS)
+    foreach(library IN ITEMS qbase qip_gauss)
+        qip_add_script_test(project.exports_of_${library}
+            COMMAND ${here}/exports_match.sh $<TARGET_FILE:${library}>
+                    ${PROJECT_SOURCE_DIR}/cmake/exports/lib${library}.txt)
+    endforeach()
+endif()
+
+# A user's compiler links without a sanitizer's runtime, so these stand in the ordinary trees alone.
+if(NOT QIP_SANITIZE)
+    qip_add_script_test(project.readme_program
+        COMMAND ${here}/readme_program.sh ${PROJECT_SOURCE_DIR}/README.md ${CMAKE_C_COMPILER} ${scratch}/readme
+                -I${PROJECT_SOURCE_DIR}/include -I${PROJECT_SOURCE_DIR}/platform
+                $<TARGET_FILE:qip_gauss> $<TARGET_FILE:qbase>
+                -Wl,-rpath,$<TARGET_FILE_DIR:qip_gauss> -lstdc++ -lm -pthread)
+    foreach(mode IN ITEMS installed embedded)
+        set(tree ${PROJECT_BINARY_DIR})
+        if(mode STREQUAL "embedded")
+            set(tree ${PROJECT_SOURCE_DIR})
+        endif()
+        qip_add_script_test(project.consumer_${mode}
+            COMMAND ${here}/consumer/run.sh ${mode} ${tree} ${scratch}/${mode} ${compilers})
+    endforeach()
+endif()
