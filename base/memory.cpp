@@ -1,0 +1,168 @@
+// Memory blocks. Every block begins on a 64-byte boundary of a larger piece of memory; a small record right
+// in front of it remembers where that piece starts and how to give it back, so that a block returns to its own
+// allocator whatever is installed by then.
+#include <qbase/memory.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+namespace
+{
+
+struct Allocator {
+    qsys_memory_allocFunction alloc; // null: malloc and free
+    qsys_memory_freeFunction release;
+    void* context;
+};
+
+struct BlockHeader {
+    qsys_memory_freeFunction release;
+    void* context;
+    void* piece;
+};
+
+constexpr size_t alignment = 64;
+// A piece may start anywhere, so the header and up to alignment - 1 bytes precede the block.
+constexpr size_t overhead = sizeof(BlockHeader) + alignment - 1;
+
+// Both are usable before the first constructor and after the last destructor of the process.
+constinit std::mutex allocatorMutex;
+constinit Allocator installedAllocator = {};
+
+Allocator currentAllocator()
+{
+    const std::lock_guard lock(allocatorMutex);
+    return installedAllocator;
+}
+
+void freePiece(void*, void* piece)
+{
+    std::free(piece);
+}
+
+qsys_status takeBlock(int64_t size, bool clear, void** block)
+{
+    if (!block)
+        return QSYS_E_ARGUMENT;
+    *block = nullptr;
+    if (size < 0 || size > int64_t{PTRDIFF_MAX} - int64_t{overhead})
+        return QSYS_E_RANGE;
+
+    const Allocator allocator = currentAllocator();
+    const size_t pieceSize = static_cast<size_t>(size) + overhead;
+    void* piece = nullptr;
+    if (allocator.alloc)
+        piece = allocator.alloc(allocator.context, pieceSize);
+    else
+        // calloc hands out fresh pages without touching them, which a fill of a large image would.
+        piece = clear ? std::calloc(1, pieceSize) : std::malloc(pieceSize);
+    if (!piece)
+        return QSYS_E_MEMORY;
+
+    const uintptr_t address = reinterpret_cast<uintptr_t>(piece);
+    const uintptr_t start = (address + overhead) / alignment * alignment;
+    char* const bytes = static_cast<char*>(piece) + (start - address);
+    const BlockHeader header = {allocator.alloc ? allocator.release : freePiece, allocator.context, piece};
+    std::memcpy(bytes - sizeof header, &header, sizeof header);
+    if (clear && allocator.alloc)
+        std::memset(bytes, 0, static_cast<size_t>(size));
+    *block = bytes;
+    return QSYS_OK;
+}
+
+} // namespace
+
+qsys_status qsys_memory_alloc_internal(int64_t size, void** block)
+{
+    return takeBlock(size, false, block);
+}
+
+qsys_status qsys_memory_allocClear_internal(int64_t size, void** block)
+{
+    return takeBlock(size, true, block);
+}
+
+qsys_status qsys_memory_alloc64_internal(int64_t size, void** block)
+{
+    return takeBlock(size, false, block);
+}
+
+qsys_status qsys_memory_free_internal(void** block)
+{
+    if (!block)
+        return QSYS_E_ARGUMENT;
+    if (!*block)
+        return QSYS_OK;
+    BlockHeader header;
+    std::memcpy(&header, static_cast<char*>(*block) - sizeof header, sizeof header);
+    *block = nullptr;
+    header.release(header.context, header.piece);
+    return QSYS_OK;
+}
+
+qsys_status qsys_memory_copy(const void* source, void* destination, int64_t size)
+{
+    if (size < 0)
+        return QSYS_E_RANGE;
+    if (size == 0)
+        return QSYS_OK;
+    if (!source || !destination)
+        return QSYS_E_ARGUMENT;
+    std::memcpy(destination, source, static_cast<size_t>(size));
+    return QSYS_OK;
+}
+
+qsys_status qsys_memory_fill(void* destination, int64_t size, int32_t value)
+{
+    if (size < 0)
+        return QSYS_E_RANGE;
+    if (size == 0)
+        return QSYS_OK;
+    if (!destination)
+        return QSYS_E_ARGUMENT;
+    std::memset(destination, value, static_cast<size_t>(size));
+    return QSYS_OK;
+}
+
+qsys_status qsys_memory_copyRect(int64_t widthBytes, int64_t rows, int64_t sourceStride,
+                                 int64_t destinationStride, const void* source, void* destination)
+{
+    if (widthBytes <= 0 || rows <= 0)
+        return QSYS_OK;
+    if (!source || !destination)
+        return QSYS_E_ARGUMENT;
+    const char* from = static_cast<const char*>(source);
+    char* to = static_cast<char*>(destination);
+    std::memcpy(to, from, static_cast<size_t>(widthBytes));
+    // Stepping, not multiplying: no product can overflow, and no address behind the last row is formed.
+    for (int64_t y = 1; y < rows; ++y) {
+        from += sourceStride;
+        to += destinationStride;
+        std::memcpy(to, from, static_cast<size_t>(widthBytes));
+    }
+    return QSYS_OK;
+}
+
+qsys_status qsys_memory_setAllocator(qsys_memory_allocFunction alloc, qsys_memory_freeFunction release,
+                                     void* context)
+{
+    if (!alloc != !release)
+        return QSYS_E_ARGUMENT;
+    const std::lock_guard lock(allocatorMutex);
+    installedAllocator = {alloc, release, context};
+    return QSYS_OK;
+}
+
+void* qxfMalloc(int64_t size)
+{
+    void* block = nullptr;
+    takeBlock(size, false, &block);
+    return block;
+}
+
+void qxfFree(void* block)
+{
+    qsys_memory_free_internal(&block);
+}
