@@ -26,7 +26,8 @@
 QBASE_BEGIN_DECLS
 
 /* How many threads the application lets the pool use, the dispatching thread included; 0 (the default)
- * means the processors that this process may run on. Takes effect at the next dispatch.
+ * means the processors that this process may run on. Numbers above 1024 count as 1024. Takes effect at
+ * the next dispatch.
  * Errors:  QSYS_E_ARGUMENT (count negative). Threads: callable from any thread. */
 QBASE_API qsys_status qsys_jobs_setThreadCount(int32_t count);
 

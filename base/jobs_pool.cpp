@@ -1,0 +1,248 @@
+// How the pool works. All of its state, and the progress of every batch, is guarded by one mutex: a job is large
+// (thousands of pixels at least) and takes it twice, so finer locking would buy nothing.
+//
+// A batch is a record on the dispatching thread's stack, linked into the pool's list while it has jobs that
+// nobody has claimed. The dispatching thread claims jobs of its own batch, a worker those of the oldest batch.
+//
+// The pool's memory is never released or destroyed: threads may still use it while the process ends. A worker
+// leaves when its index is not below `wanted`, which each dispatch and the end of the process set.
+#include "base/jobs_pool.h"
+
+#include <algorithm>
+#include <cfenv>
+#include <condition_variable>
+#include <cstdint>
+#include <exception>
+#include <mutex>
+#include <new>
+#include <thread>
+#include <utility>
+
+#if defined(__unix__)
+#include <pthread.h>
+#endif
+
+std::atomic<bool (*)()> qsys_jobPool_mayStartThread = nullptr;
+
+namespace
+{
+
+using Lock = std::unique_lock<std::mutex>;
+
+struct Batch {
+    const qsys_job* jobs;
+    qsys_status* statuses;
+    int32_t count;
+    std::fenv_t environment = {};
+    int32_t claimed = 0;
+    int32_t finished = 0;
+    Batch* next = nullptr;
+    std::condition_variable allFinished = {};
+};
+
+enum class WorkerState { none, running, left };
+
+struct Worker {
+    std::thread thread;
+    WorkerState state = WorkerState::none; // a thread that left is still to be joined
+};
+
+struct Pool {
+    std::mutex mutex;
+    std::condition_variable workersWake;
+    Batch* firstBatch = nullptr;
+    int32_t wanted = 0;
+    bool closed = false;
+    int32_t slots = 0; // workers[slots] and those behind it were never started
+    Worker workers[qsys_jobPool_mostThreads - 1];
+};
+
+alignas(Pool) unsigned char poolMemory[sizeof(Pool)];
+
+// In the child of a fork the workers do not exist, and whoever held the mutex does not either.
+void startAfreshInChild()
+{
+    new (poolMemory) Pool;
+}
+
+Pool* thePool()
+{
+    static Pool* const pool = [] {
+#if defined(__unix__)
+        pthread_atfork(nullptr, nullptr, startAfreshInChild);
+#endif
+        return new (poolMemory) Pool;
+    }();
+    return pool;
+}
+
+thread_local constinit bool insideJob = false;
+
+// noexcept: a job that throws breaks its contract, and unwinding the pool from here could only make it worse.
+qsys_status runJob(const qsys_job* job) noexcept
+{
+    const bool outer = std::exchange(insideJob, true);
+    const qsys_status status = job->function(&job->params);
+    insideJob = outer;
+    return status;
+}
+
+void unlinkBatch(Pool* pool, const Batch* batch)
+{
+    Batch** link = &pool->firstBatch;
+    while (*link != batch)
+        link = &(*link)->next;
+    *link = batch->next;
+}
+
+void linkBatch(Pool* pool, Batch* batch)
+{
+    Batch** link = &pool->firstBatch;
+    while (*link)
+        link = &(*link)->next;
+    *link = batch;
+}
+
+// Claims one job of a linked batch and runs it; the lock is open meanwhile. The batch may be gone afterwards
+// unless the caller is its dispatching thread.
+void workOnBatch(Pool* pool, Batch* batch, Lock* lock)
+{
+    const int32_t index = batch->claimed++;
+    if (batch->claimed == batch->count)
+        unlinkBatch(pool, batch);
+    lock->unlock();
+    const qsys_status status = runJob(&batch->jobs[index]);
+    lock->lock();
+    batch->statuses[index] = status;
+    // Notified under the lock, because the batch and its condition end with the wait.
+    if (++batch->finished == batch->count)
+        batch->allFinished.notify_one();
+}
+
+void workerMain(Pool* pool, int32_t index)
+{
+    insideJob = true;
+    Lock lock(pool->mutex);
+    while (index < pool->wanted) {
+        Batch* const batch = pool->firstBatch;
+        if (!batch) {
+            pool->workersWake.wait(lock);
+            continue;
+        }
+        std::fesetenv(&batch->environment);
+        workOnBatch(pool, batch, &lock);
+    }
+    pool->workers[index].state = WorkerState::left;
+}
+
+bool startWorker(Pool* pool, int32_t index)
+{
+    bool (*const mayStart)() = qsys_jobPool_mayStartThread.load();
+    if (mayStart && !mayStart())
+        return false;
+    Worker* const worker = &pool->workers[index];
+    try {
+        worker->thread = std::thread(workerMain, pool, index);
+    } catch (const std::exception&) {
+        return false;
+    }
+    worker->state = WorkerState::running;
+    return true;
+}
+
+// Sets how many workers may exist and starts those of them that a batch can use. Called under the lock. A
+// worker that leaves is joined at the next call: it has left the lock, so the join does not wait.
+void resizePool(Pool* pool, int32_t most, int32_t useful)
+{
+    const bool shrinks = most < pool->wanted;
+    pool->wanted = most;
+    if (shrinks)
+        pool->workersWake.notify_all();
+    bool startable = true;
+    pool->slots = std::max(pool->slots, useful);
+    for (int32_t index = 0; index < pool->slots; ++index) {
+        Worker* const worker = &pool->workers[index];
+        if (worker->state == WorkerState::left) {
+            worker->thread.join();
+            worker->state = WorkerState::none;
+        }
+        if (worker->state == WorkerState::none && index < useful && startable)
+            startable = startWorker(pool, index);
+    }
+}
+
+// Ends the workers when the process, or the library in it, ends. Each finishes the job that it is in; what
+// nobody has claimed stays with the dispatching threads. Later dispatches still work, without workers.
+void closePool(Pool* pool)
+{
+    Lock lock(pool->mutex);
+    pool->closed = true;
+    pool->wanted = 0;
+    pool->workersWake.notify_all();
+    for (Worker& worker : pool->workers) {
+        std::thread thread = std::move(worker.thread);
+        if (!thread.joinable())
+            continue;
+        lock.unlock();
+        // A job may call exit: this is then one of the workers.
+        if (thread.get_id() == std::this_thread::get_id())
+            thread.detach();
+        else
+            thread.join();
+        lock.lock();
+        worker.state = WorkerState::none;
+    }
+}
+
+struct PoolCloser {
+    PoolCloser() = default;
+    PoolCloser(const PoolCloser&) = delete;
+    PoolCloser& operator=(const PoolCloser&) = delete;
+    ~PoolCloser()
+    {
+        closePool(thePool());
+    }
+};
+const PoolCloser closer;
+
+} // namespace
+
+void qsys_jobPool_run(const qsys_job* jobs, int32_t count, qsys_status* statuses)
+{
+    if (insideJob) {
+        for (int32_t i = 0; i < count; ++i)
+            statuses[i] = runJob(&jobs[i]);
+        return;
+    }
+    if (count <= 0)
+        return;
+
+    Batch batch = {.jobs = jobs, .statuses = statuses, .count = count};
+    std::fegetenv(&batch.environment);
+    Pool* const pool = thePool();
+    Lock lock(pool->mutex);
+    if (!pool->closed) {
+        const int32_t most = qsys_jobs_getThreadCount() - 1;
+        const int32_t useful = std::min(most, count - 1);
+        resizePool(pool, most, useful);
+    }
+    linkBatch(pool, &batch);
+    pool->workersWake.notify_all();
+    while (batch.claimed < count)
+        workOnBatch(pool, &batch, &lock);
+    batch.allFinished.wait(lock, [&batch] { return batch.finished == batch.count; });
+}
+
+bool qsys_jobPool_isInsideJob()
+{
+    return insideJob;
+}
+
+int32_t qsys_jobPool_workerCount()
+{
+    Pool* const pool = thePool();
+    const Lock lock(pool->mutex);
+    return static_cast<int32_t>(
+        std::count_if(std::begin(pool->workers), std::end(pool->workers),
+                      [](const Worker& worker) { return worker.state == WorkerState::running; }));
+}
