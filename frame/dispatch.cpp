@@ -1,0 +1,63 @@
+// The door of every unmasked request: fast engine or reference path.
+#include "frame/dispatch.h"
+
+#include "frame/cpu.h"
+#include "frame/fast_path.h"
+#include "gauss/reference.h"
+
+namespace
+{
+
+// No vector engine is part of this build, so every request runs on the reference path.
+constexpr frame_engines frame_builtInEngines = {nullptr, nullptr};
+
+qip_status frame_checkArguments(const qsImage* src, const qsVImage* dst, const qsGaussParams* params,
+                                qsVImage* const* dstOut)
+{
+    if (!src || !params || !dstOut || (!dst && !params->prototype))
+        return QSYS_E_ARGUMENT;
+    if (qsVImageType(src) != QS_IMAGE_TYPE_8)
+        return QSYS_E_ARGUMENT;
+    if (params->sampleX < 1 || params->sampleY < 1)
+        return QIP_E_SAMPLING;
+    if (params->kernelSizeX < 0 || params->kernelSizeY < 0)
+        return QIP_E_KERNEL_SIZE;
+    return QIP_OK;
+}
+
+} // namespace
+
+qip_status frame_runEngine(const frame_engines* engines, const qsImage* src, qsVImage* dst,
+                           const qsGaussParams* params, qsIRegion* dstRegion, qsVImage** dstOut)
+{
+    qsys_cpuinfo info;
+    const qip_status status = qsys_cpuinfo_init(&info);
+    if (status < 0)
+        return status;
+    if (engines->newer && frame_cpuHas(&info, QSYS_CPU_BIT_VECTOR128 | QSYS_CPU_BIT_VECTOR256)) {
+        const qip_status answer = engines->newer(src, dst, params, dstRegion, dstOut);
+        // Required behaviour: what the newer engine declines counts as done.
+        return answer == QIP_E_FALLBACK ? QIP_OK : answer;
+    }
+    if (engines->older && frame_cpuHas(&info, QSYS_CPU_BIT_VECTOR128))
+        return engines->older(src, dst, params, dstRegion, dstOut);
+    return QIP_E_FALLBACK;
+}
+
+qip_status gauss_selectEngine(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
+                              qsIRegion* dstRegion, qsVImage** dstOut)
+{
+    return frame_runEngine(&frame_builtInEngines, src, dst, params, dstRegion, dstOut);
+}
+
+qip_status qip_gauss(const qsImage* src, qsVImage* dst, const qsGaussParams* params, qsIRegion* dstRegion,
+                     qsVImage** dstOut)
+{
+    const qip_status fault = frame_checkArguments(src, dst, params, dstOut);
+    if (fault < 0)
+        return fault;
+    const qip_status status = frame_isInhibited("gauss")
+                                  ? QIP_E_FALLBACK
+                                  : gauss_selectEngine(src, dst, params, dstRegion, dstOut);
+    return frame_isFallback(status) ? gauss_smoothReference(src, dst, params, dstRegion, dstOut) : status;
+}

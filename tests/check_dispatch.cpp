@@ -1,0 +1,106 @@
+// Which engine runs on which processor, and what becomes of its answer. The engines are stand-ins that record
+// that they were called.
+#include "frame/dispatch.h"
+#include "frame/fast_path.h"
+
+#include <qbase/cpuinfo.h>
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+qip_status answer = 0;
+char called = '-';
+
+qip_status newerEngine(const qsImage*, qsVImage*, const qsGaussParams*, qsIRegion*, qsVImage**)
+{
+    called = 'n';
+    return answer;
+}
+
+qip_status olderEngine(const qsImage*, qsVImage*, const qsGaussParams*, qsIRegion*, qsVImage**)
+{
+    called = 'o';
+    return answer;
+}
+
+struct Dispatch : testing::Test {
+    void SetUp() override
+    {
+        called = '-';
+        answer = 0;
+        ASSERT_EQ(qsys_cpuinfo_limitLevel("auto"), 0);
+        qsys_cpuinfo info;
+        ASSERT_EQ(qsys_cpuinfo_init(&info), 0);
+        if ((info.features & 0x801) != 0x801)
+            GTEST_SKIP() << "this machine lacks feature bits 0 or 11";
+    }
+
+    void TearDown() override
+    {
+        qsys_cpuinfo_limitLevel("auto");
+        qsys_cpuinfo_setFailure(0);
+    }
+
+    qip_status run(int32_t processorClass, uint32_t features,
+                   frame_engines engines = {newerEngine, olderEngine})
+    {
+        called = '-';
+        EXPECT_EQ(qsys_cpuinfo_limitRaw(processorClass, features), 0);
+        return frame_runEngine(&engines, nullptr, nullptr, nullptr, nullptr, nullptr);
+    }
+};
+
+} // namespace
+
+TEST_F(Dispatch, ClassAndBitsChooseTheEngine)
+{
+    const struct {
+        int32_t processorClass;
+        uint32_t features;
+        char expected;
+    } cases[] = {{1, 0x801, 'n'}, {5, 0x801, 'n'}, {2, 0x801, '-'}, {1, 0x001, 'o'}, {5, 0x001, 'o'},
+                 {1, 0x800, '-'}, {1, 0x000, '-'}, {6, 0x801, '-'}, {0, 0x801, '-'}};
+    for (const auto& c : cases) {
+        const qip_status status = run(c.processorClass, c.features);
+        EXPECT_EQ(called, c.expected) << c.processorClass << " " << c.features;
+        EXPECT_EQ(status, c.expected == '-' ? QIP_E_FALLBACK : QIP_OK);
+    }
+}
+
+TEST_F(Dispatch, OnlyTheNewerEnginesExactDeclineBecomesSuccess)
+{
+    answer = QIP_E_FALLBACK;
+    EXPECT_EQ(run(1, 0x801), QIP_OK);
+    EXPECT_EQ(run(1, 0x001), QIP_E_FALLBACK);
+    for (const qip_status other : {QSYS_FAILURE(0x0610), QSYS_E_MEMORY, qip_status{7}}) {
+        answer = other;
+        EXPECT_EQ(run(1, 0x801), other);
+        EXPECT_EQ(run(1, 0x001), other);
+    }
+}
+
+TEST_F(Dispatch, AMissingEngineIsPassedOver)
+{
+    EXPECT_EQ(run(1, 0x801, {nullptr, olderEngine}), QIP_OK);
+    EXPECT_EQ(called, 'o');
+    EXPECT_EQ(run(1, 0x801, {nullptr, nullptr}), QIP_E_FALLBACK);
+}
+
+TEST_F(Dispatch, AFailingProcessorServiceIsPassedBack)
+{
+    ASSERT_EQ(qsys_cpuinfo_setFailure(QSYS_E_MEMORY), 0);
+    EXPECT_EQ(run(1, 0x801), QSYS_E_MEMORY);
+    EXPECT_EQ(called, '-');
+}
+
+TEST(FallbackClass, LooksAtTheLowSixteenBitsOnly)
+{
+    for (const qip_status inside :
+         {QSYS_FAILURE(0x0600), QSYS_FAILURE(0x061f), qip_status{0x0601}, qip_status{0x12340610}})
+        EXPECT_TRUE(frame_isFallback(inside)) << std::hex << inside;
+    for (const qip_status outside : {QSYS_FAILURE(0xf600), QSYS_FAILURE(0x0620), QSYS_FAILURE(0x05ff),
+                                     QIP_E_SAME_MEMORY, qip_status{0}})
+        EXPECT_FALSE(frame_isFallback(outside)) << std::hex << outside;
+}
