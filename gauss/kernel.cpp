@@ -8,7 +8,8 @@ namespace
 // The central weight of the cube of a box of width n. Unsigned: 3 n n of the widest box needs all 64 bits.
 double gauss_peakWeight(uint64_t n)
 {
-    return static_cast<double>((3 * n * n + (n & 1)) / 4);
+    const uint64_t weight = (3 * n * n + (n & 1)) / 4;
+    return static_cast<double>(weight);
 }
 
 } // namespace
