@@ -72,37 +72,44 @@ void gauss_writeColumnSums(const gauss_run* run, Pixel* out)
         out[i] = static_cast<Pixel>(gauss_scaleColumnSum(run, sum[i * run->columns.step]));
 }
 
-// Where the horizontal pass stands: the next column, and the taps of the stretch that it is in.
+// Where the horizontal pass stands.
+template <class Pixel>
 struct gauss_cursor {
-    int64_t x;
-    int64_t end;          // of the stretch
-    bool quiet;           // no tap inside the data
-    const double* tap[4]; // at column x
+    gauss_integrators sums;
+    int64_t x;   // the next column
+    int64_t due; // the column that completes the next output
+    Pixel* out;
 };
 
-void gauss_enterStretch(const gauss_run* run, gauss_cursor* cursor, int64_t most)
+template <class Pixel>
+void gauss_crossQuiet(const gauss_run* run, int64_t end, gauss_cursor<Pixel>* cursor)
 {
-    const gauss_stretch stretch = gauss_stretchAt(&run->columns, cursor->x, most);
-    cursor->end = cursor->x + stretch.length;
-    cursor->quiet = stretch.quiet;
-    for (int j = 0; j < 4; ++j)
-        cursor->tap[j] =
-            stretch.inside[j] ? gauss_columnSum(run, cursor->x - j * run->columns.box) : run->zeroSums;
+    for (; cursor->due < end; cursor->due += run->columns.step) {
+        gauss_integrateZeros(&cursor->sums, static_cast<double>(cursor->due + 1 - cursor->x));
+        cursor->x = cursor->due + 1;
+        *cursor->out++ = static_cast<Pixel>(gauss_scaleRowSum(run, cursor->sums.s3));
+    }
+    gauss_integrateZeros(&cursor->sums, static_cast<double>(end - cursor->x));
 }
 
-// Integrates `count` columns of the stretch.
-void gauss_integrateColumns(gauss_cursor* cursor, int64_t count, gauss_integrators* sums)
+template <class Pixel>
+void gauss_crossData(const gauss_run* run, const gauss_stretch* stretch, gauss_cursor<Pixel>* cursor)
 {
-    cursor->x += count;
-    if (cursor->quiet) {
-        gauss_integrateZeros(sums, static_cast<double>(count));
-        return;
+    const double* tap[4];
+    for (int j = 0; j < 4; ++j)
+        tap[j] =
+            stretch->inside[j] ? gauss_columnSum(run, cursor->x - j * run->columns.box) : run->zeroSums;
+    gauss_integrators sums = cursor->sums;
+    int64_t due = cursor->due - cursor->x;
+    for (int64_t i = 0; i < stretch->length; ++i) {
+        gauss_integrate(&sums, 3.0 * (tap[2][i] - tap[1][i]) + tap[0][i] - tap[3][i]);
+        if (i == due) {
+            *cursor->out++ = static_cast<Pixel>(gauss_scaleRowSum(run, sums.s3));
+            due += run->columns.step;
+        }
     }
-    for (int64_t i = 0; i < count; ++i)
-        gauss_integrate(sums, 3.0 * (cursor->tap[2][i] - cursor->tap[1][i]) + cursor->tap[0][i] -
-                                  cursor->tap[3][i]);
-    for (const double*& tap : cursor->tap)
-        tap += count;
+    cursor->sums = sums;
+    cursor->due = due + cursor->x;
 }
 
 template <class Pixel>
@@ -111,17 +118,17 @@ void gauss_writeRowSums(const gauss_run* run, Pixel* out)
     gauss_reflectColumnSums(run);
     // For gains that are not powers of two the half is rounded into the sum again and again: the integrator
     // that starts at it is the definition of the rounded value, not the sum plus the half.
-    gauss_integrators sums = {0.0, 0.0, run->round ? run->scale.half : 0.0};
-    int64_t due = run->columns.firstOutput;
-    const int64_t lastDue = due + (run->columns.outputs - 1) * run->columns.step;
-    gauss_cursor cursor = {run->columns.first, run->columns.first, true, {}};
-    for (int64_t i = 0; i < run->columns.outputs; ++i, due += run->columns.step) {
-        while (cursor.x <= due) {
-            if (cursor.x == cursor.end)
-                gauss_enterStretch(run, &cursor, lastDue + 1 - cursor.x);
-            gauss_integrateColumns(&cursor, std::min(due + 1, cursor.end) - cursor.x, &sums);
-        }
-        out[i] = static_cast<Pixel>(gauss_scaleRowSum(run, sums.s3));
+    const gauss_integrators start = {0.0, 0.0, run->round ? run->scale.half : 0.0};
+    gauss_cursor<Pixel> cursor = {start, run->columns.first, run->columns.firstOutput, out};
+    const int64_t end = run->columns.firstOutput + (run->columns.outputs - 1) * run->columns.step + 1;
+    while (cursor.x < end) {
+        const gauss_stretch stretch = gauss_stretchAt(&run->columns, cursor.x, end - cursor.x);
+        const int64_t next = cursor.x + stretch.length;
+        if (stretch.quiet)
+            gauss_crossQuiet(run, next, &cursor);
+        else
+            gauss_crossData(run, &stretch, &cursor);
+        cursor.x = next;
     }
 }
 
