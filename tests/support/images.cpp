@@ -1,0 +1,64 @@
+#include "support/images.h"
+
+#include <gtest/gtest.h>
+
+test_image::test_image(const test_pixels& pixels, int32_t x, int32_t y)
+{
+    const test_view view = pixels.view();
+    const qstd_rect32 rect{x, y, view.width, view.height};
+    EXPECT_EQ(qimg_image_constructMemory(&record, view.pixelSize, &rect, pixels.stride(), pixels.first(),
+                                         nullptr, nullptr),
+              0);
+}
+
+test_image::~test_image()
+{
+    qimg_image_destruct(&record);
+}
+
+bool test_image::isBound() const
+{
+    int bound = 0;
+    qimg_image_getIsBound(&record, &bound);
+    return bound != 0;
+}
+
+oracle_rect test_image::rect() const
+{
+    qstd_rect32 rect = {};
+    qimg_image_getWindow(&record, &rect);
+    return {rect.x, rect.y, rect.width, rect.height};
+}
+
+test_view test_image::view() const
+{
+    qimg_windowConst window = {};
+    qimg_windowConst_init(&window, &record);
+    return {window.firstPixel, window.stride, window.width, window.height, window.pixelSize};
+}
+
+qimg_window test_windowOver(const test_pixels& pixels, int32_t x, int32_t y)
+{
+    const test_view view = pixels.view();
+    const qstd_rect32 rect{x, y, view.width, view.height};
+    qimg_window window = {};
+    EXPECT_EQ(qimg_window_initMemory(&window, view.pixelSize, &rect, pixels.stride(), pixels.first()), 0);
+    return window;
+}
+
+qimg_windowConst test_windowConstOver(const test_pixels& pixels, int32_t x, int32_t y)
+{
+    const qimg_window window = test_windowOver(pixels, x, y);
+    return qimg_window_asConst(&window);
+}
+
+test_view test_legacyView(const qsVImage* image)
+{
+    return {image->firstPixel, image->rowStride, image->region.width, image->region.height,
+            image->type == QS_IMAGE_TYPE_8 ? 1 : 2};
+}
+
+oracle_rect test_legacyRect(const qsVImage* image)
+{
+    return {image->region.x, image->region.y, image->region.width, image->region.height};
+}

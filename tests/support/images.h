@@ -1,0 +1,29 @@
+// Images and windows for tests: over guarded pixels, released at the end of the scope.
+#pragma once
+
+#include "support/guarded.h"
+#include "support/oracle_gauss.h"
+
+#include <qbase/image.h>
+#include <qbase/legacy_image.h>
+
+// An image record that starts unbound, or lies over pixels with its first one at (x, y).
+struct test_image {
+    qimg_image record = QIMG_IMAGE_UNBOUND;
+
+    test_image() = default;
+    test_image(const test_pixels& pixels, int32_t x, int32_t y);
+    ~test_image();
+    test_image(const test_image&) = delete;
+    test_image& operator=(const test_image&) = delete;
+
+    bool isBound() const;
+    oracle_rect rect() const; // null while unbound
+    test_view view() const;
+};
+
+qimg_window test_windowOver(const test_pixels& pixels, int32_t x, int32_t y);
+qimg_windowConst test_windowConstOver(const test_pixels& pixels, int32_t x, int32_t y);
+
+test_view test_legacyView(const qsVImage* image);
+oracle_rect test_legacyRect(const qsVImage* image);

@@ -1,0 +1,377 @@
+// The four smoothing functions against a direct convolution: random sizes (tiny ones and kernels larger than
+// the image included), origins, kernels, samplings, gains, destination rectangles, memory layouts, depths;
+// and the transforms that they leave on their destinations.
+//
+// These are the values of the reference path. Fast paths are inhibited: some are required to differ from it.
+#include "support/compare.h"
+#include "support/images.h"
+#include "support/oracle_gauss.h"
+#include "support/policy.h"
+#include "support/random.h"
+
+#include <qip/smoothing.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+#include <sstream>
+
+namespace
+{
+
+constexpr int caseCount = 12000;
+
+int64_t pick(test_random* random, int64_t low, int64_t high)
+{
+    return test_randomRange(random, low, high);
+}
+
+bool chance(test_random* random, int percent)
+{
+    return pick(random, 0, 99) < percent;
+}
+
+int32_t randomSize(test_random* random)
+{
+    if (chance(random, 50))
+        return static_cast<int32_t>(pick(random, 1, 8));
+    return static_cast<int32_t>(pick(random, 1, chance(random, 20) ? 80 : 32));
+}
+
+int64_t randomKernel(test_random* random)
+{
+    const int64_t greatest[] = {0, 3, 3, 15, 63};
+    return pick(random, 0, greatest[pick(random, 0, 4)]);
+}
+
+float randomGain(test_random* random)
+{
+    switch (pick(random, 0, 3)) {
+    case 0:
+        return 1.0F;
+    case 1:
+        return std::ldexp(1.0F, static_cast<int>(pick(random, -3, 5)));
+    case 2:
+        return static_cast<float>(pick(random, 1, 400)) / 100.0F;
+    default:
+        return static_cast<float>(pick(random, 1, 1000000)) / 2777.0F;
+    }
+}
+
+test_layout randomLayout(test_random* random, int32_t width, int32_t height, int32_t pixelSize)
+{
+    const auto fence = static_cast<test_fence>(pick(random, 0, 2));
+    const auto shift = static_cast<int32_t>(chance(random, 50) ? 0 : pick(random, 0, 31)) * pixelSize;
+    const auto gap = static_cast<int32_t>(pick(random, 0, 40)) * pixelSize;
+    return {
+        width, height, pixelSize, fence, shift, fence == test_fence::block ? gap : 0, chance(random, 25)};
+}
+
+void randomPixels(test_random* random, test_pixels* pixels)
+{
+    const test_view view = pixels->view();
+    const auto kind = pick(random, 0, 5);
+    const auto level = static_cast<uint32_t>(pick(random, 0, 255));
+    for (int32_t y = 0; y < view.height; ++y)
+        for (int32_t x = 0; x < view.width; ++x) {
+            const auto noise = static_cast<uint32_t>(test_randomBits(random) >> 40);
+            const uint32_t board = (x + y) % 2 ? 255 : 0;
+            pixels->set(x, y, kind == 0 ? 255 : kind == 1 ? board : kind == 2 ? level : noise);
+        }
+}
+
+// One request with its memory. Destinations of image forms may start unbound; then there are no pixels.
+struct smoothing {
+    oracle_gauss request;
+    int32_t pixelSize;
+    bool windows;
+    oracle_rect source;
+    std::unique_ptr<test_pixels> sourcePixels;
+    oracle_rect destination;
+    std::unique_ptr<test_pixels> destinationPixels;
+
+    std::string describe() const;
+    qip_gaussParams params() const;
+};
+
+std::string smoothing::describe() const
+{
+    std::ostringstream out;
+    out << (windows ? "windows" : "images") << " to " << 8 * pixelSize << " bit, kernel " << request.kernelX
+        << "x" << request.kernelY << " sampling " << request.sampleX << "x" << request.sampleY << " gain "
+        << request.gain << (request.round ? " rounded" : "") << ", source (" << source.x << ", " << source.y
+        << ") " << source.width << "x" << source.height << ", destination ";
+    if (destinationPixels)
+        out << "(" << destination.x << ", " << destination.y << ") " << destination.width << "x"
+            << destination.height;
+    else
+        out << "unbound";
+    return out.str();
+}
+
+qip_gaussParams smoothing::params() const
+{
+    qip_gaussParams params = {};
+    qip_gaussParams_init(&params);
+    params.sampleX = static_cast<int32_t>(request.sampleX);
+    params.sampleY = static_cast<int32_t>(request.sampleY);
+    params.kernelSizeX = static_cast<int32_t>(request.kernelX);
+    params.kernelSizeY = static_cast<int32_t>(request.kernelY);
+    params.round = request.round ? 1 : 0;
+    params.gain = static_cast<double>(request.gain);
+    return params;
+}
+
+// Near the rectangle that the source yields: the same, a part of it, beyond it, sometimes beside it.
+oracle_rect randomDestination(test_random* random, const smoothing& made)
+{
+    const oracle_rect all = oracle_destination(made.source, made.request);
+    if (chance(random, 25) && !all.isNull())
+        return all;
+    return {all.x + pick(random, -6, all.width), all.y + pick(random, -6, all.height),
+            pick(random, 1, std::max<int64_t>(1, all.width + 6)),
+            pick(random, 1, std::max<int64_t>(1, all.height + 6))};
+}
+
+smoothing randomSmoothing(test_random* random)
+{
+    smoothing made;
+    made.request.sampleX = chance(random, 50) ? 1 : pick(random, 1, 9);
+    made.request.sampleY = chance(random, 50) ? 1 : pick(random, 1, 9);
+    made.request.kernelX = randomKernel(random);
+    made.request.kernelY = randomKernel(random);
+    made.request.round = chance(random, 50);
+    made.request.gain = randomGain(random);
+    made.pixelSize = chance(random, 50) ? 1 : 2;
+    made.windows = chance(random, 50);
+    const int64_t far = chance(random, 10) ? 2000000 : 60;
+    made.source = {pick(random, -far, far), pick(random, -far, far), randomSize(random),
+                   randomSize(random)};
+    const auto width = static_cast<int32_t>(made.source.width);
+    const auto height = static_cast<int32_t>(made.source.height);
+    made.sourcePixels = std::make_unique<test_pixels>(randomLayout(random, width, height, 1));
+    randomPixels(random, made.sourcePixels.get());
+    if (made.windows || chance(random, 60)) {
+        made.destination = randomDestination(random, made);
+        made.destinationPixels = std::make_unique<test_pixels>(
+            randomLayout(random, static_cast<int32_t>(made.destination.width),
+                         static_cast<int32_t>(made.destination.height), made.pixelSize));
+    }
+    return made;
+}
+
+// The destination's pixels with those replaced that the request writes.
+test_grid expectedPixels(const smoothing& made, const test_grid& before, const oracle_rect& destination)
+{
+    test_grid expected = before;
+    const oracle_rect rect = oracle_written(made.source, made.request, destination);
+    if (rect.isNull())
+        return expected;
+    const oracle_values values =
+        oracle_smooth(made.sourcePixels->view(), made.source.x, made.source.y, made.request, rect);
+    const int64_t mask = made.pixelSize == 1 ? 0xff : 0xffff;
+    for (int64_t y = rect.y; y < rect.y + rect.height; ++y)
+        for (int64_t x = rect.x; x < rect.x + rect.width; ++x)
+            expected.at(x - destination.x, y - destination.y) =
+                static_cast<uint16_t>(values.at(x, y) & mask);
+    return expected;
+}
+
+void checkBound(const smoothing& made, const test_grid& before)
+{
+    EXPECT_TRUE(
+        test_samePixels(expectedPixels(made, before, made.destination), made.destinationPixels->view()));
+    EXPECT_TRUE(test_undamaged(*made.destinationPixels));
+}
+
+void runWindows(const smoothing& made)
+{
+    const test_grid before(made.destinationPixels->view());
+    const qip_gaussParams params = made.params();
+    const auto source = test_windowConstOver(*made.sourcePixels, static_cast<int32_t>(made.source.x),
+                                             static_cast<int32_t>(made.source.y));
+    const auto destination =
+        test_windowOver(*made.destinationPixels, static_cast<int32_t>(made.destination.x),
+                        static_cast<int32_t>(made.destination.y));
+    const auto smooth = made.pixelSize == 1 ? qip_gauss_smoothWindow8_8 : qip_gauss_smoothWindow8_16;
+    EXPECT_EQ(smooth(&source, &destination, &params), QIP_OK);
+    checkBound(made, before);
+}
+
+void runImages(const smoothing& made)
+{
+    const qip_gaussParams params = made.params();
+    const auto smooth = made.pixelSize == 1 ? qip_gauss_smooth8_8 : qip_gauss_smooth8_16;
+    const test_image source(*made.sourcePixels, static_cast<int32_t>(made.source.x),
+                            static_cast<int32_t>(made.source.y));
+    if (made.destinationPixels) {
+        const test_grid before(made.destinationPixels->view());
+        test_image destination(*made.destinationPixels, static_cast<int32_t>(made.destination.x),
+                               static_cast<int32_t>(made.destination.y));
+        EXPECT_EQ(smooth(&source.record, &destination.record, &params), QIP_OK);
+        checkBound(made, before);
+        return;
+    }
+    test_image destination;
+    EXPECT_EQ(smooth(&source.record, &destination.record, &params), QIP_OK);
+    const oracle_rect rect = oracle_destination(made.source, made.request);
+    EXPECT_EQ(destination.isBound(), !rect.isNull());
+    if (rect.isNull() || !destination.isBound())
+        return;
+    EXPECT_EQ(destination.rect().x, rect.x);
+    EXPECT_EQ(destination.rect().y, rect.y);
+    const test_grid before(static_cast<int32_t>(rect.width), static_cast<int32_t>(rect.height));
+    EXPECT_TRUE(test_samePixels(expectedPixels(made, before, rect), destination.view()));
+}
+
+// A random map with a determinant well away from zero.
+qmath_xformLinear randomLinear(test_random* random)
+{
+    const auto number = [&](int64_t low, int64_t high) {
+        return static_cast<double>(pick(random, low, high)) / 16.0;
+    };
+    return {number(8, 32), number(-6, 6),     number(-6, 6),
+            number(8, 32), number(-999, 999), number(-999, 999)};
+}
+
+qsys_status bend(void*, qmath_point* point)
+{
+    point->x += 0.01 * point->y * point->y;
+    return 0;
+}
+
+qsys_status straighten(void*, qmath_point* point)
+{
+    point->x -= 0.01 * point->y * point->y;
+    return 0;
+}
+
+// A client-to-image transform: nothing, linear, non-linear, both.
+void setRandomTransform(test_random* random, qimg_image* image)
+{
+    const qmath_xformLinear linear = randomLinear(random);
+    qmath_xformPtrhConst handle = {};
+    switch (pick(random, 0, 3)) {
+    case 0:
+        return;
+    case 1:
+        EXPECT_EQ(qimg_image_setLinearImageFromClientXform(image, &linear), 0);
+        return;
+    default:
+        EXPECT_EQ(qmath_xformPtrhConst_constructFunctions(&handle, bend, straighten, nullptr, nullptr), 0);
+        if (chance(random, 50)) {
+            EXPECT_EQ(qmath_xformPtrhConst_assignComposePtrhLinear(&handle, &handle, &linear), 0);
+        }
+        EXPECT_EQ(qimg_image_setImageFromClientXform(image, &handle), 0);
+        qmath_xformPtrhConst_destruct(&handle);
+    }
+}
+
+// Where `from` sees the client point that the image `source` sees at (x, y).
+qmath_point throughClient(const qimg_image* source, const qimg_image* destination, double x, double y)
+{
+    qmath_point point{x, y};
+    qmath_xformPtrhConst handle = {};
+    EXPECT_EQ(qimg_imageConst_getClientFromImageXform(source, &handle), 0);
+    EXPECT_EQ(qmath_xformPtrhConst_mapPoint(&handle, &point), 0);
+    EXPECT_EQ(qimg_imageConst_getImageFromClientXform(destination, &handle), 0);
+    EXPECT_EQ(qmath_xformPtrhConst_mapPoint(&handle, &point), 0);
+    qmath_xformPtrhConst_destruct(&handle);
+    return point;
+}
+
+// The middle of the source pixels under the kernel of destination pixel i.
+double supportCentre(int64_t i, int64_t sample, int64_t kernel)
+{
+    const double first = static_cast<double>(oracle_centre(i, sample, kernel) - 3 * kernel / 2);
+    return first + static_cast<double>(3 * kernel + 1) / 2.0;
+}
+
+} // namespace
+
+TEST(GaussValues, EqualADirectConvolution)
+{
+    const test_inhibition reference("gauss");
+    for (uint64_t number = 0; number < caseCount; ++number) {
+        test_random random = test_randomFor(number);
+        const smoothing made = randomSmoothing(&random);
+        SCOPED_TRACE(test_caseName(number) + ": " + made.describe());
+        const test_grid source(made.sourcePixels->view());
+        made.windows ? runWindows(made) : runImages(made);
+        EXPECT_TRUE(test_samePixels(source, made.sourcePixels->view()));
+        EXPECT_TRUE(test_undamaged(*made.sourcePixels));
+        if (HasFailure())
+            break;
+    }
+}
+
+// A destination pixel's centre is, in client coordinates, the centre of the source pixels that it was
+// computed from, whatever the source's transform. Coordinates stay below about 1000, where single
+// precision keeps a few 1e-4 through the composition.
+TEST(GaussValues, DestinationCentresFallOnTheCentresOfTheirSupports)
+{
+    for (uint64_t number = 0; number < 400; ++number) {
+        test_random random = test_randomFor(1000000 + number);
+        smoothing made = randomSmoothing(&random);
+        made.source.x = pick(&random, -100, 100);
+        made.source.y = pick(&random, -100, 100);
+        SCOPED_TRACE(test_caseName(1000000 + number) + ": " + made.describe());
+        test_image source(*made.sourcePixels, static_cast<int32_t>(made.source.x),
+                          static_cast<int32_t>(made.source.y));
+        setRandomTransform(&random, &source.record);
+        test_image destination;
+        const qip_gaussParams params = made.params();
+        const auto smooth = made.pixelSize == 1 ? qip_gauss_smooth8_8 : qip_gauss_smooth8_16;
+        ASSERT_EQ(smooth(&source.record, &destination.record, &params), QIP_OK);
+        const oracle_rect rect = oracle_destination(made.source, made.request);
+        for (const int64_t x : {rect.x, rect.x + rect.width - 1})
+            for (const int64_t y : {rect.y, rect.y + rect.height - 1}) {
+                if (rect.isNull())
+                    continue;
+                const qmath_point point =
+                    throughClient(&source.record, &destination.record,
+                                  supportCentre(x, made.request.sampleX, made.request.kernelX),
+                                  supportCentre(y, made.request.sampleY, made.request.kernelY));
+                EXPECT_NEAR(point.x, static_cast<double>(x) + 0.5, 2e-3);
+                EXPECT_NEAR(point.y, static_cast<double>(y) + 0.5, 2e-3);
+            }
+        if (HasFailure())
+            break;
+    }
+}
+
+// Level by level, what a constant image becomes: the reciprocal of 729 loses one level in 125 of 255 when
+// truncating, powers of two lose none, rounding loses none; gain 2 wraps.
+TEST(GaussValues, ConstantImages)
+{
+    const test_inhibition reference("gauss");
+    const auto level = [](uint32_t value, int32_t kernel, int round, double gain) {
+        test_pixels source({12, 9, 1});
+        const test_pixels destination({1, 1, 1});
+        for (int32_t y = 0; y < 9; ++y)
+            for (int32_t x = 0; x < 12; ++x)
+                source.set(x, y, value);
+        qip_gaussParams params = {};
+        qip_gaussParams_init(&params);
+        params.kernelSizeX = params.kernelSizeY = kernel;
+        params.round = round;
+        params.gain = gain;
+        const auto from = test_windowConstOver(source, 0, 0);
+        const auto to = test_windowOver(destination, 5, 5);
+        EXPECT_EQ(qip_gauss_smoothWindow8_8(&from, &to, &params), QIP_OK);
+        return test_pixel(destination.view(), 0, 0);
+    };
+    int lower = 0;
+    for (uint32_t value = 0; value < 256; ++value) {
+        const uint32_t truncated = level(value, 2, 0, 1.0);
+        EXPECT_TRUE(truncated == value || truncated + 1 == value) << value;
+        lower += truncated != value;
+        EXPECT_EQ(level(value, 2, 1, 1.0), value);
+        EXPECT_EQ(level(value, 1, 0, 1.0), value);
+        EXPECT_EQ(level(value, 3, 0, 1.0), value);
+    }
+    EXPECT_EQ(lower, 125);
+    EXPECT_EQ(level(200, 1, 0, 2.0), 144u);
+    EXPECT_EQ(level(200, 0, 0, 2.0), 144u);
+}
