@@ -12,6 +12,7 @@ namespace
 // Blocks may outlive the object that counts them, so the counts live here.
 std::atomic<int64_t> live{0};
 std::atomic<int64_t> asked{0};
+std::atomic<int64_t> largest{0};
 std::atomic<int64_t> failAt{0}; // 0: never
 std::atomic<bool> failLater{false};
 std::atomic<bool> fired{false};
@@ -19,6 +20,9 @@ std::atomic<bool> fired{false};
 void* allocate(void*, size_t size)
 {
     const int64_t number = ++asked;
+    for (int64_t seen = largest; static_cast<int64_t>(size) > seen;)
+        if (largest.compare_exchange_weak(seen, static_cast<int64_t>(size)))
+            break;
     const int64_t bad = failAt;
     if (bad != 0 && (number == bad || (failLater && number > bad))) {
         fired = true;
@@ -40,6 +44,7 @@ void release(void*, void* block)
 void set(int64_t n, bool andAllLater)
 {
     asked = 0;
+    largest = 0;
     failAt = n;
     failLater = andAllLater;
     fired = false;
@@ -79,6 +84,11 @@ int64_t test_allocator::liveBlocks()
 int64_t test_allocator::allocations()
 {
     return asked;
+}
+
+int64_t test_allocator::largestBlock()
+{
+    return largest;
 }
 
 test_attention::test_attention(int64_t n, qsys_status status) : failAt_(n), status_(status)

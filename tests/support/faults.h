@@ -25,6 +25,8 @@ public:
     static int64_t liveBlocks();
     // Allocations asked for since the last arm or disarm.
     static int64_t allocations();
+    // The greatest size asked for since the last arm or disarm.
+    static int64_t largestBlock();
 };
 
 // The attention handler of the calling thread. It counts its calls and answers `status` at the n-th call and

@@ -57,11 +57,11 @@ normalisation normalise(const oracle_gauss& request)
 // One row of sums to values. The accumulator starts at `half` and takes the kernel's sum column by column,
 // beginning at the first support column of the first output, with everything to the left taken as 0; what it
 // has gained at the last support column of an output is that output's weighted sum.
-void finishRow(const std::vector<int64_t>& column, const oracle_gauss& request, const oracle_rect& rect,
-               const normalisation& scale, int64_t sourceX, int64_t* values)
+void finishRow(const std::vector<int64_t>& column, const std::vector<int64_t>& weights,
+               const oracle_gauss& request, const oracle_rect& rect, const normalisation& scale,
+               int64_t sourceX, int64_t* values)
 {
     const auto width = static_cast<int64_t>(column.size());
-    const auto weights = oracle_boxPower(request.kernelX + 1, 3);
     const int64_t reach = 3 * request.kernelX;
     const auto firstSupport = [&](int64_t i) {
         return oracle_centre(rect.x + i, request.sampleX, request.kernelX) - sourceX - reach / 2;
@@ -168,7 +168,8 @@ oracle_values oracle_smooth(const test_view& source, int64_t sourceX, int64_t so
                             const oracle_gauss& request, const oracle_rect& rect)
 {
     const normalisation scale = normalise(request);
-    const auto weights = oracle_boxPower(request.kernelY + 1, 3);
+    const auto weightsX = oracle_boxPower(request.kernelX + 1, 3);
+    const auto weightsY = oracle_boxPower(request.kernelY + 1, 3);
     oracle_values result{rect, std::vector<int64_t>(static_cast<size_t>(rect.width * rect.height))};
     for (int64_t y = 0; y < rect.height; ++y) {
         const int64_t first =
@@ -176,9 +177,9 @@ oracle_values oracle_smooth(const test_view& source, int64_t sourceX, int64_t so
         std::vector<int64_t> column(static_cast<size_t>(source.width));
         for (int64_t x = 0; x < source.width; ++x)
             column[static_cast<size_t>(x)] =
-                weightedSum(weights, 0, first, source.height,
+                weightedSum(weightsY, 0, first, source.height,
                             [&](int64_t row) { return int64_t{test_pixel(source, x, row)}; });
-        finishRow(column, request, rect, scale, sourceX, result.values.data() + y * rect.width);
+        finishRow(column, weightsX, request, rect, scale, sourceX, result.values.data() + y * rect.width);
     }
     return result;
 }
