@@ -14,13 +14,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <memory>
 #include <sstream>
 
 namespace
 {
 
-constexpr int caseCount = 12000;
+constexpr int caseCount = 30000;
 
 int64_t pick(test_random* random, int64_t low, int64_t high)
 {
@@ -68,17 +69,25 @@ test_layout randomLayout(test_random* random, int32_t width, int32_t height, int
         width, height, pixelSize, fence, shift, fence == test_fence::block ? gap : 0, chance(random, 25)};
 }
 
-void randomPixels(test_random* random, test_pixels* pixels)
+void fillPixels(test_pixels* pixels, const std::function<uint32_t(int32_t x, int32_t y)>& value)
 {
     const test_view view = pixels->view();
+    for (int32_t y = 0; y < view.height; ++y)
+        for (int32_t x = 0; x < view.width; ++x)
+            pixels->set(x, y, value(x, y));
+}
+
+void randomPixels(test_random* random, test_pixels* pixels)
+{
     const auto kind = pick(random, 0, 5);
     const auto level = static_cast<uint32_t>(pick(random, 0, 255));
-    for (int32_t y = 0; y < view.height; ++y)
-        for (int32_t x = 0; x < view.width; ++x) {
-            const auto noise = static_cast<uint32_t>(test_randomBits(random) >> 40);
-            const uint32_t board = (x + y) % 2 ? 255 : 0;
-            pixels->set(x, y, kind == 0 ? 255 : kind == 1 ? board : kind == 2 ? level : noise);
-        }
+    fillPixels(pixels, [&](int32_t x, int32_t y) {
+        if (kind == 0)
+            return 255U;
+        if (kind == 1)
+            return (x + y) % 2 ? 255U : 0U;
+        return kind == 2 ? level : static_cast<uint32_t>(test_randomBits(random) >> 40);
+    });
 }
 
 // One request with its memory. Destinations of image forms may start unbound; then there are no pixels.
@@ -134,6 +143,17 @@ oracle_rect randomDestination(test_random* random, const smoothing& made)
             pick(random, 1, std::max<int64_t>(1, all.height + 6))};
 }
 
+// A constant image with a gain that puts the exact result half-way between two levels, where the last bit
+// of the sums and of the reciprocal decides.
+void makeTies(test_random* random, smoothing* made)
+{
+    const int64_t step = pick(random, 1, 40);
+    const auto level = static_cast<uint32_t>(step * pick(random, 1, 255 / step));
+    fillPixels(made->sourcePixels.get(), [&](int32_t, int32_t) { return level; });
+    made->request.gain = static_cast<float>(2 * pick(random, 0, 40) + 1) / static_cast<float>(2 * step);
+    made->request.round = true;
+}
+
 smoothing randomSmoothing(test_random* random)
 {
     smoothing made;
@@ -152,6 +172,8 @@ smoothing randomSmoothing(test_random* random)
     const auto height = static_cast<int32_t>(made.source.height);
     made.sourcePixels = std::make_unique<test_pixels>(randomLayout(random, width, height, 1));
     randomPixels(random, made.sourcePixels.get());
+    if (chance(random, 20))
+        makeTies(random, &made);
     if (made.windows || chance(random, 60)) {
         made.destination = randomDestination(random, made);
         made.destinationPixels = std::make_unique<test_pixels>(
@@ -349,9 +371,7 @@ TEST(GaussValues, ConstantImages)
     const auto level = [](uint32_t value, int32_t kernel, int round, double gain) {
         test_pixels source({12, 9, 1});
         const test_pixels destination({1, 1, 1});
-        for (int32_t y = 0; y < 9; ++y)
-            for (int32_t x = 0; x < 12; ++x)
-                source.set(x, y, value);
+        fillPixels(&source, [&](int32_t, int32_t) { return value; });
         qip_gaussParams params = {};
         qip_gaussParams_init(&params);
         params.kernelSizeX = params.kernelSizeY = kernel;
