@@ -1,5 +1,6 @@
 #!/bin/bash
-# The C program of the README compiles without a warning and runs: what a user copies works.
+# The C program of the README compiles without a warning, runs, and prints what the README says ("It prints
+# `...`"): what a user copies works.
 #
 #   readme_program.sh README CC FOLDER CFLAG...     FOLDER is a scratch folder
 set -euo pipefail
@@ -15,5 +16,9 @@ if [[ ! -s $folder/readme.c ]]; then
     exit 77
 fi
 "$cc" -std=c99 -Wall -Wextra -Wpedantic -Werror "$folder/readme.c" -o "$folder/readme" "$@"
-cd "$folder"
-./readme
+printed=$("$folder/readme")
+promised=$(sed -n 's/^It prints `\([^`]*\)`.*/\1/p' "$readme")
+if [[ $printed != "$promised" ]]; then
+    echo "FAILED: it prints '$printed', the README says '$promised'"
+    exit 1
+fi
