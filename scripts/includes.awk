@@ -3,16 +3,18 @@
 #   awk -f scripts/includes.awk FILE...       paths from the root of the repository
 
 BEGIN {
-    # Project headers that the files of a folder may include, as patterns on <...> and "...".
+    # Project headers that the files of a folder may include, as patterns on <...> and "...". A neighbour may be
+    # named without its folder.
+    neighbour = "^\"[a-z0-9_]+\\.h\"|"
     allowed["include"] = "^<(qip|qbase)/"
     allowed["platform"] = "^<qbase/"
-    allowed["base"] = "^<qbase/|^\"base/"
+    allowed["base"] = neighbour "^<qbase/|^\"base/"
     split("frame gauss vector masked gauss2", families)
     for (i in families)
-        allowed[families[i]] = "^<(qip|qbase)/|^\"(frame|gauss|" families[i] ")/"
+        allowed[families[i]] = neighbour "^<(qip|qbase)/|^\"(frame|gauss|" families[i] ")/"
     split("tools examples bench", users)
     for (i in users)
-        allowed[users[i]] = "^<(qip|qbase)/|^\"" users[i] "/|^\"[a-z0-9_]+\\.h\""
+        allowed[users[i]] = neighbour "^<(qip|qbase)/|^\"" users[i] "/"
     allowed["tests"] = "^<(qip|qbase)/|^\"support/"
     checksHidden = "^<(qip|qbase)/|^\"(support|base|frame|gauss|vector|masked|gauss2)/"
     processorLevel = "^<([a-z]+intrin\\.h|cstdint|cstddef|cstring)>"
