@@ -4,6 +4,7 @@
 //
 // These are the values of the reference path. Fast paths are inhibited: some are required to differ from it.
 #include "support/compare.h"
+#include "support/gauss_calls.h"
 #include "support/images.h"
 #include "support/oracle_gauss.h"
 #include "support/policy.h"
@@ -101,7 +102,6 @@ struct smoothing {
     std::unique_ptr<test_pixels> destinationPixels;
 
     std::string describe() const;
-    qip_gaussParams params() const;
 };
 
 std::string smoothing::describe() const
@@ -117,19 +117,6 @@ std::string smoothing::describe() const
     else
         out << "unbound";
     return out.str();
-}
-
-qip_gaussParams smoothing::params() const
-{
-    qip_gaussParams params = {};
-    qip_gaussParams_init(&params);
-    params.sampleX = static_cast<int32_t>(request.sampleX);
-    params.sampleY = static_cast<int32_t>(request.sampleY);
-    params.kernelSizeX = static_cast<int32_t>(request.kernelX);
-    params.kernelSizeY = static_cast<int32_t>(request.kernelY);
-    params.round = request.round ? 1 : 0;
-    params.gain = static_cast<double>(request.gain);
-    return params;
 }
 
 // Near the rectangle that the source yields: the same, a part of it, beyond it, sometimes beside it.
@@ -192,11 +179,7 @@ test_grid expectedPixels(const smoothing& made, const test_grid& before, const o
         return expected;
     const oracle_values values =
         oracle_smooth(made.sourcePixels->view(), made.source.x, made.source.y, made.request, rect);
-    const int64_t mask = made.pixelSize == 1 ? 0xff : 0xffff;
-    for (int64_t y = rect.y; y < rect.y + rect.height; ++y)
-        for (int64_t x = rect.x; x < rect.x + rect.width; ++x)
-            expected.at(x - destination.x, y - destination.y) =
-                static_cast<uint16_t>(values.at(x, y) & mask);
+    test_putValues(&expected, destination, values, made.pixelSize);
     return expected;
 }
 
@@ -210,7 +193,7 @@ void checkBound(const smoothing& made, const test_grid& before)
 void runWindows(const smoothing& made)
 {
     const test_grid before(made.destinationPixels->view());
-    const qip_gaussParams params = made.params();
+    const qip_gaussParams params = test_gaussParams(made.request);
     const auto source = test_windowConstOver(*made.sourcePixels, static_cast<int32_t>(made.source.x),
                                              static_cast<int32_t>(made.source.y));
     const auto destination =
@@ -223,7 +206,7 @@ void runWindows(const smoothing& made)
 
 void runImages(const smoothing& made)
 {
-    const qip_gaussParams params = made.params();
+    const qip_gaussParams params = test_gaussParams(made.request);
     const auto smooth = made.pixelSize == 1 ? qip_gauss_smooth8_8 : qip_gauss_smooth8_16;
     const test_image source(*made.sourcePixels, static_cast<int32_t>(made.source.x),
                             static_cast<int32_t>(made.source.y));
@@ -343,7 +326,7 @@ TEST(GaussValues, DestinationCentresFallOnTheCentresOfTheirSupports)
                           static_cast<int32_t>(made.source.y));
         setRandomTransform(&random, &source.record);
         test_image destination;
-        const qip_gaussParams params = made.params();
+        const qip_gaussParams params = test_gaussParams(made.request);
         const auto smooth = made.pixelSize == 1 ? qip_gauss_smooth8_8 : qip_gauss_smooth8_16;
         ASSERT_EQ(smooth(&source.record, &destination.record, &params), QIP_OK);
         const oracle_rect rect = oracle_destination(made.source, made.request);

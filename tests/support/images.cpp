@@ -1,5 +1,7 @@
 #include "support/images.h"
 
+#include "support/random.h"
+
 #include <gtest/gtest.h>
 
 test_image::test_image(const test_pixels& pixels, int32_t x, int32_t y)
@@ -35,6 +37,14 @@ test_view test_image::view() const
     qimg_windowConst window = {};
     qimg_windowConst_init(&window, &record);
     return {window.firstPixel, window.stride, window.width, window.height, window.pixelSize};
+}
+
+void test_fillRandom(test_pixels* pixels, uint64_t caseNumber)
+{
+    test_random random = test_randomFor(caseNumber);
+    const test_view view = pixels->view();
+    for (int32_t y = 0; y < view.height; ++y)
+        test_randomFill(&random, pixels->row(y), int64_t{view.width} * view.pixelSize);
 }
 
 qimg_window test_windowOver(const test_pixels& pixels, int32_t x, int32_t y)

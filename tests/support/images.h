@@ -22,6 +22,9 @@ struct test_image {
     test_view view() const;
 };
 
+// Every byte of the pixels random; one number gives the same bytes every time.
+void test_fillRandom(test_pixels* pixels, uint64_t caseNumber = 0);
+
 qimg_window test_windowOver(const test_pixels& pixels, int32_t x, int32_t y);
 qimg_windowConst test_windowConstOver(const test_pixels& pixels, int32_t x, int32_t y);
 

@@ -1,0 +1,157 @@
+// The parameter records: which rule wins, what passes, what is equal, and null pointers.
+#include "support/gauss_calls.h"
+#include "support/images.h"
+#include "support/nulls.h"
+#include "support/policy.h"
+
+#include <qbase/cpuinfo.h>
+#include <qip/smoothing.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace
+{
+
+constexpr int32_t most = std::numeric_limits<int32_t>::max();
+constexpr int32_t least = std::numeric_limits<int32_t>::min();
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+
+} // namespace
+
+TEST(GaussParams, TheFirstRuleThatFailsDecides)
+{
+    struct rule {
+        std::function<void(qip_gaussParams*)> breakIt;
+        qip_status status;
+    };
+    // In the order of the checks; each breaks only its own.
+    const std::vector<rule> rules = {
+        {[](qip_gaussParams* p) { p->sampleX = 0; }, QSYS_FAILURE(0x0961)},
+        {[](qip_gaussParams* p) { p->sampleY = least; }, QSYS_FAILURE(0x0961)},
+        {[](qip_gaussParams* p) { p->kernelSizeX = -1; }, QSYS_FAILURE(0x0962)},
+        {[](qip_gaussParams* p) { p->kernelSizeY = least; }, QSYS_FAILURE(0x0962)},
+        {[](qip_gaussParams* p) { p->gain = -0.0; }, QSYS_FAILURE(0x0963)},
+        {[](qip_gaussParams* p) { p->maskParams.mode = 2; }, QSYS_FAILURE(0x0ea8)},
+        {[](qip_gaussParams* p) { p->maskParams.resultMode = 0xffffffff; }, QSYS_FAILURE(0x0ea9)},
+        {[](qip_gaussParams* p) { p->maskParams.threshold = notANumber; }, QSYS_FAILURE(0x0eaa)},
+    };
+    const test_pixels empty({0, 0, 1});
+    const test_pixels empty16({0, 0, 2});
+    test_forEachGauss(empty, empty, empty16, [&](const char*, const test_gaussCall& smooth) {
+        // Each rule alone, then with all later ones broken too. The windows are null: rules come first.
+        for (size_t i = 0; i < rules.size(); ++i) {
+            qip_gaussParams params = test_gaussParams(1, 1);
+            rules[i].breakIt(&params);
+            EXPECT_EQ(smooth(params), rules[i].status) << i;
+            for (size_t j = i; j < rules.size(); ++j)
+                rules[j].breakIt(&params);
+            EXPECT_EQ(smooth(params), rules[i].status) << i << " and later";
+        }
+        qip_gaussParams params = test_gaussParams(0, 1);
+        qsys_cpuinfo_setFailure(-5);
+        EXPECT_EQ(smooth(params), -5);
+        qsys_cpuinfo_setFailure(0);
+    });
+}
+
+TEST(GaussParams, GoodRecordsPass)
+{
+    qip_gaussParams params = test_gaussParams(1, 0);
+    EXPECT_EQ(qip_gaussParams_validate(&params), QIP_OK);
+    for (const double gain :
+         {notANumber, std::numeric_limits<double>::denorm_min(), std::numeric_limits<double>::infinity()}) {
+        params.gain = gain;
+        EXPECT_EQ(qip_gaussParams_validate(&params), QIP_OK) << gain;
+    }
+    params = test_gaussParams(most, most);
+    params.maskParams = {1, 1, 1.0};
+    EXPECT_EQ(qip_gaussParams_validate(&params), QIP_OK);
+    params.maskParams.threshold = std::nextafter(1.0, 2.0);
+    EXPECT_EQ(qip_gaussParams_validate(&params), QIP_E_MASK_THRESHOLD);
+}
+
+TEST(GaussParams, RecordsAreComparedFieldByField)
+{
+    const qip_gaussParams a = test_gaussParams(3, 4);
+    const std::vector<std::function<void(qip_gaussParams*)>> changes = {
+        [](auto* p) { ++p->sampleX; },
+        [](auto* p) { ++p->sampleY; },
+        [](auto* p) { ++p->kernelSizeX; },
+        [](auto* p) { ++p->kernelSizeY; },
+        [](auto* p) { p->gain = 1.5; },
+        [](auto* p) { p->round = 1; },
+        [](auto* p) { p->maskParams.mode = 1; },
+        [](auto* p) { p->maskParams.resultMode = 1; },
+        [](auto* p) { p->maskParams.threshold = 0.5; },
+    };
+    int equal = -1;
+    EXPECT_EQ(qip_gaussParams_compareEqual(&a, &a, &equal), 0);
+    EXPECT_EQ(equal, 1);
+    for (size_t i = 0; i < changes.size(); ++i) {
+        qip_gaussParams b = a;
+        changes[i](&b);
+        EXPECT_EQ(qip_gaussParams_compareEqual(&a, &b, &equal), 0);
+        EXPECT_EQ(equal, 0) << i;
+    }
+    // What is not a number differs from nothing.
+    qip_gaussParams b = a;
+    b.gain = b.maskParams.threshold = notANumber;
+    EXPECT_EQ(qip_gaussParams_compareEqual(&b, &a, &equal), 0);
+    EXPECT_EQ(equal, 1);
+}
+
+TEST(GaussParams, GreatestKernelSizesFollowTheProcessor)
+{
+    int size = 0;
+    qsys_cpuinfo machine = {};
+    ASSERT_EQ(qsys_cpuinfo_init(&machine), 0);
+    const bool hasBytes = (machine.features & QSYS_CPU_BIT_VECTOR128_BYTES) != 0;
+    for (const int32_t processorClass : {1, 2, 3, 5, 0, 6, -3}) {
+        const test_processor processor(processorClass, 0xffffffff);
+        EXPECT_EQ(qip_gaussParamsGetMaxSigma(&size), 0);
+        EXPECT_EQ(size, hasBytes && (processorClass == 1 || processorClass == 5) ? 63 : 24);
+    }
+    const test_processor processor(1, ~QSYS_CPU_BIT_VECTOR128_BYTES);
+    EXPECT_EQ(qip_gaussParamsGetMaxSigma(&size), 0);
+    EXPECT_EQ(size, 24);
+    size = 0;
+    qsys_cpuinfo_setFailure(-9);
+    EXPECT_EQ(qip_gaussParamsGetMaxSigma(&size), -9);
+    EXPECT_EQ(size, 24);
+    EXPECT_EQ(qip_gaussParamsGetMaxSigma16(&size), 0);
+    EXPECT_EQ(size, 39);
+    qsys_cpuinfo_setFailure(0);
+}
+
+TEST(GaussParams, NullPointersAreRefused)
+{
+    test_pixels pixels({9, 9, 1});
+    const test_pixels pixels8({9, 9, 1});
+    const test_pixels pixels16({9, 9, 2});
+    test_image source(pixels, 0, 0);
+    test_image destination8(pixels8, 0, 0);
+    test_image destination16(pixels16, 0, 0);
+    const auto from = test_windowConstOver(pixels, 0, 0);
+    const auto to8 = test_windowOver(pixels8, 0, 0);
+    const auto to16 = test_windowOver(pixels16, 0, 0);
+    qip_gaussParams params = test_gaussParams(1, 1);
+    qip_filterMaskParams mask = params.maskParams;
+    int number = 0;
+    test_refusesNull("smooth8_8", qip_gauss_smooth8_8, {}, &source.record, &destination8.record, &params);
+    test_refusesNull("smooth8_16", qip_gauss_smooth8_16, {}, &source.record, &destination16.record,
+                     &params);
+    test_refusesNull("smoothWindow8_8", qip_gauss_smoothWindow8_8, {}, &from, &to8, &params);
+    test_refusesNull("smoothWindow8_16", qip_gauss_smoothWindow8_16, {}, &from, &to16, &params);
+    test_refusesNull("init", qip_gaussParams_init, {}, &params);
+    test_refusesNull("validate", qip_gaussParams_validate, {}, &params);
+    test_refusesNull("compareEqual", qip_gaussParams_compareEqual, {}, &params, &params, &number);
+    test_refusesNull("getMaxSigma", qip_gaussParamsGetMaxSigma, {}, &number);
+    test_refusesNull("getMaxSigma16", qip_gaussParamsGetMaxSigma16, {}, &number);
+    test_refusesNull("mask init", qip_filterMaskParams_init, {}, &mask);
+    test_refusesNull("mask validate", qip_filterMaskParams_validate, {}, &mask);
+    test_refusesNull("mask compareEqual", qip_filterMaskParams_compareEqual, {}, &mask, &mask, &number);
+    EXPECT_TRUE(test_samePixels(test_grid(9, 9, test_canary), pixels8.view()));
+}
