@@ -3,7 +3,6 @@
 #include "gauss2/fast.h"
 
 #include "frame/cleanup.h"
-#include "frame/cpu.h"
 #include "gauss2/kernels.h"
 
 #include <qbase/attention.h>
@@ -56,22 +55,13 @@ qsys_status takeBytes(frame_cleanup* cleanup, int64_t count, unsigned char** blo
                                   &cleanup->status, QSYS_CLEANUP_MEMORY, address, frame_freeBlock, nullptr);
 }
 
-// The ladder: every level takes the place of the one below. Bit 3 stands for vectors of 8-bit pixels, bit 8
-// for vectors of 16-bit pixels.
 template <class Pixel>
 qsys_status chooseKernels(gauss2_kernels<Pixel>* kernels)
 {
     qsys_cpuinfo info = {};
     const qsys_status status = qsys_cpuinfo_init(&info);
-    if (status < 0)
-        return status;
-    constexpr uint32_t bits128 =
-        sizeof(Pixel) == 1 ? QSYS_CPU_BIT_VECTOR128_BYTES : QSYS_CPU_BIT_VECTOR128_WORDS;
-    gauss2_kernelsPlain(kernels);
-    if (frame_cpuHas(&info, bits128))
-        gauss2_kernelsSse41(kernels);
-    if (frame_cpuHas(&info, bits128 | QSYS_CPU_BIT_VECTOR256))
-        gauss2_kernelsAvx2(kernels);
+    if (status >= 0)
+        gauss2_kernelsFill(kernels, &info);
     return status;
 }
 

@@ -9,6 +9,8 @@
 //   Widths:  leastWidth and up; the driver widens narrower rows.
 #pragma once
 
+#include <qbase/cpuinfo.h>
+
 #include <cstdint>
 
 enum {
@@ -56,7 +58,11 @@ constexpr int64_t gauss2_columnsBytes(int64_t width)
     return (width + 256) * int64_t{8 * sizeof(Pixel)};
 }
 
-// The kernels of each level.
+// The best kernels that a processor may run. Pure: no state is asked or kept.
+template <class Pixel>
+void gauss2_kernelsFill(gauss2_kernels<Pixel>* kernels, const qsys_cpuinfo* info);
+
+// The rungs of that ladder; each sets the whole record.
 void gauss2_kernelsPlain(gauss2_kernels<uint8_t>* kernels);
 void gauss2_kernelsPlain(gauss2_kernels<uint16_t>* kernels);
 void gauss2_kernelsSse41(gauss2_kernels<uint8_t>* kernels);
