@@ -1,0 +1,51 @@
+// A grey picture in memory, and the one door to the file formats.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+// Rows follow each other without gaps; 16-bit pixels are in the machine's byte order. The memory is not cleared
+// when it is taken, so that a header's promise costs nothing before pixels keep it.
+struct picture {
+    int32_t width = 0;
+    int32_t height = 0;
+    int depth = 8; // 8 or 16
+    bool wasColour = false;
+    std::unique_ptr<uint8_t[]> pixels;
+
+    int32_t stride() const
+    {
+        return width * (depth / 8);
+    }
+};
+
+// Pixels of somebody else, to be written to a file.
+struct picture_view {
+    int32_t width;
+    int32_t height;
+    int depth;
+    int32_t stride; // bytes from a row to the next
+    const uint8_t* firstPixel;
+};
+
+enum class picture_format { unknown, png, pgm, ppm };
+
+// What a file's ending says, in capital or small letters.
+picture_format picture_formatOf(const std::string& path);
+
+// Takes memory for `channels` samples a pixel; pixels that do not fit the library's 32-bit strides, or memory,
+// are a failure of the file.
+void picture_allocate(picture& target, const std::string& path, uint64_t width, uint64_t height, int depth,
+                      int channels);
+
+// Turns red, green and blue samples into grey ones, in place.
+void picture_greyFromRgb(picture& target);
+
+// Reads a file. Failures: file_failure.
+picture picture_read(const std::string& path);
+
+// Writes a whole file in the format of the path's ending; the stream is left open. Failures: file_failure.
+void picture_write(std::FILE* stream, const std::string& path, const picture_view& pixels);

@@ -1,0 +1,10 @@
+// PNG files: grey of every depth as it is (1, 2 and 4 bits spread to 8), colour and palettes converted to grey,
+// transparency dropped. Colour-space chunks are not looked at: pixel values are measurements.
+#pragma once
+
+#include "picture.h"
+
+picture png_read(const std::string& path);
+
+// Grey, 8 or 16 bits.
+void png_write(std::FILE* stream, const std::string& path, const picture_view& pixels);

@@ -1,0 +1,10 @@
+// Binary PGM and PPM files (P5, P6). Values are taken as they stand, whatever the greatest value in the header;
+// one up to 255 makes an 8-bit picture, one above a 16-bit picture.
+#pragma once
+
+#include "picture.h"
+
+picture pnm_read(const std::string& path);
+
+// P5 with the greatest value 255 or 65535.
+void pnm_write(std::FILE* stream, const std::string& path, const picture_view& pixels);
