@@ -1,0 +1,186 @@
+#include "output.h"
+
+#include "failure.h"
+#include "input_file.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+volatile std::sig_atomic_t notedSignal = 0;
+
+void noteSignal(int number)
+{
+    notedSignal = number;
+}
+
+[[noreturn]] void fail(const std::string& name, int error)
+{
+    throw file_failure(name, std::string("cannot be written: ") + std::strerror(error));
+}
+
+// The file that a rename has to replace: a link stays a link.
+std::string followLinks(const std::string& name)
+{
+    std::error_code error;
+    const fs::path target = fs::canonical(name, error);
+    return error ? name : target.string();
+}
+
+// A destination that exists has to be a file that its owner lets us write, although a rename would not ask.
+mode_t modeFor(const std::string& name, const std::string& target)
+{
+    struct stat about = {};
+    if (stat(target.c_str(), &about) != 0)
+        return 0;
+    if (S_ISDIR(about.st_mode))
+        throw file_failure(name, "cannot be written: is a folder");
+    if (!S_ISREG(about.st_mode))
+        throw file_failure(name, "cannot be written: is not a regular file");
+    if (access(target.c_str(), W_OK) != 0)
+        fail(name, errno);
+    return about.st_mode & 0777;
+}
+
+// A name beside `target` that nobody uses; short, so that it fits where the target's own name just fits.
+std::string nameBeside(const std::string& target, unsigned number)
+{
+    const std::string name =
+        ".qip-smooth-" + std::to_string(getpid()) + "-" + std::to_string(number) + ".tmp";
+    return (fs::path(target).parent_path() / name).string();
+}
+
+// Calls `make` with fresh names until it does not find the name taken; answers the name, or "" with errno set.
+template <typename Make>
+std::string makeBeside(const std::string& target, const Make& make)
+{
+    for (unsigned number = 0; number < 10000; ++number) {
+        std::string name = nameBeside(target, number);
+        if (make(name.c_str()))
+            return name;
+        if (errno != EEXIST)
+            break;
+    }
+    return "";
+}
+
+// Keeps the old file under another name: by a second link, so that the destination never lacks a file, or, on
+// file systems without links, by a rename.
+std::string setAside(const std::string& target)
+{
+    const auto linkTo = [&](const char* name) {
+        return link(target.c_str(), name) == 0;
+    };
+    std::string backup = makeBeside(target, linkTo);
+    if (!backup.empty() || errno == ENOENT)
+        return backup;
+    const auto renameTo = [&](const char* name) {
+        return renameat2(AT_FDCWD, target.c_str(), AT_FDCWD, name, RENAME_NOREPLACE) == 0;
+    };
+    return makeBeside(target, renameTo);
+}
+
+} // namespace
+
+signal_delay::signal_delay()
+{
+    notedSignal = 0;
+    struct sigaction note = {};
+    note.sa_handler = noteSignal;
+    for (int i = 0; i < 3; ++i) {
+        sigaction(SIGNALS[i], nullptr, &before[i]);
+        if (before[i].sa_handler != SIG_IGN)
+            sigaction(SIGNALS[i], &note, nullptr);
+    }
+}
+
+signal_delay::~signal_delay()
+{
+    for (int i = 0; i < 3; ++i)
+        sigaction(SIGNALS[i], &before[i], nullptr);
+    if (notedSignal != 0)
+        std::raise(notedSignal);
+}
+
+output_set::~output_set()
+{
+    for (const file& output : files)
+        for (const std::string& leftOver : {output.temporary, output.backup})
+            if (!leftOver.empty())
+                unlink(leftOver.c_str());
+}
+
+void output_set::add(const std::string& path, const std::function<void(std::FILE*)>& write)
+{
+    file output = {path, followLinks(path), "", ""};
+    const mode_t mode = modeFor(path, output.target);
+    int descriptor = -1;
+    output.temporary = makeBeside(output.target, [&](const char* name) {
+        descriptor = open(name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        return descriptor >= 0;
+    });
+    if (descriptor < 0)
+        fail(path, errno);
+    files.push_back(output); // from here on the destructor removes the temporary
+    if (mode != 0)
+        fchmod(descriptor, mode);
+
+    std::unique_ptr<std::FILE, stream_closer> stream(fdopen(descriptor, "wb"));
+    if (!stream) {
+        close(descriptor);
+        throw file_failure(path, "cannot be written: not enough memory");
+    }
+    write(stream.get());
+    if (std::ferror(stream.get()) || std::fflush(stream.get()) != 0)
+        fail(path, errno);
+    if (std::fclose(stream.release()) != 0)
+        fail(path, errno);
+}
+
+void output_set::publishOne(file& output, bool keepBackup)
+{
+    if (keepBackup) {
+        output.backup = setAside(output.target);
+        if (output.backup.empty() && errno != ENOENT)
+            fail(output.name, errno);
+    }
+    if (std::rename(output.temporary.c_str(), output.target.c_str()) != 0)
+        fail(output.name, errno);
+    output.temporary.clear();
+}
+
+// Works after a rename that failed half-way too: the backup is then the only name, or a second one, of the old
+// file.
+void output_set::takeBack(file& output)
+{
+    if (!output.backup.empty()) {
+        if (std::rename(output.backup.c_str(), output.target.c_str()) == 0)
+            unlink(output.backup.c_str()); // two names of one file both stay after a rename
+        output.backup.clear();
+    } else if (output.temporary.empty()) {
+        unlink(output.target.c_str());
+    }
+}
+
+void output_set::publish()
+{
+    // The last rename has nobody behind it that could fail, so it needs no backup.
+    for (size_t i = 0; i < files.size(); ++i) {
+        try {
+            publishOne(files[i], i + 1 < files.size());
+        } catch (const file_failure&) {
+            for (size_t done = 0; done <= i; ++done)
+                takeBack(files[done]);
+            throw;
+        }
+    }
+}
