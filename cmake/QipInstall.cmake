@@ -1,4 +1,4 @@
-# What `cmake --install` lays down: libraries, headers, a relocatable CMake package and a pkg-config file.
+# What `cmake --install` lays down: libraries, the program, headers, a relocatable CMake package and a pkg-config file.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS qbase qip_gauss EXPORT qip_gauss_targets
@@ -7,6 +7,11 @@ install(TARGETS qbase qip_gauss EXPORT qip_gauss_targets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 set_target_properties(qbase PROPERTIES EXPORT_NAME base)
 set_target_properties(qip_gauss PROPERTIES EXPORT_NAME gauss INSTALL_RPATH "$ORIGIN")
+if(TARGET qip-smooth)
+    file(RELATIVE_PATH libraries_from_program /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+    set_target_properties(qip-smooth PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_program}")
+    install(TARGETS qip-smooth RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
 install(DIRECTORY include/qip platform/qbase DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         FILES_MATCHING PATTERN "*.h")
 

@@ -1,0 +1,56 @@
+#include "commands.h"
+
+#include "failure.h"
+#include "report.h"
+
+#include <qbase/cpuinfo.h>
+#include <qbase/jobs.h>
+
+namespace
+{
+
+void useProcessor(const options& o)
+{
+    const qsys_status status = qsys_cpuinfo_limitLevel(o.cpuLevel.c_str());
+    if (status < 0)
+        throw usage_failure("--cpu: \"" + o.cpuLevel + "\": " + qsys_status_text(status));
+    refusal_check(qsys_jobs_setThreadCount(o.threadCount));
+}
+
+void dispatch(const options& o)
+{
+    switch (o.what) {
+    case command::gauss:
+        return command_gauss(o);
+#ifdef QIP_WITHOUT_HALF
+    case command::half:
+    case command::binomial:
+        throw usage_failure("half and binomial: not available in this build");
+#else
+    case command::half:
+        return command_half(o);
+    case command::binomial:
+        return command_binomial(o);
+#endif
+    case command::result_mask:
+        throw usage_failure("result-mask: not available in this build");
+    case command::info:
+        return report_printInfo(options_version(), o.json);
+    }
+}
+
+} // namespace
+
+void command_run(const options& o)
+{
+    useProcessor(o);
+    try {
+        dispatch(o);
+    } catch (const refusal& answer) {
+        report nothing;
+        nothing.status = answer.status;
+        if (o.json && o.what != command::info)
+            report_print(nothing);
+        throw;
+    }
+}

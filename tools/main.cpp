@@ -1,0 +1,37 @@
+// qip-smooth: smooths grey pictures with the library, from file to file.
+#include "commands.h"
+#include "failure.h"
+
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <new>
+
+namespace
+{
+
+int report(const char* message, exit_status status)
+{
+    std::fprintf(stderr, "qip-smooth: %s\n", message);
+    return status;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    // A reader that went away and a file size limit are to be failed writes, which leave nothing behind.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    try {
+        if (const auto chosen = options_parse(argc, argv))
+            command_run(*chosen);
+        return 0;
+    } catch (const failure& problem) {
+        return report(problem.what(), problem.exitStatus);
+    } catch (const std::bad_alloc&) {
+        return report("not enough memory", EXIT_REFUSED);
+    } catch (const std::exception& problem) {
+        return report(problem.what(), EXIT_REFUSED);
+    }
+}

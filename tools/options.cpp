@@ -1,0 +1,259 @@
+#include "options.h"
+
+#include "failure.h"
+#include "picture.h"
+
+#include <CLI/CLI.hpp>
+
+#include <filesystem>
+#include <functional>
+#include <iostream>
+
+namespace
+{
+
+using text_reader = std::function<void(const std::string& option, const std::string& text)>;
+
+// Every value goes through a reader of ours, which throws usage failures that name the option.
+CLI::Option* addText(CLI::App* app, const std::string& name, const std::string& form,
+                     const std::string& help, const text_reader& read)
+{
+    const auto pass = [=](const std::string& text) {
+        read(name, text);
+    };
+    return app->add_option_function<std::string>(name, pass, help)->type_name(form);
+}
+
+template <typename Target, typename Value>
+CLI::Option* addValue(CLI::App* app, const std::string& name, const std::string& form,
+                      const std::string& help, Target& target,
+                      Value (*read)(const std::string& option, const std::string& text))
+{
+    return addText(app, name, form, help,
+                   [&target, read](const std::string& option, const std::string& text) {
+                       target = read(option, text);
+                   });
+}
+
+// ---- values that only one option takes ----
+
+std::string readInputName(const std::string& option, const std::string& text)
+{
+    if (picture_formatOf(text) == picture_format::unknown)
+        throw usage_failure(option + ": \"" + text + "\" does not end in .png, .pgm or .ppm");
+    return text;
+}
+
+std::string readOutputName(const std::string& option, const std::string& text)
+{
+    const picture_format format = picture_formatOf(text);
+    if (format != picture_format::png && format != picture_format::pgm)
+        throw usage_failure(option + ": \"" + text + "\" does not end in .png or .pgm");
+    return text;
+}
+
+int readDepth(const std::string& option, const std::string& text)
+{
+    if (text != "8" && text != "16")
+        throw usage_failure(option + ": \"" + text + "\" is neither 8 nor 16");
+    return option_int(option, text);
+}
+
+half_axis readAxis(const std::string& option, const std::string& text)
+{
+    if (text == "xy")
+        return half_axis::xy;
+    if (text == "x")
+        return half_axis::x;
+    if (text == "y")
+        return half_axis::y;
+    throw usage_failure(option + ": \"" + text + "\" is none of xy, x, y");
+}
+
+// The greatest value of a 16-bit pixel; one that is too great for an 8-bit output shows when the input is read.
+int32_t readFill(const std::string& option, const std::string& text)
+{
+    return option_intInRange(option, text, 0, UINT16_MAX);
+}
+
+int32_t readCount(const std::string& option, const std::string& text)
+{
+    return option_intInRange(option, text, 0, INT32_MAX);
+}
+
+int32_t readRepeat(const std::string& option, const std::string& text)
+{
+    return option_intInRange(option, text, 1, INT32_MAX);
+}
+
+std::string readLevel(const std::string&, const std::string& text)
+{
+    return text; // the processor service knows the names
+}
+
+// ---- the commands ----
+
+CLI::App* addCommand(CLI::App* app, const std::string& name, command what, const std::string& help,
+                     options& o)
+{
+    CLI::App* sub = app->add_subcommand(name, help);
+    sub->fallthrough();
+    sub->footer("The options of all commands are listed by: qip-smooth --help");
+    sub->callback([&o, what] { o.what = what; });
+    return sub;
+}
+
+void addFiles(CLI::App* sub, const std::string& inputName, options& o)
+{
+    addValue(sub, inputName, "FILE", "picture to read: .png, .pgm or .ppm", o.input, readInputName)
+        ->required();
+    addValue(sub, "OUT", "FILE", "picture to write: .png or .pgm", o.output, readOutputName)->required();
+}
+
+void addKernelAndSample(CLI::App* sub, qip_gaussParams& params)
+{
+    addText(sub, "--kernel", "K|KXxKY", "kernel size: three boxes of K + 1 pixels (default 1)",
+            [&](const std::string& option, const std::string& text) {
+                const int_pair size = option_intByInt(option, text);
+                params.kernelSizeX = size.x;
+                params.kernelSizeY = size.y;
+            });
+    addText(sub, "--sample", "S|SXxSY", "keep one pixel of S (default 1)",
+            [&](const std::string& option, const std::string& text) {
+                const int_pair step = option_intByInt(option, text);
+                params.sampleX = step.x;
+                params.sampleY = step.y;
+            });
+}
+
+void addThreshold(CLI::App* sub, qip_gaussParams& params)
+{
+    addValue(sub, "--threshold", "T", "share of the kernel that must be valid, 0 to 1 (default 0)",
+             params.maskParams.threshold, option_double);
+}
+
+void addMasks(CLI::App* sub, options& o)
+{
+    addValue(sub, "--mask", "FILE", "8-bit mask of the input", o.mask, readInputName);
+    addValue(sub, "--mask-out", "FILE", "mask to write", o.maskOut, readOutputName);
+}
+
+void addGauss(CLI::App* app, options& o)
+{
+    CLI::App* sub = addCommand(app, "gauss", command::gauss, "smooth with a kernel of any size", o);
+    addFiles(sub, "IN", o);
+    addKernelAndSample(sub, o.params);
+    addValue(sub, "--gain", "G", "factor on every value (default 1)", o.params.gain, option_double);
+    sub->add_flag_callback(
+        "--round", [&o] { o.params.round = 1; }, "round half up instead of truncating");
+    addValue(sub, "--depth", "8|16", "bits of an output pixel (default: as the input)", o.depth, readDepth);
+    addMasks(sub, o);
+    addValue(sub, "--reset-mask", "FILE", "8-bit mask: where it is 0 pixels are not smoothed", o.resetMask,
+             readInputName);
+    addValue(sub, "--mask-mode", "0|1", "1: fill masked-out pixels from their neighbours",
+             o.params.maskParams.mode, option_unsigned);
+    addValue(sub, "--result-mode", "0|1", "1: a pixel is valid when enough of its kernel is",
+             o.params.maskParams.resultMode, option_unsigned);
+    addThreshold(sub, o.params);
+}
+
+void addHalf(CLI::App* app, options& o)
+{
+    CLI::App* sub = addCommand(app, "half", command::half, "smooth with 1 4 6 4 1 and halve", o);
+    addFiles(sub, "IN", o);
+    addValue(sub, "--axis", "xy|x|y", "directions to smooth and halve (default xy)", o.axis, readAxis);
+    addMasks(sub, o);
+}
+
+void addBinomial(CLI::App* app, options& o)
+{
+    CLI::App* sub = addCommand(app, "binomial", command::binomial, "smooth with 1 4 6 4 1 at full size", o);
+    addFiles(sub, "IN", o);
+    addValue(sub, "--passes", "N|NXxNY", "two for every time that the filter is applied (default 2)",
+             o.passes, option_intByInt);
+    addMasks(sub, o);
+}
+
+void addResultMask(CLI::App* app, options& o)
+{
+    CLI::App* sub = addCommand(app, "result-mask", command::result_mask,
+                               "the mask that a masked gauss gives, without smoothing", o);
+    addFiles(sub, "MASK", o);
+    addKernelAndSample(sub, o.params);
+    addThreshold(sub, o.params);
+    addValue(sub, "--centre-mask", "FILE", "8-bit mask of the kernels' centres", o.centreMask,
+             readInputName);
+}
+
+void addCommonOptions(CLI::App* app, options& o)
+{
+    addValue(app, "--origin", "X,Y", "origin of the input's rectangle (default 0,0)", o.origin,
+             option_point);
+    addValue(app, "--roi", "X,Y,W,H", "write this rectangle instead of all that the input yields", o.roi,
+             option_rect);
+    addValue(app, "--fill", "V", "value of the pixels of --roi that nothing reaches (default 0)", o.fill,
+             readFill);
+    addValue(app, "--client", "A,B,C,D,TX,TY",
+             "the input's image-from-client transform: m00, m01, m10, m11, tx, ty (default: identity)",
+             o.imageFromClient, option_xform);
+    addValue(app, "--cpu", "auto|plain|sse|avx2", "processor level to use at most (default auto)",
+             o.cpuLevel, readLevel);
+    addValue(app, "--threads", "N", "threads to use at most, 0: one a processor (default 0)", o.threadCount,
+             readCount);
+    addValue(app, "--repeat", "N", "run the call N times and report the median time (default 1)", o.repeat,
+             readRepeat);
+    app->add_flag("--json", o.json, "describe the result on standard output");
+}
+
+// ---- rules that span options ----
+
+bool areSameFile(const std::string& a, const std::string& b)
+{
+    std::error_code error;
+    const auto fullA = std::filesystem::weakly_canonical(a, error);
+    const auto fullB = std::filesystem::weakly_canonical(b, error);
+    return !error && std::filesystem::absolute(fullA) == std::filesystem::absolute(fullB);
+}
+
+void checkTogether(const options& o)
+{
+    if (!o.maskOut)
+        return;
+    if (!o.mask && o.what != command::gauss)
+        throw usage_failure("--mask-out needs --mask");
+    if (areSameFile(*o.maskOut, o.output))
+        throw usage_failure("--mask-out: \"" + *o.maskOut + "\" is OUT as well");
+}
+
+} // namespace
+
+std::string options_version()
+{
+    return std::to_string(QIP_VERSION_MAJOR) + "." + std::to_string(QIP_VERSION_MINOR) + "." +
+           std::to_string(QIP_VERSION_PATCH);
+}
+
+std::optional<options> options_parse(int argc, const char* const* argv)
+{
+    options o;
+    qip_gaussParams_init(&o.params);
+    CLI::App app("Smooths grey pictures.", "qip-smooth");
+    app.set_version_flag("--version", "qip-smooth " + options_version());
+    app.require_subcommand(1);
+    addGauss(&app, o);
+    addHalf(&app, o);
+    addBinomial(&app, o);
+    addResultMask(&app, o);
+    addCommand(&app, "info", command::info, "print version, processor level and thread count", o);
+    addCommonOptions(&app, o);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& answer) {
+        app.exit(answer, std::cout, std::cerr);
+        return std::nullopt;
+    } catch (const CLI::ParseError& error) {
+        throw usage_failure(std::string(error.what()) + " (qip-smooth --help)");
+    }
+    checkTogether(o);
+    return o;
+}

@@ -1,0 +1,45 @@
+// The command line as a record.
+#pragma once
+
+#include "option_values.h"
+
+#include <qip/params.h>
+
+#include <optional>
+#include <string>
+
+enum class command { gauss, half, binomial, result_mask, info };
+enum class half_axis { xy, x, y };
+
+struct options {
+    command what = command::info;
+
+    std::string input; // the mask in the case of result-mask
+    std::string output;
+    std::optional<std::string> mask;
+    std::optional<std::string> resetMask;
+    std::optional<std::string> centreMask;
+    std::optional<std::string> maskOut;
+
+    qip_gaussParams params = {};
+    std::optional<int> depth; // 8 or 16; the library's choice when not given
+    half_axis axis = half_axis::xy;
+    int_pair passes = {2, 2};
+
+    int_pair origin = {0, 0};
+    std::optional<qstd_rect32> roi;
+    int32_t fill = 0;
+    std::optional<qmath_xformLinear> imageFromClient;
+
+    std::string cpuLevel = "auto";
+    int32_t threadCount = 0;
+    int32_t repeat = 1;
+    bool json = false;
+};
+
+// Reads the command line. Nothing is returned when it asked for help or the version, which has been printed then.
+// Failures: usage_failure.
+std::optional<options> options_parse(int argc, const char* const* argv);
+
+// "major.minor.patch" of the library.
+std::string options_version();

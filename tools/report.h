@@ -1,0 +1,24 @@
+// What a run tells a script: one JSON object on standard output.
+#pragma once
+
+#include <qip/status.h>
+
+#include <qbase/rect.h>
+#include <qbase/xform.h>
+
+#include <string>
+
+// The result's numbers; all zero when there is none.
+struct report {
+    qstd_rect32 rect = {0, 0, 0, 0};
+    int depth = 0;
+    qip_status status = 0;
+    double milliseconds = 0; // median of the calls
+    double megapixelsPerSecond = 0;
+    qmath_xformLinear imageFromClient = {0, 0, 0, 0, 0, 0};
+};
+
+void report_print(const report& result);
+
+// Version, processor level and thread count, as JSON or for people.
+void report_printInfo(const std::string& version, bool json);
