@@ -39,6 +39,29 @@ test_view test_image::view() const
     return {window.firstPixel, window.stride, window.width, window.height, window.pixelSize};
 }
 
+qmath_xformLinear test_imageFromClient(const qimg_image* image)
+{
+    qmath_xformPtrhConst handle = {};
+    qmath_xformLinear linear = {};
+    const qmath_point origin{0.0, 0.0};
+    EXPECT_EQ(qimg_imageConst_getImageFromClientXform(image, &handle), 0);
+    EXPECT_EQ(qmath_xformPtrhConst_getLinear(&handle, &origin, &linear), 0);
+    qmath_xformPtrhConst_destruct(&handle);
+    return linear;
+}
+
+qmath_point test_throughClient(const qimg_image* source, const qimg_image* destination, double x, double y)
+{
+    qmath_point point{x, y};
+    qmath_xformPtrhConst handle = {};
+    EXPECT_EQ(qimg_imageConst_getClientFromImageXform(source, &handle), 0);
+    EXPECT_EQ(qmath_xformPtrhConst_mapPoint(&handle, &point), 0);
+    EXPECT_EQ(qimg_imageConst_getImageFromClientXform(destination, &handle), 0);
+    EXPECT_EQ(qmath_xformPtrhConst_mapPoint(&handle, &point), 0);
+    qmath_xformPtrhConst_destruct(&handle);
+    return point;
+}
+
 void test_fillRandom(test_pixels* pixels, uint64_t caseNumber)
 {
     test_random random = test_randomFor(caseNumber);
@@ -60,6 +83,19 @@ qimg_windowConst test_windowConstOver(const test_pixels& pixels, int32_t x, int3
 {
     const qimg_window window = test_windowOver(pixels, x, y);
     return qimg_window_asConst(&window);
+}
+
+qsVImage test_legacyOver(const test_pixels& pixels, int32_t x, int32_t y)
+{
+    const test_view view = pixels.view();
+    qsVImage image = {};
+    image.type = view.pixelSize == 1 ? QS_IMAGE_TYPE_8 : QS_IMAGE_TYPE_16;
+    image.rowStride = pixels.stride();
+    image.region = {x, y, view.width, view.height};
+    image.firstPixel = pixels.first();
+    image.clientCoords = {1.0F, 0.0F, 0.0F, 1.0F, 0.0F, 0.0F};
+    image.clientZScale = 1.0F;
+    return image;
 }
 
 test_view test_legacyView(const qsVImage* image)

@@ -1,4 +1,4 @@
-// Images and windows for tests: over guarded pixels, released at the end of the scope.
+// Images, windows and older images for tests: over guarded pixels, released at the end of the scope.
 #pragma once
 
 #include "support/guarded.h"
@@ -22,11 +22,19 @@ struct test_image {
     test_view view() const;
 };
 
+// The image-from-client transform, linearised at the origin when it is not linear.
+qmath_xformLinear test_imageFromClient(const qimg_image* image);
+
+// Where `destination` sees the client point that `source` sees at (x, y).
+qmath_point test_throughClient(const qimg_image* source, const qimg_image* destination, double x, double y);
+
 // Every byte of the pixels random; one number gives the same bytes every time.
 void test_fillRandom(test_pixels* pixels, uint64_t caseNumber = 0);
 
 qimg_window test_windowOver(const test_pixels& pixels, int32_t x, int32_t y);
 qimg_windowConst test_windowConstOver(const test_pixels& pixels, int32_t x, int32_t y);
 
+// An older image over pixels; it owns nothing and is not to be freed.
+qsVImage test_legacyOver(const test_pixels& pixels, int32_t x, int32_t y);
 test_view test_legacyView(const qsVImage* image);
 oracle_rect test_legacyRect(const qsVImage* image);

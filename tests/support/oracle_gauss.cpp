@@ -97,6 +97,19 @@ bool oracle_rect::isNull() const
     return width <= 0 || height <= 0;
 }
 
+testing::AssertionResult test_sameRect(const oracle_rect& expected, const oracle_rect& actual)
+{
+    const bool same = expected.isNull()
+                          ? actual.isNull()
+                          : expected.x == actual.x && expected.y == actual.y &&
+                                expected.width == actual.width && expected.height == actual.height;
+    if (same)
+        return testing::AssertionSuccess();
+    return testing::AssertionFailure() << "(" << actual.x << ", " << actual.y << ") " << actual.width << "x"
+                                       << actual.height << " instead of (" << expected.x << ", "
+                                       << expected.y << ") " << expected.width << "x" << expected.height;
+}
+
 int64_t oracle_values::at(int64_t x, int64_t y) const
 {
     return values[static_cast<size_t>((y - rect.y) * rect.width + x - rect.x)];
@@ -106,6 +119,12 @@ int64_t oracle_centre(int64_t i, int64_t sample, int64_t kernel)
 {
     const bool bothOdd = sample % 2 != 0 && (kernel + 1) % 2 != 0;
     return i * sample + sample / 2 + (bothOdd ? 1 : 0) - 1;
+}
+
+double oracle_supportCentre(int64_t i, int64_t sample, int64_t kernel)
+{
+    const int64_t first = oracle_centre(i, sample, kernel) - 3 * kernel / 2;
+    return static_cast<double>(first) + static_cast<double>(3 * kernel + 1) / 2.0;
 }
 
 std::vector<int64_t> oracle_boxPower(int64_t width, int64_t power)

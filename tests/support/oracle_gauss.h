@@ -17,6 +17,9 @@ struct oracle_rect {
     bool isNull() const;
 };
 
+// Success when both cover the same pixels: null rectangles are equal whatever their numbers.
+testing::AssertionResult test_sameRect(const oracle_rect& expected, const oracle_rect& actual);
+
 // What to compute. A record like {.kernelX = 2, .kernelY = 2} is the plain case.
 struct oracle_gauss {
     int64_t sampleX = 1;
@@ -31,6 +34,9 @@ struct oracle_gauss {
 
 // Source position on which destination pixel i is centred.
 int64_t oracle_centre(int64_t i, int64_t sample, int64_t kernel);
+
+// The middle of the source pixels under the kernel of destination pixel i; pixel p covers p .. p + 1.
+double oracle_supportCentre(int64_t i, int64_t sample, int64_t kernel);
 
 // The coefficients of (1 + z + ... + z^(width-1))^power, by repeated multiplication; index j is z^j.
 std::vector<int64_t> oracle_boxPower(int64_t width, int64_t power);
