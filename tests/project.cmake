@@ -3,7 +3,7 @@
 
 function(qip_add_script_test name)
     cmake_parse_arguments(arg "" "" "COMMAND" ${ARGN})
-    add_test(NAME ${name} COMMAND ${arg_COMMAND})
+    add_test(NAME ${name} COMMAND ${arg_COMMAND} COMMAND_EXPAND_LISTS)
     set_tests_properties(${name} PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 600)
 endfunction()
 
