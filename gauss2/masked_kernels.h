@@ -1,0 +1,66 @@
+// The inner loops of the fast masked filters: two fresh source rows at a time, in whole blocks of columns, at
+// one processor level. Borders, rows outside the image, polls and memory are the drivers' affair
+// (gauss2/fast_masked.cpp).
+//
+// Contract of every kernel, at every level:
+//   Result:  N = sum of weight * mask * pixel and W = sum of weight * mask over the filter's neighbourhood give
+//            the pixel (N + (W >> 1)) / W, 0 when W is 0, and the mask (W + 128) >> 8 of the two-direction
+//            filters, (W + 8) >> 4 of the others.
+//   Reads:   of every source row and mask row the columns -gauss2_maskedBefore .. blocks * block - 1 +
+//            gauss2_maskedAfter, counted from the first column of the first block.
+//   Writes:  of every output row `block` columns a block, half as many when the filter samples the columns.
+//   State:   what a filter that sums over rows carries from step to step; zeros stand for empty masks above.
+#pragma once
+
+#include <qbase/cpuinfo.h>
+
+#include <cstdint>
+
+enum {
+    gauss2_maskedBefore = 2,
+    gauss2_maskedAfter = 3,
+    gauss2_maskedMostBlock = 32, // columns of a block, at most
+};
+
+// One step. Filters that sum over rows are behind their input: with the fresh rows r[2] and r[3], 5x5 and 1x5
+// give the output rows r[0] and r[1]; the sampled ones give with r[1] and r[2] the one of r[0], in the first
+// output row. The others give the rows of the fresh ones.
+template <class Pixel>
+struct gauss2_maskedStep {
+    const Pixel* src[2];
+    const uint8_t* mask[2];
+    Pixel* dst[2];
+    uint8_t* dstMask[2];
+    unsigned char* state; // of the first block, on a 64-byte boundary
+    int64_t blocks;
+};
+
+template <class Pixel>
+struct gauss2_maskedKernel {
+    void (*run)(const gauss2_maskedStep<Pixel>* step);
+    int64_t stateBytes; // of a block, a multiple of 64
+};
+
+// All kernels of a level work on blocks of the same width.
+template <class Pixel>
+struct gauss2_maskedKernels {
+    int32_t block;
+    gauss2_maskedKernel<Pixel> half;
+    gauss2_maskedKernel<Pixel> halfX;
+    gauss2_maskedKernel<Pixel> halfY;
+    gauss2_maskedKernel<Pixel> full5x5;
+    gauss2_maskedKernel<Pixel> full5x1;
+    gauss2_maskedKernel<Pixel> full1x5;
+};
+
+// The kernels of each level.
+void gauss2_maskedKernelsPlain(gauss2_maskedKernels<uint8_t>* kernels);
+void gauss2_maskedKernelsPlain(gauss2_maskedKernels<uint16_t>* kernels);
+void gauss2_maskedKernelsSse41(gauss2_maskedKernels<uint8_t>* kernels);
+void gauss2_maskedKernelsSse41(gauss2_maskedKernels<uint16_t>* kernels);
+void gauss2_maskedKernelsAvx2(gauss2_maskedKernels<uint8_t>* kernels);
+void gauss2_maskedKernelsAvx2(gauss2_maskedKernels<uint16_t>* kernels);
+
+// The best kernels for the processor of the record. Defined for uint8_t and uint16_t.
+template <class Pixel>
+void gauss2_maskedKernelsFill(gauss2_maskedKernels<Pixel>* kernels, const qsys_cpuinfo* info);
