@@ -33,12 +33,12 @@ struct maskedRun {
     const gauss2_maskedPlanes<Pixel>* planes;
     maskedShape shape;
     gauss2_maskedKernel<Pixel> kernel;
-    int64_t block;      // source columns of a block
-    int64_t outBlock;   // output columns of a block
+    int64_t block;    // source columns of a block
+    int64_t outBlock; // output columns of a block
     int64_t outWidth;
     int64_t outHeight;
-    int64_t blocks;     // that cover a row
-    int64_t innerEnd;   // blocks 1 .. innerEnd - 1 are handed over as they lie
+    int64_t blocks;   // that cover a row
+    int64_t innerEnd; // blocks 1 .. innerEnd - 1 are handed over as they lie
     unsigned char* state;
     Pixel* spareRow;    // takes output rows outside the image
     uint8_t* spareMask; // takes mask rows that nobody asked for
@@ -126,8 +126,8 @@ gauss2_maskedStep<Pixel> rowsOfStep(const maskedRun<Pixel>& run, int64_t index)
         const int64_t out = run.shape.halveY ? index : 2 * index + i;
         const bool inside = out >= 0 && out < run.outHeight;
         step.dst[i] = inside ? gauss2_row(planes.pixels.dst, planes.pixels.dstStride, out) : run.spareRow;
-        step.dstMask[i] =
-            inside && planes.dstMask ? gauss2_row(planes.dstMask, planes.dstMaskStride, out) : run.spareMask;
+        step.dstMask[i] = inside && planes.dstMask ? gauss2_row(planes.dstMask, planes.dstMaskStride, out)
+                                                   : run.spareMask;
     }
     step.state = run.state;
     step.blocks = run.blocks;

@@ -140,7 +140,7 @@ template <along columns, bool odd, class Pairs>
 inline auto sumColumns(int column, const Pairs& pairs)
 {
     if constexpr (columns == along::nothing)
-        return pairs.template operator()<odd ? 0 : 1, odd ? 1 : 0>(column);
+        return pairs.template operator() < odd ? 0 : 1, odd ? 1 : 0 > (column);
     else
         return pairs.template operator()<1, 4>(column + odd - 2) +
                pairs.template operator()<6, 4>(column + odd) +
@@ -156,7 +156,9 @@ inline words sumBytes(const uint8_t* row)
 template <along columns, bool odd, class Pixel>
 inline maskedSums sumMasked(const freshRow<Pixel>& row)
 {
-    const auto pairs = [&]<int a, int b>(int at) { return maskedPairs<a, b>(row, at); };
+    const auto pairs = [&]<int a, int b>(int at) {
+        return maskedPairs<a, b>(row, at);
+    };
     return {{sumColumns<columns, odd>(0, pairs), sumColumns<columns, odd>(laneColumns, pairs)},
             sumBytes<columns, odd>(row.mask)};
 }
@@ -170,7 +172,9 @@ inline numbers<uint8_t> sumUnmasked(const freshRow<uint8_t>& row)
 template <along columns, bool odd>
 inline numbers<uint16_t> sumUnmasked(const freshRow<uint16_t>& row)
 {
-    const auto pairs = [&]<int a, int b>(int at) { return centredPairs<a, b>(row.src, at); };
+    const auto pairs = [&]<int a, int b>(int at) {
+        return centredPairs<a, b>(row.src, at);
+    };
     return {{sumColumns<columns, odd>(0, pairs), sumColumns<columns, odd>(laneColumns, pairs)}};
 }
 
@@ -309,7 +313,8 @@ inline maskedSums fromUnmasked(const numbers<uint8_t>& sums)
 template <int weights>
 inline maskedSums fromUnmasked(const numbers<uint16_t>& sums)
 {
-    return {{(sums.part[0] << 8) - sums.part[0], (sums.part[1] << 8) - sums.part[1]}, wordsOf(255 * weights)};
+    return {{(sums.part[0] << 8) - sums.part[0], (sums.part[1] << 8) - sums.part[1]},
+            wordsOf(255 * weights)};
 }
 
 constexpr int inverseOf255 = -0x01010101;
@@ -535,7 +540,8 @@ void runStep(const gauss2_maskedStep<Pixel>* step)
 {
     for (int64_t first = 0; first < step->blocks; first += groupBlocks) {
         const int64_t left = step->blocks - first;
-        runGroup<Pixel, columns, rows>(step, first, left < groupBlocks ? static_cast<int>(left) : groupBlocks);
+        runGroup<Pixel, columns, rows>(step, first,
+                                       left < groupBlocks ? static_cast<int>(left) : groupBlocks);
     }
 }
 

@@ -96,7 +96,8 @@ void gauss2_maskedKernelsPlain(gauss2_maskedKernels<uint16_t>* kernels)
 template <class Pixel>
 void gauss2_maskedKernelsFill(gauss2_maskedKernels<Pixel>* kernels, const qsys_cpuinfo* info)
 {
-    constexpr uint32_t bit = sizeof(Pixel) == 1 ? QSYS_CPU_BIT_VECTOR128_BYTES : QSYS_CPU_BIT_VECTOR128_WORDS;
+    constexpr uint32_t bit =
+        sizeof(Pixel) == 1 ? QSYS_CPU_BIT_VECTOR128_BYTES : QSYS_CPU_BIT_VECTOR128_WORDS;
     gauss2_maskedKernelsPlain(kernels);
     if (!frame_cpuHas(info, bit))
         return;

@@ -29,7 +29,8 @@ inline longs addPairs(words a, words b)
 
 inline words widened(const uint8_t* from)
 {
-    return reinterpret_cast<words>(_mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from))));
+    return reinterpret_cast<words>(
+        _mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from))));
 }
 
 inline words sequenced(words a)
