@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cfenv>
 #include <optional>
 
 namespace
@@ -226,7 +227,9 @@ void checkPicture(uint64_t caseNumber, int32_t width, int32_t height, int64_t ma
             test_atEveryLevel([&](const std::string&) {
                 call c(&random, f, src, mask, pixelSize, hasMask);
                 const bool declines = f.declines(pixelSize, width, height, hasMask);
+                std::feclearexcept(FE_ALL_EXCEPT);
                 EXPECT_EQ(c.run(f), declines ? QIP_E_FALLBACK : QIP_OK);
+                EXPECT_EQ(std::fetestexcept(FE_INVALID | FE_DIVBYZERO), 0);
                 checkOutput(c, declines ? untouched(c) : e);
             });
         }
@@ -252,6 +255,18 @@ TEST(Gauss2Masked, LargerPictures)
         const int64_t kind = test_randomRange(&random, 0, maskKinds - 1);
         checkPicture(number, width, height, number % 2 ? int64_t{patches} : kind);
     }
+}
+
+// A caller may have set any rounding direction.
+TEST(Gauss2Masked, EveryRoundingDirection)
+{
+    const int before = std::fegetround();
+    for (int direction : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
+        std::fesetround(direction);
+        for (uint64_t number = 2000; number < 2010; ++number)
+            checkPicture(number, 90, 40, number % 2 ? noise : faint);
+    }
+    std::fesetround(before);
 }
 
 // ---- polls and failures ----
