@@ -87,8 +87,8 @@ int32_t countProcessors()
     return static_cast<int32_t>(std::clamp<int64_t>(count, 1, INT32_MAX));
 }
 
-// Class and feature mask change together, so they share one word.
-struct Limit {
+// Class and feature mask change together, so they share one word, aligned as an atomic word must be.
+struct alignas(8) Limit {
     int32_t processorClass;
     uint32_t mask;
 };
