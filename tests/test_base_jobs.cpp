@@ -1,0 +1,436 @@
+// The job service as its users meet it.
+#include "support/faults.h"
+#include "support/job_set.h"
+#include "support/nulls.h"
+
+#include <qbase/attention.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cfenv>
+#include <chrono>
+#include <cstdlib>
+#include <latch>
+#include <thread>
+#include <vector>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+using namespace std::chrono_literals;
+
+constexpr qsys_status failureA = QSYS_FAILURE(0x1001);
+constexpr qsys_status failureB = QSYS_FAILURE(0x1002);
+
+// Every test states its thread count; the default returns afterwards.
+struct ThreadCount {
+    explicit ThreadCount(int32_t count)
+    {
+        qsys_jobs_setThreadCount(count);
+    }
+    ~ThreadCount()
+    {
+        qsys_jobs_setThreadCount(0);
+    }
+};
+
+// A deadlock ends the program instead of hanging it; so does a job that waits for threads that never come.
+const unsigned watchdog = alarm(120);
+
+qsys_jobThreadState threadState()
+{
+    qsys_jobThreadGroup group;
+    qsys_jobThreadState state = {-1, -1};
+    qsys_jobThreadGroup_construct(&group);
+    EXPECT_EQ(qsys_jobGetCurrentThreadState(&state, &group), QSYS_OK);
+    qsys_jobThreadGroup_destruct(&group);
+    return state;
+}
+
+} // namespace
+
+TEST(Jobs, EachRequestRunsOnceAndTheFirstFailureInOrderIsTheResult)
+{
+    for (const int32_t threads : {1, 2, 7}) {
+        const ThreadCount count(threads);
+        std::vector<std::atomic<int>> runs(50);
+        test_jobSet set;
+        for (size_t i = 0; i < runs.size(); ++i)
+            set.add([&runs, i] {
+                ++runs[i];
+                return i == 20 ? failureA : i == 40 ? failureB : static_cast<qsys_status>(i);
+            });
+        EXPECT_EQ(set.run(), failureA);
+        const std::vector<qsys_status> results = set.results();
+        ASSERT_EQ(results.size(), runs.size());
+        EXPECT_EQ(results[20], failureA);
+        EXPECT_EQ(results[40], failureB);
+        EXPECT_EQ(results[49], 49);
+        for (const std::atomic<int>& each : runs)
+            EXPECT_EQ(each, 1);
+        // The set may run again, and its results are replaced.
+        EXPECT_EQ(set.run(), failureA);
+        EXPECT_EQ(set.results().size(), runs.size());
+        EXPECT_EQ(runs[49], 2);
+    }
+    test_jobSet empty;
+    EXPECT_EQ(empty.run(), QSYS_OK);
+    EXPECT_TRUE(empty.results().empty());
+}
+
+// The pool gives as many threads as it was told, the dispatching one among them, and follows every change.
+TEST(Jobs, TheThreadCountHoldsFromTheNextDispatch)
+{
+    for (const int threads : {4, 1, 3, 2, 6}) {
+        const ThreadCount count(threads);
+        EXPECT_EQ(qsys_jobs_getThreadCount(), threads);
+        std::latch meeting(threads);
+        std::atomic<bool> callerWorked = false;
+        const std::thread::id caller = std::this_thread::get_id();
+        test_jobSet together;
+        together.add(threads, [&] {
+            meeting.arrive_and_wait();
+            if (std::this_thread::get_id() == caller)
+                callerWorked = true;
+            return QSYS_OK;
+        });
+        EXPECT_EQ(together.run(), QSYS_OK);
+        EXPECT_TRUE(callerWorked);
+    }
+    EXPECT_EQ(qsys_jobs_setThreadCount(-1), QSYS_E_ARGUMENT);
+    EXPECT_GE(qsys_jobs_getThreadCount(), 1);
+    const ThreadCount huge(INT32_MAX);
+    EXPECT_EQ(qsys_jobs_getThreadCount(), 1024);
+}
+
+TEST(Jobs, AJobHasOneThreadAndRunsItsOwnJobsItself)
+{
+    const ThreadCount count(3);
+    EXPECT_EQ(threadState().threadCount, 3);
+    EXPECT_EQ(threadState().isWorker, 0);
+    test_jobSet outer;
+    outer.add(12, [] {
+        EXPECT_EQ(threadState().threadCount, 1);
+        EXPECT_NE(threadState().isWorker, 0);
+        const std::thread::id thread = std::this_thread::get_id();
+        test_jobSet inner;
+        inner.add(5, [thread] {
+            EXPECT_NE(threadState().isWorker, 0);
+            return std::this_thread::get_id() == thread ? QSYS_OK : failureA;
+        });
+        const qsys_status status = inner.run();
+        EXPECT_NE(threadState().isWorker, 0);
+        return status;
+    });
+    EXPECT_EQ(outer.run(), QSYS_OK);
+    EXPECT_EQ(threadState().isWorker, 0);
+}
+
+TEST(Jobs, SeveralThreadsMayDispatchAtOnce)
+{
+    const ThreadCount count(3);
+    std::atomic<int> wrong = 0;
+    std::vector<std::thread> callers;
+    for (int c = 0; c < 4; ++c)
+        callers.emplace_back([&wrong, c] {
+            for (int round = 0; round < 60; ++round) {
+                // Thread counts that change under way must not hurt.
+                qsys_jobs_setThreadCount(1 + (round + c) % 4);
+                std::atomic<int> sum = 0;
+                test_jobSet set;
+                for (int i = 0; i <= round; ++i)
+                    set.add([&sum, i] {
+                        sum += i;
+                        return i == 3 ? failureB : QSYS_OK;
+                    });
+                const qsys_status status = set.run();
+                wrong += status != (round >= 3 ? failureB : QSYS_OK) || sum != round * (round + 1) / 2;
+            }
+        });
+    for (std::thread& caller : callers)
+        caller.join();
+    EXPECT_EQ(wrong, 0);
+}
+
+// A worker computes as the dispatching thread would, whatever thread started it; the attention handler stays
+// with its own thread.
+TEST(Jobs, WhatWorkersInherit)
+{
+    const ThreadCount count(4);
+    const test_attention handler(1);
+    const std::thread::id caller = std::this_thread::get_id();
+    const int before = std::fegetround();
+    for (const int mode : {FE_TONEAREST, FE_UPWARD, FE_DOWNWARD}) {
+        std::fesetround(mode);
+        std::latch meeting(4);
+        test_jobSet set;
+        set.add(4, [&] {
+            meeting.arrive_and_wait();
+            EXPECT_EQ(std::fegetround(), mode);
+            const bool isCaller = std::this_thread::get_id() == caller;
+            EXPECT_EQ(qsys_attention_check(), isCaller ? QSYS_E_CANCELLED : QSYS_OK);
+            return QSYS_OK;
+        });
+        EXPECT_EQ(set.run(), QSYS_OK);
+    }
+    std::fesetround(before);
+}
+
+// ---- ownership ----
+
+namespace
+{
+
+std::atomic<int> released = 0;
+
+qsys_status countRelease(void** data)
+{
+    ++released;
+    *data = nullptr;
+    return QSYS_OK;
+}
+
+qsys_status seesData(const qsys_jobParams* params)
+{
+    const void* data = nullptr;
+    const qsys_status status = qsys_jobParams_getDataConst(params, &data);
+    return status < 0 ? status : *static_cast<const int*>(data);
+}
+
+} // namespace
+
+TEST(Jobs, DataLivesUntilTheLastWhoRefersToIt)
+{
+    released = 0;
+    int numbers[] = {1, 2};
+    qsys_jobThreadGroup group = {};
+    qsys_jobParams params = {};
+    qsys_jobRequestSet requests = {};
+    qsys_jobResultSet results = {};
+
+    const void* seen = &group;
+    EXPECT_EQ(qsys_jobParams_getDataConst(&params, &seen), QSYS_E_JOB_NO_DATA);
+    EXPECT_EQ(seen, nullptr);
+    qsys_jobRequestSet_addFuncAndParams(&requests, seesData, &params);
+    for (int& number : numbers) {
+        void* data = &number;
+        EXPECT_EQ(qsys_jobParams_takeData(&params, &data, countRelease), QSYS_OK);
+        EXPECT_EQ(data, nullptr);
+        qsys_jobRequestSet_addFuncAndParams(&requests, seesData, &params);
+    }
+    EXPECT_EQ(released, 0);
+    EXPECT_EQ(qsys_jobThreadGroup_dispatchAndWait(&group, &requests, &results), QSYS_E_JOB_NO_DATA);
+    qsys_status status = 0;
+    for (const int32_t index : {1, 2}) {
+        EXPECT_EQ(qsys_jobResultSet_getStatus(&results, index, &status), QSYS_OK);
+        EXPECT_EQ(status, index);
+    }
+    EXPECT_EQ(qsys_jobResultSet_getStatus(&results, 3, &status), QSYS_E_ARGUMENT);
+    EXPECT_EQ(qsys_jobResultSet_getStatus(&results, -1, &status), QSYS_E_ARGUMENT);
+
+    // Destruct functions may be called twice.
+    for (int i = 0; i < 2; ++i) {
+        qsys_jobResultSet_destruct(&results);
+        qsys_jobRequestSet_destruct(&requests);
+        EXPECT_EQ(released, 1);
+    }
+    for (int i = 0; i < 2; ++i) {
+        qsys_jobParams_destruct(&params);
+        EXPECT_EQ(released, 2);
+    }
+}
+
+TEST(Jobs, NullPointersAreAStatus)
+{
+    qsys_jobThreadGroup group = {};
+    qsys_jobThreadState state = {};
+    qsys_jobParams params = {};
+    qsys_jobRequestSet requests = {};
+    qsys_jobResultSet results = {};
+    int32_t number = 0;
+    void* data = &number;
+    void* none = nullptr;
+    const void* seen = nullptr;
+    test_refusesNull("threadState", qsys_jobGetCurrentThreadState, {}, &state, &group);
+    test_refusesNull("takeData", qsys_jobParams_takeData, {}, &params, &data, countRelease);
+    EXPECT_EQ(qsys_jobParams_takeData(&params, &none, countRelease), QSYS_E_ARGUMENT);
+    EXPECT_EQ(data, &number);
+    test_refusesNull("getData", qsys_jobParams_getDataConst, {}, &params, &seen);
+    test_refusesNull("add", qsys_jobRequestSet_addFuncAndParams, {}, &requests, seesData, &params);
+    test_refusesNull("dispatch", qsys_jobThreadGroup_dispatchAndWait, {}, &group, &requests, &results);
+    test_refusesNull("getCount", qsys_jobResultSet_getCount, {}, &results, &number);
+    test_refusesNull("getStatus", qsys_jobResultSet_getStatus, {}, &results, 0, &number);
+}
+
+// Every allocation in turn fails, alone or with all later ones, from the first record to the dispatch.
+TEST(Jobs, AFailingAllocationIsAStatusAndLeaksNothing)
+{
+    const ThreadCount count(3);
+    for (const bool andAllLater : {false, true}) {
+        bool fired = true;
+        for (int64_t n = 1; fired; ++n) {
+            test_allocator allocator;
+            const int64_t before = test_allocator::liveBlocks();
+            allocator.arm(n, andAllLater);
+            std::atomic<int> ran = 0;
+            int added = 0;
+            qsys_status status = QSYS_OK;
+            {
+                test_jobSet set;
+                while (status >= 0 && added < 40) {
+                    status = set.add([&ran] {
+                        ++ran;
+                        return QSYS_OK;
+                    });
+                    added += status >= 0;
+                }
+                if (status >= 0)
+                    status = set.run();
+            }
+            fired = allocator.disarm();
+            EXPECT_EQ(status, fired ? QSYS_E_MEMORY : QSYS_OK) << n;
+            EXPECT_EQ(ran, fired ? 0 : 40) << n;
+            EXPECT_EQ(test_allocator::liveBlocks(), before) << n;
+            ASSERT_LT(n, 1000);
+        }
+    }
+}
+
+// ---- the end of the process ----
+
+namespace
+{
+
+[[noreturn]] void exitFromAJob(bool onWorker)
+{
+    qsys_jobs_setThreadCount(4);
+    const std::thread::id caller = std::this_thread::get_id();
+    std::latch meeting(4);
+    std::atomic<bool> leaving = false;
+    test_jobSet set;
+    set.add(4, [&] {
+        meeting.arrive_and_wait();
+        if ((std::this_thread::get_id() != caller) == onWorker && !leaving.exchange(true))
+            std::exit(7);
+        std::this_thread::sleep_for(5ms);
+        return QSYS_OK;
+    });
+    set.run();
+    // When a worker ends the process, this thread has nothing left to do but to wait for the end.
+    for (;;)
+        pause();
+}
+
+// Uses the service when the program's own objects are destroyed.
+struct LateUser {
+    bool armed = false;
+    ~LateUser()
+    {
+        if (!armed)
+            return;
+        std::atomic<int> ran = 0;
+        test_jobSet set;
+        set.add(20, [&ran] {
+            ++ran;
+            return QSYS_OK;
+        });
+        if (set.run() != QSYS_OK || ran != 20)
+            _exit(1);
+    }
+} lateUser;
+
+[[noreturn]] void useAtTheEnd(bool alsoBefore)
+{
+    qsys_jobs_setThreadCount(3);
+    lateUser.armed = true;
+    if (alsoBefore) {
+        test_jobSet set;
+        set.add(20, [] { return QSYS_OK; });
+        set.run();
+    }
+    std::exit(7);
+}
+
+[[noreturn]] void exitWhileOthersDispatch()
+{
+    qsys_jobs_setThreadCount(4);
+    std::latch started(3);
+    for (int t = 0; t < 2; ++t)
+        std::thread([&started] {
+            for (int round = 0;; ++round) {
+                test_jobSet set;
+                set.add(16, [] {
+                    std::this_thread::sleep_for(100us);
+                    return QSYS_OK;
+                });
+                set.run();
+                if (round == 3)
+                    started.count_down();
+            }
+        }).detach();
+    started.arrive_and_wait();
+    std::exit(7);
+}
+
+// The child of a fork has none of its parent's workers: it makes its own, and does not wait for theirs.
+[[noreturn]] void forkBetweenDispatches()
+{
+    qsys_jobs_setThreadCount(3);
+    const auto dispatch = [] {
+        std::latch meeting(3);
+        test_jobSet set;
+        set.add(3, [&meeting] {
+            meeting.arrive_and_wait();
+            return QSYS_OK;
+        });
+        return set.run() == QSYS_OK;
+    };
+    const bool before = dispatch();
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(60); // a child does not inherit the watchdog
+        std::exit(dispatch() ? 7 : 1);
+    }
+    int state = 0;
+    waitpid(child, &state, 0);
+    std::exit(before && dispatch() && WIFEXITED(state) ? WEXITSTATUS(state) : 1);
+}
+
+class JobsDeathTest : public testing::Test
+{
+protected:
+    JobsDeathTest()
+    {
+        GTEST_FLAG_SET(death_test_style, "threadsafe");
+        // For the processes started here, which end in the middle of their work, as they should.
+        setenv("LSAN_OPTIONS", "detect_leaks=0", 1);
+    }
+};
+
+} // namespace
+
+TEST_F(JobsDeathTest, TheProcessEndsFromAnywhere)
+{
+    const auto ended = testing::ExitedWithCode(7);
+    EXPECT_EXIT(exitFromAJob(true), ended, "");
+    EXPECT_EXIT(exitFromAJob(false), ended, "");
+    EXPECT_EXIT(exitWhileOthersDispatch(), ended, "");
+}
+
+TEST_F(JobsDeathTest, LateDestructorsMayDispatch)
+{
+    EXPECT_EXIT(useAtTheEnd(false), testing::ExitedWithCode(7), "");
+    EXPECT_EXIT(useAtTheEnd(true), testing::ExitedWithCode(7), "");
+}
+
+TEST_F(JobsDeathTest, AForkedChildWorksAndEnds)
+{
+#if defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the thread sanitizer refuses threads in a forked child";
+#endif
+    EXPECT_EXIT(forkBetweenDispatches(), testing::ExitedWithCode(7), "");
+}

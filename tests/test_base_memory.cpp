@@ -1,0 +1,253 @@
+// Blocks, row buffers and the texts of statuses.
+#include "support/faults.h"
+#include "support/nulls.h"
+#include "support/random.h"
+
+#include <qbase/memory.h>
+#include <qbase/vector.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace
+{
+
+// An allocator of dirty memory that is aligned as badly as malloc's may be, and knows its own blocks.
+struct DirtyAllocator {
+    std::set<void*> blocks;
+    int foreign = 0; // blocks released here that came from elsewhere
+
+    static void* alloc(void* context, size_t size)
+    {
+        auto* const self = static_cast<DirtyAllocator*>(context);
+        auto* const start = static_cast<char*>(std::malloc(size + alignof(std::max_align_t)));
+        std::memset(start, 0xaa, size + alignof(std::max_align_t));
+        char* const block = start + alignof(std::max_align_t);
+        self->blocks.insert(block);
+        return block;
+    }
+    static void release(void* context, void* block)
+    {
+        auto* const self = static_cast<DirtyAllocator*>(context);
+        self->foreign += self->blocks.erase(block) == 0;
+        std::free(static_cast<char*>(block) - alignof(std::max_align_t));
+    }
+};
+
+using Alloc = qsys_status (*)(int64_t, void**);
+constexpr Alloc allForms[] = {qsys_memory_alloc_internal, qsys_memory_allocClear_internal,
+                              qsys_memory_alloc64_internal};
+
+bool isZero(const void* block, int64_t size)
+{
+    const auto* const bytes = static_cast<const unsigned char*>(block);
+    return std::all_of(bytes, bytes + size, [](unsigned char byte) { return byte == 0; });
+}
+
+} // namespace
+
+TEST(Memory, BlocksAreAlignedAndWholeAndClear)
+{
+    DirtyAllocator dirty;
+    for (const bool installed : {false, true}) {
+        if (installed)
+            qsys_memory_setAllocator(DirtyAllocator::alloc, DirtyAllocator::release, &dirty);
+        for (const Alloc alloc : allForms)
+            for (const int64_t size : {0, 1, 63, 64, 65, 100000}) {
+                void* block = nullptr;
+                ASSERT_EQ(alloc(size, &block), QSYS_OK);
+                ASSERT_NE(block, nullptr);
+                EXPECT_EQ(reinterpret_cast<uintptr_t>(block) % 64, 0u);
+                EXPECT_TRUE(alloc != qsys_memory_allocClear_internal || isZero(block, size)) << size;
+                std::memset(block, 0xff, static_cast<size_t>(size));
+                EXPECT_EQ(qsys_memory_free_internal(&block), QSYS_OK);
+                EXPECT_EQ(block, nullptr);
+            }
+    }
+    EXPECT_TRUE(dirty.blocks.empty());
+    qsys_memory_setAllocator(nullptr, nullptr, nullptr);
+}
+
+TEST(Memory, RefusesSizesThatCannotBe)
+{
+    for (const Alloc alloc : allForms) {
+        for (const int64_t size : {int64_t{-1}, INT64_MIN, INT64_MAX, INT64_MAX - 64}) {
+            int something = 0;
+            void* block = &something;
+            EXPECT_EQ(alloc(size, &block), QSYS_E_RANGE) << size;
+            EXPECT_EQ(block, nullptr);
+        }
+        test_refusesNull("alloc", alloc, {}, 1, nullptr);
+    }
+    EXPECT_EQ(qxfMalloc(-1), nullptr);
+    qxfFree(nullptr);
+    void* none = nullptr;
+    EXPECT_EQ(qsys_memory_free_internal(&none), QSYS_OK);
+    EXPECT_EQ(qsys_memory_free_internal(nullptr), QSYS_E_ARGUMENT);
+}
+
+TEST(Memory, ABlockReturnsToItsOwnAllocator)
+{
+    DirtyAllocator first;
+    DirtyAllocator second;
+    void* blocks[3] = {};
+    qsys_memory_setAllocator(DirtyAllocator::alloc, DirtyAllocator::release, &first);
+    blocks[0] = qxfMalloc(10);
+    qsys_memory_setAllocator(DirtyAllocator::alloc, DirtyAllocator::release, &second);
+    blocks[1] = qxfMalloc(10);
+    // Half an allocator is refused, and the one installed stays.
+    EXPECT_EQ(qsys_memory_setAllocator(DirtyAllocator::alloc, nullptr, &first), QSYS_E_ARGUMENT);
+    EXPECT_EQ(qsys_memory_setAllocator(nullptr, DirtyAllocator::release, &first), QSYS_E_ARGUMENT);
+    blocks[2] = qxfMalloc(10);
+    qsys_memory_setAllocator(nullptr, nullptr, nullptr);
+
+    EXPECT_EQ(first.blocks.size(), 1u);
+    EXPECT_EQ(second.blocks.size(), 2u);
+    for (void* const block : blocks)
+        qxfFree(block);
+    EXPECT_TRUE(first.blocks.empty() && second.blocks.empty());
+    EXPECT_EQ(first.foreign + second.foreign, 0);
+}
+
+// The thread sanitizer watches; a mixture of two allocators' fields would be counted as a foreign block or
+// crash.
+TEST(Memory, TheAllocatorMayChangeWhileOthersAllocate)
+{
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 3; ++t)
+        threads.emplace_back([] {
+            for (int i = 0; i < 2000; ++i) {
+                void* const block = qxfMalloc(i);
+                ASSERT_NE(block, nullptr);
+                std::memset(block, i, static_cast<size_t>(i));
+                qxfFree(block);
+            }
+        });
+    const int64_t before = test_allocator::liveBlocks();
+    for (int i = 0; i < 500; ++i)
+        const test_allocator installed;
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(test_allocator::liveBlocks(), before);
+}
+
+TEST(Memory, CopyAndFill)
+{
+    unsigned char from[4] = {1, 2, 3, 4};
+    unsigned char to[4] = {9, 9, 9, 9};
+    EXPECT_EQ(qsys_memory_copy(from, to, 3), QSYS_OK);
+    EXPECT_EQ(qsys_memory_fill(to, 2, 0x1234), QSYS_OK);
+    EXPECT_EQ(std::memcmp(to, "\x34\x34\x03\x09", 4), 0);
+    EXPECT_EQ(qsys_memory_copy(nullptr, nullptr, 0), QSYS_OK);
+    EXPECT_EQ(qsys_memory_fill(nullptr, 0, 1), QSYS_OK);
+    EXPECT_EQ(qsys_memory_copy(from, to, -1), QSYS_E_RANGE);
+    EXPECT_EQ(qsys_memory_fill(to, INT64_MIN, 1), QSYS_E_RANGE);
+    test_refusesNull("copy", qsys_memory_copy, {}, from, to, 1);
+    test_refusesNull("fill", qsys_memory_fill, {}, to, 1, 0);
+}
+
+TEST(Memory, CopyRectMovesTheRowsAndNothingElse)
+{
+    constexpr int64_t size = 4096;
+    constexpr int64_t middle = size / 2;
+    for (uint64_t number = 0; number < 200; ++number) {
+        test_random random = test_randomFor(number);
+        std::vector<unsigned char> from(size);
+        std::vector<unsigned char> to(size, 0x99);
+        test_randomFill(&random, from.data(), size);
+        const int64_t width = test_randomRange(&random, 0, 40);
+        const int64_t rows = test_randomRange(&random, 0, 20);
+        const int64_t sourceStride = test_randomRange(&random, -60, 60);
+        // Rows of the destination do not touch each other.
+        const int64_t sign = test_randomRange(&random, 0, 1) * 2 - 1;
+        const int64_t destinationStride = sign * test_randomRange(&random, 40, 80);
+
+        std::vector<unsigned char> expected = to;
+        for (int64_t y = 0; y < rows; ++y)
+            for (int64_t x = 0; x < width; ++x)
+                expected[static_cast<size_t>(middle + y * destinationStride + x)] =
+                    from[static_cast<size_t>(middle + y * sourceStride + x)];
+        EXPECT_EQ(
+            qsys_memory_copyRect(width, rows, sourceStride, destinationStride, &from[middle], &to[middle]),
+            QSYS_OK);
+        EXPECT_EQ(to, expected) << test_caseName(number);
+    }
+}
+
+TEST(Memory, CopyRectAtTheEndsOfItsRanges)
+{
+    unsigned char from = 7;
+    unsigned char to = 0;
+    EXPECT_EQ(qsys_memory_copyRect(1, 1, INT64_MAX, INT64_MIN, &from, &to), QSYS_OK);
+    EXPECT_EQ(to, 7);
+    EXPECT_EQ(qsys_memory_copyRect(INT64_MIN, INT64_MAX, 1, 1, nullptr, nullptr), QSYS_OK);
+    test_refusesNull("copyRect", qsys_memory_copyRect, {}, 1, 1, 1, 1, &from, &to);
+}
+
+TEST(Vector, HoldsItsElements)
+{
+    qstd_vector16 narrow;
+    uint16_t* begin16 = nullptr;
+    uint16_t* end16 = nullptr;
+    ASSERT_EQ(qstd_vector16_constructFill(&narrow, 33, 0xabcd), QSYS_OK);
+    ASSERT_EQ(qstd_vector16_getBeginEnd(&narrow, &begin16, &end16), QSYS_OK);
+    EXPECT_EQ(end16 - begin16, 33);
+    EXPECT_EQ(std::count(begin16, end16, 0xabcd), 33);
+    EXPECT_EQ(qstd_vector16_destruct(&narrow), QSYS_OK);
+
+    qstd_vector32 wide;
+    uint32_t* begin32 = nullptr;
+    uint32_t* end32 = nullptr;
+    ASSERT_EQ(qstd_vector32_constructFill(&wide, 17, 0x89abcdef), QSYS_OK);
+    ASSERT_EQ(qstd_vector32_getBeginEnd(&wide, &begin32, &end32), QSYS_OK);
+    EXPECT_EQ(end32 - begin32, 17);
+    EXPECT_EQ(std::count(begin32, end32, 0x89abcdef), 17);
+    test_refusesNull("getBeginEnd", qstd_vector32_getBeginEnd, {}, &wide, &begin32, &end32);
+    EXPECT_EQ(qstd_vector32_destruct(&wide), QSYS_OK);
+    EXPECT_EQ(qstd_vector32_destruct(&wide), QSYS_OK);
+}
+
+TEST(Vector, AFailureLeavesZeros)
+{
+    const qstd_vector32 garbage = {reinterpret_cast<uint32_t*>(8), 5};
+    qstd_vector32 vector = garbage;
+    // The last one wraps to a small number of bytes when it is not checked.
+    for (const int64_t count : {int64_t{-1}, INT64_MAX / 4, INT64_MAX / 2 + 2}) {
+        vector = garbage;
+        EXPECT_EQ(qstd_vector32_constructFill(&vector, count, 1), QSYS_E_RANGE) << count;
+        EXPECT_TRUE(isZero(&vector, sizeof vector));
+    }
+    test_allocator allocator;
+    allocator.arm(1, false);
+    vector = garbage;
+    EXPECT_EQ(qstd_vector32_constructFill(&vector, 10, 1), QSYS_E_MEMORY);
+    EXPECT_TRUE(isZero(&vector, sizeof vector));
+    test_refusesNull("constructFill", qstd_vector32_constructFill, {}, &vector, 1, 1);
+}
+
+TEST(Status, EachCodeHasATextOfItsOwnAndNoneAsksForTheFallback)
+{
+    std::set<std::string> texts;
+    int codes = 0;
+    for (int low = 0; low <= 0xffff; ++low) {
+        const qsys_status status = QSYS_FAILURE(low);
+        const std::string text = qsys_status_text(status);
+        if (text == "unknown status")
+            continue;
+        ++codes;
+        EXPECT_NE(low & 0xffe0, 0x0600) << text;
+        EXPECT_TRUE(texts.insert(text).second) << text;
+    }
+    EXPECT_EQ(codes, 15);
+    EXPECT_STREQ(qsys_status_text(QSYS_OK), "success");
+    EXPECT_STREQ(qsys_status_text(INT32_MAX), "success");
+    EXPECT_STREQ(qsys_status_text(-1), "unknown status");
+}
