@@ -32,3 +32,19 @@ inline Pixel* gauss2_row(Pixel* first, int64_t stride, int64_t y)
     using Byte = std::conditional_t<std::is_const_v<Pixel>, const unsigned char, unsigned char>;
     return reinterpret_cast<Pixel*>(reinterpret_cast<Byte*>(first) + y * stride);
 }
+
+// What a template on either kind of planes asks of it.
+template <class Planes>
+struct gauss2_kind;
+
+template <class PixelType>
+struct gauss2_kind<gauss2_planes<PixelType>> {
+    using Pixel = PixelType;
+    static constexpr bool masked = false;
+};
+
+template <class PixelType>
+struct gauss2_kind<gauss2_maskedPlanes<PixelType>> {
+    using Pixel = PixelType;
+    static constexpr bool masked = true;
+};

@@ -1,0 +1,159 @@
+#include "gauss2/no_sample.h"
+
+#include "frame/cleanup.h"
+#include "gauss2/pipeline.h"
+#include "gauss2/select.h"
+
+#include <qbase/image.h>
+#include <qbase/pixels.h>
+
+#include <algorithm>
+
+namespace
+{
+
+// What a request may need beside the caller's windows.
+struct gauss2_scratch {
+    qimg_image8 dstMask; // stands for a destination mask that the caller does not want
+    qimg_image pixels;   // the other side of a sequence of passes
+    qimg_image8 mask;
+};
+
+struct gauss2_target {
+    qimg_window pixels;
+    qimg_window mask; // looked at when masked
+};
+
+// The state of a sequence of passes: the result of a pass is the source of the next one, and the two targets
+// take turns.
+template <class Planes>
+struct gauss2_sequence {
+    gauss2_views views;
+    gauss2_target targets[2];
+    int next;
+};
+
+template <class Planes>
+qip_status gauss2_runPass(const gauss2_path<Planes>& path, gauss2_sequence<Planes>* sequence)
+{
+    gauss2_views& views = sequence->views;
+    const gauss2_target& target = sequence->targets[sequence->next];
+    views.dst = target.pixels;
+    views.dstMask = target.mask;
+    const qip_status status = gauss2_run(path, gauss2_planesOf<Planes>(views));
+    views.src = qimg_window_asConst(&target.pixels);
+    views.srcMask = qimg_window_asConst(&target.mask);
+    sequence->next = 1 - sequence->next;
+    return status;
+}
+
+// The counts are taken literally: each pass subtracts 2, so an odd count has a last pass for its 1. Only
+// positive counts are ever decremented.
+template <class Planes>
+qip_status gauss2_runPasses(gauss2_sequence<Planes>* sequence, int32_t passesX, int32_t passesY)
+{
+    const gauss2_paths<Planes>& paths = gauss2_pathsOf<Planes>;
+    qip_status status = QIP_OK;
+    for (; status >= 0 && passesX >= 2 && passesY >= 2; passesX -= 2, passesY -= 2)
+        status = gauss2_runPass(paths.full5x5, sequence);
+    for (; status >= 0 && passesX > 0; passesX -= 2)
+        status = gauss2_runPass(paths.full5x1, sequence);
+    for (; status >= 0 && passesY > 0; passesY -= 2)
+        status = gauss2_runPass(paths.full1x5, sequence);
+    return status;
+}
+
+qip_status gauss2_takeImage(frame_cleanup* cleanup, int32_t pixelSize, const qstd_rect32& rect,
+                            qimg_image* image, qimg_window* window)
+{
+    qip_status status = qimg_image_constructRectUntyped(image, pixelSize, &rect);
+    if (status >= 0)
+        status = frame_cleanupObject<qimg_image_destruct>(cleanup, image);
+    return status < 0 ? status : qimg_window_init(window, image);
+}
+
+// The target of the first pass follows from half of the greater count, so that with even counts the last pass
+// writes the destination. With other counts the last pass may write the temporary image: required behaviour.
+template <class Planes>
+qip_status gauss2_manyPasses(const gauss2_views& views, const qstd_rect32& common, int32_t passesX,
+                             int32_t passesY, gauss2_scratch* scratch, frame_cleanup* cleanup)
+{
+    gauss2_target temporary = {};
+    qip_status status =
+        gauss2_takeImage(cleanup, views.src.pixelSize, common, &scratch->pixels, &temporary.pixels);
+    if (status >= 0 && views.masked)
+        status = gauss2_takeImage(cleanup, 1, common, &scratch->mask, &temporary.mask);
+    if (status < 0)
+        return status;
+    const bool destinationFirst = std::max(passesX, passesY) / 2 % 2 != 0;
+    gauss2_sequence<Planes> sequence = {
+        views, {{views.dst, views.dstMask}, temporary}, destinationFirst ? 0 : 1};
+    return gauss2_runPasses(&sequence, passesX, passesY);
+}
+
+qip_status gauss2_copy(const gauss2_views& views)
+{
+    const qip_status status = views.src.pixelSize == 1 ? qip_pelCopyWindow8(&views.src, &views.dst)
+                                                       : qip_pelCopyWindow16(&views.src, &views.dst);
+    return status < 0 || !views.hasDstMask ? status : qip_pelCopyWindow8(&views.srcMask, &views.dstMask);
+}
+
+// Runs over windows that all cover the common rectangle.
+template <class Planes>
+qip_status gauss2_choosePasses(gauss2_views views, const qstd_rect32& common, int32_t passesX,
+                               int32_t passesY, gauss2_scratch* scratch, frame_cleanup* cleanup)
+{
+    if (passesX == 0 && passesY == 0)
+        return gauss2_copy(views);
+    if (views.masked && !views.hasDstMask) {
+        const qip_status status = gauss2_takeImage(cleanup, 1, common, &scratch->dstMask, &views.dstMask);
+        if (status < 0)
+            return status;
+        views.hasDstMask = true;
+    }
+    const gauss2_paths<Planes>& paths = gauss2_pathsOf<Planes>;
+    const Planes planes = gauss2_planesOf<Planes>(views);
+    if (passesX == 2 && passesY == 2)
+        return gauss2_run(paths.full5x5, planes);
+    if (passesX == 2 && passesY == 0)
+        return gauss2_run(paths.full5x1, planes);
+    if (passesX == 0 && passesY == 2)
+        return gauss2_run(paths.full1x5, planes);
+    return gauss2_manyPasses<Planes>(views, common, passesX, passesY, scratch, cleanup);
+}
+
+template <class Planes>
+qip_status gauss2_noSampleBody(gauss2_views views, int32_t passesX, int32_t passesY,
+                               gauss2_scratch* scratch, frame_cleanup* cleanup)
+{
+    qstd_rect32 source;
+    qip_status status = qimg_windowConst_getWindow(&views.src, &source);
+    if (status < 0)
+        return status;
+    qstd_rect32 common;
+    status = qimg_window_getWindow(&views.dst, &common);
+    if (status >= 0)
+        status = qstd_rect32_intersect(&common, &source);
+    if (status < 0 || gauss2_isNull(common))
+        return status;
+    status = gauss2_restrict(&views, common, common);
+    if (status < 0)
+        return status;
+    return gauss2_choosePasses<Planes>(views, common, passesX, passesY, scratch, cleanup);
+}
+
+} // namespace
+
+template <class Planes>
+qip_status gauss2_noSample(const gauss2_views& views, int32_t passesX, int32_t passesY)
+{
+    frame_cleanup cleanup = {};
+    gauss2_scratch scratch = {};
+    return frame_cleanupEnd(&cleanup,
+                            gauss2_noSampleBody<Planes>(views, passesX, passesY, &scratch, &cleanup));
+}
+
+template qip_status gauss2_noSample<gauss2_planes<uint8_t>>(const gauss2_views&, int32_t, int32_t);
+template qip_status gauss2_noSample<gauss2_planes<uint16_t>>(const gauss2_views&, int32_t, int32_t);
+template qip_status gauss2_noSample<gauss2_maskedPlanes<uint8_t>>(const gauss2_views&, int32_t, int32_t);
+template qip_status gauss2_noSample<gauss2_maskedPlanes<uint16_t>>(const gauss2_views&, int32_t, int32_t);
