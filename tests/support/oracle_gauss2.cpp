@@ -1,0 +1,316 @@
+#include "support/oracle_gauss2.h"
+
+#include <qip/half_resolution.h>
+
+#include <algorithm>
+
+namespace
+{
+
+using arguments = oracle_gauss2Arguments;
+
+// ---- the exports ----
+
+template <auto Function>
+qsys_status image(const arguments& a)
+{
+    return Function(a.src, a.dst);
+}
+
+template <auto Function>
+qsys_status maskedImage(const arguments& a)
+{
+    return Function(a.src, a.srcMask, a.dst, a.dstMask);
+}
+
+template <auto Function>
+qsys_status window(const arguments& a)
+{
+    return Function(a.srcWin, a.srcTransform, a.dstWin, a.dstTransform);
+}
+
+template <auto Function>
+qsys_status maskedWindow(const arguments& a)
+{
+    return Function(a.srcWin, a.srcMaskWin, a.srcTransform, a.dstWin, a.dstMaskWin, a.dstTransform);
+}
+
+template <auto Function>
+qsys_status passesImage(const arguments& a)
+{
+    return Function(a.src, a.dst, a.passesX, a.passesY);
+}
+
+template <auto Function>
+qsys_status passesMaskedImage(const arguments& a)
+{
+    return Function(a.src, a.srcMask, a.dst, a.dstMask, a.passesX, a.passesY);
+}
+
+template <auto Function>
+qsys_status passesWindow(const arguments& a)
+{
+    return Function(a.srcWin, a.dstWin, a.passesX, a.passesY);
+}
+
+template <auto Function>
+qsys_status passesMaskedWindow(const arguments& a)
+{
+    return Function(a.srcWin, a.srcMaskWin, a.dstWin, a.dstMaskWin, a.passesX, a.passesY);
+}
+
+// ---- values ----
+
+// The sums of one destination pixel: weighted pixels and weights.
+struct sums {
+    uint64_t pixels = 0;
+    uint64_t weights = 0;
+};
+
+constexpr uint64_t kernel[] = {1, 4, 6, 4, 1};
+
+// Which directions a filter works in, and which of them it samples.
+struct filter {
+    bool alongX;
+    bool alongY;
+    int stepX;
+    int stepY;
+};
+
+sums sumsAt(const oracle_gauss2Planes& source, const filter& what, int64_t centreX, int64_t centreY)
+{
+    sums result;
+    const int reachX = what.alongX ? 2 : 0;
+    const int reachY = what.alongY ? 2 : 0;
+    for (int j = -reachY; j <= reachY; ++j)
+        for (int i = -reachX; i <= reachX; ++i) {
+            const int64_t x = std::clamp<int64_t>(centreX + i, 0, source.pixels.width - 1);
+            const int64_t y = std::clamp<int64_t>(centreY + j, 0, source.pixels.height - 1);
+            const auto at = static_cast<size_t>(y * source.pixels.width + x);
+            const uint64_t weight = (what.alongX ? kernel[i + 2] : 1) * (what.alongY ? kernel[j + 2] : 1) *
+                                    (source.mask ? source.mask->values[at] : 1);
+            result.pixels += weight * source.pixels.values[at];
+            result.weights += weight;
+        }
+    return result;
+}
+
+oracle_gauss2Planes apply(const oracle_gauss2Planes& source, const filter& what)
+{
+    const int32_t width = source.pixels.width / what.stepX;
+    const int32_t height = source.pixels.height / what.stepY;
+    const uint64_t total = (what.alongX ? 16u : 1u) * (what.alongY ? 16u : 1u);
+    oracle_gauss2Planes result = {test_grid(width, height), {}};
+    if (source.mask)
+        result.mask = test_grid(width, height);
+    for (int32_t y = 0; y < height; ++y)
+        for (int32_t x = 0; x < width; ++x) {
+            const sums sum = sumsAt(source, what, int64_t{x} * what.stepX, int64_t{y} * what.stepY);
+            const uint64_t divisor = source.mask ? sum.weights : total;
+            result.pixels.at(x, y) =
+                static_cast<uint16_t>(divisor ? (sum.pixels + divisor / 2) / divisor : 0);
+            if (result.mask)
+                result.mask->at(x, y) = static_cast<uint16_t>((sum.weights + total / 2) / total);
+        }
+    return result;
+}
+
+// The passes that a pair of counts stands for, those in both directions first.
+struct passCounts {
+    int32_t both, alongX, alongY;
+
+    int32_t total() const
+    {
+        return both + alongX + alongY;
+    }
+};
+
+passCounts passesOf(int32_t passesX, int32_t passesY)
+{
+    const int32_t x = std::max(passesX, 0);
+    const int32_t y = std::max(passesY, 0);
+    const int32_t both = std::min(x / 2, y / 2);
+    return {both, (x - 2 * both + 1) / 2, (y - 2 * both + 1) / 2};
+}
+
+std::optional<oracle_gauss2Planes> applyPasses(const oracle_gauss2Planes& source, int32_t passesX,
+                                               int32_t passesY)
+{
+    if (passesX == 0 && passesY == 0)
+        return source;
+    const passCounts passes = passesOf(passesX, passesY);
+    // The destination is one of two images that take turns.
+    const bool sameParity = (std::max(passesX, 0) - std::max(passesY, 0)) % 2 == 0;
+    const int32_t held = sameParity ? passes.total() : passes.total() - 1;
+    std::optional<oracle_gauss2Planes> result;
+    for (int32_t i = 0; i < held; ++i) {
+        const bool both = i < passes.both;
+        const bool alongX = i < passes.both + passes.alongX;
+        result = apply(result ? *result : source, {alongX, both || !alongX, 1, 1});
+    }
+    return result;
+}
+
+std::string suffix(const oracle_gauss2Export& what, const std::string& stem)
+{
+    const bool isFull = stem.find("NoSample") != std::string::npos;
+    const std::string masked = what.masked ? isFull ? "Mask" : "Masked" : "";
+    const std::string wide = what.pixelSize == 1 ? "" : isFull ? "16" : "_16";
+    return stem + masked + wide;
+}
+
+} // namespace
+
+const std::vector<oracle_gauss2Export>& oracle_gauss2Exports()
+{
+#define EXPORT(name, depth, form, masked, windows, sampled, x, y)                                          \
+    {                                                                                                      \
+#name, (depth) / 8, masked, windows, sampled, x, y, form < name>                                   \
+    }
+    static const std::vector<oracle_gauss2Export> all = {
+        EXPORT(qip_gauss2_smooth8_8, 8, image, false, false, true, true, true),
+        EXPORT(qip_gauss2X_smooth8_8, 8, image, false, false, true, true, false),
+        EXPORT(qip_gauss2Y_smooth8_8, 8, image, false, false, true, false, true),
+        EXPORT(qip_gauss2_smooth16_16, 16, image, false, false, true, true, true),
+        EXPORT(qip_gauss2X_smooth16_16, 16, image, false, false, true, true, false),
+        EXPORT(qip_gauss2Y_smooth16_16, 16, image, false, false, true, false, true),
+        EXPORT(qip_gauss2_smoothWindow8_8, 8, window, false, true, true, true, true),
+        EXPORT(qip_gauss2X_smoothWindow8_8, 8, window, false, true, true, true, false),
+        EXPORT(qip_gauss2Y_smoothWindow8_8, 8, window, false, true, true, false, true),
+        EXPORT(qip_gauss2_smoothWindow16_16, 16, window, false, true, true, true, true),
+        EXPORT(qip_gauss2_smoothMasked8_8, 8, maskedImage, true, false, true, true, true),
+        EXPORT(qip_gauss2X_smoothMasked8_8, 8, maskedImage, true, false, true, true, false),
+        EXPORT(qip_gauss2Y_smoothMasked8_8, 8, maskedImage, true, false, true, false, true),
+        EXPORT(qip_gauss2_smoothMasked16_16, 16, maskedImage, true, false, true, true, true),
+        EXPORT(qip_gauss2X_smoothMasked16_16, 16, maskedImage, true, false, true, true, false),
+        EXPORT(qip_gauss2Y_smoothMasked16_16, 16, maskedImage, true, false, true, false, true),
+        EXPORT(qip_gauss2_smoothMaskedWindow8_8, 8, maskedWindow, true, true, true, true, true),
+        EXPORT(qip_gauss2X_smoothMaskedWindow8_8, 8, maskedWindow, true, true, true, true, false),
+        EXPORT(qip_gauss2Y_smoothMaskedWindow8_8, 8, maskedWindow, true, true, true, false, true),
+        EXPORT(qip_gauss2_smoothMaskedWindow16_16, 16, maskedWindow, true, true, true, true, true),
+        EXPORT(qip_gauss2_smoothNoSample8_8, 8, passesImage, false, false, false, false, false),
+        EXPORT(qip_gauss2_smoothNoSample16_16, 16, passesImage, false, false, false, false, false),
+        EXPORT(qip_gauss2_smoothNoSampleWindow8_8, 8, passesWindow, false, true, false, false, false),
+        EXPORT(qip_gauss2_smoothNoSampleWindow16_16, 16, passesWindow, false, true, false, false, false),
+        EXPORT(qip_gauss2_smoothNoSampleMasked8_8, 8, passesMaskedImage, true, false, false, false, false),
+        EXPORT(qip_gauss2_smoothNoSampleMasked16_16, 16, passesMaskedImage, true, false, false, false,
+               false),
+        EXPORT(qip_gauss2_smoothNoSampleMaskedWindow8_8, 8, passesMaskedWindow, true, true, false, false,
+               false),
+        EXPORT(qip_gauss2_smoothNoSampleMaskedWindow16_16, 16, passesMaskedWindow, true, true, false, false,
+               false),
+    };
+#undef EXPORT
+    return all;
+}
+
+const std::vector<std::string>& oracle_gauss2Names()
+{
+    static const std::vector<std::string> all = {
+        "gauss2",
+        "gauss2X",
+        "gauss2Y",
+        "gauss2_16",
+        "gauss2X_16",
+        "gauss2Y_16",
+        "gauss2Masked",
+        "gauss2XMasked",
+        "gauss2YMasked",
+        "gauss2Masked_16",
+        "gauss2XMasked_16",
+        "gauss2YMasked_16",
+        "gauss2NoSample5x5",
+        "gauss2NoSample5x1",
+        "gauss2NoSample1x5",
+        "gauss2NoSample5x516",
+        "gauss2NoSample5x116",
+        "gauss2NoSample1x516",
+        "gauss2NoSample5x5Mask",
+        "gauss2NoSample5x1Mask",
+        "gauss2NoSample1x5Mask",
+        "gauss2NoSample5x5Mask16",
+        "gauss2NoSample5x1Mask16",
+        "gauss2NoSample1x5Mask16",
+    };
+    return all;
+}
+
+oracle_gauss2Plan oracle_gauss2PlanOf(const oracle_gauss2Export& what, const oracle_rect& source,
+                                      const oracle_rect& destination)
+{
+    const int64_t fx = what.halveX ? 2 : 1;
+    const int64_t fy = what.halveY ? 2 : 1;
+    const auto floorHalf = [](int64_t i, int64_t f) {
+        return f == 1 ? i : (i - (i % 2 != 0 && i < 0)) / 2;
+    };
+    oracle_gauss2Plan plan = {};
+    plan.full = {floorHalf(source.x, fx), floorHalf(source.y, fy), source.width / fx, source.height / fy};
+    const oracle_rect& d = plan.full;
+    const int64_t left = std::max(d.x, destination.x);
+    const int64_t top = std::max(d.y, destination.y);
+    plan.written = {left, top, std::min(d.x + d.width, destination.x + destination.width) - left,
+                    std::min(d.y + d.height, destination.y + destination.height) - top};
+    const oracle_rect& r = plan.written;
+    const bool whole = r.x == d.x && r.y == d.y && r.width == d.width && r.height == d.height;
+    plan.used = what.sampled && (whole || r.isNull())
+                    ? source
+                    : oracle_rect{r.x * fx, r.y * fy, r.width * fx, r.height * fy};
+    const oracle_rect& u = plan.used;
+    plan.refused =
+        !r.isNull() && (u.x < source.x || u.y < source.y || u.x + u.width > source.x + source.width ||
+                        u.y + u.height > source.y + source.height);
+    return plan;
+}
+
+qmath_xformLinear oracle_gauss2Map(const oracle_gauss2Export& what, const oracle_gauss2Plan& plan)
+{
+    // The centre of the pixel at R's corner, R.x + 0.5, is the centre of the one at U's corner, U.x + 0.5.
+    const auto shift = [&](int64_t part, int64_t used) {
+        return plan.written.isNull()
+                   ? -0.5
+                   : static_cast<double>(used) + 0.5 - 2.0 * (static_cast<double>(part) + 0.5);
+    };
+    return {what.halveX ? 2.0 : 1.0,
+            0.0,
+            0.0,
+            what.halveY ? 2.0 : 1.0,
+            what.halveX ? shift(plan.written.x, plan.used.x) : 0.0,
+            what.halveY ? shift(plan.written.y, plan.used.y) : 0.0};
+}
+
+std::optional<oracle_gauss2Planes> oracle_gauss2Smooth(const oracle_gauss2Export& what,
+                                                       const oracle_gauss2Planes& used, int32_t passesX,
+                                                       int32_t passesY)
+{
+    if (what.sampled)
+        return apply(used, {what.halveX, what.halveY, what.halveX ? 2 : 1, what.halveY ? 2 : 1});
+    return applyPasses(used, passesX, passesY);
+}
+
+std::vector<std::string> oracle_gauss2Asked(const oracle_gauss2Export& what, int32_t passesX,
+                                            int32_t passesY)
+{
+    if (what.sampled && what.halveX && what.halveY)
+        return {suffix(what, "gauss2")};
+    if (what.sampled && what.halveX)
+        return {suffix(what, "gauss2X"), suffix(what, "gauss2NoSample5x1")};
+    if (what.sampled)
+        return {suffix(what, "gauss2Y"), suffix(what, "gauss2NoSample1x5")};
+    const passCounts passes = passesOf(passesX, passesY);
+    std::vector<std::string> names;
+    names.insert(names.end(), static_cast<size_t>(passes.both), suffix(what, "gauss2NoSample5x5"));
+    names.insert(names.end(), static_cast<size_t>(passes.alongX), suffix(what, "gauss2NoSample5x1"));
+    names.insert(names.end(), static_cast<size_t>(passes.alongY), suffix(what, "gauss2NoSample1x5"));
+    return names;
+}
+
+int64_t oracle_gauss2Polls(const oracle_gauss2Export& what, int64_t height, int32_t passesX,
+                           int32_t passesY)
+{
+    const auto polls = [](int64_t rows) {
+        return (rows + 63) / 64;
+    };
+    if (what.sampled)
+        return polls(what.halveX && what.halveY ? height - 1 : height);
+    return passesOf(passesX, passesY).total() * polls(height);
+}
