@@ -103,7 +103,8 @@ qip_status gauss2_runFastFilterAlong(const Planes& planes)
     return gauss2_runFast(gauss2_filterAlong<axis, Planes>, planes);
 }
 
-// Half resolution in one direction asks two names in turn: its own, then that of the full-resolution filter.
+// Half resolution in one direction asks two names in turn: its own, then that of the full-resolution filter. The
+// fused form stands for that filter's fast one and declines where that does, so the plain filter is next.
 template <gauss2_axis axis, class Planes>
 qip_status gauss2_runHalfAlong(const Planes& planes)
 {
@@ -113,10 +114,10 @@ qip_status gauss2_runHalfAlong(const Planes& planes)
     const bool mayFuse = !frame_isInhibited(along.name);
     if (frame_isInhibited(filter.name))
         return gauss2_plainHalfAlong(axis, planes, filter.plain);
-    const qip_status status = mayFuse ? along.fused(planes) : QIP_E_FALLBACK;
-    if (!frame_isFallback(status))
-        return status;
-    return gauss2_plainHalfAlong(axis, planes, gauss2_runFastFilterAlong<axis, Planes>);
+    if (!mayFuse)
+        return gauss2_plainHalfAlong(axis, planes, gauss2_runFastFilterAlong<axis, Planes>);
+    const qip_status status = along.fused(planes);
+    return frame_isFallback(status) ? gauss2_plainHalfAlong(axis, planes, filter.plain) : status;
 }
 
 // Half resolution in the directions sampled, at least one.
