@@ -90,7 +90,7 @@ QBASE_API qsys_status qimg_image16_assignNewRect(qimg_image16* image, const qstd
 QBASE_API qsys_status qimg_image_assign(qimg_image* dst, const qimg_image* src);
 
 /* Moves the image's rectangle so that it starts at (x, y); the pixels stay.
- * Errors:  QSYS_E_RANGE (the last pixel would not fit 32 bits). */
+ * Errors:  QIMG_E_UNBOUND, QSYS_E_RANGE (the last pixel would not fit 32 bits). */
 QBASE_API qsys_status qimg_image_setOrigin(qimg_image* image, int32_t x, int32_t y);
 
 /* ---- asking ---- */
