@@ -26,7 +26,7 @@ PixelSet pixels(const qsIRegion& region)
     PixelSet set;
     for (int y = region.y; y < region.y + region.height; ++y)
         for (int x = region.x; x < region.x + region.width; ++x)
-            set.set(static_cast<size_t>((y + middle) * field + x + middle));
+            set.set(static_cast<size_t>(y + middle) * field + static_cast<size_t>(x + middle));
     return set;
 }
 
