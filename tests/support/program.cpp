@@ -1,0 +1,162 @@
+#include "support/program.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <regex>
+#include <set>
+#include <sstream>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+program_folder::program_folder()
+{
+    std::string pattern = (fs::temp_directory_path() / "qip-test-XXXXXX").string();
+    if (!mkdtemp(pattern.data()))
+        throw std::runtime_error("no temporary folder");
+    path = pattern;
+}
+
+program_folder::~program_folder()
+{
+    std::error_code ignored;
+    fs::remove_all(path, ignored);
+}
+
+std::string program_folder::listing() const
+{
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(path))
+        names.insert(entry.path().filename().string());
+    std::string all;
+    for (const std::string& name : names)
+        all += name + " ";
+    return all;
+}
+
+pid_t program_start(const std::vector<std::string>& words, int outputDescriptor, int errorDescriptor)
+{
+    std::vector<char*> argv;
+    for (const std::string& word : words)
+        argv.push_back(const_cast<char*>(word.c_str()));
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, outputDescriptor, 1);
+    posix_spawn_file_actions_adddup2(&actions, errorDescriptor, 2);
+    pid_t process = -1;
+    if (posix_spawn(&process, argv[0], &actions, nullptr, argv.data(), environ) != 0)
+        process = -1;
+    posix_spawn_file_actions_destroy(&actions);
+    return process;
+}
+
+int program_wait(pid_t process)
+{
+    int status = 0;
+    if (process < 0 || waitpid(process, &status, 0) != process || !WIFEXITED(status))
+        return -1;
+    return WEXITSTATUS(status);
+}
+
+program_result program_runAny(const std::vector<std::string>& words)
+{
+    const program_folder streams;
+    const int flags = O_WRONLY | O_CREAT | O_CLOEXEC;
+    const int output = open(streams.file("output").c_str(), flags, 0600);
+    const int errors = open(streams.file("errors").c_str(), flags, 0600);
+    const int exitStatus = program_wait(program_start(words, output, errors));
+    close(output);
+    close(errors);
+    return {exitStatus, program_readFile(streams.file("output")), program_readFile(streams.file("errors"))};
+}
+
+program_result program_run(std::vector<std::string> arguments)
+{
+    arguments.insert(arguments.begin(), QIP_SMOOTH);
+    return program_runAny(arguments);
+}
+
+std::string program_readFile(const std::string& path)
+{
+    std::ifstream stream(path, std::ios::binary);
+    EXPECT_TRUE(stream.is_open()) << path;
+    std::ostringstream bytes;
+    bytes << stream.rdbuf();
+    return bytes.str();
+}
+
+void program_writeFile(const std::string& path, const std::string& bytes)
+{
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+std::string program_pgmOf(const program_picture& picture)
+{
+    std::string bytes = "P5\n" + std::to_string(picture.width) + " " + std::to_string(picture.height) +
+                        "\n" + std::to_string(picture.greatest) + "\n";
+    for (const uint16_t pixel : picture.pixels) {
+        if (picture.greatest > 255)
+            bytes += static_cast<char>(pixel >> 8);
+        bytes += static_cast<char>(pixel & 255);
+    }
+    return bytes;
+}
+
+program_picture program_readPgm(const std::string& path)
+{
+    std::istringstream stream(program_readFile(path));
+    program_picture picture;
+    std::string magic;
+    stream >> magic >> picture.width >> picture.height >> picture.greatest;
+    stream.get();
+    EXPECT_EQ(magic, "P5");
+    for (int64_t i = 0; i < int64_t{picture.width} * picture.height; ++i) {
+        int pixel = stream.get();
+        if (picture.greatest > 255)
+            pixel = pixel << 8 | stream.get();
+        picture.pixels.push_back(static_cast<uint16_t>(pixel));
+    }
+    EXPECT_TRUE(stream.good() && stream.get() == EOF) << path << " has another length than its header says";
+    return picture;
+}
+
+std::vector<double> program_jsonNumbers(const std::string& json, const std::string& key)
+{
+    const std::string mark = "\"" + key + "\": ";
+    const size_t start = json.find(mark);
+    if (start == std::string::npos)
+        return {};
+    std::string values = json.substr(start + mark.size());
+    const bool isList = values[0] == '[';
+    std::vector<double> numbers;
+    const char* text = values.c_str() + (isList ? 1 : 0);
+    char* end = nullptr;
+    do {
+        numbers.push_back(std::strtod(text, &end));
+        text = end + 1;
+    } while (isList && *end == ',');
+    return numbers;
+}
+
+double program_jsonNumber(const std::string& json, const std::string& key)
+{
+    const std::vector<double> numbers = program_jsonNumbers(json, key);
+    EXPECT_EQ(numbers.size(), 1u) << key << " in " << json;
+    return numbers.empty() ? 0 : numbers[0];
+}
+
+std::string program_jsonKeys(const std::string& json)
+{
+    static const std::regex key("\"([a-z_]+)\": ");
+    std::string keys;
+    for (std::sregex_iterator i(json.begin(), json.end(), key); i != std::sregex_iterator(); ++i)
+        keys += (*i)[1].str() + " ";
+    return keys;
+}

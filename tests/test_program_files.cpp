@@ -1,0 +1,392 @@
+// Picture files in and out: every kind that is understood, every way to be broken, and outputs that appear whole
+// or not at all.
+#include "support/program.h"
+#include "support/random.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <functional>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <png.h>
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+// ---- PNG files of every kind, from and to plain samples ----
+
+struct png_kind {
+    int colourType;
+    int depth;
+    bool isInterlaced;
+};
+
+int channelsOf(int colourType)
+{
+    switch (colourType) {
+    case PNG_COLOR_TYPE_GRAY_ALPHA:
+        return 2;
+    case PNG_COLOR_TYPE_RGB:
+        return 3;
+    case PNG_COLOR_TYPE_RGB_ALPHA:
+        return 4;
+    default:
+        return 1;
+    }
+}
+
+// The palette of the test files: entry i.
+png_color paletteEntry(int i)
+{
+    return {static_cast<png_byte>(i * 7), static_cast<png_byte>(255 - i), static_cast<png_byte>(i * i)};
+}
+
+// Samples are one to a number, rows without gaps.
+void writePng(const std::string& path, const png_kind& kind, int width, int height,
+              const std::vector<uint16_t>& samples)
+{
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    png_init_io(png, file);
+    png_set_IHDR(png, info, static_cast<png_uint_32>(width), static_cast<png_uint_32>(height), kind.depth,
+                 kind.colourType, kind.isInterlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    std::vector<png_color> palette;
+    for (int i = 0; i < 1 << std::min(kind.depth, 8); ++i)
+        palette.push_back(paletteEntry(i));
+    if (kind.colourType == PNG_COLOR_TYPE_PALETTE) {
+        png_byte transparent[] = {0, 128};
+        png_set_PLTE(png, info, palette.data(), static_cast<int>(palette.size()));
+        png_set_tRNS(png, info, transparent, 2, nullptr);
+    }
+    png_set_gAMA(png, info, 0.45455); // must not touch the values
+    png_write_info(png, info);
+    png_set_packing(png);
+    std::vector<std::vector<png_byte>> rows(static_cast<size_t>(height));
+    for (size_t i = 0; i < samples.size(); ++i) {
+        auto& row = rows[i / (samples.size() / rows.size())];
+        if (kind.depth == 16)
+            row.push_back(static_cast<png_byte>(samples[i] >> 8));
+        row.push_back(static_cast<png_byte>(samples[i] & 255));
+    }
+    std::vector<png_bytep> pointers;
+    for (auto& row : rows)
+        pointers.push_back(row.data());
+    png_write_image(png, pointers.data());
+    png_write_end(png, nullptr);
+    png_destroy_write_struct(&png, &info);
+    std::fclose(file);
+}
+
+program_picture readGreyPng(const std::string& path)
+{
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    png_init_io(png, file);
+    png_read_png(png, info, PNG_TRANSFORM_IDENTITY, nullptr);
+    EXPECT_EQ(png_get_color_type(png, info), PNG_COLOR_TYPE_GRAY);
+    const bool sixteen = png_get_bit_depth(png, info) == 16;
+    program_picture picture = {static_cast<int>(png_get_image_width(png, info)),
+                               static_cast<int>(png_get_image_height(png, info)),
+                               sixteen ? 65535 : 255,
+                               {}};
+    png_bytepp rows = png_get_rows(png, info);
+    for (int y = 0; y < picture.height; ++y)
+        for (int x = 0; x < picture.width; ++x)
+            picture.pixels.push_back(
+                static_cast<uint16_t>(sixteen ? rows[y][2 * x] << 8 | rows[y][2 * x + 1] : rows[y][x]));
+    png_destroy_read_struct(&png, &info, nullptr);
+    std::fclose(file);
+    return picture;
+}
+
+uint16_t greyOf(const uint16_t* rgb)
+{
+    return static_cast<uint16_t>((299u * rgb[0] + 587u * rgb[1] + 114u * rgb[2] + 500u) / 1000u);
+}
+
+// What the program makes of one pixel's samples.
+uint16_t greyOfSamples(const png_kind& kind, const uint16_t* samples)
+{
+    if (kind.colourType == PNG_COLOR_TYPE_PALETTE) {
+        const png_color entry = paletteEntry(samples[0]);
+        const uint16_t rgb[] = {entry.red, entry.green, entry.blue};
+        return greyOf(rgb);
+    }
+    if (kind.colourType & PNG_COLOR_MASK_COLOR)
+        return greyOf(samples);
+    const int spread = kind.depth < 8 ? 255 / ((1 << kind.depth) - 1) : 1;
+    return static_cast<uint16_t>(samples[0] * spread);
+}
+
+class ProgramFiles : public testing::Test
+{
+protected:
+    // A run that leaves every pixel as it is: OUT shows how IN was read.
+    program_result copy(const std::string& from, const std::string& to)
+    {
+        return program_run({"binomial", folder.file(from), folder.file(to), "--passes", "0"});
+    }
+
+    program_folder folder;
+    test_random random = test_randomFor(0);
+};
+
+// Writes and names a file that no run may accept.
+struct broken_file {
+    const char* name;
+    std::string bytes;
+};
+
+} // namespace
+
+TEST_F(ProgramFiles, EveryKindOfPngIsReadAsGrey)
+{
+    const png_kind kinds[] = {
+        {PNG_COLOR_TYPE_GRAY, 1, false},       {PNG_COLOR_TYPE_GRAY, 2, true},
+        {PNG_COLOR_TYPE_GRAY, 4, false},       {PNG_COLOR_TYPE_GRAY, 8, true},
+        {PNG_COLOR_TYPE_GRAY, 16, true},       {PNG_COLOR_TYPE_GRAY, 16, false},
+        {PNG_COLOR_TYPE_PALETTE, 1, true},     {PNG_COLOR_TYPE_PALETTE, 4, false},
+        {PNG_COLOR_TYPE_PALETTE, 8, false},    {PNG_COLOR_TYPE_GRAY_ALPHA, 8, false},
+        {PNG_COLOR_TYPE_GRAY_ALPHA, 16, true}, {PNG_COLOR_TYPE_RGB, 8, true},
+        {PNG_COLOR_TYPE_RGB, 16, false},       {PNG_COLOR_TYPE_RGB_ALPHA, 8, false},
+        {PNG_COLOR_TYPE_RGB_ALPHA, 16, true},
+    };
+    for (const png_kind& kind : kinds) {
+        SCOPED_TRACE("type " + std::to_string(kind.colourType) + ", depth " + std::to_string(kind.depth));
+        const size_t channels = static_cast<size_t>(channelsOf(kind.colourType));
+        std::vector<uint16_t> samples(19 * 11 * channels);
+        for (uint16_t& sample : samples)
+            sample = static_cast<uint16_t>(test_randomRange(&random, 0, (1 << kind.depth) - 1));
+        program_picture expected = {19, 11, kind.depth == 16 ? 65535 : 255, {}};
+        for (size_t i = 0; i < samples.size(); i += channels)
+            expected.pixels.push_back(greyOfSamples(kind, &samples[i]));
+
+        writePng(folder.file("in.PNG"), kind, 19, 11, samples);
+        const program_result result = copy("in.PNG", "out.pgm");
+        ASSERT_EQ(result.exitStatus, 0) << result.errors;
+        EXPECT_EQ(program_readPgm(folder.file("out.pgm")), expected);
+        const bool isConverted = kind.colourType != PNG_COLOR_TYPE_GRAY;
+        EXPECT_EQ(result.errors.find("converted to grey") != std::string::npos, isConverted)
+            << result.errors;
+    }
+}
+
+TEST_F(ProgramFiles, NetpbmFilesAreReadAsTheyStand)
+{
+    const struct {
+        std::string bytes;
+        program_picture expected;
+    } cases[] = {
+        {"P5 2 1 255\nab", {2, 1, 255, {'a', 'b'}}},
+        {"P5#\n# a comment\n2# another\n1 9\n\n\n", {2, 1, 255, {'\n', '\n'}}},
+        {std::string("P5\n1 2\n4095\n\x0f\x01\xff\x02", 15), {1, 2, 65535, {0x0f01, 0xff02}}},
+        {"P6 1 2 255\nabcdef", {1, 2, 255, {98, 101}}},
+        {std::string("P6 1 1 65535 \x10\x00\x20\x00\x40\x01", 19), {1, 1, 65535, {15467}}},
+        {"P5 1 1 255 a and what follows", {1, 1, 255, {'a'}}},
+    };
+    for (const auto& c : cases) {
+        program_writeFile(folder.file("in.ppm"), c.bytes);
+        const program_result result = copy("in.ppm", "out.pgm");
+        ASSERT_EQ(result.exitStatus, 0) << c.bytes << ": " << result.errors;
+        EXPECT_EQ(program_readPgm(folder.file("out.pgm")), c.expected) << c.bytes;
+        EXPECT_EQ(result.errors.find("converted to grey") != std::string::npos, c.bytes[1] == '6')
+            << c.bytes;
+    }
+}
+
+TEST_F(ProgramFiles, PngOutputHoldsThePixels)
+{
+    for (const int greatest : {255, 65535}) {
+        program_picture picture = {33, 7, greatest, {}};
+        for (int i = 0; i < 33 * 7; ++i)
+            picture.pixels.push_back(static_cast<uint16_t>(test_randomRange(&random, 0, greatest)));
+        program_writeFile(folder.file("in.pgm"), program_pgmOf(picture));
+        ASSERT_EQ(copy("in.pgm", "out.png").exitStatus, 0);
+        EXPECT_EQ(readGreyPng(folder.file("out.png")), picture);
+    }
+}
+
+TEST_F(ProgramFiles, BrokenFilesAreRefusedInPlainWords)
+{
+    const png_kind kind = {PNG_COLOR_TYPE_GRAY, 8, false};
+    writePng(folder.file("whole.png"), kind, 40, 30, std::vector<uint16_t>(1200, 77));
+    const std::string png = program_readFile(folder.file("whole.png"));
+    fs::remove(folder.file("whole.png"));
+    std::string flipped = png;
+    flipped[png.find("IDAT") + 6] ^= 1;
+    // A size of 2^31 - 1 in both directions with the checksum that belongs to it.
+    const std::string header("IHDR\x7f\xff\xff\xff\x7f\xff\xff\xff\x08\0\0\0\0\x31\xa2\x54\xba", 21);
+    const broken_file files[] = {
+        {"empty.png", ""},
+        {"text.png", "P5 1 1 255\na"},
+        {"signature.png", png.substr(0, 8)},
+        {"header.png", png.substr(0, 30)},
+        {"data.png", png.substr(0, png.find("IDAT") + 9)},
+        {"noend.png", png.substr(0, png.size() - 12)},
+        {"flipped.png", flipped},
+        {"promise.png", png.substr(0, 12) + header + png.substr(33)},
+        {"empty.pgm", ""},
+        {"text.pgm", "P2 1 1 255 9"},
+        {"png.pgm", png},
+        {"width.pgm", "P5 x 1 255\na"},
+        {"negative.pgm", "P5 -1 1 255\na"},
+        {"zero.pgm", "P5 0 1 255\n"},
+        {"black.pgm", "P5 1 1 0\na"},
+        {"white.pgm", "P5 1 1 65536\naa"},
+        {"digits.pgm", "P5 1 1 00000000000255\na"},
+        {"comment.pgm", "P5 1 1 # and no end"},
+        {"short.pgm", "P5 2 2 255\nabc"},
+        {"short16.pgm", "P5 2 1 256\nabc"},
+        {"promise.pgm", "P5 2147483647 2147483647 65535\nabc"},
+        {"overflow.pgm", "P5 4294967296 4294967296 255\nabc"},
+        {"colour.ppm", "P6 1 1 255\nab"},
+    };
+    for (const broken_file& file : files) {
+        program_writeFile(folder.file(file.name), file.bytes);
+        const program_result result = copy(file.name, "out.png");
+        EXPECT_EQ(result.exitStatus, 1) << file.name << ": " << result.errors;
+        EXPECT_NE(result.errors.find(file.name), std::string::npos) << result.errors;
+        EXPECT_EQ(result.errors.find("memory"), std::string::npos) << result.errors;
+        fs::remove(folder.file(file.name));
+        EXPECT_EQ(folder.listing(), "") << file.name;
+    }
+}
+
+TEST_F(ProgramFiles, WhatIsNoFileIsRefused)
+{
+    fs::create_directory(folder.file("folder.png"));
+    ASSERT_EQ(mkfifo(folder.file("pipe.pgm").c_str(), 0600), 0);
+    for (const char* name : {"folder.png", "pipe.pgm", "missing.png", "no/where.pgm"}) {
+        const program_result result = copy(name, "out.png");
+        EXPECT_EQ(result.exitStatus, 1) << name;
+        EXPECT_NE(result.errors.find(name), std::string::npos) << result.errors;
+    }
+    program_writeFile(folder.file("in.pgm"), program_pgmOf({1, 1, 255, {1}}));
+    for (const char* name : {"folder.png", "pipe.pgm", "no/where.pgm"}) {
+        const program_result result = copy("in.pgm", name);
+        EXPECT_EQ(result.exitStatus, 1) << name;
+        EXPECT_NE(result.errors.find(name), std::string::npos) << result.errors;
+    }
+    EXPECT_EQ(folder.listing(), "folder.png in.pgm pipe.pgm ");
+}
+
+// Files damaged at random are read or refused; nothing else happens.
+TEST_F(ProgramFiles, DamagedFilesDoNotHurt)
+{
+    writePng(folder.file("a.png"), {PNG_COLOR_TYPE_PALETTE, 4, true}, 9, 9, std::vector<uint16_t>(81, 5));
+    writePng(folder.file("b.png"), {PNG_COLOR_TYPE_RGB_ALPHA, 16, false}, 5, 4,
+             std::vector<uint16_t>(80, 5000));
+    program_writeFile(folder.file("c.pgm"), "P5\n3 2\n255\nabcdef");
+    for (const char* name : {"a.png", "b.png", "c.pgm"}) {
+        const std::string whole = program_readFile(folder.file(name));
+        for (int i = 0; i < 20; ++i) {
+            std::string bytes = whole;
+            const auto place = [&] {
+                return static_cast<size_t>(
+                    test_randomRange(&random, 0, static_cast<int64_t>(bytes.size()) - 1));
+            };
+            if (i % 4 == 0)
+                bytes.resize(place());
+            else
+                bytes[place()] = static_cast<char>(test_randomRange(&random, 0, 255));
+            program_writeFile(folder.file(name), bytes);
+            const program_result result = copy(name, "out.pgm");
+            EXPECT_TRUE(result.exitStatus == 0 || (result.exitStatus == 1 && !result.errors.empty()))
+                << name << ", damage " << i << ", seed " << test_seed() << ": " << result.exitStatus << " "
+                << result.errors;
+        }
+    }
+}
+
+// A name, the file behind a link and the access rights stay; the input may be the output.
+TEST_F(ProgramFiles, OutputTakesThePlaceOfTheOldFile)
+{
+    program_writeFile(folder.file("picture.pgm"), program_pgmOf({2, 1, 255, {7, 7}}));
+    ASSERT_EQ(chmod(folder.file("picture.pgm").c_str(), 0640), 0);
+    fs::create_symlink("picture.pgm", folder.file("link.pgm"));
+    const program_result result = program_run(
+        {"gauss", folder.file("picture.pgm"), folder.file("link.pgm"), "--gain", "2", "--kernel", "0"});
+    ASSERT_EQ(result.exitStatus, 0) << result.errors;
+    EXPECT_EQ(program_readPgm(folder.file("picture.pgm")), (program_picture{2, 1, 255, {14, 14}}));
+    EXPECT_TRUE(fs::is_symlink(folder.file("link.pgm")));
+    struct stat about = {};
+    ASSERT_EQ(stat(folder.file("picture.pgm").c_str(), &about), 0);
+    EXPECT_EQ(about.st_mode & 07777, 0640u);
+    EXPECT_EQ(folder.listing(), "link.pgm picture.pgm ");
+}
+
+// A full disk, as a limit on the size of files shows it, for both formats, and a report that nobody takes.
+TEST_F(ProgramFiles, FailedWritesLeaveTheOldFile)
+{
+    program_picture picture = {100, 100, 255, {}};
+    for (int i = 0; i < 10000; ++i)
+        picture.pixels.push_back(static_cast<uint16_t>(test_randomRange(&random, 0, 255)));
+    program_writeFile(folder.file("in.pgm"), program_pgmOf(picture));
+    for (const char* name : {"out.png", "out.pgm"}) {
+        program_writeFile(folder.file(name), "old");
+        const std::string command =
+            "'" QIP_SMOOTH "' gauss '" + folder.file("in.pgm") + "' '" + folder.file(name) + "' --json";
+        const program_result full = program_runAny({"/bin/sh", "-c", "ulimit -f 4; " + command});
+        EXPECT_EQ(full.exitStatus, 1) << full.errors;
+        EXPECT_NE(full.errors.find(name), std::string::npos) << full.errors;
+        EXPECT_EQ(full.output, "") << "a report of a file that was not written";
+        const program_result unheard = program_runAny({"/bin/sh", "-c", command + " > /dev/full"});
+        EXPECT_EQ(unheard.exitStatus, 1) << unheard.errors;
+        EXPECT_EQ(program_readFile(folder.file(name)), "old");
+    }
+    EXPECT_EQ(folder.listing(), "in.pgm out.pgm out.png ");
+}
+
+// Of two outputs the second cannot be put into place. The program is stopped between writing and renaming by a
+// report that waits in a full pipe; meanwhile the second destination becomes a folder.
+TEST_F(ProgramFiles, TwoOutputsAreBothOrNone)
+{
+    program_writeFile(folder.file("in.pgm"), program_pgmOf({4, 4, 255, std::vector<uint16_t>(16, 200)}));
+    const std::string in = folder.file("in.pgm");
+    for (const bool isThere : {true, false}) {
+        if (isThere)
+            program_writeFile(folder.file("out.pgm"), "old");
+        else
+            fs::remove(folder.file("out.pgm"));
+        const std::string before = folder.listing();
+        int ends[2];
+        ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        const int pipeSize = fcntl(ends[1], F_GETPIPE_SZ);
+        const std::string stuffing(static_cast<size_t>(pipeSize), 'x');
+        ASSERT_EQ(write(ends[1], stuffing.data(), stuffing.size()), pipeSize);
+        const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        const pid_t process = program_start({QIP_SMOOTH, "half", in, folder.file("out.pgm"), "--mask", in,
+                                             "--mask-out", folder.file("mask.pgm"), "--json"},
+                                            ends[1], nowhere);
+        const auto writtenFiles = [&] {
+            const auto entries = fs::directory_iterator(folder.path);
+            return std::count_if(begin(entries), end(entries),
+                                 [](const auto& entry) { return entry.path().extension() == ".tmp"; });
+        };
+        for (int i = 0; i < 10000 && writtenFiles() < 2; ++i)
+            usleep(1000);
+        EXPECT_EQ(writtenFiles(), 2);
+        fs::create_directory(folder.file("mask.pgm"));
+        close(ends[1]);
+        char taken[4096];
+        while (read(ends[0], taken, sizeof taken) > 0)
+            continue;
+        EXPECT_EQ(program_wait(process), 1);
+        close(ends[0]);
+        close(nowhere);
+        fs::remove(folder.file("mask.pgm"));
+        EXPECT_EQ(folder.listing(), before);
+        if (isThere)
+            EXPECT_EQ(program_readFile(folder.file("out.pgm")), "old");
+    }
+}
