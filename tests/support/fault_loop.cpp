@@ -1,0 +1,241 @@
+#include "support/fault_loop.h"
+
+#include "support/faults.h"
+#include "support/images.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+namespace
+{
+
+constexpr int32_t sourceX = 2;
+constexpr int32_t sourceY = 4;
+constexpr int32_t sourceWidth = 40;
+constexpr int32_t sourceHeight = 150;
+constexpr qstd_rect32 boundRect = {3, 5, 18, 70};
+constexpr int64_t mostFaults = 200;
+constexpr qsys_status stopped = QSYS_FAILURE(0x0abc);
+
+qsys_status bendPoint(void*, qmath_point* point)
+{
+    point->x += 0.001 * point->y * point->y;
+    return 0;
+}
+
+qsys_status straightenPoint(void*, qmath_point* point)
+{
+    point->x -= 0.001 * point->y * point->y;
+    return 0;
+}
+
+void mix(uint64_t* hash, const void* bytes, size_t count)
+{
+    for (size_t i = 0; i < count; ++i)
+        *hash = (*hash ^ static_cast<const unsigned char*>(bytes)[i]) * 0x100000001b3u;
+}
+
+void mixPixels(uint64_t* hash, const test_view& view)
+{
+    for (int32_t y = 0; y < view.height; ++y)
+        mix(hash, static_cast<const unsigned char*>(view.first) + y * view.stride,
+            static_cast<size_t>(view.width) * static_cast<size_t>(view.pixelSize));
+}
+
+void mixHandle(uint64_t* hash, const qmath_xformPtrhConst* handle)
+{
+    for (const qmath_point at : {qmath_point{0.0, 0.0}, {10.0, 50.0}}) {
+        qmath_point point = at;
+        EXPECT_EQ(qmath_xformPtrhConst_mapPoint(handle, &point), 0);
+        mix(hash, &point, sizeof point);
+    }
+}
+
+void overPixels(qimg_image* image, test_pixels* pixels, uint64_t number)
+{
+    const test_view view = pixels->view();
+    const qstd_rect32 rect{sourceX, sourceY, view.width, view.height};
+    test_fillRandom(pixels, number);
+    EXPECT_EQ(qimg_image_constructMemory(image, view.pixelSize, &rect, pixels->stride(), pixels->first(),
+                                         nullptr, nullptr),
+              0);
+}
+
+} // namespace
+
+test_scene::test_scene()
+    : pixels8_({sourceWidth, sourceHeight, 1}), pixels16_({sourceWidth, sourceHeight, 2}),
+      pixelsMask_({sourceWidth, sourceHeight, 1})
+{
+    overPixels(&src8, &pixels8_, 1);
+    overPixels(&bent8, &pixels8_, 1);
+    overPixels(&src16, &pixels16_, 2);
+    overPixels(&mask, &pixelsMask_, 3);
+    qimg_windowConst_init(&srcWindow8, &src8);
+    qimg_windowConst_init(&srcWindow16, &src16);
+    qimg_windowConst_init(&maskWindow, &mask);
+    qimg_image8_assignNewRect(&bound8, &boundRect);
+    qimg_image16_assignNewRect(&bound16, &boundRect);
+    qimg_image8_assignNewRect(&boundMask, &boundRect);
+    qimg_window_init(&window8, &bound8);
+    qimg_window_init(&window16, &bound16);
+    qimg_window_init(&windowMask, &boundMask);
+
+    qip_gaussParams_init(&params);
+    params.kernelSizeX = params.kernelSizeY = 2;
+    params.round = 1;
+    legacy = test_legacyOver(pixels8_, sourceX, sourceY);
+    legacyParams = *qsGaussParamsNull();
+    legacyParams.kernelSizeX = legacyParams.kernelSizeY = 2;
+    legacyParams.keepFullRegion = 1;
+
+    linear = {1.5, 0.25, -0.25, 1.25, 8.0, -3.0};
+    EXPECT_EQ(qmath_xformPtrhConst_constructLinear(&handle, &linear), 0);
+    EXPECT_EQ(qmath_xformPtrhConst_constructFunctions(&bent, bendPoint, straightenPoint, nullptr, nullptr),
+              0);
+    EXPECT_EQ(qimg_image_setLinearImageFromClientXform(&src8, &linear), 0);
+    EXPECT_EQ(qimg_image_setLinearImageFromClientXform(&src16, &linear), 0);
+    EXPECT_EQ(qimg_image_setImageFromClientXform(&bent8, &bent), 0);
+}
+
+test_scene::~test_scene()
+{
+    for (qimg_image* image :
+         {&src8, &src16, &bent8, &mask, &dst8, &dst16, &dstMask, &bound8, &bound16, &boundMask})
+        qimg_image_destruct(image);
+    for (qmath_xformPtrhConst* transform : {&handle, &bent, &out})
+        qmath_xformPtrhConst_destruct(transform);
+    qsImageFree(made);
+}
+
+uint64_t test_scene::digest() const
+{
+    uint64_t hash = 0xcbf29ce484222325u;
+    for (const qimg_image* image : {&dst8, &dst16, &dstMask, &bound8, &bound16, &boundMask}) {
+        qimg_windowConst window = {};
+        qimg_windowConst_init(&window, image);
+        mix(&hash, &image->rect, sizeof image->rect);
+        mixPixels(&hash, {window.firstPixel, window.stride, window.width, window.height, window.pixelSize});
+        mixHandle(&hash, &image->imageFromClient);
+        mixHandle(&hash, &image->clientFromImage);
+    }
+    if (made) {
+        mix(&hash, &made->region, sizeof made->region);
+        mix(&hash, &made->clientCoords, sizeof made->clientCoords);
+        mixPixels(&hash, test_legacyView(made));
+    }
+    mix(&hash, &region, sizeof region);
+    mix(&hash, rects, sizeof rects);
+    mix(&hash, &linearOut, sizeof linearOut);
+    mixHandle(&hash, &out);
+    return hash;
+}
+
+namespace
+{
+
+// What a call without faults answers and leaves.
+struct outcome {
+    qsys_status status;
+    uint64_t digest;
+};
+
+outcome cleanRun(const test_operation& operation)
+{
+    test_scene scene;
+    const qsys_status status = operation.call(scene);
+    EXPECT_GE(status, 0);
+    return {status, scene.digest()};
+}
+
+void expectOutcome(const outcome& clean, qsys_status status, const test_scene& scene)
+{
+    EXPECT_EQ(status, clean.status);
+    EXPECT_EQ(scene.digest(), clean.digest) << "another result than without faults";
+}
+
+// One run with the n-th allocation failing. Returns whether there was one.
+bool failAllocation(const test_operation& operation, const outcome& clean, test_allocator* allocator,
+                    int64_t n, bool andAllLater)
+{
+    SCOPED_TRACE("allocation " + std::to_string(n) + (andAllLater ? " and all later" : ""));
+    test_scene scene;
+    allocator->arm(n, andAllLater);
+    const qsys_status status = operation.call(scene);
+    const bool fired = allocator->disarm();
+    if (!fired || (operation.mayRecover && status >= 0)) {
+        expectOutcome(clean, status, scene);
+        return fired;
+    }
+    EXPECT_EQ(status, QSYS_E_MEMORY);
+    expectOutcome(clean, operation.call(scene), scene);
+    return true;
+}
+
+// One run with the n-th poll answering `stopped`.
+bool failPoll(const test_operation& operation, const outcome& clean, int64_t n)
+{
+    SCOPED_TRACE("poll " + std::to_string(n));
+    test_scene scene;
+    qsys_status status = 0;
+    bool fired = false;
+    {
+        const test_attention attention(n, stopped);
+        status = operation.call(scene);
+        fired = attention.polls() >= n;
+    }
+    if (fired) {
+        EXPECT_EQ(status, stopped);
+        status = operation.call(scene);
+    }
+    expectOutcome(clean, status, scene);
+    return fired;
+}
+
+} // namespace
+
+void test_failEveryAllocation(const test_operation& operation)
+{
+    SCOPED_TRACE(operation.name);
+    const outcome clean = cleanRun(operation);
+    test_allocator allocator;
+    for (const bool andAllLater : {false, true})
+        for (int64_t n = 1;; ++n) {
+            ASSERT_LE(n, mostFaults);
+            const int64_t before = test_allocator::liveBlocks();
+            const bool fired = failAllocation(operation, clean, &allocator, n, andAllLater);
+            EXPECT_EQ(test_allocator::liveBlocks(), before) << "blocks lost at allocation " << n;
+            if (!fired) {
+                EXPECT_GT(n, 1) << "takes no memory: nothing was tested";
+                break;
+            }
+            if (testing::Test::HasFailure())
+                return;
+        }
+}
+
+void test_failEveryPoll(const test_operation& operation)
+{
+    SCOPED_TRACE(operation.name);
+    const outcome clean = cleanRun(operation);
+    const test_allocator allocator;
+    const int64_t before = test_allocator::liveBlocks();
+    for (int64_t n = 1; failPoll(operation, clean, n) && !testing::Test::HasFailure(); ++n) {
+        ASSERT_LE(n, mostFaults);
+        EXPECT_EQ(test_allocator::liveBlocks(), before) << "blocks lost at poll " << n;
+    }
+    EXPECT_EQ(test_allocator::liveBlocks(), before);
+}
+
+void test_takesNothing(const test_operation& operation)
+{
+    SCOPED_TRACE(operation.name);
+    test_allocator allocator;
+    const test_attention attention;
+    test_scene scene;
+    allocator.arm(1, true);
+    EXPECT_GE(operation.call(scene), 0);
+    EXPECT_FALSE(allocator.disarm());
+    EXPECT_EQ(attention.polls(), 0);
+}
