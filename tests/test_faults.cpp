@@ -20,6 +20,14 @@ qsys_status madeOrMemory(test_scene& s, qsVImage* made)
     return made ? QSYS_OK : QSYS_E_MEMORY;
 }
 
+// A copy, then the copy onto itself.
+qsys_status smoothInPlace(test_scene& s)
+{
+    if (!s.made)
+        s.made = qfGauss(&s.legacy, nullptr, 2, 0, 0, 0, nullptr);
+    return s.made && qfGauss(s.made, s.made, 2, 3, 2, 1, nullptr) ? QSYS_OK : QSYS_E_MEMORY;
+}
+
 std::vector<test_operation> working()
 {
     return {
@@ -63,6 +71,7 @@ std::vector<test_operation> working()
          [](auto& s) {
              return madeOrMemory(s, qfGauss(&s.legacy, nullptr, 2, 3, 2, 0, &s.region));
          }},
+        {"qfGauss", smoothInPlace},
     };
 }
 

@@ -120,7 +120,8 @@ TEST(GaussGeometry, DestinationAndDummyRegionsByTrial)
     EXPECT_GT(fitting, 5000);
 }
 
-TEST(GaussGeometry, RegionsWithMeaninglessNumbersDoNoHarm)
+// Nothing overflows; the sanitizers look on.
+TEST(GaussGeometry, MeaninglessNumbersDoNoHarm)
 {
     for (const int32_t x : {least, -1, 0, most})
         for (const int32_t length : {least, -1, 0, 1, most})
@@ -131,6 +132,28 @@ TEST(GaussGeometry, RegionsWithMeaninglessNumbersDoNoHarm)
                     EXPECT_EQ(qfGaussGetDstReg(&region, &out, step, step, box, box), &out);
                     EXPECT_EQ(qfGaussGetDummyReg(&region, &out, step, step, box, box), &out);
                 }
+    for (uint64_t trial = 0; trial < 5000; ++trial) {
+        test_random random = test_randomFor(trial);
+        const int32_t numbers[] = {least, least + 1, -1, 0, 1, most - 1, most};
+        const auto any = [&] {
+            return numbers[number(&random, 0, 6)];
+        };
+        const qstd_rect32 src{any(), any(), any(), any()};
+        const qstd_rect32 dst{any(), any(), any(), any()};
+        qip_gaussParams params = test_gaussParams(any(), any());
+        params.sampleX = any();
+        params.kernelSizeX = any();
+        qstd_rect32 outs[5] = {};
+        const qip_status status =
+            gauss_setup(&src, &dst, &params, &outs[0], &outs[1], &outs[2], &outs[3], &outs[4]);
+        EXPECT_TRUE(status == QIP_OK || status == QSYS_E_RANGE) << status;
+        const qip_status bands =
+            gauss_computeSrcRectsFromDstRect(&params, &src, &dst, &src, any(), &outs[0], &outs[1]);
+        EXPECT_TRUE(bands == QIP_OK || bands == QSYS_E_RANGE) << bands;
+        test_image image;
+        const qip_status xform = gauss_udpateDstXform(&image.record, &params, &image.record, nullptr);
+        EXPECT_TRUE(xform == QIP_OK || xform == QMATH_E_SINGULAR) << xform;
+    }
     qsIRegion out = {};
     EXPECT_EQ(qfGaussGetDstReg(nullptr, &out, 1, 1, 1, 1), nullptr);
     EXPECT_EQ(qfGaussGetDstReg(&out, nullptr, 1, 1, 1, 1), nullptr);

@@ -26,7 +26,7 @@ qsGaussParams legacyParams(const oracle_gauss& request, const qsVImage* prototyp
             static_cast<int32_t>(request.kernelY),
             request.peak ? 1 : 0,
             request.validOnly ? 0 : 1,
-            request.round ? 1 : 0,
+            request.round ? test_anyRound : 0,
             request.gain,
             prototype,
             0};

@@ -19,7 +19,7 @@ qip_gaussParams test_gaussParams(const oracle_gauss& request)
     params.sampleY = static_cast<int32_t>(request.sampleY);
     params.kernelSizeX = static_cast<int32_t>(request.kernelX);
     params.kernelSizeY = static_cast<int32_t>(request.kernelY);
-    params.round = request.round ? 1 : 0;
+    params.round = request.round ? test_anyRound : 0;
     return params;
 }
 

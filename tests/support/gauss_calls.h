@@ -12,6 +12,9 @@
 // The default record with the same sampling and the same kernel size in both axes.
 qip_gaussParams test_gaussParams(int32_t sample, int32_t kernel, double gain = 1.0);
 
+// Every number but 0 asks for rounding: one that is not 1 and whose low byte is 0.
+constexpr int32_t test_anyRound = -256;
+
 qip_gaussParams test_gaussParams(const oracle_gauss& request);
 oracle_gauss test_gaussRequest(const qip_gaussParams& params);
 
