@@ -1,0 +1,195 @@
+#include "bench/support.h"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <ctime>
+#include <map>
+#include <new>
+#include <random>
+#include <utility>
+#include <vector>
+
+namespace
+{
+
+constexpr std::array<bench_size, 3> bench_sizes{{{256, 256}, {1024, 1024}, {4096, 3072}}};
+constexpr std::array<const char*, 3> bench_levels{"plain", "sse", "avx2"};
+
+struct bench_variant {
+    std::string caseName;
+    std::string name;
+    bool isOurs; // the name is a processor level
+    bench_prepare prepare;
+};
+
+std::vector<bench_variant>& bench_variants()
+{
+    static std::vector<bench_variant> variants;
+    return variants;
+}
+
+double threadSeconds()
+{
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+// The time of a memcpy that reads and writes `bytes` in all: the median of some samples, each long enough for
+// the clock.
+double memcpySeconds(int64_t bytes)
+{
+    const auto count = static_cast<std::size_t>(bytes / 2);
+    static std::vector<char> from;
+    static std::vector<char> to;
+    if (from.size() < count) {
+        from.assign(count, 1);
+        to.assign(count, 2);
+    }
+    const std::size_t copies = std::max<std::size_t>(1, (1 << 20) / (count + 1));
+    std::array<double, 9> samples{};
+    for (double& sample : samples) {
+        const double start = threadSeconds();
+        for (std::size_t i = 0; i < copies; ++i) {
+            std::memcpy(to.data(), from.data(), count);
+            benchmark::DoNotOptimize(to.data());
+            benchmark::ClobberMemory();
+        }
+        sample = (threadSeconds() - start) / static_cast<double>(copies);
+    }
+    std::nth_element(samples.begin(), samples.begin() + samples.size() / 2, samples.end());
+    return samples[samples.size() / 2];
+}
+
+void measure(benchmark::State& state, const bench_variant& variant, const bench_size& size)
+{
+    if (variant.isOurs)
+        qsys_cpuinfo_limitLevel(variant.name.c_str());
+    const bench_work work = variant.prepare(size);
+    const double memcpyTime = memcpySeconds(work.bytes);
+    bool good = work.run(); // binds the destination, and warms up
+    const double start = threadSeconds();
+    for ([[maybe_unused]] auto iteration : state)
+        good = work.run() && good;
+    const double callTime = (threadSeconds() - start) / static_cast<double>(state.iterations());
+    qsys_cpuinfo_limitLevel("auto");
+    if (!good) {
+        state.SkipWithError("the call failed");
+        return;
+    }
+    state.counters["Mpixel/s"] = 1e-6 * static_cast<double>(bench_pixels(size)) / callTime;
+    state.counters["memcpy"] = memcpyTime / callTime;
+}
+
+bench_image newImage(const bench_size& size, int32_t pixelSize)
+{
+    bench_image image = bench_unbound();
+    const qstd_rect32 rect{0, 0, size.width, size.height};
+    if (qimg_image_assignNewRect(image.get(), pixelSize, &rect) < 0)
+        throw std::bad_alloc();
+    return image;
+}
+
+char* rowOf(const bench_image& image, int32_t y)
+{
+    return static_cast<char*>(image->firstPixel) + int64_t{y} * image->stride;
+}
+
+void fillRandom(const bench_image& image)
+{
+    std::mt19937_64 random(20);
+    const auto rowBytes = static_cast<std::size_t>(int64_t{image->rect.width} * image->pixelSize);
+    std::vector<std::uint64_t> row(rowBytes / sizeof(std::uint64_t) + 1);
+    for (int32_t y = 0; y < image->rect.height; ++y) {
+        std::generate(row.begin(), row.end(), random);
+        std::memcpy(rowOf(image, y), row.data(), rowBytes);
+    }
+}
+
+void fillDust(const bench_image& mask)
+{
+    const int32_t width = mask->rect.width;
+    const int32_t height = mask->rect.height;
+    for (int32_t y = 0; y < height; ++y)
+        std::memset(rowOf(mask, y), 255, static_cast<std::size_t>(width));
+    std::mt19937 random(21);
+    for (int64_t covered = 0; covered < int64_t{width} * height / 10;) {
+        const auto radius = static_cast<int32_t>(2 + random() % 20);
+        const auto centreX = static_cast<int32_t>(random() % static_cast<unsigned>(width));
+        const auto centreY = static_cast<int32_t>(random() % static_cast<unsigned>(height));
+        covered += int64_t{3} * radius * radius;
+        for (int32_t y = std::max(0, centreY - radius); y < std::min(height, centreY + radius); ++y)
+            for (int32_t x = std::max(0, centreX - radius); x < std::min(width, centreX + radius); ++x)
+                if ((x - centreX) * (x - centreX) + (y - centreY) * (y - centreY) < radius * radius)
+                    rowOf(mask, y)[x] = 0;
+    }
+}
+
+// The picture kept for a key, made by `fill` at first use.
+bench_image kept(const bench_size& size, int32_t pixelSize, bool isMask, void (*fill)(const bench_image&))
+{
+    static std::map<std::array<int32_t, 4>, bench_image> pictures;
+    bench_image& picture = pictures[{size.width, size.height, pixelSize, isMask}];
+    if (!picture) {
+        picture = newImage(size, pixelSize);
+        fill(picture);
+    }
+    return picture;
+}
+
+} // namespace
+
+void bench_addOurs(const std::string& caseName, const bench_prepare& prepare)
+{
+    for (const char* level : bench_levels)
+        if (qsys_cpuinfo_limitLevel(level) >= 0)
+            bench_variants().push_back({caseName, level, true, prepare});
+    qsys_cpuinfo_limitLevel("auto");
+}
+
+void bench_addPeer(const std::string& caseName, const std::string& variant, const bench_prepare& prepare)
+{
+    bench_variants().push_back({caseName, variant, false, prepare});
+}
+
+void bench_registerAll()
+{
+    std::vector<bench_variant>& variants = bench_variants();
+    std::stable_sort(variants.begin(), variants.end(), [](const bench_variant& a, const bench_variant& b) {
+        return a.caseName < b.caseName;
+    });
+    for (auto first = variants.begin(); first != variants.end();) {
+        const auto last = std::find_if(
+            first, variants.end(), [&](const bench_variant& v) { return v.caseName != first->caseName; });
+        for (const bench_size& size : bench_sizes)
+            for (auto variant = first; variant != last; ++variant) {
+                const std::string name = variant->caseName + "/" + std::to_string(size.width) + "x" +
+                                         std::to_string(size.height) + "/" + variant->name;
+                benchmark::RegisterBenchmark(name.c_str(), [variant, size](benchmark::State& state) {
+                    measure(state, *variant, size);
+                });
+            }
+        first = last;
+    }
+}
+
+bench_image bench_source(const bench_size& size, int32_t pixelSize)
+{
+    return kept(size, pixelSize, false, fillRandom);
+}
+
+bench_image bench_mask(const bench_size& size)
+{
+    return kept(size, 1, true, fillDust);
+}
+
+bench_image bench_unbound()
+{
+    return {new qimg_image QIMG_IMAGE_UNBOUND, [](qimg_image* image) {
+                qimg_image_destruct(image);
+                delete image;
+            }};
+}

@@ -1,0 +1,64 @@
+// What all cases of the benchmark share: pictures, processor levels, and the figures that are printed.
+//
+// A case is one piece of work on one picture size: "gauss2/half/u8". Its variants do the same work: ours at
+// each processor level, and peers' where they are installed. Each is measured beside a memcpy that moves as
+// many bytes, in the same run and next to it in time, since shared machines change their mind about speed.
+#pragma once
+
+#include <qip/qip_gauss.h>
+
+#include <qbase/cpuinfo.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+struct bench_size {
+    int32_t width;
+    int32_t height;
+};
+
+// One whole call, ready to be repeated; false when it failed.
+struct bench_work {
+    std::function<bool()> run;
+    int64_t bytes; // what it has to read and write at least
+};
+
+using bench_prepare = std::function<bench_work(const bench_size&)>;
+
+// Adds work of ours, at every level that the machine has.
+void bench_addOurs(const std::string& caseName, const bench_prepare& prepare);
+
+// Adds the same work done by somebody else; `variant` names whom and how.
+void bench_addPeer(const std::string& caseName, const std::string& variant, const bench_prepare& prepare);
+
+// Hands everything added to the benchmark library, the variants of a case next to each other.
+void bench_registerAll();
+
+// The cases of a family.
+void bench_addGauss();
+void bench_addGauss2();
+void bench_addOpencv();
+
+// Whether OpenCV gives our pixels where it must; says on standard error where it does not.
+bool bench_opencvAgrees();
+
+// ---- pictures ----
+
+using bench_image = std::shared_ptr<qimg_image>;
+
+// A picture of this size with 1 or 2 bytes a pixel, each of its own random value. Made once for every size and
+// depth, and not to be written.
+bench_image bench_source(const bench_size& size, int32_t pixelSize);
+
+// A mask of this size as dust leaves it: all valid (255) but for round spots of 0 over about a tenth.
+bench_image bench_mask(const bench_size& size);
+
+// An image that the first call binds.
+bench_image bench_unbound();
+
+inline int64_t bench_pixels(const bench_size& size)
+{
+    return int64_t{size.width} * size.height;
+}
