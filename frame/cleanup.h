@@ -45,20 +45,33 @@ inline qsys_status frame_freeBlock(void* block)
     return qsys_memory_free_internal(static_cast<void**>(block));
 }
 
-// Takes a zeroed block of `count` elements and registers it. `block` must outlive the clean-up.
+// Takes a block of `count` elements through `alloc`, one of the memory service's functions, and registers it.
 template <class Element>
-qsys_status frame_cleanupAllocClear(frame_cleanup* cleanup, int64_t count, Element** block)
+qsys_status frame_cleanupTake(frame_cleanup* cleanup, int64_t count, Element** block,
+                              qsys_status (*alloc)(int64_t, void**))
 {
     constexpr int64_t most = INT64_MAX / static_cast<int64_t>(sizeof(Element));
     if (count < 0 || count > most)
         return QSYS_E_RANGE;
     void** const address = reinterpret_cast<void**>(block);
-    const qsys_status status =
-        qsys_memory_allocClear_internal(count * static_cast<int64_t>(sizeof(Element)), address);
+    const qsys_status status = alloc(count * static_cast<int64_t>(sizeof(Element)), address);
     if (status < 0)
         return status;
     return qsys_cleanup_register_(cleanup->entries, frame_cleanupCapacity, &cleanup->count,
                                   &cleanup->status, QSYS_CLEANUP_MEMORY, address, frame_freeBlock, nullptr);
+}
+
+// Takes a block of `count` elements, unspecified or zeroed, and registers it. `block` must outlive the clean-up.
+template <class Element>
+qsys_status frame_cleanupAlloc(frame_cleanup* cleanup, int64_t count, Element** block)
+{
+    return frame_cleanupTake(cleanup, count, block, qsys_memory_alloc_internal);
+}
+
+template <class Element>
+qsys_status frame_cleanupAllocClear(frame_cleanup* cleanup, int64_t count, Element** block)
+{
+    return frame_cleanupTake(cleanup, count, block, qsys_memory_allocClear_internal);
 }
 
 // Releases one registered resource now.

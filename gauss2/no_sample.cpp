@@ -4,7 +4,6 @@
 #include "gauss2/pipeline.h"
 #include "gauss2/select.h"
 
-#include <qbase/image.h>
 #include <qbase/pixels.h>
 
 #include <algorithm>
@@ -12,11 +11,11 @@
 namespace
 {
 
-// What a request may need beside the caller's windows.
+// Memory that a request may need beside the caller's windows.
 struct gauss2_scratch {
-    qimg_image8 dstMask; // stands for a destination mask that the caller does not want
-    qimg_image pixels;   // the other side of a sequence of passes
-    qimg_image8 mask;
+    unsigned char* dstMask; // stands for a destination mask that the caller does not want
+    unsigned char* pixels;  // the other side of a sequence of passes
+    unsigned char* mask;
 };
 
 struct gauss2_target {
@@ -63,13 +62,18 @@ qip_status gauss2_runPasses(gauss2_sequence<Planes>* sequence, int32_t passesX, 
     return status;
 }
 
-qip_status gauss2_takeImage(frame_cleanup* cleanup, int32_t pixelSize, const qstd_rect32& rect,
-                            qimg_image* image, qimg_window* window)
+// A window over memory of our own. It is not cleared, which would take as long as a pass: every pass writes
+// all of its target before the next one reads it.
+qip_status gauss2_takeWindow(frame_cleanup* cleanup, int32_t pixelSize, const qstd_rect32& rect,
+                             unsigned char** block, qimg_window* window)
 {
-    qip_status status = qimg_image_constructRectUntyped(image, pixelSize, &rect);
-    if (status >= 0)
-        status = frame_cleanupObject<qimg_image_destruct>(cleanup, image);
-    return status < 0 ? status : qimg_window_init(window, image);
+    const int64_t stride = (int64_t{rect.width} * pixelSize + 63) / 64 * 64;
+    if (stride > INT32_MAX)
+        return QSYS_E_RANGE;
+    const qip_status status = frame_cleanupAlloc(cleanup, stride * rect.height, block);
+    if (status < 0)
+        return status;
+    return qimg_window_initMemory(window, pixelSize, &rect, static_cast<int32_t>(stride), *block);
 }
 
 // The target of the first pass follows from half of the greater count, so that with even counts the last pass
@@ -80,9 +84,9 @@ qip_status gauss2_manyPasses(const gauss2_views& views, const qstd_rect32& commo
 {
     gauss2_target temporary = {};
     qip_status status =
-        gauss2_takeImage(cleanup, views.src.pixelSize, common, &scratch->pixels, &temporary.pixels);
+        gauss2_takeWindow(cleanup, views.src.pixelSize, common, &scratch->pixels, &temporary.pixels);
     if (status >= 0 && views.masked)
-        status = gauss2_takeImage(cleanup, 1, common, &scratch->mask, &temporary.mask);
+        status = gauss2_takeWindow(cleanup, 1, common, &scratch->mask, &temporary.mask);
     if (status < 0)
         return status;
     const bool destinationFirst = std::max(passesX, passesY) / 2 % 2 != 0;
@@ -106,7 +110,7 @@ qip_status gauss2_choosePasses(gauss2_views views, const qstd_rect32& common, in
     if (passesX == 0 && passesY == 0)
         return gauss2_copy(views);
     if (views.masked && !views.hasDstMask) {
-        const qip_status status = gauss2_takeImage(cleanup, 1, common, &scratch->dstMask, &views.dstMask);
+        const qip_status status = gauss2_takeWindow(cleanup, 1, common, &scratch->dstMask, &views.dstMask);
         if (status < 0)
             return status;
         views.hasDstMask = true;

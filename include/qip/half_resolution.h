@@ -30,7 +30,8 @@
  * Overlap: a destination must not share pixels with a source or a mask; what is written is otherwise
  *          unspecified (no memory outside the windows is ever touched).
  * Threads: callable from any thread, at once for different destinations. Memory: a few rows; gauss2X, gauss2Y
- *          and several passes take one temporary image of the source's size. */
+ *          and several passes take up to one image of the source's size, masked ones a mask too, and without
+ *          a dstMask one more. */
 #ifndef QIP_HALF_RESOLUTION_H
 #define QIP_HALF_RESOLUTION_H
 
