@@ -44,14 +44,19 @@ struct maskedRun {
     uint8_t* spareMask; // takes mask rows that nobody asked for
 };
 
-// One block with its border.
+// The blocks at one end of the two fresh rows, with the border beside them, and their output.
+enum {
+    borderBlocks = 2, // at most
+    borderOutColumns = borderBlocks * gauss2_maskedMostBlock,
+    borderColumns = gauss2_maskedBefore + borderOutColumns + gauss2_maskedAfter,
+};
+
 template <class Pixel>
-struct borderBlock {
-    enum { columns = gauss2_maskedBefore + gauss2_maskedMostBlock + gauss2_maskedAfter };
-    Pixel src[2][columns];
-    uint8_t mask[2][columns];
-    Pixel dst[2][gauss2_maskedMostBlock];
-    uint8_t dstMask[2][gauss2_maskedMostBlock];
+struct borderCopy {
+    Pixel src[2][borderColumns];
+    uint8_t mask[2][borderColumns];
+    Pixel dst[2][borderOutColumns];
+    uint8_t dstMask[2][borderOutColumns];
 };
 
 int64_t clamped(int64_t index, int64_t count)
@@ -59,46 +64,54 @@ int64_t clamped(int64_t index, int64_t count)
     return std::clamp<int64_t>(index, 0, count - 1);
 }
 
-// Copies `count` pixels from column `first` on, the edge pixels repeated outside the row.
+// Copies borderColumns pixels from column `first` on, the edge pixels repeated outside the row.
 template <class Pixel>
-void copyRepeated(const Pixel* row, int64_t width, int64_t first, int64_t count, Pixel* to)
+void copyRepeated(const Pixel* row, int64_t width, int64_t first, Pixel* to)
 {
-    const int64_t begin = clamped(first, width);
-    const int64_t end = std::clamp<int64_t>(first + count, begin, width);
-    Pixel* const inside = std::fill_n(to, begin - first, row[begin]);
-    Pixel* const after = std::copy(row + begin, row + end, inside);
-    std::fill(after, to + count, row[end - 1]);
+    const int64_t begin = std::max<int64_t>(first, 0);
+    const int64_t end = std::min<int64_t>(first + borderColumns, width);
+    std::fill_n(to, begin - first, row[0]);
+    std::copy(row + begin, row + end, to + (begin - first));
+    std::fill(to + (end - first), to + borderColumns, row[width - 1]);
 }
 
 template <class Pixel>
-void runBorderBlock(const maskedRun<Pixel>& run, const gauss2_maskedStep<Pixel>& rows, int64_t index)
+void copyBorder(const maskedRun<Pixel>& run, const gauss2_maskedStep<Pixel>& rows, int64_t firstBlock,
+                borderCopy<Pixel>* copy)
 {
-    borderBlock<Pixel> copy;
-    gauss2_maskedStep<Pixel> step;
     const int64_t width = run.planes->pixels.width;
-    const int64_t first = index * run.block - gauss2_maskedBefore;
-    const int64_t count = gauss2_maskedBefore + run.block + gauss2_maskedAfter;
+    const int64_t first = firstBlock * run.block - gauss2_maskedBefore;
     for (int i = 0; i < 2; ++i) {
-        copyRepeated(rows.src[i], width, first, count, copy.src[i]);
-        copyRepeated(rows.mask[i], width, first, count, copy.mask[i]);
-        step.src[i] = copy.src[i] + gauss2_maskedBefore;
-        step.mask[i] = copy.mask[i] + gauss2_maskedBefore;
-        step.dst[i] = copy.dst[i];
-        step.dstMask[i] = copy.dstMask[i];
-    }
-    step.state = rows.state + index * run.kernel.stateBytes;
-    step.blocks = 1;
-    run.kernel.run(&step);
-    const int64_t out = index * run.outBlock;
-    const int64_t outCount = std::min(run.outBlock, run.outWidth - out);
-    for (int i = 0; i < (run.shape.halveY ? 1 : 2); ++i) {
-        std::copy_n(copy.dst[i], outCount, rows.dst[i] + out);
-        std::copy_n(copy.dstMask[i], outCount, rows.dstMask[i] + out);
+        copyRepeated(rows.src[i], width, first, copy->src[i]);
+        copyRepeated(rows.mask[i], width, first, copy->mask[i]);
     }
 }
 
 template <class Pixel>
-void runInnerBlocks(const maskedRun<Pixel>& run, const gauss2_maskedStep<Pixel>& rows)
+void runBorder(const maskedRun<Pixel>& run, const gauss2_maskedStep<Pixel>& rows, int64_t firstBlock,
+               int64_t blocks, borderCopy<Pixel>* copy)
+{
+    const int64_t out = firstBlock * run.outBlock;
+    const int64_t outCount = std::min(blocks * run.outBlock, run.outWidth - out);
+    const bool whole = outCount == blocks * run.outBlock;
+    gauss2_maskedStep<Pixel> step;
+    for (int i = 0; i < 2; ++i) {
+        step.src[i] = copy->src[i] + gauss2_maskedBefore;
+        step.mask[i] = copy->mask[i] + gauss2_maskedBefore;
+        step.dst[i] = whole ? rows.dst[i] + out : copy->dst[i];
+        step.dstMask[i] = whole ? rows.dstMask[i] + out : copy->dstMask[i];
+    }
+    step.state = rows.state + firstBlock * run.kernel.stateBytes;
+    step.blocks = blocks;
+    run.kernel.run(&step);
+    for (int i = 0; !whole && i < (run.shape.halveY ? 1 : 2); ++i) {
+        std::copy_n(copy->dst[i], outCount, rows.dst[i] + out);
+        std::copy_n(copy->dstMask[i], outCount, rows.dstMask[i] + out);
+    }
+}
+
+template <class Pixel>
+void runInner(const maskedRun<Pixel>& run, const gauss2_maskedStep<Pixel>& rows)
 {
     gauss2_maskedStep<Pixel> step = rows;
     for (int i = 0; i < 2; ++i) {
@@ -134,15 +147,22 @@ gauss2_maskedStep<Pixel> rowsOfStep(const maskedRun<Pixel>& run, int64_t index)
     return step;
 }
 
+// Both ends are copied before the rest runs: vectors that straddle what was just stored would have to wait.
 template <class Pixel>
 void runStep(const maskedRun<Pixel>& run, int64_t index)
 {
     const gauss2_maskedStep<Pixel> rows = rowsOfStep(run, index);
-    runBorderBlock(run, rows, 0);
+    borderCopy<Pixel> left;
+    borderCopy<Pixel> right;
+    const int64_t rightBlock = std::max<int64_t>(run.innerEnd, 1);
+    copyBorder(run, rows, 0, &left);
+    if (rightBlock < run.blocks)
+        copyBorder(run, rows, rightBlock, &right);
     if (run.innerEnd > 1)
-        runInnerBlocks(run, rows);
-    for (int64_t i = std::max<int64_t>(run.innerEnd, 1); i < run.blocks; ++i)
-        runBorderBlock(run, rows, i);
+        runInner(run, rows);
+    runBorder(run, rows, 0, 1, &left);
+    if (rightBlock < run.blocks)
+        runBorder(run, rows, rightBlock, run.blocks - rightBlock, &right);
 }
 
 qip_status pollRowsAhead(int64_t height)

@@ -9,55 +9,38 @@ namespace
 
 constexpr int blockColumns = 16;
 
-// N and W. Both fit: N + (W >> 1) <= 256 * 255 * 65535 + 32640 < 2^32.
-struct weightedSum {
-    uint32_t n;
-    uint32_t w;
-};
-
-inline weightedSum operator+(const weightedSum& a, const weightedSum& b)
+// mask * pixel and mask, one of them by `Weigh`, summed along a row.
+template <along columns, class Weigh>
+uint32_t sumColumns(const Weigh& weigh, int64_t column)
 {
-    return {a.n + b.n, a.w + b.w};
-}
-
-inline weightedSum quadruple(const weightedSum& a)
-{
-    return {4 * a.n, 4 * a.w};
-}
-
-template <class Pixel>
-weightedSum weighted(const Pixel* src, const uint8_t* mask, int64_t column)
-{
-    return {uint32_t{mask[column]} * src[column], mask[column]};
-}
-
-template <class Pixel, along columns>
-weightedSum sumColumns(const Pixel* src, const uint8_t* mask, int64_t column)
-{
-    const weightedSum centre = weighted(src, mask, column);
+    const uint32_t centre = weigh(column);
     if constexpr (columns == along::nothing)
         return centre;
-    const weightedSum beside = weighted(src, mask, column - 1) + centre + weighted(src, mask, column + 1);
-    return weighted(src, mask, column - 2) + quadruple(beside) + (centre + centre) +
-           weighted(src, mask, column + 2);
+    return weigh(column - 2) + 4 * (weigh(column - 1) + weigh(column + 1)) + 6 * centre + weigh(column + 2);
 }
 
+// N and W fit: N + (W >> 1) <= 256 * 255 * 65535 + 32640 < 2^32. A column keeps the sums of N, then those of W.
 template <class Pixel, along columns, along rows>
 void runStep(const gauss2_maskedStep<Pixel>* step)
 {
     constexpr int distance = columns == along::sampled ? 2 : 1;
     constexpr int shift = columns == along::nothing || rows == along::nothing ? 4 : 8;
-    auto* kept = reinterpret_cast<weightedSum*>(step->state);
-    for (int64_t out = 0; out < step->blocks * blockColumns / distance; ++out, kept += keptSums(rows)) {
-        weightedSum fresh[2];
-        for (int i = 0; i < 2; ++i)
-            fresh[i] = sumColumns<Pixel, columns>(step->src[i], step->mask[i], out * distance);
-        weightedSum sums[2];
-        sumRows<rows>(kept, fresh[0], fresh[1], sums);
+    auto* kept = reinterpret_cast<uint32_t*>(step->state);
+    for (int64_t out = 0; out < step->blocks * blockColumns / distance; ++out, kept += 2 * keptSums(rows)) {
+        uint32_t n[2];
+        uint32_t w[2];
+        for (int i = 0; i < 2; ++i) {
+            const Pixel* const src = step->src[i];
+            const uint8_t* const mask = step->mask[i];
+            n[i] =
+                sumColumns<columns>([=](int64_t x) { return uint32_t{mask[x]} * src[x]; }, out * distance);
+            w[i] = sumColumns<columns>([=](int64_t x) { return uint32_t{mask[x]}; }, out * distance);
+        }
+        sumRows<rows>(kept, n[0], n[1], n);
+        sumRows<rows>(kept + keptSums(rows), w[0], w[1], w);
         for (int i = 0; i < rowsOut(rows); ++i) {
-            const auto [n, w] = sums[i];
-            step->dst[i][out] = static_cast<Pixel>(w == 0 ? 0 : (n + (w >> 1)) / w);
-            step->dstMask[i][out] = static_cast<uint8_t>((w + (1u << shift >> 1)) >> shift);
+            step->dst[i][out] = static_cast<Pixel>(w[i] == 0 ? 0 : (n[i] + (w[i] >> 1)) / w[i]);
+            step->dstMask[i][out] = static_cast<uint8_t>((w[i] + (1u << shift >> 1)) >> shift);
         }
     }
 }
@@ -66,7 +49,7 @@ template <class Pixel, along columns, along rows>
 constexpr gauss2_maskedKernel<Pixel> kernelOf()
 {
     constexpr int outColumns = columns == along::sampled ? blockColumns / 2 : blockColumns;
-    return {runStep<Pixel, columns, rows>, int64_t{outColumns * keptSums(rows) * sizeof(weightedSum)}};
+    return {runStep<Pixel, columns, rows>, int64_t{outColumns * 2 * keptSums(rows) * sizeof(uint32_t)}};
 }
 
 template <class Pixel>

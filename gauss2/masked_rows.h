@@ -1,5 +1,5 @@
-// The sums over rows of the masked filters, for any type that can be added and quadrupled: one number or
-// several vectors. All of it has internal linkage, so that every level has its own.
+// The sums over rows of the masked filters, for one number or a vector of them. All of it has internal
+// linkage, so that every level has its own.
 //
 // Two fresh rows d and e enter at a time. Instead of the rows before them, sums of those are kept, with just
 // the weights that the coming output rows need; so every row enters once, without its history.
@@ -29,28 +29,29 @@ constexpr int keptWeights<along::all>[4] = {15, 11, 5, 1};
 template <>
 constexpr int keptWeights<along::sampled>[4] = {11, 1};
 
-template <along rows, class Sum>
-inline void sumRows(Sum* kept, const Sum& d, const Sum& e, Sum* out)
+template <along rows, class Number>
+inline void sumRows(Number* kept, Number d, Number e, Number* out)
 {
     if constexpr (rows == along::nothing) {
         out[0] = d;
         out[1] = e;
     } else if constexpr (rows == along::sampled) {
         // kept: r[-2] + 4 r[-1] + 6 r[0], and r[0]; d and e are r[1] and r[2].
-        const Sum both = quadruple(d) + e;
+        const Number both = (d << 2) + e;
         out[0] = kept[0] + both;
-        kept[0] = kept[1] + (both + (quadruple(e) + e));
+        kept[0] = kept[1] + (both + ((e << 2) + e));
         kept[1] = e;
     } else {
         // kept, with d = r[4] and e = r[5]: r[0] + 4 r[1] + 6 r[2] + 4 r[3]; r[1] + 4 r[2] + 6 r[3];
         // r[2] + 4 r[3]; r[3].
-        const Sum fourD = quadruple(d);
-        const Sum fourE = quadruple(e);
-        const Sum tail = d + fourE;
+        const Number fourD = d << 2;
+        const Number fourE = e << 2;
+        const Number both = fourD + e;
+        const Number tail = d + fourE;
         out[0] = kept[0] + d;
-        out[1] = kept[1] + (fourD + e);
+        out[1] = kept[1] + both;
         kept[0] = (kept[2] + tail) + (fourD + d);
-        kept[1] = (kept[3] + (fourD + e)) + (fourE + e);
+        kept[1] = (kept[3] + both) + (fourE + e);
         kept[2] = tail;
         kept[3] = e;
     }

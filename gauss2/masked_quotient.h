@@ -1,0 +1,33 @@
+// The division that turns sums into pixels: exact integer quotients out of single precision, in whatever
+// direction the caller's thread rounds. Divisors are 1 .. 65280. Internal linkage, as gauss2/masked_vectors.h.
+#pragma once
+
+#include "gauss2/masked_vectors.h"
+
+namespace
+{
+
+// dividend / divisor for dividends of 0 .. 2^24 - 1 and quotients below 256.
+//
+// Both numbers convert exactly. With x the true quotient and q its whole part, x <= q + 1 - 1/65280, which is
+// below q + 1 - 2^-16, and that number is a float as it is below 256: the rounded quotient is at most that,
+// and at least q. Truncation gives q.
+inline longs dividedSmall(longs dividend, longs divisor)
+{
+    return truncated(ratio(dividend, divisor));
+}
+
+// floor(dividend / divisor) + 32768 for signed dividends and sums of 0 .. 65535.
+//
+// The dividend becomes a float with a relative error below 2^-23, the quotient, at most 32768 in size, gets
+// another, together below 2^-7; the sum with 32768.5 is below 2^17 and gets an error below 2^-7. So the
+// estimate is within 1/64 of x + 1/2, where x is the true quotient plus 32768, and truncation gives q or q + 1
+// with q the whole part of x. The remainder tells which: it is negative for q + 1.
+inline longs dividedCentred(longs dividend, longs divisor)
+{
+    const longs estimate = truncated(ratio(dividend, divisor) + 32768.5f);
+    const longs remainder = dividend - (estimate - longsOf(32768)) * divisor;
+    return estimate + signs(remainder);
+}
+
+} // namespace
