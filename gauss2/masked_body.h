@@ -249,83 +249,112 @@ inline void mixedColumns(const freshRow<Pixel>* fresh, keptColumns<Pixel, rows>*
 // ---- a step ----
 
 // What the mask is over all columns that a block reads, in both rows.
-inline cover coverOf(const uint8_t* d, const uint8_t* e)
+struct blockMask {
+    bytes all;
+    bytes any;
+};
+
+inline blockMask readMask(const uint8_t* const* mask)
 {
     constexpr int right = gauss2_maskedAfter; // the second load ends with the last column
-    const bytes a = loadBytes(d - gauss2_maskedBefore);
-    const bytes b = loadBytes(d + right);
-    const bytes a2 = loadBytes(e - gauss2_maskedBefore);
-    const bytes b2 = loadBytes(e + right);
-    if (isFull((a & b) & (a2 & b2)))
-        return cover::full;
-    return isEmpty((a | b) | (a2 | b2)) ? cover::empty : cover::mixed;
+    const bytes a = loadBytes(mask[0] - gauss2_maskedBefore);
+    const bytes b = loadBytes(mask[0] + right);
+    const bytes c = loadBytes(mask[1] - gauss2_maskedBefore);
+    const bytes d = loadBytes(mask[1] + right);
+    return {(a & b) & (c & d), (a | b) | (c | d)};
 }
 
-// A step at work.
+// A place in a step: one block.
 template <class Pixel, along columns, along rows>
-struct walk {
-    const gauss2_maskedStep<Pixel>* step;
-    keptColumns<Pixel, along::nothing> none = {};
-
-    blockState<Pixel, columns, rows>* state(int64_t block) const
-    {
-        return reinterpret_cast<blockState<Pixel, columns, rows>*>(step->state) + block;
-    }
-    keptColumns<Pixel, rows>* kept(int64_t block, int parity)
-    {
-        if constexpr (rows == along::nothing)
-            return &none;
-        else
-            return &state(block)->sums[parity];
-    }
+struct cursor {
+    freshRow<Pixel> fresh[2];
+    place<Pixel> out[2];
+    blockState<Pixel, columns, rows>* state;
 };
 
 template <class Pixel, along columns, along rows>
-inline cover planBlock(const walk<Pixel, columns, rows>& at, int64_t block)
+inline cursor<Pixel, columns, rows> cursorAt(const gauss2_maskedStep<Pixel>* step, int64_t block)
 {
-    const int64_t column = block * blockColumns;
-    const cover fresh = coverOf(at.step->mask[0] + column, at.step->mask[1] + column);
+    cursor<Pixel, columns, rows> at;
+    for (int i = 0; i < 2; ++i) {
+        at.fresh[i] = {step->src[i] + block * blockColumns, step->mask[i] + block * blockColumns, nullptr};
+        at.out[i] = {step->dst[i] + block * outColumns<columns>,
+                     step->dstMask[i] + block * outColumns<columns>};
+    }
+    if constexpr (rows != along::nothing)
+        at.state = reinterpret_cast<blockState<Pixel, columns, rows>*>(step->state) + block;
+    return at;
+}
+
+template <class Pixel, along columns, along rows>
+inline void advance(cursor<Pixel, columns, rows>* at)
+{
+    for (int i = 0; i < 2; ++i) {
+        at->fresh[i].src += blockColumns;
+        at->fresh[i].mask += blockColumns;
+        at->out[i].dst += outColumns<columns>;
+        at->out[i].mask += outColumns<columns>;
+    }
+    if constexpr (rows != along::nothing)
+        ++at->state;
+}
+
+template <class Pixel, along columns, along rows>
+inline keptColumns<Pixel, rows>* keptAt(const cursor<Pixel, columns, rows>& at, int parity)
+{
+    if constexpr (rows == along::nothing) {
+        static keptColumns<Pixel, rows> none;
+        return &none;
+    } else
+        return &at.state->sums[parity];
+}
+
+template <class Pixel, along columns, along rows>
+inline cover planBlock(const cursor<Pixel, columns, rows>& at)
+{
+    const uint8_t* const mask[2] = {at.fresh[0].mask, at.fresh[1].mask};
+    const blockMask seen = readMask(mask);
+    const cover fresh = isFull(seen.all) ? cover::full : isEmpty(seen.any) ? cover::empty : cover::mixed;
     if constexpr (rows == along::nothing)
         return fresh;
     else
-        return fresh == at.state(block)->steady ? fresh : changePlan(at.state(block), fresh);
+        return fresh == at.state->steady ? fresh : changePlan(at.state, fresh);
 }
 
 template <class Pixel, along columns, along rows>
-inline void locate(const walk<Pixel, columns, rows>& at, int64_t block, freshRow<Pixel>* fresh)
+inline bool isSteadilyFull(const cursor<Pixel, columns, rows>& at)
 {
-    for (int i = 0; i < 2; ++i)
-        fresh[i] = {at.step->src[i] + block * blockColumns, at.step->mask[i] + block * blockColumns,
-                    nullptr};
+    if constexpr (rows != along::nothing)
+        if (at.state->steady != cover::full)
+            return false;
+    const uint8_t* const mask[2] = {at.fresh[0].mask, at.fresh[1].mask};
+    return isFull(readMask(mask).all);
+}
+
+// Runs full blocks from the first of `count` on, as many as there are side by side. Returns how many.
+template <class Pixel, along columns, along rows>
+inline int64_t runFull(cursor<Pixel, columns, rows> at, int64_t count)
+{
+    int64_t done = 0;
+    do {
+        output<Pixel, columns> out[2];
+        fullColumns<rows, false>(at.fresh, keptAt(at, 0), out);
+        if constexpr (parities<columns> == 2)
+            fullColumns<rows, true>(at.fresh, keptAt(at, 1), out);
+        for (int i = 0; i < rowsOut(rows); ++i)
+            put(at.out[i], out[i]);
+        advance(&at);
+        ++done;
+    } while (done < count && isSteadilyFull(at));
+    return done;
 }
 
 template <class Pixel, along columns, along rows>
-inline void putBlock(const walk<Pixel, columns, rows>& at, int64_t block, const output<Pixel, columns>* out)
+inline void runEmpty(const cursor<Pixel, columns, rows>& at)
 {
-    const int64_t column = block * outColumns<columns>;
-    for (int i = 0; i < rowsOut(rows); ++i)
-        put(place<Pixel>{at.step->dst[i] + column, at.step->dstMask[i] + column}, out[i]);
-}
-
-template <class Pixel, along columns, along rows>
-inline void runFull(walk<Pixel, columns, rows>& at, int64_t block)
-{
-    freshRow<Pixel> fresh[2];
-    output<Pixel, columns> out[2];
-    locate(at, block, fresh);
-    fullColumns<rows, false>(fresh, at.kept(block, 0), out);
-    if constexpr (parities<columns> == 2)
-        fullColumns<rows, true>(fresh, at.kept(block, 1), out);
-    putBlock(at, block, out);
-}
-
-template <class Pixel, along columns, along rows>
-inline void runEmpty(const walk<Pixel, columns, rows>& at, int64_t block)
-{
-    const int64_t column = block * outColumns<columns>;
     for (int i = 0; i < rowsOut(rows); ++i) {
-        std::memset(at.step->dst[i] + column, 0, outColumns<columns> * sizeof(Pixel));
-        std::memset(at.step->dstMask[i] + column, 0, outColumns<columns>);
+        std::memset(at.out[i].dst, 0, outColumns<columns> * sizeof(Pixel));
+        std::memset(at.out[i].mask, 0, outColumns<columns>);
     }
 }
 
@@ -336,7 +365,7 @@ constexpr int groupBlocks = 8;
 struct alignas(64) groupProducts {
     int16_t row[2][groupBlocks * blockColumns + gauss2_maskedBefore + gauss2_maskedAfter];
 
-    int16_t* at(int parity, int block)
+    int16_t* at(int parity, int64_t block)
     {
         return row[parity] + gauss2_maskedBefore + block * blockColumns;
     }
@@ -348,7 +377,7 @@ inline void multiply(const freshRow<uint8_t>& row, int column, int16_t* products
 }
 
 // The products of a block but for the last columns that it reads, and those.
-inline void multiplyBlock(const freshRow<uint8_t>* fresh, int block, groupProducts* products)
+inline void multiplyBlock(const freshRow<uint8_t>* fresh, int64_t block, groupProducts* products)
 {
     for (int i = 0; i < 2; ++i) {
         multiply(fresh[i], -gauss2_maskedBefore, products->at(i, block));
@@ -356,55 +385,55 @@ inline void multiplyBlock(const freshRow<uint8_t>* fresh, int block, groupProduc
     }
 }
 
-inline void multiplyBorder(const freshRow<uint8_t>* fresh, int block, groupProducts* products)
+inline void multiplyBorder(const freshRow<uint8_t>* fresh, int64_t block, groupProducts* products)
 {
     for (int i = 0; i < 2; ++i)
         multiply(fresh[i], laneColumns + gauss2_maskedAfter, products->at(i, block));
 }
 
-// Runs mixed blocks from `first` on, as many as there are side by side, at most a group. Returns how many;
-// *plan, that of the first block, becomes that of the next one if it is not mixed.
+// Runs mixed blocks from the first of `count` on, as many as there are side by side, at most a group. Returns
+// how many; *plan, that of the first block, becomes that of the next one if it is not mixed.
 template <class Pixel, along columns, along rows>
-inline int runMixed(walk<Pixel, columns, rows>& at, int64_t first, cover* plan)
+[[gnu::noinline]] int64_t runMixed(cursor<Pixel, columns, rows> at, int64_t count, cover* plan)
 {
     groupProducts products;
-    freshRow<Pixel> fresh[2];
-    int count = 0;
+    cursor<Pixel, columns, rows> ahead = at;
+    const int64_t most = count < groupBlocks ? count : groupBlocks;
+    int64_t done = 0;
     do {
-        locate(at, first + count, fresh);
-        if constexpr (sizeof(Pixel) == 1)
-            multiplyBlock(fresh, count, &products);
-        ++count;
-    } while (count < groupBlocks && first + count < at.step->blocks &&
-             (*plan = planBlock(at, first + count)) == cover::mixed);
-    if constexpr (sizeof(Pixel) == 1)
-        multiplyBorder(fresh, count - 1, &products);
-    for (int i = 0; i < count; ++i) {
+        if constexpr (sizeof(Pixel) == 1) {
+            multiplyBlock(ahead.fresh, done, &products);
+            multiplyBorder(ahead.fresh, done, &products);
+        }
+        advance(&ahead);
+        ++done;
+    } while (done < most && (*plan = planBlock(ahead)) == cover::mixed);
+    for (int64_t i = 0; i < done; ++i) {
         output<Pixel, columns> out[2];
-        locate(at, first + i, fresh);
         for (int r = 0; r < 2; ++r)
-            fresh[r].products = products.at(r, i);
-        mixedColumns<rows, false>(fresh, at.kept(first + i, 0), out);
+            at.fresh[r].products = products.at(r, i);
+        mixedColumns<rows, false>(at.fresh, keptAt(at, 0), out);
         if constexpr (parities<columns> == 2)
-            mixedColumns<rows, true>(fresh, at.kept(first + i, 1), out);
-        putBlock(at, first + i, out);
+            mixedColumns<rows, true>(at.fresh, keptAt(at, 1), out);
+        for (int r = 0; r < rowsOut(rows); ++r)
+            put(at.out[r], out[r]);
+        advance(&at);
     }
-    return count;
+    return done;
 }
 
 template <class Pixel, along columns, along rows>
 void runStep(const gauss2_maskedStep<Pixel>* step)
 {
-    walk<Pixel, columns, rows> at = {step};
     int64_t block = 0;
     while (block < step->blocks) {
-        cover plan = planBlock(at, block);
+        cover plan = planBlock(cursorAt<Pixel, columns, rows>(step, block));
         if (plan == cover::mixed)
-            block += runMixed(at, block, &plan);
+            block += runMixed(cursorAt<Pixel, columns, rows>(step, block), step->blocks - block, &plan);
         if (plan == cover::full)
-            runFull(at, block++);
+            block += runFull(cursorAt<Pixel, columns, rows>(step, block), step->blocks - block);
         else if (plan == cover::empty)
-            runEmpty(at, block++);
+            runEmpty(cursorAt<Pixel, columns, rows>(step, block++));
     }
 }
 
