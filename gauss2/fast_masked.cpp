@@ -2,8 +2,8 @@
 // text for all filters and both depths.
 //
 // Kernels work on whole blocks of columns and read a few columns beside them. Blocks that lie inside the row
-// with those columns are handed over as they lie; the first block and the last ones go through a small copy
-// in which the border is repeated, so that nothing outside a row is ever touched.
+// with those columns are handed over as they lie; the first block and the last ones, or all blocks of a narrow
+// image, are copied to where the border is repeated beside them, so that nothing outside a row is touched.
 #include "gauss2/fast_masked.h"
 
 #include "frame/cleanup.h"
@@ -44,125 +44,158 @@ struct maskedRun {
     uint8_t* spareMask; // takes mask rows that nobody asked for
 };
 
-// The blocks at one end of the two fresh rows, with the border beside them, and their output.
+// An end of a row with the border beside it.
 enum {
-    borderBlocks = 2, // at most
-    borderOutColumns = borderBlocks * gauss2_maskedMostBlock,
-    borderColumns = gauss2_maskedBefore + borderOutColumns + gauss2_maskedAfter,
+    startColumns = gauss2_maskedMostBlock + gauss2_maskedAfter,
+    endColumns =
+        gauss2_maskedBefore + startColumns, // reaches back to before the first block that is not inside
+    repeatedColumns = startColumns,         // the last block is filled up, and a little more is read
+    narrowWidth = endColumns - 1,           // at most
+    copyColumns = gauss2_maskedBefore + endColumns + repeatedColumns,
+    lastColumns = 2 * gauss2_maskedMostBlock, // that the last blocks put out, at most
 };
 
 template <class Pixel>
-struct borderCopy {
-    Pixel src[2][borderColumns];
-    uint8_t mask[2][borderColumns];
-    Pixel dst[2][borderOutColumns];
-    uint8_t dstMask[2][borderOutColumns];
+struct rowsCopy {
+    Pixel src[2][copyColumns];
+    uint8_t mask[2][copyColumns];
 };
+
+template <class Pixel>
+struct outputCopy {
+    Pixel dst[2][lastColumns];
+    uint8_t mask[2][lastColumns];
+};
+
+// The copies of both ends have a size that the compiler knows: they are made for every row.
+template <class Value>
+void copyStart(const Value* row, Value* to)
+{
+    std::fill_n(to, gauss2_maskedBefore, row[0]);
+    std::memcpy(to + gauss2_maskedBefore, row, startColumns * sizeof(Value));
+}
+
+template <class Value>
+void copyEnd(const Value* row, int64_t width, Value* to)
+{
+    std::memcpy(to, row + (width - endColumns), endColumns * sizeof(Value));
+    std::fill_n(to + endColumns, repeatedColumns, row[width - 1]);
+}
+
+template <class Value>
+void copyNarrow(const Value* row, int64_t width, Value* to)
+{
+    std::fill_n(to, gauss2_maskedBefore, row[0]);
+    Value* const end = std::copy_n(row, width, to + gauss2_maskedBefore);
+    std::fill_n(end, repeatedColumns, row[width - 1]);
+}
+
+// The blocks from `first` on, as they lie.
+template <class Pixel>
+gauss2_maskedPiece<Pixel> pieceOf(const maskedRun<Pixel>& run, const gauss2_maskedPiece<Pixel>& rows,
+                                  int64_t first, int64_t blocks)
+{
+    gauss2_maskedPiece<Pixel> piece = rows;
+    piece.blocks = blocks;
+    for (int i = 0; i < 2; ++i) {
+        piece.src[i] += first * run.block;
+        piece.mask[i] += first * run.block;
+        piece.dst[i] += first * run.outBlock;
+        piece.dstMask[i] += first * run.outBlock;
+    }
+    piece.state += first * run.kernel.stateBytes;
+    return piece;
+}
+
+// The same blocks out of a copy, in which the piece begins at `column`.
+template <class Pixel>
+void takeFrom(const rowsCopy<Pixel>& copy, int64_t column, gauss2_maskedPiece<Pixel>* piece)
+{
+    for (int i = 0; i < 2; ++i) {
+        piece->src[i] = copy.src[i] + column;
+        piece->mask[i] = copy.mask[i] + column;
+    }
+}
 
 int64_t clamped(int64_t index, int64_t count)
 {
     return std::clamp<int64_t>(index, 0, count - 1);
 }
 
-// Copies borderColumns pixels from column `first` on, the edge pixels repeated outside the row.
-template <class Pixel>
-void copyRepeated(const Pixel* row, int64_t width, int64_t first, Pixel* to)
-{
-    const int64_t begin = std::max<int64_t>(first, 0);
-    const int64_t end = std::min<int64_t>(first + borderColumns, width);
-    std::fill_n(to, begin - first, row[0]);
-    std::copy(row + begin, row + end, to + (begin - first));
-    std::fill(to + (end - first), to + borderColumns, row[width - 1]);
-}
-
-template <class Pixel>
-void copyBorder(const maskedRun<Pixel>& run, const gauss2_maskedStep<Pixel>& rows, int64_t firstBlock,
-                borderCopy<Pixel>* copy)
-{
-    const int64_t width = run.planes->pixels.width;
-    const int64_t first = firstBlock * run.block - gauss2_maskedBefore;
-    for (int i = 0; i < 2; ++i) {
-        copyRepeated(rows.src[i], width, first, copy->src[i]);
-        copyRepeated(rows.mask[i], width, first, copy->mask[i]);
-    }
-}
-
-template <class Pixel>
-void runBorder(const maskedRun<Pixel>& run, const gauss2_maskedStep<Pixel>& rows, int64_t firstBlock,
-               int64_t blocks, borderCopy<Pixel>* copy)
-{
-    const int64_t out = firstBlock * run.outBlock;
-    const int64_t outCount = std::min(blocks * run.outBlock, run.outWidth - out);
-    const bool whole = outCount == blocks * run.outBlock;
-    gauss2_maskedStep<Pixel> step;
-    for (int i = 0; i < 2; ++i) {
-        step.src[i] = copy->src[i] + gauss2_maskedBefore;
-        step.mask[i] = copy->mask[i] + gauss2_maskedBefore;
-        step.dst[i] = whole ? rows.dst[i] + out : copy->dst[i];
-        step.dstMask[i] = whole ? rows.dstMask[i] + out : copy->dstMask[i];
-    }
-    step.state = rows.state + firstBlock * run.kernel.stateBytes;
-    step.blocks = blocks;
-    run.kernel.run(&step);
-    for (int i = 0; !whole && i < (run.shape.halveY ? 1 : 2); ++i) {
-        std::copy_n(copy->dst[i], outCount, rows.dst[i] + out);
-        std::copy_n(copy->dstMask[i], outCount, rows.dstMask[i] + out);
-    }
-}
-
-template <class Pixel>
-void runInner(const maskedRun<Pixel>& run, const gauss2_maskedStep<Pixel>& rows)
-{
-    gauss2_maskedStep<Pixel> step = rows;
-    for (int i = 0; i < 2; ++i) {
-        step.src[i] += run.block;
-        step.mask[i] += run.block;
-        step.dst[i] += run.outBlock;
-        step.dstMask[i] += run.outBlock;
-    }
-    step.state += run.kernel.stateBytes;
-    step.blocks = run.innerEnd - 1;
-    run.kernel.run(&step);
-}
-
 // The rows of step `index`: the first output row is index, or 2 * index without sampling.
 template <class Pixel>
-gauss2_maskedStep<Pixel> rowsOfStep(const maskedRun<Pixel>& run, int64_t index)
+gauss2_maskedPiece<Pixel> rowsOfStep(const maskedRun<Pixel>& run, int64_t index)
 {
     const gauss2_maskedPlanes<Pixel>& planes = *run.planes;
     const int64_t ahead = run.shape.halveY ? 1 : run.shape.sumsRows ? 2 : 0;
-    gauss2_maskedStep<Pixel> step;
+    gauss2_maskedPiece<Pixel> rows;
     for (int i = 0; i < 2; ++i) {
         const int64_t row = clamped(2 * index + ahead + i, planes.pixels.height);
-        step.src[i] = gauss2_row(planes.pixels.src, planes.pixels.srcStride, row);
-        step.mask[i] = gauss2_row(planes.mask, planes.maskStride, row);
+        rows.src[i] = gauss2_row(planes.pixels.src, planes.pixels.srcStride, row);
+        rows.mask[i] = gauss2_row(planes.mask, planes.maskStride, row);
         const int64_t out = run.shape.halveY ? index : 2 * index + i;
         const bool inside = out >= 0 && out < run.outHeight;
-        step.dst[i] = inside ? gauss2_row(planes.pixels.dst, planes.pixels.dstStride, out) : run.spareRow;
-        step.dstMask[i] = inside && planes.dstMask ? gauss2_row(planes.dstMask, planes.dstMaskStride, out)
+        rows.dst[i] = inside ? gauss2_row(planes.pixels.dst, planes.pixels.dstStride, out) : run.spareRow;
+        rows.dstMask[i] = inside && planes.dstMask ? gauss2_row(planes.dstMask, planes.dstMaskStride, out)
                                                    : run.spareMask;
     }
-    step.state = run.state;
-    step.blocks = run.blocks;
-    return step;
+    rows.state = run.state;
+    rows.blocks = run.blocks;
+    return rows;
 }
 
-// Both ends are copied before the rest runs: vectors that straddle what was just stored would have to wait.
+// Describes the blocks of a row: those inside it first, so that vectors that straddle what was just copied
+// need not wait for it. The last piece is the one with the end of the row.
+template <class Pixel>
+void describeStep(const maskedRun<Pixel>& run, const gauss2_maskedPiece<Pixel>& rows,
+                  rowsCopy<Pixel>* copies, gauss2_maskedStep<Pixel>* step)
+{
+    const int64_t width = run.planes->pixels.width;
+    if (width <= narrowWidth) {
+        for (int i = 0; i < 2; ++i) {
+            copyNarrow(rows.src[i], width, copies[0].src[i]);
+            copyNarrow(rows.mask[i], width, copies[0].mask[i]);
+        }
+        step->pieceCount = 1;
+        step->pieces[0] = rows;
+        takeFrom(copies[0], gauss2_maskedBefore, &step->pieces[0]);
+        return;
+    }
+    for (int i = 0; i < 2; ++i) {
+        copyStart(rows.src[i], copies[0].src[i]);
+        copyStart(rows.mask[i], copies[0].mask[i]);
+        copyEnd(rows.src[i], width, copies[1].src[i]);
+        copyEnd(rows.mask[i], width, copies[1].mask[i]);
+    }
+    step->pieceCount = 3;
+    step->pieces[0] = pieceOf(run, rows, 1, run.innerEnd - 1);
+    step->pieces[1] = pieceOf(run, rows, 0, 1);
+    takeFrom(copies[0], gauss2_maskedBefore, &step->pieces[1]);
+    step->pieces[2] = pieceOf(run, rows, run.innerEnd, run.blocks - run.innerEnd);
+    takeFrom(copies[1], run.innerEnd * run.block - (width - endColumns), &step->pieces[2]);
+}
+
 template <class Pixel>
 void runStep(const maskedRun<Pixel>& run, int64_t index)
 {
-    const gauss2_maskedStep<Pixel> rows = rowsOfStep(run, index);
-    borderCopy<Pixel> left;
-    borderCopy<Pixel> right;
-    const int64_t rightBlock = std::max<int64_t>(run.innerEnd, 1);
-    copyBorder(run, rows, 0, &left);
-    if (rightBlock < run.blocks)
-        copyBorder(run, rows, rightBlock, &right);
-    if (run.innerEnd > 1)
-        runInner(run, rows);
-    runBorder(run, rows, 0, 1, &left);
-    if (rightBlock < run.blocks)
-        runBorder(run, rows, rightBlock, run.blocks - rightBlock, &right);
+    const gauss2_maskedPiece<Pixel> rows = rowsOfStep(run, index);
+    rowsCopy<Pixel> copies[2];
+    gauss2_maskedStep<Pixel> step;
+    describeStep(run, rows, copies, &step);
+    gauss2_maskedPiece<Pixel>* const last = &step.pieces[step.pieceCount - 1];
+    const gauss2_maskedPiece<Pixel> lastRows = *last;
+    const int64_t lastWidth = run.outWidth - (run.blocks - last->blocks) * run.outBlock;
+    const bool overhangs = lastWidth < last->blocks * run.outBlock;
+    outputCopy<Pixel> copy;
+    for (int i = 0; overhangs && i < 2; ++i) {
+        last->dst[i] = copy.dst[i];
+        last->dstMask[i] = copy.mask[i];
+    }
+    run.kernel.run(&step);
+    for (int i = 0; overhangs && i < (run.shape.halveY ? 1 : 2); ++i) {
+        std::copy_n(copy.dst[i], lastWidth, lastRows.dst[i]);
+        std::copy_n(copy.mask[i], lastWidth, lastRows.dstMask[i]);
+    }
 }
 
 qip_status pollRowsAhead(int64_t height)

@@ -273,16 +273,16 @@ struct cursor {
 };
 
 template <class Pixel, along columns, along rows>
-inline cursor<Pixel, columns, rows> cursorAt(const gauss2_maskedStep<Pixel>* step, int64_t block)
+inline cursor<Pixel, columns, rows> cursorAt(const gauss2_maskedPiece<Pixel>& piece, int64_t block)
 {
     cursor<Pixel, columns, rows> at;
     for (int i = 0; i < 2; ++i) {
-        at.fresh[i] = {step->src[i] + block * blockColumns, step->mask[i] + block * blockColumns, nullptr};
-        at.out[i] = {step->dst[i] + block * outColumns<columns>,
-                     step->dstMask[i] + block * outColumns<columns>};
+        at.fresh[i] = {piece.src[i] + block * blockColumns, piece.mask[i] + block * blockColumns, nullptr};
+        at.out[i] = {piece.dst[i] + block * outColumns<columns>,
+                     piece.dstMask[i] + block * outColumns<columns>};
     }
     if constexpr (rows != along::nothing)
-        at.state = reinterpret_cast<blockState<Pixel, columns, rows>*>(step->state) + block;
+        at.state = reinterpret_cast<blockState<Pixel, columns, rows>*>(piece.state) + block;
     return at;
 }
 
@@ -423,18 +423,26 @@ template <class Pixel, along columns, along rows>
 }
 
 template <class Pixel, along columns, along rows>
-void runStep(const gauss2_maskedStep<Pixel>* step)
+inline void runPiece(const gauss2_maskedPiece<Pixel>& piece)
 {
     int64_t block = 0;
-    while (block < step->blocks) {
-        cover plan = planBlock(cursorAt<Pixel, columns, rows>(step, block));
+    while (block < piece.blocks) {
+        const cursor<Pixel, columns, rows> at = cursorAt<Pixel, columns, rows>(piece, block);
+        cover plan = planBlock(at);
         if (plan == cover::mixed)
-            block += runMixed(cursorAt<Pixel, columns, rows>(step, block), step->blocks - block, &plan);
+            block += runMixed(at, piece.blocks - block, &plan);
         if (plan == cover::full)
-            block += runFull(cursorAt<Pixel, columns, rows>(step, block), step->blocks - block);
+            block += runFull(cursorAt<Pixel, columns, rows>(piece, block), piece.blocks - block);
         else if (plan == cover::empty)
-            runEmpty(cursorAt<Pixel, columns, rows>(step, block++));
+            runEmpty(cursorAt<Pixel, columns, rows>(piece, block++));
     }
+}
+
+template <class Pixel, along columns, along rows>
+void runStep(const gauss2_maskedStep<Pixel>* step)
+{
+    for (int i = 0; i < step->pieceCount; ++i)
+        runPiece<Pixel, columns, rows>(step->pieces[i]);
 }
 
 template <class Pixel, along columns, along rows>

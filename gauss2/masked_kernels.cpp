@@ -21,17 +21,17 @@ uint32_t sumColumns(const Weigh& weigh, int64_t column)
 
 // N and W fit: N + (W >> 1) <= 256 * 255 * 65535 + 32640 < 2^32. A column keeps the sums of N, then those of W.
 template <class Pixel, along columns, along rows>
-void runStep(const gauss2_maskedStep<Pixel>* step)
+void runPiece(const gauss2_maskedPiece<Pixel>& piece)
 {
     constexpr int distance = columns == along::sampled ? 2 : 1;
     constexpr int shift = columns == along::nothing || rows == along::nothing ? 4 : 8;
-    auto* kept = reinterpret_cast<uint32_t*>(step->state);
-    for (int64_t out = 0; out < step->blocks * blockColumns / distance; ++out, kept += 2 * keptSums(rows)) {
+    auto* kept = reinterpret_cast<uint32_t*>(piece.state);
+    for (int64_t out = 0; out < piece.blocks * blockColumns / distance; ++out, kept += 2 * keptSums(rows)) {
         uint32_t n[2];
         uint32_t w[2];
         for (int i = 0; i < 2; ++i) {
-            const Pixel* const src = step->src[i];
-            const uint8_t* const mask = step->mask[i];
+            const Pixel* const src = piece.src[i];
+            const uint8_t* const mask = piece.mask[i];
             n[i] =
                 sumColumns<columns>([=](int64_t x) { return uint32_t{mask[x]} * src[x]; }, out * distance);
             w[i] = sumColumns<columns>([=](int64_t x) { return uint32_t{mask[x]}; }, out * distance);
@@ -39,10 +39,17 @@ void runStep(const gauss2_maskedStep<Pixel>* step)
         sumRows<rows>(kept, n[0], n[1], n);
         sumRows<rows>(kept + keptSums(rows), w[0], w[1], w);
         for (int i = 0; i < rowsOut(rows); ++i) {
-            step->dst[i][out] = static_cast<Pixel>(w[i] == 0 ? 0 : (n[i] + (w[i] >> 1)) / w[i]);
-            step->dstMask[i][out] = static_cast<uint8_t>((w[i] + (1u << shift >> 1)) >> shift);
+            piece.dst[i][out] = static_cast<Pixel>(w[i] == 0 ? 0 : (n[i] + (w[i] >> 1)) / w[i]);
+            piece.dstMask[i][out] = static_cast<uint8_t>((w[i] + (1u << shift >> 1)) >> shift);
         }
     }
+}
+
+template <class Pixel, along columns, along rows>
+void runStep(const gauss2_maskedStep<Pixel>* step)
+{
+    for (int i = 0; i < step->pieceCount; ++i)
+        runPiece<Pixel, columns, rows>(step->pieces[i]);
 }
 
 template <class Pixel, along columns, along rows>

@@ -6,8 +6,8 @@
 //   Result:  N = sum of weight * mask * pixel and W = sum of weight * mask over the filter's neighbourhood give
 //            the pixel (N + (W >> 1)) / W, 0 when W is 0, and the mask (W + 128) >> 8 of the two-direction
 //            filters, (W + 8) >> 4 of the others.
-//   Reads:   of every source row and mask row the columns -gauss2_maskedBefore .. blocks * block - 1 +
-//            gauss2_maskedAfter, counted from the first column of the first block.
+//   Reads:   of every source row and mask row of a piece the columns -gauss2_maskedBefore ..
+//            blocks * block - 1 + gauss2_maskedAfter, counted from the first column of its first block.
 //   Writes:  of every output row `block` columns a block, half as many when the filter samples the columns.
 //   State:   what a filter that sums over rows carries from step to step; zeros stand for empty masks above.
 #pragma once
@@ -20,19 +20,27 @@ enum {
     gauss2_maskedBefore = 2,
     gauss2_maskedAfter = 3,
     gauss2_maskedMostBlock = 32, // columns of a block, at most
+    gauss2_maskedPieces = 3,
 };
 
-// One step. Filters that sum over rows are behind their input: with the fresh rows r[2] and r[3], 5x5 and 1x5
-// give the output rows r[0] and r[1]; the sampled ones give with r[1] and r[2] the one of r[0], in the first
-// output row. The others give the rows of the fresh ones.
+// Blocks side by side whose rows lie in one piece of memory each.
 template <class Pixel>
-struct gauss2_maskedStep {
-    const Pixel* src[2];
+struct gauss2_maskedPiece {
+    int64_t blocks;
+    const Pixel* src[2]; // the two fresh rows
     const uint8_t* mask[2];
     Pixel* dst[2];
     uint8_t* dstMask[2];
     unsigned char* state; // of the first block, on a 64-byte boundary
-    int64_t blocks;
+};
+
+// One step through all blocks, in any order. Filters that sum over rows are behind their input: with the fresh
+// rows r[2] and r[3], 5x5 and 1x5 give the output rows r[0] and r[1]; the sampled ones give with r[1] and r[2]
+// the one of r[0], in the first output row. The others give the rows of the fresh ones.
+template <class Pixel>
+struct gauss2_maskedStep {
+    int32_t pieceCount;
+    gauss2_maskedPiece<Pixel> pieces[gauss2_maskedPieces];
 };
 
 template <class Pixel>
