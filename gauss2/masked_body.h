@@ -224,25 +224,36 @@ inline void fullColumns(const freshRow<Pixel>* fresh, keptColumns<Pixel, rows>* 
         out[i].mask[odd] = wordsOf(255);
 }
 
-template <along rows, bool odd, class Pixel, along columns>
+// The masked sums of the columns of one parity of an output row.
+struct maskedSums {
+    longs n[2];
+    words w;
+};
+
+template <along rows, bool odd, along columns, class Pixel>
 inline void mixedColumns(const freshRow<Pixel>* fresh, keptColumns<Pixel, rows>* kept,
-                         output<Pixel, columns>* out)
+                         maskedSums (*sums)[parities<columns>])
 {
-    constexpr int weights = weightSum(columns) * weightSum(rows);
-    longs n[2][2];
-    words w[2];
     for (int part = 0; part < 2; ++part) {
-        longs s[2];
+        longs n[2];
         sumRows<rows>(kept->n[part], sumMasked<columns, odd>(fresh[0], part),
-                      sumMasked<columns, odd>(fresh[1], part), s);
+                      sumMasked<columns, odd>(fresh[1], part), n);
         for (int i = 0; i < rowsOut(rows); ++i)
-            n[i][part] = s[i];
+            sums[i][odd].n[part] = n[i];
     }
+    words w[2];
     sumRows<rows>(kept->w, sumWeights<columns, odd>(fresh[0].mask), sumWeights<columns, odd>(fresh[1].mask),
                   w);
-    for (int i = 0; i < rowsOut(rows); ++i) {
-        divide<weights>(n[i], w[i], out[i].pixels[odd]);
-        out[i].mask[odd] = rounded<weights>(w[i]);
+    for (int i = 0; i < rowsOut(rows); ++i)
+        sums[i][odd].w = w[i];
+}
+
+template <int weights, along columns, class Pixel>
+inline void mixedOutput(const maskedSums* sums, output<Pixel, columns>* out)
+{
+    for (int parity = 0; parity < parities<columns>; ++parity) {
+        divide<weights>(sums[parity].n, sums[parity].w, out->pixels[parity]);
+        out->mask[parity] = rounded<weights>(sums[parity].w);
     }
 }
 
@@ -364,31 +375,15 @@ constexpr int groupBlocks = 8;
 
 struct alignas(64) groupProducts {
     int16_t row[2][groupBlocks * blockColumns + gauss2_maskedBefore + gauss2_maskedAfter];
-
-    int16_t* at(int parity, int64_t block)
-    {
-        return row[parity] + gauss2_maskedBefore + block * blockColumns;
-    }
 };
 
-inline void multiply(const freshRow<uint8_t>& row, int column, int16_t* products)
-{
-    store(products + column, centred(widened(row.src + column) * widened(row.mask + column)));
-}
-
-// The products of a block but for the last columns that it reads, and those.
-inline void multiplyBlock(const freshRow<uint8_t>* fresh, int64_t block, groupProducts* products)
+// From `column` on, half a block of them.
+inline void multiply(const freshRow<uint8_t>* fresh, int64_t column, groupProducts* products)
 {
     for (int i = 0; i < 2; ++i) {
-        multiply(fresh[i], -gauss2_maskedBefore, products->at(i, block));
-        multiply(fresh[i], laneColumns - gauss2_maskedBefore, products->at(i, block));
+        const words product = widened(fresh[i].src + column) * widened(fresh[i].mask + column);
+        store(products->row[i] + gauss2_maskedBefore + column, centred(product));
     }
-}
-
-inline void multiplyBorder(const freshRow<uint8_t>* fresh, int64_t block, groupProducts* products)
-{
-    for (int i = 0; i < 2; ++i)
-        multiply(fresh[i], laneColumns + gauss2_maskedAfter, products->at(i, block));
 }
 
 // Runs mixed blocks from the first of `count` on, as many as there are side by side, at most a group. Returns
@@ -401,24 +396,33 @@ template <class Pixel, along columns, along rows>
     const int64_t most = count < groupBlocks ? count : groupBlocks;
     int64_t done = 0;
     do {
-        if constexpr (sizeof(Pixel) == 1) {
-            multiplyBlock(ahead.fresh, done, &products);
-            multiplyBorder(ahead.fresh, done, &products);
-        }
+        if constexpr (sizeof(Pixel) == 1)
+            for (int half = 0; half < 2; ++half)
+                multiply(at.fresh, done * blockColumns - gauss2_maskedBefore + half * laneColumns,
+                         &products);
         advance(&ahead);
         ++done;
     } while (done < most && (*plan = planBlock(ahead)) == cover::mixed);
+    if constexpr (sizeof(Pixel) == 1)
+        multiply(at.fresh, done * blockColumns + gauss2_maskedAfter - laneColumns, &products);
+    ahead = at;
+    maskedSums sums[groupBlocks][rowsOut(rows)][parities<columns>];
     for (int64_t i = 0; i < done; ++i) {
-        output<Pixel, columns> out[2];
         for (int r = 0; r < 2; ++r)
-            at.fresh[r].products = products.at(r, i);
-        mixedColumns<rows, false>(at.fresh, keptAt(at, 0), out);
+            ahead.fresh[r].products = products.row[r] + gauss2_maskedBefore + i * blockColumns;
+        mixedColumns<rows, false, columns>(ahead.fresh, keptAt(ahead, 0), sums[i]);
         if constexpr (parities<columns> == 2)
-            mixedColumns<rows, true>(at.fresh, keptAt(at, 1), out);
-        for (int r = 0; r < rowsOut(rows); ++r)
-            put(at.out[r], out[r]);
-        advance(&at);
+            mixedColumns<rows, true, columns>(ahead.fresh, keptAt(ahead, 1), sums[i]);
+        advance(&ahead);
     }
+    for (int r = 0; r < rowsOut(rows); ++r)
+        for (int64_t i = 0; i < done; ++i) {
+            output<Pixel, columns> out;
+            mixedOutput<weightSum(columns) * weightSum(rows)>(sums[i][r], &out);
+            put(at.out[r], out);
+            at.out[r].dst += outColumns<columns>;
+            at.out[r].mask += outColumns<columns>;
+        }
     return done;
 }
 
