@@ -30,6 +30,11 @@ if(NOT QIP_SANITIZE)
                 -I${PROJECT_SOURCE_DIR}/include -I${PROJECT_SOURCE_DIR}/platform
                 $<TARGET_FILE:qip_gauss> $<TARGET_FILE:qbase>
                 -Wl,-rpath,$<TARGET_FILE_DIR:qip_gauss> -lstdc++ -lm -pthread)
+    if(TARGET qip-smooth)
+        qip_add_script_test(project.older_processors
+            COMMAND ${here}/older_processors.sh $<TARGET_FILE:qip-smooth> ${PROJECT_SOURCE_DIR}/samples
+                    ${scratch}/processors)
+    endif()
     foreach(mode IN ITEMS installed embedded)
         set(tree ${PROJECT_BINARY_DIR})
         if(mode STREQUAL "embedded")
