@@ -80,13 +80,17 @@ void readHeader(reader* r)
     allowEverySize(r->png);
     png_init_io(r->png, r->stream);
     png_read_info(r->png, r->info);
-    int storedDepth = 0;
-    int colourType = 0;
-    png_get_IHDR(r->png, r->info, &r->width, &r->height, &storedDepth, &colourType, nullptr, nullptr,
-                 nullptr);
+    r->width = png_get_image_width(r->png, r->info);
+    r->height = png_get_image_height(r->png, r->info);
     r->storedBytes = static_cast<uint64_t>(png_get_rowbytes(r->png, r->info)) * r->height;
-    r->hasColour = (colourType & (PNG_COLOR_MASK_COLOR | PNG_COLOR_MASK_ALPHA)) != 0;
+}
 
+// Takes memory for rows, so the header must have been believed before.
+void startPixels(reader* r)
+{
+    const int colourType = png_get_color_type(r->png, r->info);
+    const int storedDepth = png_get_bit_depth(r->png, r->info);
+    r->hasColour = (colourType & (PNG_COLOR_MASK_COLOR | PNG_COLOR_MASK_ALPHA)) != 0;
     if (colourType == PNG_COLOR_TYPE_PALETTE)
         png_set_palette_to_rgb(r->png);
     else if (storedDepth < 8)
@@ -162,15 +166,18 @@ picture png_read(const std::string& path)
     session.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &session, onError<reader>, onWarning);
     makeInfo(&session, path);
 
-    if (!attempt(&session, readHeader))
-        throw file_failure(path, std::string("is not a readable PNG file: ") + session.message);
+    const auto attemptOrFail = [&](void (*step)(reader*)) {
+        if (!attempt(&session, step))
+            throw file_failure(path, std::string("is not a sound PNG file: ") + session.message);
+    };
+    attemptOrFail(readHeader);
     if (session.storedBytes / MAX_EXPANSION > file.size)
         throw file_failure(path, "is truncated: it is too short for its size in pixels");
+    attemptOrFail(startPixels);
     picture result;
     picture_allocate(result, path, session.width, session.height, session.depth, session.channels);
     session.pixels = result.pixels.get();
-    if (!attempt(&session, readPixels))
-        throw file_failure(path, std::string("is a broken PNG file: ") + session.message);
+    attemptOrFail(readPixels);
 
     if (session.channels == 3)
         picture_greyFromRgb(result);
