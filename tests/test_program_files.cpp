@@ -189,9 +189,9 @@ TEST_F(ProgramFiles, NetpbmFilesAreReadAsTheyStand)
     } cases[] = {
         {"P5 2 1 255\nab", {2, 1, 255, {'a', 'b'}}},
         {"P5#\n# a comment\n2# another\n1 9\n\n\n", {2, 1, 255, {'\n', '\n'}}},
-        {std::string("P5\n1 2\n4095\n\x0f\x01\xff\x02", 15), {1, 2, 65535, {0x0f01, 0xff02}}},
+        {std::string("P5\n1 2\n4095\n\x0f\x01\xff\x02", 16), {1, 2, 65535, {0x0f01, 0xff02}}},
         {"P6 1 2 255\nabcdef", {1, 2, 255, {98, 101}}},
-        {std::string("P6 1 1 65535 \x10\x00\x20\x00\x40\x01", 19), {1, 1, 65535, {15467}}},
+        {std::string("P6 1 1 65535 \x10\x00\x20\x00\x40\x01", 19), {1, 1, 65535, {7901}}},
         {"P5 1 1 255 a and what follows", {1, 1, 255, {'a'}}},
     };
     for (const auto& c : cases) {
@@ -256,7 +256,7 @@ TEST_F(ProgramFiles, BrokenFilesAreRefusedInPlainWords)
         const program_result result = copy(file.name, "out.png");
         EXPECT_EQ(result.exitStatus, 1) << file.name << ": " << result.errors;
         EXPECT_NE(result.errors.find(file.name), std::string::npos) << result.errors;
-        EXPECT_EQ(result.errors.find("memory"), std::string::npos) << result.errors;
+        EXPECT_LT(result.peakMemory, 500 << 20) << file.name; // the largest promise is of 2^62 bytes
         fs::remove(folder.file(file.name));
         EXPECT_EQ(folder.listing(), "") << file.name;
     }
@@ -335,7 +335,7 @@ TEST_F(ProgramFiles, FailedWritesLeaveTheOldFile)
     for (const char* name : {"out.png", "out.pgm"}) {
         program_writeFile(folder.file(name), "old");
         const std::string command =
-            "'" QIP_SMOOTH "' gauss '" + folder.file("in.pgm") + "' '" + folder.file(name) + "' --json";
+            program_path() + " gauss " + folder.file("in.pgm") + " " + folder.file(name) + " --json";
         const program_result full = program_runAny({"/bin/sh", "-c", "ulimit -f 4; " + command});
         EXPECT_EQ(full.exitStatus, 1) << full.errors;
         EXPECT_NE(full.errors.find(name), std::string::npos) << full.errors;
@@ -365,8 +365,8 @@ TEST_F(ProgramFiles, TwoOutputsAreBothOrNone)
         const std::string stuffing(static_cast<size_t>(pipeSize), 'x');
         ASSERT_EQ(write(ends[1], stuffing.data(), stuffing.size()), pipeSize);
         const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-        const pid_t process = program_start({QIP_SMOOTH, "half", in, folder.file("out.pgm"), "--mask", in,
-                                             "--mask-out", folder.file("mask.pgm"), "--json"},
+        const pid_t process = program_start({program_path(), "half", in, folder.file("out.pgm"), "--mask",
+                                             in, "--mask-out", folder.file("mask.pgm"), "--json"},
                                             ends[1], nowhere);
         const auto writtenFiles = [&] {
             const auto entries = fs::directory_iterator(folder.path);
@@ -386,7 +386,8 @@ TEST_F(ProgramFiles, TwoOutputsAreBothOrNone)
         close(nowhere);
         fs::remove(folder.file("mask.pgm"));
         EXPECT_EQ(folder.listing(), before);
-        if (isThere)
+        if (isThere) {
             EXPECT_EQ(program_readFile(folder.file("out.pgm")), "old");
+        }
     }
 }

@@ -10,6 +10,7 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -40,6 +41,11 @@ std::string program_folder::listing() const
     return all;
 }
 
+std::string program_path()
+{
+    return QIP_SMOOTH;
+}
+
 pid_t program_start(const std::vector<std::string>& words, int outputDescriptor, int errorDescriptor)
 {
     std::vector<char*> argv;
@@ -57,11 +63,14 @@ pid_t program_start(const std::vector<std::string>& words, int outputDescriptor,
     return process;
 }
 
-int program_wait(pid_t process)
+int program_wait(pid_t process, int64_t* peakMemory)
 {
     int status = 0;
-    if (process < 0 || waitpid(process, &status, 0) != process || !WIFEXITED(status))
+    struct rusage used = {};
+    if (process < 0 || wait4(process, &status, 0, &used) != process || !WIFEXITED(status))
         return -1;
+    if (peakMemory)
+        *peakMemory = int64_t{used.ru_maxrss} * 1024;
     return WEXITSTATUS(status);
 }
 
@@ -71,15 +80,17 @@ program_result program_runAny(const std::vector<std::string>& words)
     const int flags = O_WRONLY | O_CREAT | O_CLOEXEC;
     const int output = open(streams.file("output").c_str(), flags, 0600);
     const int errors = open(streams.file("errors").c_str(), flags, 0600);
-    const int exitStatus = program_wait(program_start(words, output, errors));
+    int64_t peakMemory = 0;
+    const int exitStatus = program_wait(program_start(words, output, errors), &peakMemory);
     close(output);
     close(errors);
-    return {exitStatus, program_readFile(streams.file("output")), program_readFile(streams.file("errors"))};
+    return {exitStatus, peakMemory, program_readFile(streams.file("output")),
+            program_readFile(streams.file("errors"))};
 }
 
 program_result program_run(std::vector<std::string> arguments)
 {
-    arguments.insert(arguments.begin(), QIP_SMOOTH);
+    arguments.insert(arguments.begin(), program_path());
     return program_runAny(arguments);
 }
 
@@ -95,6 +106,13 @@ std::string program_readFile(const std::string& path)
 void program_writeFile(const std::string& path, const std::string& bytes)
 {
     std::ofstream(path, std::ios::binary) << bytes;
+}
+
+void PrintTo(const program_picture& picture, std::ostream* stream)
+{
+    *stream << picture.width << " x " << picture.height << " up to " << picture.greatest << ":";
+    for (size_t i = 0; i < picture.pixels.size(); ++i)
+        *stream << (i % static_cast<size_t>(picture.width) ? " " : "\n") << picture.pixels[i];
 }
 
 std::string program_pgmOf(const program_picture& picture)

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -29,15 +30,20 @@ public:
 };
 
 struct program_result {
-    int exitStatus; // -1 when a signal ended it
+    int exitStatus;     // -1 when a signal ended it
+    int64_t peakMemory; // bytes
     std::string output;
     std::string errors;
 };
 
-// Starts `words`, the first of which is a path; null descriptors are given to it as its standard output and
-// errors.
+// The path of qip-smooth.
+std::string program_path();
+
+// Starts `words`, the first of which is a path, with these descriptors as standard output and errors.
 pid_t program_start(const std::vector<std::string>& words, int outputDescriptor, int errorDescriptor);
-int program_wait(pid_t process);
+
+// The exit status, -1 when a signal ended it; *peakMemory, when given, receives bytes.
+int program_wait(pid_t process, int64_t* peakMemory = nullptr);
 
 // Runs any program, with its standard streams caught.
 program_result program_runAny(const std::vector<std::string>& words);
@@ -57,6 +63,9 @@ struct program_picture {
 
     bool operator==(const program_picture&) const = default;
 };
+
+// How a failed comparison shows it.
+void PrintTo(const program_picture& picture, std::ostream* stream);
 
 // P5 as text and bytes, written from the definition of the format, not with the program's code.
 std::string program_pgmOf(const program_picture& picture);
