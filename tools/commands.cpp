@@ -22,16 +22,10 @@ void dispatch(const options& o)
     switch (o.what) {
     case command::gauss:
         return command_gauss(o);
-#ifdef QIP_WITHOUT_HALF
-    case command::half:
-    case command::binomial:
-        throw usage_failure("half and binomial: not available in this build");
-#else
     case command::half:
         return command_half(o);
     case command::binomial:
         return command_binomial(o);
-#endif
     case command::result_mask:
         throw usage_failure("result-mask: not available in this build");
     case command::info:
