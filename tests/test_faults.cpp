@@ -1,8 +1,10 @@
 // Every function under failing allocations and an attention handler that says stop: the right status, nothing
 // lost, and the next call works.
 //
-// A new function needs one line: in `working` when it takes memory or polls, else in `takingNothing`.
+// A new function needs one line: in `working` when it takes memory or polls, else in `takingNothing`. The
+// half-resolution family has a loop of its own in test_gauss2_faults.cpp.
 #include "support/fault_loop.h"
+#include "support/oracle_gauss2.h"
 #include "support/policy.h"
 
 #include <gtest/gtest.h>
@@ -124,6 +126,22 @@ std::vector<test_operation> takingNothing()
         {"qsGaussParamsNull",
          [](auto&) {
              return qsGaussParamsNull() ? 0 : -1;
+         }},
+        {"qip_gauss2GetDestRect",
+         [](auto& s) {
+             return qip_gauss2GetDestRect(&s.src8.rect, &s.rects[0]);
+         }},
+        {"qip_gauss2XGetDestRect",
+         [](auto& s) {
+             return qip_gauss2XGetDestRect(&s.src8.rect, &s.rects[0]);
+         }},
+        {"qip_gauss2YGetDestRect",
+         [](auto& s) {
+             return qip_gauss2YGetDestRect(&s.src8.rect, &s.rects[0]);
+         }},
+        {"qip_gauss2NoSampleGetDestRect",
+         [](auto& s) {
+             return qip_gauss2NoSampleGetDestRect(&s.src8.rect, 2, 2, &s.rects[0]);
          }},
         {"qip_filterMaskParams_compareEqual",
          [](auto& s) {
@@ -342,6 +360,8 @@ TEST(Faults, EveryExportedFunctionIsTested)
     for (const auto& table : {working(), takingNothing()})
         for (const test_operation& operation : table)
             tested.insert(operation.name);
+    for (const oracle_gauss2Export& halfResolution : oracle_gauss2Exports())
+        tested.insert(halfResolution.name);
     std::set<std::string> exported;
     std::ifstream list(QIP_EXPORT_LIST);
     for (std::string name; std::getline(list, name);)
