@@ -22,7 +22,7 @@
 #include <pthread.h>
 #endif
 
-std::atomic<bool (*)()> qsys_jobPool_mayStartThread = nullptr;
+std::atomic<void (*)()> qsys_jobPool_beforeThreadStart = nullptr;
 
 namespace
 {
@@ -137,11 +137,10 @@ void workerMain(Pool* pool, int32_t index)
 
 bool startWorker(Pool* pool, int32_t index)
 {
-    bool (*const mayStart)() = qsys_jobPool_mayStartThread.load();
-    if (mayStart && !mayStart())
-        return false;
     Worker* const worker = &pool->workers[index];
     try {
+        if (void (*const hook)() = qsys_jobPool_beforeThreadStart.load())
+            hook();
         worker->thread = std::thread(workerMain, pool, index);
     } catch (const std::exception&) {
         return false;

@@ -24,8 +24,8 @@ void qsys_jobPool_run(const qsys_job* jobs, int32_t count, qsys_status* statuses
 // Whether the calling thread is inside a job.
 bool qsys_jobPool_isInsideJob();
 
-// For tests: while not null, asked before each start of a thread; the start fails when it answers false.
-extern std::atomic<bool (*)()> qsys_jobPool_mayStartThread;
+// For tests: while not null, called before each start of a thread. What it throws, the start throws.
+extern std::atomic<void (*)()> qsys_jobPool_beforeThreadStart;
 
 // For tests: the number of pool threads that exist, the ones that are about to leave included.
 int32_t qsys_jobPool_workerCount();

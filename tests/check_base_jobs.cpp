@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <set>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -19,9 +20,11 @@ namespace
 
 std::atomic<int> startsLeft;
 
-bool limitStarts()
+// Fails as the start of a thread does.
+void limitStarts()
 {
-    return --startsLeft >= 0;
+    if (--startsLeft < 0)
+        throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
 }
 
 // Runs `jobs` jobs and tells how many threads took part.
@@ -81,13 +84,14 @@ TEST(JobPool, TheCallerDoesTheWorkOfThreadsThatCannotBeHad)
     threadsOfARun(1);
     ASSERT_TRUE(workersBecome(0));
     qsys_jobs_setThreadCount(5);
-    qsys_jobPool_mayStartThread = limitStarts;
+    qsys_jobPool_beforeThreadStart = limitStarts;
     for (const int possible : {0, 1, 3}) {
         startsLeft = possible - qsys_jobPool_workerCount();
         EXPECT_LE(threadsOfARun(20), static_cast<size_t>(possible) + 1);
         EXPECT_EQ(qsys_jobPool_workerCount(), possible);
+        EXPECT_EQ(startsLeft, -1); // one refusal is enough for one dispatch
     }
-    qsys_jobPool_mayStartThread = nullptr;
+    qsys_jobPool_beforeThreadStart = nullptr;
     threadsOfARun(20);
     EXPECT_EQ(qsys_jobPool_workerCount(), 4);
     qsys_jobs_setThreadCount(0);

@@ -135,8 +135,9 @@ TEST_F(Cleanup, OneEntryByItsNumber)
     EXPECT_EQ(qsys_cleanup_doId_(stack, &count, &status, ids[2], 0), QSYS_OK);
     a.answer = failureA;
     EXPECT_EQ(qsys_cleanup_doId_(stack, &count, &status, ids[0], 1), failureA);
-    EXPECT_EQ(run(), failureA);
+    EXPECT_EQ(qsys_cleanup_doId_(stack, &count, &status, ids[3], 1), failureA);
     EXPECT_EQ(order, "bad");
+    EXPECT_EQ(count, 0);
 }
 
 // A release function that ends the same stack finds itself gone from it.

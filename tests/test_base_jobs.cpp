@@ -55,6 +55,8 @@ qsys_jobThreadState threadState()
 
 TEST(Jobs, EachRequestRunsOnceAndTheFirstFailureInOrderIsTheResult)
 {
+    const test_allocator allocator;
+    const int64_t before = test_allocator::liveBlocks();
     for (const int32_t threads : {1, 2, 7}) {
         const ThreadCount count(threads);
         std::vector<std::atomic<int>> runs(50);
@@ -77,6 +79,7 @@ TEST(Jobs, EachRequestRunsOnceAndTheFirstFailureInOrderIsTheResult)
         EXPECT_EQ(set.results().size(), runs.size());
         EXPECT_EQ(runs[49], 2);
     }
+    EXPECT_EQ(test_allocator::liveBlocks(), before);
     test_jobSet empty;
     EXPECT_EQ(empty.run(), QSYS_OK);
     EXPECT_TRUE(empty.results().empty());
