@@ -92,7 +92,8 @@ QBASE_API qsys_status qsys_jobRequestSet_addFuncAndParams(qsys_jobRequestSet* re
                                                           const qsys_jobParams* params);
 
 /* Runs all requests and waits for them; the calling thread works too. Where no thread can be had, and
- * inside a job, the calling thread does all of the work.
+ * inside a job, the calling thread does all of the work. Every job sees the calling thread's
+ * floating-point environment (the rounding direction among it).
  * Result:  the first negative status in the order of the requests, else 0. The single statuses are then
  *          in the result set. Requests that were added before a failure of this function itself do not
  *          run.
