@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -172,9 +171,12 @@ double program_jsonNumber(const std::string& json, const std::string& key)
 
 std::string program_jsonKeys(const std::string& json)
 {
-    static const std::regex key("\"([a-z_]+)\": ");
     std::string keys;
-    for (std::sregex_iterator i(json.begin(), json.end(), key); i != std::sregex_iterator(); ++i)
-        keys += (*i)[1].str() + " ";
+    size_t end = 0;
+    while ((end = json.find("\": ", end)) != std::string::npos) {
+        const size_t start = json.rfind('"', end - 1) + 1;
+        keys += json.substr(start, end - start) + " ";
+        ++end;
+    }
     return keys;
 }
