@@ -75,7 +75,7 @@ inline void divide(const longs* n, words w, words* pixels)
 {
     const words ordered = sequenced(w);
     const words half = ordered >> 1;
-    const words divisor = ordered - (ordered == 0);
+    const words divisor = larger(ordered, wordsOf(1));
     const words bias = wordsOf(bias8 * weights >> 16); // as the upper half of a long
     const words none = wordsOf(0);
     const longs low = dividedSmall(n[0] + lowLongs(half, bias), lowLongs(divisor, none));

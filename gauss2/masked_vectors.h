@@ -57,6 +57,11 @@ inline void store(void* to, Vector a)
     std::memcpy(to, &a, sizeof a);
 }
 
+inline words larger(words a, words b)
+{
+    return a > b ? a : b;
+}
+
 // a / b of signed numbers in single precision.
 inline floats ratio(longs a, longs b)
 {
