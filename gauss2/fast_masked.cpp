@@ -21,11 +21,11 @@ namespace
 struct maskedShape {
     bool halveX;
     bool halveY;
-    bool sumsRows;    // the kernel is two steps behind its input
+    bool sumsRows;    // the kernel is behind its input
     bool pollsBefore; // all polls come before the first pixel
 };
 
-enum { pollRows = 64 };
+constexpr int pollRows = 64;
 
 // A filter at work on an image.
 template <class Pixel>
@@ -45,26 +45,24 @@ struct maskedRun {
 };
 
 // An end of a row with the border beside it.
-enum {
-    startColumns = gauss2_maskedMostBlock + gauss2_maskedAfter,
-    endColumns =
-        gauss2_maskedBefore + startColumns, // reaches back to before the first block that is not inside
-    repeatedColumns = startColumns,         // the last block is filled up, and a little more is read
-    narrowWidth = endColumns - 1,           // at most
-    copyColumns = gauss2_maskedBefore + endColumns + repeatedColumns,
-    lastColumns = 2 * gauss2_maskedMostBlock, // that the last blocks put out, at most
-};
+constexpr int startColumns = gauss2_maskedMostBlock + gauss2_maskedAfter;
+constexpr int endColumns =
+    gauss2_maskedBefore + startColumns;       // from before the first block that is not inside
+constexpr int repeatedColumns = startColumns; // the last block is filled up, and a little more is read
+constexpr int narrowWidth = endColumns - 1;   // at most
+constexpr int copyColumns = gauss2_maskedBefore + endColumns + repeatedColumns;
+constexpr int lastColumns = 2 * gauss2_maskedMostBlock; // that the last blocks put out, at most
 
 template <class Pixel>
 struct rowsCopy {
-    Pixel src[2][copyColumns];
-    uint8_t mask[2][copyColumns];
+    Pixel src[gauss2_maskedRows][copyColumns];
+    uint8_t mask[gauss2_maskedRows][copyColumns];
 };
 
 template <class Pixel>
 struct outputCopy {
-    Pixel dst[2][lastColumns];
-    uint8_t mask[2][lastColumns];
+    Pixel dst[gauss2_maskedRows][lastColumns];
+    uint8_t mask[gauss2_maskedRows][lastColumns];
 };
 
 // The copies of both ends have a size that the compiler knows: they are made for every row.
@@ -97,7 +95,7 @@ gauss2_maskedPiece<Pixel> pieceOf(const maskedRun<Pixel>& run, const gauss2_mask
 {
     gauss2_maskedPiece<Pixel> piece = rows;
     piece.blocks = blocks;
-    for (int i = 0; i < 2; ++i) {
+    for (int i = 0; i < gauss2_maskedRows; ++i) {
         piece.src[i] += first * run.block;
         piece.mask[i] += first * run.block;
         piece.dst[i] += first * run.outBlock;
@@ -111,7 +109,7 @@ gauss2_maskedPiece<Pixel> pieceOf(const maskedRun<Pixel>& run, const gauss2_mask
 template <class Pixel>
 void takeFrom(const rowsCopy<Pixel>& copy, int64_t column, gauss2_maskedPiece<Pixel>* piece)
 {
-    for (int i = 0; i < 2; ++i) {
+    for (int i = 0; i < gauss2_maskedRows; ++i) {
         piece->src[i] = copy.src[i] + column;
         piece->mask[i] = copy.mask[i] + column;
     }
@@ -122,19 +120,24 @@ int64_t clamped(int64_t index, int64_t count)
     return std::clamp<int64_t>(index, 0, count - 1);
 }
 
-// The rows of step `index`: the first output row is index, or 2 * index without sampling.
+// Output rows of a step.
+int64_t outRows(const maskedShape& shape)
+{
+    return shape.halveY ? gauss2_maskedRows / 2 : gauss2_maskedRows;
+}
+
 template <class Pixel>
 gauss2_maskedPiece<Pixel> rowsOfStep(const maskedRun<Pixel>& run, int64_t index)
 {
     const gauss2_maskedPlanes<Pixel>& planes = *run.planes;
     const int64_t ahead = run.shape.halveY ? 1 : run.shape.sumsRows ? 2 : 0;
     gauss2_maskedPiece<Pixel> rows;
-    for (int i = 0; i < 2; ++i) {
-        const int64_t row = clamped(2 * index + ahead + i, planes.pixels.height);
+    for (int i = 0; i < gauss2_maskedRows; ++i) {
+        const int64_t row = clamped(gauss2_maskedRows * index + ahead + i, planes.pixels.height);
         rows.src[i] = gauss2_row(planes.pixels.src, planes.pixels.srcStride, row);
         rows.mask[i] = gauss2_row(planes.mask, planes.maskStride, row);
-        const int64_t out = run.shape.halveY ? index : 2 * index + i;
-        const bool inside = out >= 0 && out < run.outHeight;
+        const int64_t out = outRows(run.shape) * index + i;
+        const bool inside = i < outRows(run.shape) && out >= 0 && out < run.outHeight;
         rows.dst[i] = inside ? gauss2_row(planes.pixels.dst, planes.pixels.dstStride, out) : run.spareRow;
         rows.dstMask[i] = inside && planes.dstMask ? gauss2_row(planes.dstMask, planes.dstMaskStride, out)
                                                    : run.spareMask;
@@ -152,7 +155,7 @@ void describeStep(const maskedRun<Pixel>& run, const gauss2_maskedPiece<Pixel>& 
 {
     const int64_t width = run.planes->pixels.width;
     if (width <= narrowWidth) {
-        for (int i = 0; i < 2; ++i) {
+        for (int i = 0; i < gauss2_maskedRows; ++i) {
             copyNarrow(rows.src[i], width, copies[0].src[i]);
             copyNarrow(rows.mask[i], width, copies[0].mask[i]);
         }
@@ -161,7 +164,7 @@ void describeStep(const maskedRun<Pixel>& run, const gauss2_maskedPiece<Pixel>& 
         takeFrom(copies[0], gauss2_maskedBefore, &step->pieces[0]);
         return;
     }
-    for (int i = 0; i < 2; ++i) {
+    for (int i = 0; i < gauss2_maskedRows; ++i) {
         copyStart(rows.src[i], copies[0].src[i]);
         copyStart(rows.mask[i], copies[0].mask[i]);
         copyEnd(rows.src[i], width, copies[1].src[i]);
@@ -187,12 +190,12 @@ void runStep(const maskedRun<Pixel>& run, int64_t index)
     const int64_t lastWidth = run.outWidth - (run.blocks - last->blocks) * run.outBlock;
     const bool overhangs = lastWidth < last->blocks * run.outBlock;
     outputCopy<Pixel> copy;
-    for (int i = 0; overhangs && i < 2; ++i) {
+    for (int i = 0; overhangs && i < gauss2_maskedRows; ++i) {
         last->dst[i] = copy.dst[i];
         last->dstMask[i] = copy.mask[i];
     }
     run.kernel.run(&step);
-    for (int i = 0; overhangs && i < (run.shape.halveY ? 1 : 2); ++i) {
+    for (int i = 0; overhangs && i < outRows(run.shape); ++i) {
         std::copy_n(copy.dst[i], lastWidth, lastRows.dst[i]);
         std::copy_n(copy.mask[i], lastWidth, lastRows.dstMask[i]);
     }
@@ -206,19 +209,18 @@ qip_status pollRowsAhead(int64_t height)
     return status < 0 ? status : QIP_OK;
 }
 
-// All steps, the first two of a filter that sums over rows only for what it remembers of the rows above.
+// All steps, the first one of a filter that sums over rows only for what it keeps of the rows above.
 template <class Pixel>
 qip_status runSteps(const maskedRun<Pixel>& run)
 {
-    const int64_t stepRows = run.shape.halveY ? 1 : 2; // of the output
-    const int64_t steps = (run.outHeight + stepRows - 1) / stepRows;
+    const int64_t steps = (run.outHeight + outRows(run.shape) - 1) / outRows(run.shape);
     if (run.shape.pollsBefore) {
         const qip_status status = pollRowsAhead(run.planes->pixels.height);
         if (status < 0)
             return status;
     }
-    for (int64_t index = run.shape.sumsRows ? -2 : 0; index < steps; ++index) {
-        if (!run.shape.pollsBefore && index >= 0 && index % (pollRows / 2) == 0) {
+    for (int64_t index = run.shape.sumsRows ? -1 : 0; index < steps; ++index) {
+        if (!run.shape.pollsBefore && index >= 0 && index % (pollRows / gauss2_maskedRows) == 0) {
             const qip_status status = qsys_attention_check();
             if (status < 0)
                 return status;

@@ -134,7 +134,6 @@ struct alignas(64) blockState {
     cover steady; // a step whose mask is this one goes that way, and changes nothing here
     cover kept;   // full: the sums are in `unmasked`; mixed: in `n` and `w`; else they are all empty
     cover last;   // of the last step
-    uint8_t same; // steps in a row that were like the last one, 2 standing for more too
     keptColumns<Pixel, rows> sums[parities<columns>];
 };
 
@@ -189,18 +188,16 @@ inline void convertSum(keptColumns<Pixel, rows>* kept, int index, int weights, c
 }
 
 // How a block goes through a step whose mask does not keep it steady; brings its kept sums into the form for
-// it. Kept sums take a short form again when both steps that they hold were of that kind.
+// it. Kept sums are those of the last step's rows, so they take a short form when that was of the same kind.
 template <class Pixel, along columns, along rows>
 [[gnu::noinline]] cover changePlan(blockState<Pixel, columns, rows>* state, cover fresh)
 {
-    const bool same = fresh == state->last;
-    const cover plan = same && state->same == 2 ? fresh : cover::mixed;
+    const cover plan = fresh == state->last ? fresh : cover::mixed;
     if (plan != state->kept)
         for (auto& kept : state->sums)
             for (int i = 0; i < keptSums(rows); ++i)
                 convertSum(&kept, i, weightSum(columns) * keptWeights<rows>[i], state -> kept, plan);
     state->kept = plan;
-    state->same = same ? (state->same < 2 ? state->same + 1 : 2) : 1;
     state->last = fresh;
     state->steady = plan == fresh ? fresh : cover::changing;
     return plan;
@@ -214,9 +211,9 @@ inline void fullColumns(const freshRow<Pixel>* fresh, keptColumns<Pixel, rows>* 
 {
     constexpr int weights = weightSum(columns) * weightSum(rows);
     for (int part = 0; part < laneParts<Pixel>; ++part) {
-        lanes<Pixel> s[2];
-        sumRows<rows>(kept->unmasked[part], sumUnmasked<columns, odd>(fresh[0], part),
-                      sumUnmasked<columns, odd>(fresh[1], part), s);
+        lanes<Pixel> s[rowsOut(rows)];
+        sumRows<rows>(
+            kept->unmasked[part], [&](int i) { return sumUnmasked<columns, odd>(fresh[i], part); }, s);
         for (int i = 0; i < rowsOut(rows); ++i)
             out[i].pixels[odd][part] = rounded<weights>(s[i]);
     }
@@ -235,15 +232,15 @@ inline void mixedColumns(const freshRow<Pixel>* fresh, keptColumns<Pixel, rows>*
                          maskedSums (*sums)[parities<columns>])
 {
     for (int part = 0; part < 2; ++part) {
-        longs n[2];
-        sumRows<rows>(kept->n[part], sumMasked<columns, odd>(fresh[0], part),
-                      sumMasked<columns, odd>(fresh[1], part), n);
+        longs n[rowsOut(rows)];
+        sumRows<rows>(
+            kept->n[part], [&](int i) { return sumMasked<columns, odd>(fresh[i], part); }, n);
         for (int i = 0; i < rowsOut(rows); ++i)
             sums[i][odd].n[part] = n[i];
     }
-    words w[2];
-    sumRows<rows>(kept->w, sumWeights<columns, odd>(fresh[0].mask), sumWeights<columns, odd>(fresh[1].mask),
-                  w);
+    words w[rowsOut(rows)];
+    sumRows<rows>(
+        kept->w, [&](int i) { return sumWeights<columns, odd>(fresh[i].mask); }, w);
     for (int i = 0; i < rowsOut(rows); ++i)
         sums[i][odd].w = w[i];
 }
@@ -259,55 +256,17 @@ inline void mixedOutput(const maskedSums* sums, output<Pixel, columns>* out)
 
 // ---- a step ----
 
-// What the mask is over all columns that a block reads, in both rows.
-struct blockMask {
-    bytes all;
-    bytes any;
-};
-
-inline blockMask readMask(const uint8_t* const* mask)
-{
-    constexpr int right = gauss2_maskedAfter; // the second load ends with the last column
-    const bytes a = loadBytes(mask[0] - gauss2_maskedBefore);
-    const bytes b = loadBytes(mask[0] + right);
-    const bytes c = loadBytes(mask[1] - gauss2_maskedBefore);
-    const bytes d = loadBytes(mask[1] + right);
-    return {(a & b) & (c & d), (a | b) | (c | d)};
-}
-
-// A place in a step: one block.
+// A block of a piece.
 template <class Pixel, along columns, along rows>
 struct cursor {
-    freshRow<Pixel> fresh[2];
-    place<Pixel> out[2];
-    blockState<Pixel, columns, rows>* state;
+    const gauss2_maskedPiece<Pixel>* piece;
+    int64_t block;
 };
 
 template <class Pixel, along columns, along rows>
-inline cursor<Pixel, columns, rows> cursorAt(const gauss2_maskedPiece<Pixel>& piece, int64_t block)
+inline blockState<Pixel, columns, rows>* stateAt(const cursor<Pixel, columns, rows>& at)
 {
-    cursor<Pixel, columns, rows> at;
-    for (int i = 0; i < 2; ++i) {
-        at.fresh[i] = {piece.src[i] + block * blockColumns, piece.mask[i] + block * blockColumns, nullptr};
-        at.out[i] = {piece.dst[i] + block * outColumns<columns>,
-                     piece.dstMask[i] + block * outColumns<columns>};
-    }
-    if constexpr (rows != along::nothing)
-        at.state = reinterpret_cast<blockState<Pixel, columns, rows>*>(piece.state) + block;
-    return at;
-}
-
-template <class Pixel, along columns, along rows>
-inline void advance(cursor<Pixel, columns, rows>* at)
-{
-    for (int i = 0; i < 2; ++i) {
-        at->fresh[i].src += blockColumns;
-        at->fresh[i].mask += blockColumns;
-        at->out[i].dst += outColumns<columns>;
-        at->out[i].mask += outColumns<columns>;
-    }
-    if constexpr (rows != along::nothing)
-        ++at->state;
+    return reinterpret_cast<blockState<Pixel, columns, rows>*>(at.piece->state) + at.block;
 }
 
 template <class Pixel, along columns, along rows>
@@ -317,128 +276,165 @@ inline keptColumns<Pixel, rows>* keptAt(const cursor<Pixel, columns, rows>& at, 
         static keptColumns<Pixel, rows> none;
         return &none;
     } else
-        return &at.state->sums[parity];
+        return &stateAt(at)->sums[parity];
+}
+
+template <class Pixel, along columns, along rows>
+inline void freshAt(const cursor<Pixel, columns, rows>& at, freshRow<Pixel>* fresh)
+{
+    const int64_t column = at.block * blockColumns;
+    for (int i = 0; i < gauss2_maskedRows; ++i)
+        fresh[i] = {at.piece->src[i] + column, at.piece->mask[i] + column, nullptr};
+}
+
+template <class Pixel, along columns, along rows>
+inline place<Pixel> placeAt(const cursor<Pixel, columns, rows>& at, int row)
+{
+    const int64_t column = at.block * outColumns<columns>;
+    return {at.piece->dst[row] + column, at.piece->dstMask[row] + column};
+}
+
+// Whether the mask is full, or empty, over all columns that a block reads.
+template <class Pixel, along columns, along rows>
+inline bool isFullAt(const cursor<Pixel, columns, rows>& at)
+{
+    bytes all = {};
+    for (int i = 0; i < gauss2_maskedRows; ++i) {
+        const uint8_t* const mask = at.piece->mask[i] + at.block * blockColumns;
+        const bytes both = loadBytes(mask - gauss2_maskedBefore) & loadBytes(mask + gauss2_maskedAfter);
+        all = i == 0 ? both : all & both;
+    }
+    return isFull(all);
+}
+
+template <class Pixel, along columns, along rows>
+inline bool isEmptyAt(const cursor<Pixel, columns, rows>& at)
+{
+    bytes any = {};
+    for (int i = 0; i < gauss2_maskedRows; ++i) {
+        const uint8_t* const mask = at.piece->mask[i] + at.block * blockColumns;
+        any |= loadBytes(mask - gauss2_maskedBefore) | loadBytes(mask + gauss2_maskedAfter);
+    }
+    return isEmpty(any);
 }
 
 template <class Pixel, along columns, along rows>
 inline cover planBlock(const cursor<Pixel, columns, rows>& at)
 {
-    const uint8_t* const mask[2] = {at.fresh[0].mask, at.fresh[1].mask};
-    const blockMask seen = readMask(mask);
-    const cover fresh = isFull(seen.all) ? cover::full : isEmpty(seen.any) ? cover::empty : cover::mixed;
+    const cover fresh = isFullAt(at) ? cover::full : isEmptyAt(at) ? cover::empty : cover::mixed;
     if constexpr (rows == along::nothing)
         return fresh;
     else
-        return fresh == at.state->steady ? fresh : changePlan(at.state, fresh);
+        return fresh == stateAt(at)->steady ? fresh : changePlan(stateAt(at), fresh);
 }
 
 template <class Pixel, along columns, along rows>
 inline bool isSteadilyFull(const cursor<Pixel, columns, rows>& at)
 {
     if constexpr (rows != along::nothing)
-        if (at.state->steady != cover::full)
+        if (stateAt(at)->steady != cover::full)
             return false;
-    const uint8_t* const mask[2] = {at.fresh[0].mask, at.fresh[1].mask};
-    return isFull(readMask(mask).all);
+    return isFullAt(at);
 }
 
-// Runs full blocks from the first of `count` on, as many as there are side by side. Returns how many.
+// Runs full blocks from the first on, as many as there are side by side. Returns the block after them.
 template <class Pixel, along columns, along rows>
-inline int64_t runFull(cursor<Pixel, columns, rows> at, int64_t count)
+inline int64_t runFull(cursor<Pixel, columns, rows> at)
 {
-    int64_t done = 0;
+    const int64_t blocks = at.piece->blocks;
     do {
-        output<Pixel, columns> out[2];
-        fullColumns<rows, false>(at.fresh, keptAt(at, 0), out);
+        freshRow<Pixel> fresh[gauss2_maskedRows];
+        output<Pixel, columns> out[rowsOut(rows)];
+        freshAt(at, fresh);
+        fullColumns<rows, false>(fresh, keptAt(at, 0), out);
         if constexpr (parities<columns> == 2)
-            fullColumns<rows, true>(at.fresh, keptAt(at, 1), out);
+            fullColumns<rows, true>(fresh, keptAt(at, 1), out);
         for (int i = 0; i < rowsOut(rows); ++i)
-            put(at.out[i], out[i]);
-        advance(&at);
-        ++done;
-    } while (done < count && isSteadilyFull(at));
-    return done;
+            put(placeAt(at, i), out[i]);
+        ++at.block;
+    } while (at.block < blocks && isSteadilyFull(at));
+    return at.block;
 }
 
 template <class Pixel, along columns, along rows>
 inline void runEmpty(const cursor<Pixel, columns, rows>& at)
 {
     for (int i = 0; i < rowsOut(rows); ++i) {
-        std::memset(at.out[i].dst, 0, outColumns<columns> * sizeof(Pixel));
-        std::memset(at.out[i].mask, 0, outColumns<columns>);
+        std::memset(placeAt(at, i).dst, 0, outColumns<columns> * sizeof(Pixel));
+        std::memset(placeAt(at, i).mask, 0, outColumns<columns>);
     }
 }
 
-// mask * pixel - bias8 of a few mixed blocks in both rows; column 0 is at gauss2_maskedBefore. They are worked
-// out before the sums, since a load that straddles two stores has to wait for both.
-constexpr int groupBlocks = 8;
+// mask * pixel - bias8 of a few mixed blocks; column 0 is at gauss2_maskedBefore. They are worked out before
+// the sums, since a load that straddles two stores has to wait for both.
+constexpr int groupBlocks = 4;
 
 struct alignas(64) groupProducts {
-    int16_t row[2][groupBlocks * blockColumns + gauss2_maskedBefore + gauss2_maskedAfter];
+    int16_t row[gauss2_maskedRows][groupBlocks * blockColumns + gauss2_maskedBefore + gauss2_maskedAfter];
 };
 
 // From `column` on, half a block of them.
 inline void multiply(const freshRow<uint8_t>* fresh, int64_t column, groupProducts* products)
 {
-    for (int i = 0; i < 2; ++i) {
+    for (int i = 0; i < gauss2_maskedRows; ++i) {
         const words product = widened(fresh[i].src + column) * widened(fresh[i].mask + column);
         store(products->row[i] + gauss2_maskedBefore + column, centred(product));
     }
 }
 
-// Runs mixed blocks from the first of `count` on, as many as there are side by side, at most a group. Returns
-// how many; *plan, that of the first block, becomes that of the next one if it is not mixed.
+// Runs mixed blocks from the first on, as many as there are side by side, at most a group. Returns the block
+// after them; *plan, that of the first block, becomes that of the next one if it is not mixed.
 template <class Pixel, along columns, along rows>
-[[gnu::noinline]] int64_t runMixed(cursor<Pixel, columns, rows> at, int64_t count, cover* plan)
+[[gnu::noinline]] int64_t runMixed(const cursor<Pixel, columns, rows>& first, cover* plan)
 {
     groupProducts products;
-    cursor<Pixel, columns, rows> ahead = at;
-    const int64_t most = count < groupBlocks ? count : groupBlocks;
+    freshRow<Pixel> fresh[gauss2_maskedRows];
+    cursor<Pixel, columns, rows> at = first;
+    const int64_t left = at.piece->blocks - at.block;
+    const int64_t most = left < groupBlocks ? left : groupBlocks;
+    freshAt(first, fresh);
     int64_t done = 0;
     do {
         if constexpr (sizeof(Pixel) == 1)
             for (int half = 0; half < 2; ++half)
-                multiply(at.fresh, done * blockColumns - gauss2_maskedBefore + half * laneColumns,
-                         &products);
-        advance(&ahead);
+                multiply(fresh, done * blockColumns - gauss2_maskedBefore + half * laneColumns, &products);
+        ++at.block;
         ++done;
-    } while (done < most && (*plan = planBlock(ahead)) == cover::mixed);
+    } while (done < most && (*plan = planBlock(at)) == cover::mixed);
     if constexpr (sizeof(Pixel) == 1)
-        multiply(at.fresh, done * blockColumns + gauss2_maskedAfter - laneColumns, &products);
-    ahead = at;
+        multiply(fresh, done * blockColumns + gauss2_maskedAfter - laneColumns, &products);
     maskedSums sums[groupBlocks][rowsOut(rows)][parities<columns>];
     for (int64_t i = 0; i < done; ++i) {
-        for (int r = 0; r < 2; ++r)
-            ahead.fresh[r].products = products.row[r] + gauss2_maskedBefore + i * blockColumns;
-        mixedColumns<rows, false, columns>(ahead.fresh, keptAt(ahead, 0), sums[i]);
+        at.block = first.block + i;
+        freshAt(at, fresh);
+        for (int r = 0; r < gauss2_maskedRows; ++r)
+            fresh[r].products = products.row[r] + gauss2_maskedBefore + i * blockColumns;
+        mixedColumns<rows, false, columns>(fresh, keptAt(at, 0), sums[i]);
         if constexpr (parities<columns> == 2)
-            mixedColumns<rows, true, columns>(ahead.fresh, keptAt(ahead, 1), sums[i]);
-        advance(&ahead);
+            mixedColumns<rows, true, columns>(fresh, keptAt(at, 1), sums[i]);
     }
     for (int r = 0; r < rowsOut(rows); ++r)
         for (int64_t i = 0; i < done; ++i) {
+            at.block = first.block + i;
             output<Pixel, columns> out;
             mixedOutput<weightSum(columns) * weightSum(rows)>(sums[i][r], &out);
-            put(at.out[r], out);
-            at.out[r].dst += outColumns<columns>;
-            at.out[r].mask += outColumns<columns>;
+            put(placeAt(at, r), out);
         }
-    return done;
+    return first.block + done;
 }
 
 template <class Pixel, along columns, along rows>
 inline void runPiece(const gauss2_maskedPiece<Pixel>& piece)
 {
-    int64_t block = 0;
-    while (block < piece.blocks) {
-        const cursor<Pixel, columns, rows> at = cursorAt<Pixel, columns, rows>(piece, block);
+    cursor<Pixel, columns, rows> at = {&piece, 0};
+    while (at.block < piece.blocks) {
         cover plan = planBlock(at);
         if (plan == cover::mixed)
-            block += runMixed(at, piece.blocks - block, &plan);
+            at.block = runMixed(at, &plan);
         if (plan == cover::full)
-            block += runFull(cursorAt<Pixel, columns, rows>(piece, block), piece.blocks - block);
+            at.block = runFull(at);
         else if (plan == cover::empty)
-            runEmpty(cursorAt<Pixel, columns, rows>(piece, block++));
+            runEmpty(at), ++at.block;
     }
 }
 

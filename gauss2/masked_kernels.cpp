@@ -9,14 +9,14 @@ namespace
 
 constexpr int blockColumns = 16;
 
-// mask * pixel and mask, one of them by `Weigh`, summed along a row.
-template <along columns, class Weigh>
-uint32_t sumColumns(const Weigh& weigh, int64_t column)
+// Values of a row, value(row, column), summed along it.
+template <along columns, class Value>
+uint32_t sumColumns(const Value& value, int row, int64_t x)
 {
-    const uint32_t centre = weigh(column);
     if constexpr (columns == along::nothing)
-        return centre;
-    return weigh(column - 2) + 4 * (weigh(column - 1) + weigh(column + 1)) + 6 * centre + weigh(column + 2);
+        return value(row, x);
+    return value(row, x - 2) + 4 * (value(row, x - 1) + value(row, x + 1)) + 6 * value(row, x) +
+           value(row, x + 2);
 }
 
 // N and W fit: N + (W >> 1) <= 256 * 255 * 65535 + 32640 < 2^32. A column keeps the sums of N, then those of W.
@@ -27,17 +27,19 @@ void runPiece(const gauss2_maskedPiece<Pixel>& piece)
     constexpr int shift = columns == along::nothing || rows == along::nothing ? 4 : 8;
     auto* kept = reinterpret_cast<uint32_t*>(piece.state);
     for (int64_t out = 0; out < piece.blocks * blockColumns / distance; ++out, kept += 2 * keptSums(rows)) {
-        uint32_t n[2];
-        uint32_t w[2];
-        for (int i = 0; i < 2; ++i) {
-            const Pixel* const src = piece.src[i];
-            const uint8_t* const mask = piece.mask[i];
-            n[i] =
-                sumColumns<columns>([=](int64_t x) { return uint32_t{mask[x]} * src[x]; }, out * distance);
-            w[i] = sumColumns<columns>([=](int64_t x) { return uint32_t{mask[x]}; }, out * distance);
-        }
-        sumRows<rows>(kept, n[0], n[1], n);
-        sumRows<rows>(kept + keptSums(rows), w[0], w[1], w);
+        uint32_t n[rowsOut(rows)];
+        uint32_t w[rowsOut(rows)];
+        const auto product = [&](int row, int64_t x) {
+            return uint32_t{piece.mask[row][x]} * piece.src[row][x];
+        };
+        const auto weight = [&](int row, int64_t x) {
+            return uint32_t{piece.mask[row][x]};
+        };
+        sumRows<rows>(
+            kept, [&](int row) { return sumColumns<columns>(product, row, out * distance); }, n);
+        sumRows<rows>(
+            kept + keptSums(rows),
+            [&](int row) { return sumColumns<columns>(weight, row, out * distance); }, w);
         for (int i = 0; i < rowsOut(rows); ++i) {
             piece.dst[i][out] = static_cast<Pixel>(w[i] == 0 ? 0 : (n[i] + (w[i] >> 1)) / w[i]);
             piece.dstMask[i][out] = static_cast<uint8_t>((w[i] + (1u << shift >> 1)) >> shift);

@@ -1,4 +1,4 @@
-// The inner loops of the fast masked filters: two fresh source rows at a time, in whole blocks of columns, at
+// The inner loops of the fast masked filters: four fresh source rows at a time, in whole blocks of columns, at
 // one processor level. Borders, rows outside the image, polls and memory are the drivers' affair
 // (gauss2/fast_masked.cpp).
 //
@@ -16,27 +16,26 @@
 
 #include <cstdint>
 
-enum {
-    gauss2_maskedBefore = 2,
-    gauss2_maskedAfter = 3,
-    gauss2_maskedMostBlock = 32, // columns of a block, at most
-    gauss2_maskedPieces = 3,
-};
+constexpr int gauss2_maskedRows = 4; // source rows of a step; the output has as many, or half of them
+constexpr int gauss2_maskedBefore = 2;
+constexpr int gauss2_maskedAfter = 3;
+constexpr int gauss2_maskedMostBlock = 32; // columns of a block, at most
+constexpr int gauss2_maskedPieces = 3;
 
 // Blocks side by side whose rows lie in one piece of memory each.
 template <class Pixel>
 struct gauss2_maskedPiece {
     int64_t blocks;
-    const Pixel* src[2]; // the two fresh rows
-    const uint8_t* mask[2];
-    Pixel* dst[2];
-    uint8_t* dstMask[2];
+    const Pixel* src[gauss2_maskedRows]; // the fresh rows
+    const uint8_t* mask[gauss2_maskedRows];
+    Pixel* dst[gauss2_maskedRows];
+    uint8_t* dstMask[gauss2_maskedRows];
     unsigned char* state; // of the first block, on a 64-byte boundary
 };
 
 // One step through all blocks, in any order. Filters that sum over rows are behind their input: with the fresh
-// rows r[2] and r[3], 5x5 and 1x5 give the output rows r[0] and r[1]; the sampled ones give with r[1] and r[2]
-// the one of r[0], in the first output row. The others give the rows of the fresh ones.
+// rows r[2] .. r[5], 5x5 and 1x5 give the output rows of r[0] .. r[3]; the sampled ones give with r[1] .. r[4]
+// those of r[0] and r[2], in the first two output rows. The others give the rows of the fresh ones.
 template <class Pixel>
 struct gauss2_maskedStep {
     int32_t pieceCount;
