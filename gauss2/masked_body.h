@@ -188,11 +188,13 @@ inline void convertSum(keptColumns<Pixel, rows>* kept, int index, int weights, c
 }
 
 // How a block goes through a step whose mask does not keep it steady; brings its kept sums into the form for
-// it. Kept sums are those of the last step's rows, so they take a short form when that was of the same kind.
+// it. Kept sums are those of the last step's rows, so they take a short form when that was of the same kind, or
+// when there was none: what the first step gives is of no use.
 template <class Pixel, along columns, along rows>
 [[gnu::noinline]] cover changePlan(blockState<Pixel, columns, rows>* state, cover fresh)
 {
-    const cover plan = fresh == state->last ? fresh : cover::mixed;
+    const bool keeps = state->last == fresh || state->last == cover::changing;
+    const cover plan = keeps ? fresh : cover::mixed;
     if (plan != state->kept)
         for (auto& kept : state->sums)
             for (int i = 0; i < keptSums(rows); ++i)

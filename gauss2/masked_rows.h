@@ -30,7 +30,8 @@ constexpr int keptWeights<along::all>[4] = {1, 2, 4, 8};
 template <>
 constexpr int keptWeights<along::sampled>[4] = {11, 1};
 
-// Takes the fresh rows, fresh(0) .. fresh(gauss2_maskedRows - 1), and gives rowsOut(rows) sums.
+// Takes the fresh rows, fresh(0) .. fresh(gauss2_maskedRows - 1), and gives rowsOut(rows) sums. The kept sums go
+// through a copy, which no load of a pixel can be thought to read.
 template <along rows, class Number, class Fresh>
 inline void sumRows(Number* kept, const Fresh& fresh, Number* out)
 {
@@ -39,26 +40,33 @@ inline void sumRows(Number* kept, const Fresh& fresh, Number* out)
             out[i] = fresh(i);
     } else if constexpr (rows == along::sampled) {
         // kept: r[-2] + 4 r[-1] + 6 r[0], and r[0], from where the rows d and e lead to r[2].
+        Number sum = kept[0];
+        Number last = kept[1];
         for (int i = 0; i < gauss2_maskedRows / 2; ++i) {
             const Number d = fresh(2 * i);
             const Number e = fresh(2 * i + 1);
             const Number both = (d << 2) + e;
-            out[i] = kept[0] + both;
-            kept[0] = kept[1] + (both + ((e << 2) + e));
-            kept[1] = e;
+            out[i] = sum + both;
+            sum = last + (both + ((e << 2) + e));
+            last = e;
         }
+        kept[0] = sum;
+        kept[1] = last;
     } else {
         // 1 4 6 4 1 is four times 1 1: a row adds itself to the row before, that sum adds itself to the one
         // before, and so on. kept: the last of each.
+        Number last[4] = {kept[0], kept[1], kept[2], kept[3]};
         for (int i = 0; i < gauss2_maskedRows; ++i) {
             Number sum = fresh(i);
-            for (int k = 0; k < 4; ++k) {
-                const Number before = kept[k];
-                kept[k] = sum;
-                sum = sum + before;
+            for (Number& before : last) {
+                const Number next = sum + before;
+                before = sum;
+                sum = next;
             }
             out[i] = sum;
         }
+        for (int k = 0; k < 4; ++k)
+            kept[k] = last[k];
     }
 }
 
