@@ -20,26 +20,23 @@ qip_status gauss2_checkWindow(const Window& window, int32_t pixelSize)
     return window.firstPixel || window.width <= 0 || window.height <= 0 ? QIP_OK : QIMG_E_UNBOUND;
 }
 
-template <class Planes>
-qip_status gauss2_checkViews(const gauss2_views& views)
+qip_status gauss2_checkViews(gauss2_format format, const gauss2_views& views)
 {
-    const int32_t pixelSize = sizeof(typename gauss2_kind<Planes>::Pixel);
-    qip_status status = gauss2_checkWindow(views.src, pixelSize);
+    qip_status status = gauss2_checkWindow(views.src, format.pixelSize);
     if (status >= 0 && views.masked)
         status = gauss2_checkWindow(views.srcMask, 1);
     if (status >= 0)
-        status = gauss2_checkWindow(views.dst, pixelSize);
+        status = gauss2_checkWindow(views.dst, format.pixelSize);
     if (status >= 0 && views.hasDstMask)
         status = gauss2_checkWindow(views.dstMask, 1);
     return status;
 }
 
 // The windows over images or over the caller's windows, checked.
-template <class Planes>
-qip_status gauss2_viewsOf(const gauss2_images& images, gauss2_views* views)
+qip_status gauss2_viewsOf(gauss2_format format, const gauss2_images& images, gauss2_views* views)
 {
     *views = {};
-    views->masked = gauss2_kind<Planes>::masked;
+    views->masked = format.masked;
     views->hasDstMask = images.dstMask != nullptr;
     qip_status status = qimg_windowConst_init(&views->src, images.src);
     if (status >= 0 && views->masked)
@@ -48,14 +45,13 @@ qip_status gauss2_viewsOf(const gauss2_images& images, gauss2_views* views)
         status = qimg_window_init(&views->dst, images.dst);
     if (status >= 0 && views->hasDstMask)
         status = qimg_window_init(&views->dstMask, images.dstMask);
-    return status < 0 ? status : gauss2_checkViews<Planes>(*views);
+    return status < 0 ? status : gauss2_checkViews(format, *views);
 }
 
-template <class Planes>
-qip_status gauss2_viewsOf(const gauss2_windows& windows, gauss2_views* views)
+qip_status gauss2_viewsOf(gauss2_format format, const gauss2_windows& windows, gauss2_views* views)
 {
     *views = {};
-    views->masked = gauss2_kind<Planes>::masked;
+    views->masked = format.masked;
     views->hasDstMask = windows.dstMask != nullptr;
     if (!windows.src || !windows.dst || (views->masked && !windows.srcMask))
         return QSYS_E_ARGUMENT;
@@ -65,52 +61,71 @@ qip_status gauss2_viewsOf(const gauss2_windows& windows, gauss2_views* views)
         views->srcMask = *windows.srcMask;
     if (views->hasDstMask)
         views->dstMask = *windows.dstMask;
-    return gauss2_checkViews<Planes>(*views);
+    return gauss2_checkViews(format, *views);
 }
 
-// ---- binding ----
+// ---- rectangles and binding ----
 
-// The rectangle R to be written of the full one, D. An unbound destination is bound to D. `missed` says that
-// a bound one does not meet D; then nothing is bound, no mask either.
-template <class Planes>
-qip_status gauss2_bindImages(const gauss2_images& images, const qstd_rect32& full, qstd_rect32* part,
-                             bool* missed)
-{
-    *missed = false;
-    *part = full;
-    int isBound = 0;
-    qip_status status = qimg_image_getIsBound(images.dst, &isBound);
-    if (status >= 0 && isBound) {
-        status = qimg_image_getWindow(images.dst, part);
-        if (status >= 0)
-            status = qstd_rect32_intersect(part, &full);
-        *missed = gauss2_isNull(*part);
-    } else if (status >= 0) {
-        status = qimg_image_assignNewRect(images.dst, sizeof(typename gauss2_kind<Planes>::Pixel), &full);
-    }
-    if (status < 0 || *missed || !images.dstMask)
-        return status;
-    status = qimg_image_getIsBound(images.dstMask, &isBound);
-    return status < 0 || isBound ? status : qimg_image8_assignNewRect(images.dstMask, part);
-}
+// The windows of a request, the full destination rectangle D, and the part of it to be written, R.
+struct gauss2_prepared {
+    gauss2_views views;
+    qstd_rect32 full;
+    qstd_rect32 part;
+    bool missed; // image forms: the destination is bound and does not meet D
+};
 
-// The windows of a request after binding, and its rectangles.
-template <class Planes>
-qip_status gauss2_prepareImages(const gauss2_images& images, gauss2_sampling sampling, gauss2_views* views,
-                                qstd_rect32* full, qstd_rect32* part, bool* missed)
+template <class Arguments>
+qip_status gauss2_prepareFull(gauss2_format format, gauss2_sampling sampling, const Arguments& arguments,
+                              gauss2_prepared* prepared)
 {
-    qip_status status = gauss2_viewsOf<Planes>(images, views);
+    qip_status status = gauss2_viewsOf(format, arguments, &prepared->views);
     if (status < 0)
         return status;
     qstd_rect32 source;
-    status = qimg_windowConst_getWindow(&views->src, &source);
+    status = qimg_windowConst_getWindow(&prepared->views.src, &source);
+    prepared->full = gauss2_destRect(sampling, source);
+    prepared->part = prepared->full;
+    prepared->missed = false;
+    return status;
+}
+
+// Gives *part, D at first, what the destination takes of it.
+qip_status gauss2_intersectDestination(const gauss2_views& views, qstd_rect32* part)
+{
+    qstd_rect32 dest;
+    const qip_status status = qimg_window_getWindow(&views.dst, &dest);
+    return status < 0 ? status : qstd_rect32_intersect(part, &dest);
+}
+
+// Binds an unbound destination to D, and an unbound mask to R. When a bound destination misses D nothing is
+// bound, no mask either.
+qip_status gauss2_bindImages(gauss2_format format, const gauss2_images& images, gauss2_prepared* prepared)
+{
+    int isBound = 0;
+    qip_status status = qimg_image_getIsBound(images.dst, &isBound);
     if (status < 0)
         return status;
-    *full = gauss2_destRect(sampling, source);
-    status = gauss2_bindImages<Planes>(images, *full, part, missed);
+    if (isBound) {
+        status = gauss2_intersectDestination(prepared->views, &prepared->part);
+        prepared->missed = gauss2_isNull(prepared->part);
+    } else {
+        status = qimg_image_assignNewRect(images.dst, format.pixelSize, &prepared->full);
+    }
+    if (status < 0 || prepared->missed || !images.dstMask)
+        return status;
+    status = qimg_image_getIsBound(images.dstMask, &isBound);
+    return status < 0 || isBound ? status : qimg_image8_assignNewRect(images.dstMask, &prepared->part);
+}
+
+qip_status gauss2_prepareImages(gauss2_format format, gauss2_sampling sampling, const gauss2_images& images,
+                                gauss2_prepared* prepared)
+{
+    qip_status status = gauss2_prepareFull(format, sampling, images, prepared);
+    if (status >= 0)
+        status = gauss2_bindImages(format, images, prepared);
     // The windows are taken and checked again, since binding changes images, and one image may have been given
     // in two places.
-    return status < 0 || *missed ? status : gauss2_viewsOf<Planes>(images, views);
+    return status < 0 || prepared->missed ? status : gauss2_viewsOf(format, images, &prepared->views);
 }
 
 // ---- the transform of the image forms ----
@@ -151,100 +166,49 @@ qip_status gauss2_setTransform(const gauss2_images& images, const qmath_xformLin
 
 // ---- the four forms ----
 
-template <class Planes>
-qip_status gauss2_smoothImages(const gauss2_images& images, gauss2_sampling sampling)
+qip_status gauss2_smoothImages(gauss2_format format, gauss2_sampling sampling, const gauss2_images& images)
 {
-    gauss2_views views;
-    qstd_rect32 full;
-    qstd_rect32 part;
-    bool missed = false;
-    qip_status status = gauss2_prepareImages<Planes>(images, sampling, &views, &full, &part, &missed);
-    if (status < 0 || missed)
+    gauss2_prepared prepared;
+    qip_status status = gauss2_prepareImages(format, sampling, images, &prepared);
+    if (status < 0 || prepared.missed)
         return status;
     qmath_xformLinear map;
-    status = gauss2_halfPipeline<Planes>(views, sampling, full, part, &map);
+    status = gauss2_halfPipeline(prepared.views, sampling, prepared.full, prepared.part, &map);
     return status < 0 ? status : gauss2_setTransform(images, map);
 }
 
-template <class Planes>
-qip_status gauss2_smoothWindows(const gauss2_windows& windows, gauss2_sampling sampling,
-                                const qmath_xformLinear* srcTransform, qmath_xformLinear* dstTransform)
+qip_status gauss2_smoothWindows(gauss2_format format, gauss2_sampling sampling,
+                                const gauss2_windows& windows, const qmath_xformLinear* srcTransform,
+                                qmath_xformLinear* dstTransform)
 {
-    gauss2_views views;
-    qip_status status = gauss2_viewsOf<Planes>(windows, &views);
-    if (status < 0)
-        return status;
-    qstd_rect32 source;
-    status = qimg_windowConst_getWindow(&views.src, &source);
-    if (status < 0)
-        return status;
-    const qstd_rect32 full = gauss2_destRect(sampling, source);
-    qstd_rect32 part;
-    status = qimg_window_getWindow(&views.dst, &part);
+    gauss2_prepared prepared;
+    qip_status status = gauss2_prepareFull(format, sampling, windows, &prepared);
     if (status >= 0)
-        status = qstd_rect32_intersect(&part, &full);
+        status = gauss2_intersectDestination(prepared.views, &prepared.part);
     if (status < 0)
         return status;
     qmath_xformLinear map;
-    status = gauss2_halfPipeline<Planes>(views, sampling, full, part, &map);
+    status = gauss2_halfPipeline(prepared.views, sampling, prepared.full, prepared.part, &map);
     if (status < 0 || !srcTransform || !dstTransform)
         return status;
     return qmath_xformLinear_initCompose(dstTransform, srcTransform, &map);
 }
 
-template <class Planes>
-qip_status gauss2_noSampleImages(const gauss2_images& images, int32_t passesX, int32_t passesY)
+qip_status gauss2_noSampleImages(gauss2_format format, const gauss2_images& images, int32_t passesX,
+                                 int32_t passesY)
 {
-    gauss2_views views;
-    qstd_rect32 full;
-    qstd_rect32 part;
-    bool missed = false;
-    qip_status status =
-        gauss2_prepareImages<Planes>(images, gauss2_sampleNone, &views, &full, &part, &missed);
-    if (status >= 0 && !missed)
-        status = gauss2_noSample<Planes>(views, passesX, passesY);
+    gauss2_prepared prepared;
+    qip_status status = gauss2_prepareImages(format, gauss2_sampleNone, images, &prepared);
+    if (status >= 0 && !prepared.missed)
+        status = gauss2_noSample(prepared.views, passesX, passesY);
     // A destination that misses the source gets the transforms all the same: required behaviour.
     return status < 0 ? status : qimg_image_copyXforms(images.dst, images.src);
 }
 
-template <class Planes>
-qip_status gauss2_noSampleWindows(const gauss2_windows& windows, int32_t passesX, int32_t passesY)
+qip_status gauss2_noSampleWindows(gauss2_format format, const gauss2_windows& windows, int32_t passesX,
+                                  int32_t passesY)
 {
     gauss2_views views;
-    const qip_status status = gauss2_viewsOf<Planes>(windows, &views);
-    return status < 0 ? status : gauss2_noSample<Planes>(views, passesX, passesY);
+    const qip_status status = gauss2_viewsOf(format, windows, &views);
+    return status < 0 ? status : gauss2_noSample(views, passesX, passesY);
 }
-
-template qip_status gauss2_smoothImages<gauss2_planes<uint8_t>>(const gauss2_images&, gauss2_sampling);
-template qip_status gauss2_smoothWindows<gauss2_planes<uint8_t>>(const gauss2_windows&, gauss2_sampling,
-                                                                 const qmath_xformLinear*,
-                                                                 qmath_xformLinear*);
-template qip_status gauss2_noSampleImages<gauss2_planes<uint8_t>>(const gauss2_images&, int32_t, int32_t);
-template qip_status gauss2_noSampleWindows<gauss2_planes<uint8_t>>(const gauss2_windows&, int32_t, int32_t);
-template qip_status gauss2_smoothImages<gauss2_planes<uint16_t>>(const gauss2_images&, gauss2_sampling);
-template qip_status gauss2_smoothWindows<gauss2_planes<uint16_t>>(const gauss2_windows&, gauss2_sampling,
-                                                                  const qmath_xformLinear*,
-                                                                  qmath_xformLinear*);
-template qip_status gauss2_noSampleImages<gauss2_planes<uint16_t>>(const gauss2_images&, int32_t, int32_t);
-template qip_status gauss2_noSampleWindows<gauss2_planes<uint16_t>>(const gauss2_windows&, int32_t,
-                                                                    int32_t);
-template qip_status gauss2_smoothImages<gauss2_maskedPlanes<uint8_t>>(const gauss2_images&,
-                                                                      gauss2_sampling);
-template qip_status gauss2_smoothWindows<gauss2_maskedPlanes<uint8_t>>(const gauss2_windows&,
-                                                                       gauss2_sampling,
-                                                                       const qmath_xformLinear*,
-                                                                       qmath_xformLinear*);
-template qip_status gauss2_noSampleImages<gauss2_maskedPlanes<uint8_t>>(const gauss2_images&, int32_t,
-                                                                        int32_t);
-template qip_status gauss2_noSampleWindows<gauss2_maskedPlanes<uint8_t>>(const gauss2_windows&, int32_t,
-                                                                         int32_t);
-template qip_status gauss2_smoothImages<gauss2_maskedPlanes<uint16_t>>(const gauss2_images&,
-                                                                       gauss2_sampling);
-template qip_status gauss2_smoothWindows<gauss2_maskedPlanes<uint16_t>>(const gauss2_windows&,
-                                                                        gauss2_sampling,
-                                                                        const qmath_xformLinear*,
-                                                                        qmath_xformLinear*);
-template qip_status gauss2_noSampleImages<gauss2_maskedPlanes<uint16_t>>(const gauss2_images&, int32_t,
-                                                                         int32_t);
-template qip_status gauss2_noSampleWindows<gauss2_maskedPlanes<uint16_t>>(const gauss2_windows&, int32_t,
-                                                                          int32_t);

@@ -25,7 +25,6 @@ struct gauss2_target {
 
 // The state of a sequence of passes: the result of a pass is the source of the next one, and the two targets
 // take turns.
-template <class Planes>
 struct gauss2_sequence {
     gauss2_views views;
     gauss2_target targets[2];
@@ -33,7 +32,7 @@ struct gauss2_sequence {
 };
 
 template <class Planes>
-qip_status gauss2_runPass(const gauss2_path<Planes>& path, gauss2_sequence<Planes>* sequence)
+qip_status gauss2_runPass(const gauss2_path<Planes>& path, gauss2_sequence* sequence)
 {
     gauss2_views& views = sequence->views;
     const gauss2_target& target = sequence->targets[sequence->next];
@@ -49,7 +48,7 @@ qip_status gauss2_runPass(const gauss2_path<Planes>& path, gauss2_sequence<Plane
 // The counts are taken literally: each pass subtracts 2, so an odd count has a last pass for its 1. Only
 // positive counts are ever decremented.
 template <class Planes>
-qip_status gauss2_runPasses(gauss2_sequence<Planes>* sequence, int32_t passesX, int32_t passesY)
+qip_status gauss2_runPasses(gauss2_sequence* sequence, int32_t passesX, int32_t passesY)
 {
     const gauss2_paths<Planes>& paths = gauss2_pathsOf<Planes>;
     qip_status status = QIP_OK;
@@ -90,9 +89,8 @@ qip_status gauss2_manyPasses(const gauss2_views& views, const qstd_rect32& commo
     if (status < 0)
         return status;
     const bool destinationFirst = std::max(passesX, passesY) / 2 % 2 != 0;
-    gauss2_sequence<Planes> sequence = {
-        views, {{views.dst, views.dstMask}, temporary}, destinationFirst ? 0 : 1};
-    return gauss2_runPasses(&sequence, passesX, passesY);
+    gauss2_sequence sequence = {views, {{views.dst, views.dstMask}, temporary}, destinationFirst ? 0 : 1};
+    return gauss2_runPasses<Planes>(&sequence, passesX, passesY);
 }
 
 qip_status gauss2_copy(const gauss2_views& views)
@@ -102,21 +100,12 @@ qip_status gauss2_copy(const gauss2_views& views)
     return status < 0 || !views.hasDstMask ? status : qip_pelCopyWindow8(&views.srcMask, &views.dstMask);
 }
 
-// Runs over windows that all cover the common rectangle.
 template <class Planes>
-qip_status gauss2_choosePasses(gauss2_views views, const qstd_rect32& common, int32_t passesX,
-                               int32_t passesY, gauss2_scratch* scratch, frame_cleanup* cleanup)
+qip_status gauss2_anyPasses(const gauss2_views& views, const Planes& planes, const qstd_rect32& common,
+                            int32_t passesX, int32_t passesY, gauss2_scratch* scratch,
+                            frame_cleanup* cleanup)
 {
-    if (passesX == 0 && passesY == 0)
-        return gauss2_copy(views);
-    if (views.masked && !views.hasDstMask) {
-        const qip_status status = gauss2_takeWindow(cleanup, 1, common, &scratch->dstMask, &views.dstMask);
-        if (status < 0)
-            return status;
-        views.hasDstMask = true;
-    }
     const gauss2_paths<Planes>& paths = gauss2_pathsOf<Planes>;
-    const Planes planes = gauss2_planesOf<Planes>(views);
     if (passesX == 2 && passesY == 2)
         return gauss2_run(paths.full5x5, planes);
     if (passesX == 2 && passesY == 0)
@@ -126,7 +115,6 @@ qip_status gauss2_choosePasses(gauss2_views views, const qstd_rect32& common, in
     return gauss2_manyPasses<Planes>(views, common, passesX, passesY, scratch, cleanup);
 }
 
-template <class Planes>
 qip_status gauss2_noSampleBody(gauss2_views views, int32_t passesX, int32_t passesY,
                                gauss2_scratch* scratch, frame_cleanup* cleanup)
 {
@@ -143,21 +131,24 @@ qip_status gauss2_noSampleBody(gauss2_views views, int32_t passesX, int32_t pass
     status = gauss2_restrict(&views, common, common);
     if (status < 0)
         return status;
-    return gauss2_choosePasses<Planes>(views, common, passesX, passesY, scratch, cleanup);
+    if (passesX == 0 && passesY == 0)
+        return gauss2_copy(views);
+    if (views.masked && !views.hasDstMask) {
+        status = gauss2_takeWindow(cleanup, 1, common, &scratch->dstMask, &views.dstMask);
+        if (status < 0)
+            return status;
+        views.hasDstMask = true;
+    }
+    return gauss2_withPlanes(views, [&](const auto& planes) {
+        return gauss2_anyPasses(views, planes, common, passesX, passesY, scratch, cleanup);
+    });
 }
 
 } // namespace
 
-template <class Planes>
 qip_status gauss2_noSample(const gauss2_views& views, int32_t passesX, int32_t passesY)
 {
     frame_cleanup cleanup = {};
     gauss2_scratch scratch = {};
-    return frame_cleanupEnd(&cleanup,
-                            gauss2_noSampleBody<Planes>(views, passesX, passesY, &scratch, &cleanup));
+    return frame_cleanupEnd(&cleanup, gauss2_noSampleBody(views, passesX, passesY, &scratch, &cleanup));
 }
-
-template qip_status gauss2_noSample<gauss2_planes<uint8_t>>(const gauss2_views&, int32_t, int32_t);
-template qip_status gauss2_noSample<gauss2_planes<uint16_t>>(const gauss2_views&, int32_t, int32_t);
-template qip_status gauss2_noSample<gauss2_maskedPlanes<uint8_t>>(const gauss2_views&, int32_t, int32_t);
-template qip_status gauss2_noSample<gauss2_maskedPlanes<uint16_t>>(const gauss2_views&, int32_t, int32_t);

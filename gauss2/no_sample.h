@@ -2,14 +2,11 @@
 #pragma once
 
 #include "gauss2/geometry.h"
-#include "gauss2/planes.h"
 
 #include <qip/status.h>
 
-// A count of 2 stands for one five-tap pass in a direction. Planes is gauss2_planes or gauss2_maskedPlanes of
-// uint8_t or uint16_t.
+// A count of 2 stands for one five-tap pass in a direction.
 // Result:  0 with nothing written when the rectangles do not meet.
 // Errors:  a mask that does not cover the common rectangle, before anything is written; QSYS_E_MEMORY; those of
 //          the filters, with the passes before written.
-template <class Planes>
 qip_status gauss2_noSample(const gauss2_views& views, int32_t passesX, int32_t passesY);

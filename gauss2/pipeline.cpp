@@ -2,7 +2,6 @@
 
 #include "gauss2/select.h"
 
-template <class Planes>
 qip_status gauss2_halfPipeline(const gauss2_views& views, gauss2_sampling sampling, const qstd_rect32& full,
                                const qstd_rect32& part, qmath_xformLinear* map)
 {
@@ -18,24 +17,11 @@ qip_status gauss2_halfPipeline(const gauss2_views& views, gauss2_sampling sampli
         gauss2_views restricted = views;
         status = gauss2_restrict(&restricted, used, part);
         if (status >= 0)
-            status = gauss2_runHalf(sampling.halveX, sampling.halveY, gauss2_planesOf<Planes>(restricted));
+            status = gauss2_withPlanes(restricted, [&](const auto& planes) {
+                return gauss2_runHalf(sampling.halveX, sampling.halveY, planes);
+            });
         if (status < 0)
             return status;
     }
     return gauss2_mapToSource(sampling, part, used, map);
 }
-
-template qip_status gauss2_halfPipeline<gauss2_planes<uint8_t>>(const gauss2_views&, gauss2_sampling,
-                                                                const qstd_rect32&, const qstd_rect32&,
-                                                                qmath_xformLinear*);
-template qip_status gauss2_halfPipeline<gauss2_planes<uint16_t>>(const gauss2_views&, gauss2_sampling,
-                                                                 const qstd_rect32&, const qstd_rect32&,
-                                                                 qmath_xformLinear*);
-template qip_status gauss2_halfPipeline<gauss2_maskedPlanes<uint8_t>>(const gauss2_views&, gauss2_sampling,
-                                                                      const qstd_rect32&,
-                                                                      const qstd_rect32&,
-                                                                      qmath_xformLinear*);
-template qip_status gauss2_halfPipeline<gauss2_maskedPlanes<uint16_t>>(const gauss2_views&, gauss2_sampling,
-                                                                       const qstd_rect32&,
-                                                                       const qstd_rect32&,
-                                                                       qmath_xformLinear*);

@@ -8,10 +8,9 @@
 #include <qip/status.h>
 
 // Filters the part R = `part` of D = `full`, and gives the map from destination to source pixels. A null part
-// writes no pixel and still has a map. Planes is gauss2_planes or gauss2_maskedPlanes of uint8_t or uint16_t.
+// writes no pixel and still has a map.
 // Errors:  a window that does not cover its part of the request, before anything is written; those of the
 //          filters.
-template <class Planes>
 qip_status gauss2_halfPipeline(const gauss2_views& views, gauss2_sampling sampling, const qstd_rect32& full,
                                const qstd_rect32& part, qmath_xformLinear* map);
 
@@ -32,4 +31,15 @@ Planes gauss2_planesOf(const gauss2_views& views)
                 views.dstMask.stride};
     else
         return pixels;
+}
+
+// Calls `run` with the kind of planes that the windows hold: the one place where a request becomes typed.
+template <class Run>
+qip_status gauss2_withPlanes(const gauss2_views& views, Run run)
+{
+    if (views.src.pixelSize == 1)
+        return views.masked ? run(gauss2_planesOf<gauss2_maskedPlanes<uint8_t>>(views))
+                            : run(gauss2_planesOf<gauss2_planes<uint8_t>>(views));
+    return views.masked ? run(gauss2_planesOf<gauss2_maskedPlanes<uint16_t>>(views))
+                        : run(gauss2_planesOf<gauss2_planes<uint16_t>>(views));
 }
