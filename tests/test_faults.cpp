@@ -30,9 +30,37 @@ qsys_status smoothInPlace(test_scene& s)
     return s.made && qfGauss(s.made, s.made, 2, 3, 2, 1, nullptr) ? QSYS_OK : QSYS_E_MEMORY;
 }
 
+// The half-resolution family, fast and with everything inhibited; the image forms bind both destinations.
+std::vector<test_operation> halfResolution()
+{
+    std::vector<test_operation> all;
+    for (const oracle_gauss2Export& what : oracle_gauss2Exports())
+        for (const char* inhibited : {"", "*"})
+            all.push_back({what.name, [&what, inhibited](test_scene& s) {
+                               const bool wide = what.pixelSize == 2;
+                               oracle_gauss2Arguments arguments;
+                               arguments.src = wide ? &s.src16 : &s.bent8;
+                               arguments.srcMask = &s.mask;
+                               arguments.dst = wide ? &s.dst16 : &s.dst8;
+                               arguments.dstMask = &s.dstMask;
+                               arguments.srcWin = wide ? &s.srcWindow16 : &s.srcWindow8;
+                               arguments.srcMaskWin = &s.maskWindow;
+                               arguments.dstWin = wide ? &s.window16 : &s.window8;
+                               arguments.dstMaskWin = &s.windowMask;
+                               arguments.srcTransform = &s.linear;
+                               arguments.dstTransform = &s.linearOut;
+                               arguments.passesX = 6;
+                               arguments.passesY = 4;
+                               const test_inhibition inhibition(inhibited);
+                               return what.call(arguments);
+                           }});
+    return all;
+}
+
 std::vector<test_operation> working()
 {
-    return {
+    std::vector<test_operation> all = halfResolution();
+    const std::vector<test_operation> others = {
         {"qip_gauss_smooth8_8",
          [](auto& s) {
              return qip_gauss_smooth8_8(&s.src8, &s.dst8, &s.params);
@@ -75,6 +103,8 @@ std::vector<test_operation> working()
          }},
         {"qfGauss", smoothInPlace},
     };
+    all.insert(all.end(), others.begin(), others.end());
+    return all;
 }
 
 std::vector<test_operation> takingNothing()
@@ -155,6 +185,22 @@ std::vector<test_operation> takingNothing()
         {"qip_filterMaskParams_validate",
          [](auto& s) {
              return qip_filterMaskParams_validate(&s.params.maskParams);
+         }},
+        {"qip_gauss2GetDestRect",
+         [](auto& s) {
+             return qip_gauss2GetDestRect(&s.rects[0], &s.rects[1]);
+         }},
+        {"qip_gauss2NoSampleGetDestRect",
+         [](auto& s) {
+             return qip_gauss2NoSampleGetDestRect(&s.rects[0], 2, 2, &s.rects[1]);
+         }},
+        {"qip_gauss2XGetDestRect",
+         [](auto& s) {
+             return qip_gauss2XGetDestRect(&s.rects[0], &s.rects[1]);
+         }},
+        {"qip_gauss2YGetDestRect",
+         [](auto& s) {
+             return qip_gauss2YGetDestRect(&s.rects[0], &s.rects[1]);
          }},
         {"qip_gaussParamsGetMaxSigma",
          [](auto&) {
