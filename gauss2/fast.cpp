@@ -6,6 +6,7 @@
 #include "gauss2/kernels.h"
 
 #include <qbase/attention.h>
+#include <qbase/cpuinfo.h>
 
 #include <algorithm>
 
@@ -14,19 +15,9 @@ namespace
 
 constexpr int64_t rowsPerPoll = 64;
 
-// One filter as the rows see it. Output k takes the source rows from step * k + first on; a sweep of n
-// outputs takes step * n + more of them.
-template <class Pixel>
-struct rowPlan {
-    void (*kernel)(const gauss2_sweep<Pixel>* sweep);
-    int32_t sweepRows;
-    int32_t step;
-    int32_t first;
-    int32_t more;
-    int64_t polledRows; // the rows that the polls count
-    int64_t outRows;
-    int64_t outWidth;
-};
+// The pixels that may go by without a poll when none may come once the destination is being written: a few
+// milliseconds' work, and less than copying so much from a temporary image would take.
+constexpr int64_t mostUnpolledPixels = int64_t{1} << 24;
 
 // One call: the planes, the kernels and the working memory.
 template <class Pixel>
@@ -38,9 +29,25 @@ struct fastCall {
     unsigned char* early;   // the output's first rows, made while the destination must not be written
     int64_t earlyRows;
     int64_t earlyStride;
+    int64_t pollsTogether; // from this row on all polls come at once
     // The rows of one sweep of an image that is too narrow for the kernels.
     Pixel wideSource[gauss2_sweepSourceRows][gauss2_mostLeastWidth];
     Pixel wideOut[gauss2_sweepRows][gauss2_mostLeastWidth];
+};
+
+// A filter as the rows see it. Output k takes the source rows from stepY * k + first on; a sweep of n outputs
+// takes stepY * n + more of them.
+template <class Pixel>
+struct filter {
+    void (*gauss2_kernels<Pixel>::*kernel)(const gauss2_sweep<Pixel>* sweep);
+    void (*start)(fastCall<Pixel>* call); // for kernels that carry something, else null
+    bool pollsFirst;                      // all polls come before the first pixel of the destination
+    int32_t uncounted;                    // the rows of the source that the polls do not count
+    int32_t sweepRows;
+    int32_t stepX;
+    int32_t stepY;
+    int32_t first;
+    int32_t more;
 };
 
 // ---- resources ----
@@ -65,31 +72,32 @@ qsys_status chooseKernels(gauss2_kernels<Pixel>* kernels)
     return status;
 }
 
+// ---- rows ----
+
 template <class Pixel>
 bool isNarrow(const fastCall<Pixel>& call)
 {
     return call.planes.width < call.kernels.leastWidth;
 }
 
-// ---- rows ----
-
-// A source row; rows outside are the nearest one.
 template <class Pixel>
-const Pixel* sourceRow(const gauss2_planes<Pixel>& planes, int64_t y)
+int64_t widthForKernels(const fastCall<Pixel>& call)
 {
-    return gauss2_row(planes.src, planes.srcStride, std::clamp<int64_t>(y, 0, planes.height - 1));
+    return std::max<int64_t>(call.planes.width, call.kernels.leastWidth);
 }
 
-// The same, made as wide as the kernels need by repeating the last pixel as the border does.
+// Source row y, or the nearest one. A narrow row is copied to place `slot` and made wide enough by repeating
+// its last pixel, as the border does, so that no pixel of the result changes.
 template <class Pixel>
-const Pixel* widenedRow(fastCall<Pixel>* call, int64_t y, int slot)
+const Pixel* sourceRow(fastCall<Pixel>* call, int64_t y, int slot)
 {
-    const Pixel* const row = sourceRow(call->planes, y);
+    const gauss2_planes<Pixel>& planes = call->planes;
+    const Pixel* const row =
+        gauss2_row(planes.src, planes.srcStride, std::clamp<int64_t>(y, 0, planes.height - 1));
     if (!isNarrow(*call))
         return row;
     Pixel* const wide = call->wideSource[slot];
-    std::fill(std::copy_n(row, call->planes.width, wide), wide + gauss2_mostLeastWidth,
-              row[call->planes.width - 1]);
+    std::fill(std::copy_n(row, planes.width, wide), wide + gauss2_mostLeastWidth, row[planes.width - 1]);
     return wide;
 }
 
@@ -102,144 +110,110 @@ Pixel* outRow(const fastCall<Pixel>& call, int64_t k)
 }
 
 template <class Pixel>
-void makeSweep(fastCall<Pixel>* call, const rowPlan<Pixel>& plan, int64_t k, int32_t count)
+void makeSweep(fastCall<Pixel>* call, const filter<Pixel>& filter, int64_t k, int32_t count)
 {
     const bool narrow = isNarrow(*call);
     gauss2_sweep<Pixel> sweep;
-    sweep.width = std::max<int64_t>(call->planes.width, call->kernels.leastWidth);
+    sweep.width = widthForKernels(*call);
     sweep.count = count;
     sweep.columns = call->columns;
-    for (int32_t i = 0; i < plan.step * count + plan.more; ++i)
-        sweep.source[i] = widenedRow(call, plan.step * k + plan.first + i, i);
+    for (int32_t i = 0; i < filter.stepY * count + filter.more; ++i)
+        sweep.source[i] = sourceRow(call, filter.stepY * k + filter.first + i, i);
     for (int32_t i = 0; i < count; ++i)
         sweep.out[i] = narrow ? call->wideOut[i] : outRow(*call, k + i);
-    plan.kernel(&sweep);
+    (call->kernels.*filter.kernel)(&sweep);
     for (int32_t i = 0; narrow && i < count; ++i)
-        std::copy_n(call->wideOut[i], plan.outWidth, outRow(*call, k + i));
+        std::copy_n(call->wideOut[i], call->planes.width / filter.stepX, outRow(*call, k + i));
+}
+
+// ---- polls ----
+
+int64_t pollsIn(int64_t rows)
+{
+    return (rows + rowsPerPoll - 1) / rowsPerPoll;
+}
+
+qsys_status poll(int64_t count)
+{
+    qsys_status status = 0;
+    for (int64_t i = 0; i < count && status >= 0; ++i)
+        status = qsys_attention_check();
+    return status;
 }
 
 template <class Pixel>
-qip_status makeRows(fastCall<Pixel>* call, const rowPlan<Pixel>& plan)
+qip_status makeRows(fastCall<Pixel>* call, const filter<Pixel>& filter)
 {
-    for (int64_t polled = 0; polled < plan.polledRows; polled += rowsPerPoll) {
-        const qsys_status status = qsys_attention_check();
+    const int64_t counted = call->planes.height - filter.uncounted;
+    const int64_t outRows = call->planes.height / filter.stepY;
+    int64_t end = 0;
+    for (int64_t row = 0; row < counted; row = end) {
+        end = row < call->pollsTogether ? row + rowsPerPoll : std::max(counted, row + rowsPerPoll);
+        const qsys_status status = poll(pollsIn(std::min(end, counted) - row));
         if (status < 0)
             return status;
-        const int64_t end = std::min((polled + rowsPerPoll) / plan.step, plan.outRows);
-        for (int64_t k = polled / plan.step; k < end; k += plan.sweepRows)
-            makeSweep(call, plan, k, static_cast<int32_t>(std::min<int64_t>(plan.sweepRows, end - k)));
+        const int64_t outEnd = std::min(end / filter.stepY, outRows);
+        for (int64_t k = row / filter.stepY; k < outEnd; k += filter.sweepRows)
+            makeSweep(call, filter, k,
+                      static_cast<int32_t>(std::min<int64_t>(filter.sweepRows, outEnd - k)));
     }
     return QIP_OK;
 }
 
-// The same for a filter whose polls all come before the first pixel of the destination: the rows between the
-// first poll and the last one are made in memory of our own.
+// For a filter whose polls come first: where they come together, and memory for the rows before.
 template <class Pixel>
-qip_status makeRowsAfterPolls(fastCall<Pixel>* call, const rowPlan<Pixel>& plan)
+qsys_status takeEarlyRows(fastCall<Pixel>* call, const filter<Pixel>& filter)
 {
-    constexpr int64_t pixelBytes = sizeof(Pixel);
-    const int64_t lastPoll = (plan.polledRows - 1) / rowsPerPoll * rowsPerPoll;
-    call->earlyRows = std::max<int64_t>(lastPoll / plan.step, 0);
-    call->earlyStride = (plan.outWidth * pixelBytes + 63) / 64 * 64;
-    if (call->earlyRows > 0) {
-        const qsys_status status =
-            takeBytes(&call->cleanup, call->earlyRows * call->earlyStride, &call->early);
-        if (status < 0)
-            return status;
-    }
-    const qip_status status = makeRows(call, plan);
-    if (status < 0 || call->earlyRows == 0)
-        return status;
-    return qsys_memory_copyRect(plan.outWidth * pixelBytes, call->earlyRows, call->earlyStride,
-                                call->planes.dstStride, call->early, call->planes.dst);
+    const int64_t unpolled =
+        std::max<int64_t>(mostUnpolledPixels / widthForKernels(*call) / rowsPerPoll, 1);
+    call->pollsTogether = std::max<int64_t>(pollsIn(call->planes.height) - unpolled, 0) * rowsPerPoll;
+    if (call->pollsTogether == 0)
+        return 0;
+    call->earlyRows = call->pollsTogether / filter.stepY;
+    call->earlyStride = (call->planes.width / filter.stepX * int64_t{sizeof(Pixel)} + 63) / 64 * 64;
+    return takeBytes(&call->cleanup, call->earlyRows * call->earlyStride, &call->early);
 }
 
 // ---- the filters ----
 
 template <class Pixel>
-qip_status half(fastCall<Pixel>* call)
+void startHalf(fastCall<Pixel>* call)
 {
-    const gauss2_planes<Pixel>& planes = call->planes;
-    qsys_status status =
-        takeBytes(&call->cleanup, gauss2_columnsBytes<Pixel>(planes.width), &call->columns);
-    if (status < 0)
-        return status;
-    status = chooseKernels(&call->kernels);
-    if (status < 0)
-        return status;
-    if (planes.height < 2)
-        return QIP_OK;
-    const int64_t width = std::max<int64_t>(planes.width, call->kernels.leastWidth);
-    call->kernels.halfStart(widenedRow(call, 0, 0), width, call->columns);
-    return makeRows(call, {call->kernels.half, gauss2_sweepRows, 2, 1, 0, planes.height - 1,
-                           planes.height / 2, planes.width / 2});
+    call->kernels.halfStart(sourceRow(call, 0, 0), widthForKernels(*call), call->columns);
 }
 
 template <class Pixel>
-qip_status binomial(fastCall<Pixel>* call)
+void startBinomial(fastCall<Pixel>* call)
 {
-    const gauss2_planes<Pixel>& planes = call->planes;
-    qsys_status status =
-        takeBytes(&call->cleanup, gauss2_columnsBytes<Pixel>(planes.width), &call->columns);
-    if (status < 0)
-        return status;
-    status = chooseKernels(&call->kernels);
-    if (status < 0)
-        return status;
-    if (planes.height < 1)
-        return QIP_OK;
-    const int64_t width = std::max<int64_t>(planes.width, call->kernels.leastWidth);
-    call->kernels.binomialStart(widenedRow(call, 0, 0), widenedRow(call, 1, 1), width, call->columns);
-    return makeRows(call, {call->kernels.binomial, gauss2_sweepRows, 1, 2, 0, planes.height, planes.height,
-                           planes.width});
+    call->kernels.binomialStart(sourceRow(call, 0, 0), sourceRow(call, 1, 1), widthForKernels(*call),
+                                call->columns);
 }
 
 template <class Pixel>
-qip_status rows(fastCall<Pixel>* call)
+qip_status runBody(fastCall<Pixel>* call, const filter<Pixel>& filter)
 {
     const gauss2_planes<Pixel>& planes = call->planes;
-    const qsys_status status = chooseKernels(&call->kernels);
+    qsys_status status = 0;
+    if (filter.start)
+        status = takeBytes(&call->cleanup, gauss2_columnsBytes<Pixel>(planes.width), &call->columns);
+    if (status >= 0)
+        status = chooseKernels(&call->kernels);
+    if (status >= 0 && filter.pollsFirst)
+        status = takeEarlyRows(call, filter);
+    if (status < 0 || planes.height < 1)
+        return status;
+    if (filter.start)
+        filter.start(call);
+    status = makeRows(call, filter);
     if (status < 0)
         return status;
-    return makeRows(
-        call, {call->kernels.row, gauss2_sweepRows, 1, 0, 0, planes.height, planes.height, planes.width});
-}
-
-template <class Pixel>
-qip_status columns(fastCall<Pixel>* call)
-{
-    const gauss2_planes<Pixel>& planes = call->planes;
-    const qsys_status status = chooseKernels(&call->kernels);
-    if (status < 0)
-        return status;
-    return makeRows(call, {call->kernels.column, 4, 1, -2, 4, planes.height, planes.height, planes.width});
-}
-
-template <class Pixel>
-qip_status halfRows(fastCall<Pixel>* call)
-{
-    const gauss2_planes<Pixel>& planes = call->planes;
-    const qsys_status status = chooseKernels(&call->kernels);
-    if (status < 0)
-        return status;
-    return makeRowsAfterPolls(call, {call->kernels.halfRow, gauss2_sweepRows, 1, 0, 0, planes.height,
-                                     planes.height, planes.width / 2});
-}
-
-template <class Pixel>
-qip_status halfColumns(fastCall<Pixel>* call)
-{
-    const gauss2_planes<Pixel>& planes = call->planes;
-    const qsys_status status = chooseKernels(&call->kernels);
-    if (status < 0)
-        return status;
-    return makeRowsAfterPolls(
-        call, {call->kernels.halfColumn, 2, 2, -2, 3, planes.height, planes.height / 2, planes.width});
+    return qsys_memory_copyRect(planes.width / filter.stepX * int64_t{sizeof(Pixel)}, call->earlyRows,
+                                call->earlyStride, planes.dstStride, call->early, planes.dst);
 }
 
 // Below three columns the borders meet, and the plain filter runs.
 template <class Pixel>
-qip_status run(const gauss2_planes<Pixel>& planes, qip_status (*filter)(fastCall<Pixel>*))
+qip_status run(const gauss2_planes<Pixel>& planes, const filter<Pixel>& filter)
 {
     if (planes.width < 3)
         return QIP_E_FALLBACK;
@@ -249,7 +223,9 @@ qip_status run(const gauss2_planes<Pixel>& planes, qip_status (*filter)(fastCall
     call.columns = nullptr;
     call.early = nullptr;
     call.earlyRows = 0;
-    return frame_cleanupEnd(&call.cleanup, filter(&call));
+    call.earlyStride = 0;
+    call.pollsTogether = INT64_MAX;
+    return frame_cleanupEnd(&call.cleanup, runBody(&call, filter));
 }
 
 } // namespace
@@ -257,37 +233,85 @@ qip_status run(const gauss2_planes<Pixel>& planes, qip_status (*filter)(fastCall
 template <class Pixel>
 qip_status gauss2_fastHalf(const gauss2_planes<Pixel>& planes)
 {
-    return run(planes, half<Pixel>);
+    return run(planes, {.kernel = &gauss2_kernels<Pixel>::half,
+                        .start = startHalf,
+                        .pollsFirst = false,
+                        .uncounted = 1,
+                        .sweepRows = 4,
+                        .stepX = 2,
+                        .stepY = 2,
+                        .first = 1,
+                        .more = 0});
 }
 
 template <class Pixel>
 qip_status gauss2_fast5x5(const gauss2_planes<Pixel>& planes)
 {
-    return run(planes, binomial<Pixel>);
+    return run(planes, {.kernel = &gauss2_kernels<Pixel>::binomial,
+                        .start = startBinomial,
+                        .pollsFirst = false,
+                        .uncounted = 0,
+                        .sweepRows = 4,
+                        .stepX = 1,
+                        .stepY = 1,
+                        .first = 2,
+                        .more = 0});
 }
 
 template <class Pixel>
 qip_status gauss2_fast5x1(const gauss2_planes<Pixel>& planes)
 {
-    return run(planes, rows<Pixel>);
+    return run(planes, {.kernel = &gauss2_kernels<Pixel>::row,
+                        .start = nullptr,
+                        .pollsFirst = false,
+                        .uncounted = 0,
+                        .sweepRows = 4,
+                        .stepX = 1,
+                        .stepY = 1,
+                        .first = 0,
+                        .more = 0});
 }
 
 template <class Pixel>
 qip_status gauss2_fast1x5(const gauss2_planes<Pixel>& planes)
 {
-    return run(planes, columns<Pixel>);
+    return run(planes, {.kernel = &gauss2_kernels<Pixel>::column,
+                        .start = nullptr,
+                        .pollsFirst = false,
+                        .uncounted = 0,
+                        .sweepRows = 4,
+                        .stepX = 1,
+                        .stepY = 1,
+                        .first = -2,
+                        .more = 4});
 }
 
 template <class Pixel>
 qip_status gauss2_fastHalfX(const gauss2_planes<Pixel>& planes)
 {
-    return run(planes, halfRows<Pixel>);
+    return run(planes, {.kernel = &gauss2_kernels<Pixel>::halfRow,
+                        .start = nullptr,
+                        .pollsFirst = true,
+                        .uncounted = 0,
+                        .sweepRows = 4,
+                        .stepX = 2,
+                        .stepY = 1,
+                        .first = 0,
+                        .more = 0});
 }
 
 template <class Pixel>
 qip_status gauss2_fastHalfY(const gauss2_planes<Pixel>& planes)
 {
-    return run(planes, halfColumns<Pixel>);
+    return run(planes, {.kernel = &gauss2_kernels<Pixel>::halfColumn,
+                        .start = nullptr,
+                        .pollsFirst = true,
+                        .uncounted = 0,
+                        .sweepRows = 2,
+                        .stepX = 1,
+                        .stepY = 2,
+                        .first = -2,
+                        .more = 3});
 }
 
 template qip_status gauss2_fastHalf(const gauss2_planes<uint8_t>&);

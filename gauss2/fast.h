@@ -22,7 +22,8 @@ template <class Pixel>
 qip_status gauss2_fast1x5(const gauss2_planes<Pixel>& planes);
 
 // Half resolution in one direction, without the full-resolution image in between. Every attention check
-// comes before the first pixel of the destination is written.
+// comes before the first pixel of the destination is written; those of the last rows, 2^24 source pixels at
+// most, are made together before the first of these rows.
 template <class Pixel>
 qip_status gauss2_fastHalfX(const gauss2_planes<Pixel>& planes);
 template <class Pixel>

@@ -46,17 +46,18 @@ inline pixels<uint16_t> filled(uint16_t value)
     return {_mm256_set1_epi16(static_cast<short>(value))};
 }
 
-// The vectors two columns to the left and to the right; what comes in is `in`.
-template <class Pixel>
-inline pixels<Pixel> movedUp2(pixels<Pixel> a, pixels<Pixel> in)
+// The vectors that begin so many columns to the left or to the right; what comes in is `in`.
+template <int Columns, class Pixel>
+inline pixels<Pixel> movedUp(pixels<Pixel> a, pixels<Pixel> in)
 {
-    return {_mm256_alignr_epi8(a.v, _mm256_permute2x128_si256(in.v, a.v, 0x20), 16 - 2 * sizeof(Pixel))};
+    return {
+        _mm256_alignr_epi8(a.v, _mm256_permute2x128_si256(in.v, a.v, 0x20), 16 - Columns * sizeof(Pixel))};
 }
 
-template <class Pixel>
-inline pixels<Pixel> movedDown2(pixels<Pixel> a, pixels<Pixel> in)
+template <int Columns, class Pixel>
+inline pixels<Pixel> movedDown(pixels<Pixel> a, pixels<Pixel> in)
 {
-    return {_mm256_alignr_epi8(_mm256_permute2x128_si256(a.v, in.v, 0x21), a.v, 2 * sizeof(Pixel))};
+    return {_mm256_alignr_epi8(_mm256_permute2x128_si256(a.v, in.v, 0x21), a.v, Columns * sizeof(Pixel))};
 }
 
 // ---- from pixels to sums of even and odd columns ----

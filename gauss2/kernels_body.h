@@ -32,7 +32,7 @@ struct place {
 };
 
 // Calls block(place, column, index) for blocks of `span` columns that cover 0 .. lastColumn + span - 1. The
-// blocks may overlap at the end of the row, which is why what they carry from row to row is stored by index.
+// last ones may overlap the one before: their place in what is carried from row to row follows from the index.
 template <class Block>
 gauss2_inline void overBlocks(int64_t width, int64_t span, int64_t lastColumn, const Block& block)
 {
@@ -41,48 +41,51 @@ gauss2_inline void overBlocks(int64_t width, int64_t span, int64_t lastColumn, c
     int64_t index = 1;
     for (; column + span + 2 <= width; column += span)
         block(place<innerBlock>{}, column, index++);
-    if (column < lastColumn)
+    if (column < lastColumn) // by one, when the column behind the next block is the row's last
         block(place<innerBlock>{}, lastColumn - 2, index++);
     block(place<lastBlock>{}, lastColumn, index);
 }
 
-// A vector of pixels and the vectors two columns to the left and to the right of it.
+// The vector of pixels that begins `Offset` columns beside the block's; columns outside are the nearest one.
+template <int Place, int Offset, class Pixel>
+gauss2_inline pixels<Pixel> pixelsAt(const Pixel* row, int64_t column, int64_t width)
+{
+    if constexpr (Place == firstBlock && Offset < 0)
+        return movedUp<-Offset>(load(row), filled(row[0]));
+    else if constexpr (Place == lastBlock && Offset > 0)
+        return movedDown<Offset>(load(row + column), filled(row[width - 1]));
+    else
+        return load(row + column + Offset);
+}
+
+// ---- the arithmetic ----
+
+// What the sums of a block are made of: its own pixels, and those two columns to the left and to the right.
 template <class Pixel>
 struct neighbours {
     pixels<Pixel> left;
-    pixels<Pixel> centre;
+    pixels<Pixel> own;
     pixels<Pixel> right;
 };
 
 template <int Place, class Pixel>
 gauss2_inline neighbours<Pixel> neighboursAt(const Pixel* row, int64_t column, int64_t width)
 {
-    neighbours<Pixel> at;
-    at.centre = load(row + column);
-    if constexpr (Place == firstBlock)
-        at.left = movedUp2(at.centre, filled(row[0]));
-    else
-        at.left = load(row + column - 2);
-    if constexpr (Place == lastBlock)
-        at.right = movedDown2(at.centre, filled(row[width - 1]));
-    else
-        at.right = load(row + column + 2);
-    return at;
+    return {pixelsAt<Place, -2>(row, column, width), pixelsAt<Place, 0>(row, column, width),
+            pixelsAt<Place, 2>(row, column, width)};
 }
-
-// ---- the arithmetic ----
 
 // 1 4 6 4 1 at the even columns, and at the odd ones.
 template <class Pixel>
 gauss2_inline sums<Pixel> evenSums(const neighbours<Pixel>& at)
 {
-    return pairs<1, 4>(at.left) + pairs<6, 4>(at.centre) + evens(at.right);
+    return pairs<1, 4>(at.left) + pairs<6, 4>(at.own) + evens(at.right);
 }
 
 template <class Pixel>
 gauss2_inline sums<Pixel> oddSums(const neighbours<Pixel>& at)
 {
-    return odds(at.left) + pairs<4, 6>(at.centre) + pairs<4, 1>(at.right);
+    return odds(at.left) + pairs<4, 6>(at.own) + pairs<4, 1>(at.right);
 }
 
 // What is added to a sum of weight 16 or 256 to round half up.
@@ -118,15 +121,16 @@ gauss2_inline pixels<Pixel> binomial(pixels<Pixel> a, pixels<Pixel> b, pixels<Pi
 
 // ---- half resolution in both directions ----
 
-// For every column of the output: A = r[-2] + 4 r[-1] + 6 r[0] and C = r[0], where r[0] is the last source
-// row taken. With the next rows d and e the output is A + 4d + e; then A = C + 4d + 6e and C = e.
+// For every column of the output: a = r[-2] + 4 r[-1] + 6 r[0] and c = r[0], where r[0] is the last source
+// row taken. With the next rows d and e and g = 4d + e the output is a + g; then a = c + g + 5e and c = e.
 template <class Pixel>
 struct halfColumns {
     sums<Pixel> a[2];
     sums<Pixel> c[2];
 };
 
-// The even sums of both vectors of a block.
+// The even sums of both vectors of a block. In a row of odd width the last block ends one column early, and
+// what comes in behind it is the row's last pixel and no repetition.
 template <class Pixel>
 struct sumsPair {
     sums<Pixel> part[2];
@@ -171,9 +175,9 @@ gauss2_inline void halfBlock(const gauss2_sweep<Pixel>& sweep, int64_t column, h
         const sumsPair<Pixel> e = halfBlockSums<Place>(sweep.source[2 * k + 1], column, sweep.width);
         sums<Pixel> result[2];
         for (int i = 0; i < 2; ++i) {
-            const sums<Pixel> d4 = shifted<2>(d.part[i]);
-            result[i] = at.a[i] + d4 + e.part[i] + rounding256<Pixel>();
-            at.a[i] = at.c[i] + d4 + shifted<2>(e.part[i]) + shifted<1>(e.part[i]);
+            const sums<Pixel> g = shifted<2>(d.part[i]) + e.part[i];
+            result[i] = at.a[i] + rounding256<Pixel>() + g;
+            at.a[i] = at.c[i] + g + shifted<2>(e.part[i]) + e.part[i];
             at.c[i] = e.part[i];
         }
         store(sweep.out[k] + column / 2, narrowed<8>(result[0], result[1]));
@@ -280,16 +284,21 @@ void binomial5x5(const gauss2_sweep<Pixel>* sweep)
                               gauss2_inlined { binomialBlock<Place>(*sweep, column, carried + index); });
 }
 
+template <int Place, class Pixel>
+gauss2_inline pixels<Pixel> binomialAlong(const Pixel* row, int64_t column, int64_t width)
+{
+    return binomial(pixelsAt<Place, -2>(row, column, width), pixelsAt<Place, -1>(row, column, width),
+                    pixelsAt<Place, 0>(row, column, width), pixelsAt<Place, 1>(row, column, width),
+                    pixelsAt<Place, 2>(row, column, width));
+}
+
 template <class Pixel>
 void rows5x1(const gauss2_sweep<Pixel>* sweep)
 {
     overFullBlocks<Pixel>(
         sweep->width, [=]<int Place>(place<Place>, int64_t column, int64_t) gauss2_inlined {
-            for (int32_t y = 0; y < sweep->count; ++y) {
-                const neighbours<Pixel> at = neighboursAt<Place>(sweep->source[y], column, sweep->width);
-                store(sweep->out[y] + column,
-                      merged<4>(evenSums(at) + rounding16<Pixel>(), oddSums(at) + rounding16<Pixel>()));
-            }
+            for (int32_t y = 0; y < sweep->count; ++y)
+                store(sweep->out[y] + column, binomialAlong<Place>(sweep->source[y], column, sweep->width));
         });
 }
 

@@ -71,19 +71,19 @@ inline pixels<Pixel> filled(Pixel value)
     return {decltype(pixels<Pixel>::v){} + value};
 }
 
-// The vectors two columns to the left and to the right; what comes in is `in`.
-template <class Pixel>
-inline pixels<Pixel> movedUp2(pixels<Pixel> a, pixels<Pixel> in)
+// The vectors that begin so many columns to the left or to the right; what comes in is `in`.
+template <int Columns, class Pixel>
+inline pixels<Pixel> movedUp(pixels<Pixel> a, pixels<Pixel> in)
 {
     const pixels<Pixel> both[2] = {in, a};
-    return load(reinterpret_cast<const Pixel*>(both + 1) - 2);
+    return load(reinterpret_cast<const Pixel*>(both + 1) - Columns);
 }
 
-template <class Pixel>
-inline pixels<Pixel> movedDown2(pixels<Pixel> a, pixels<Pixel> in)
+template <int Columns, class Pixel>
+inline pixels<Pixel> movedDown(pixels<Pixel> a, pixels<Pixel> in)
 {
     const pixels<Pixel> both[2] = {a, in};
-    return load(reinterpret_cast<const Pixel*>(both) + 2);
+    return load(reinterpret_cast<const Pixel*>(both) + Columns);
 }
 
 // ---- from pixels to sums of even and odd columns ----

@@ -46,17 +46,17 @@ inline pixels<uint16_t> filled(uint16_t value)
     return {_mm_set1_epi16(static_cast<short>(value))};
 }
 
-// The vectors two columns to the left and to the right; what comes in is `in`.
-template <class Pixel>
-inline pixels<Pixel> movedUp2(pixels<Pixel> a, pixels<Pixel> in)
+// The vectors that begin so many columns to the left or to the right; what comes in is `in`.
+template <int Columns, class Pixel>
+inline pixels<Pixel> movedUp(pixels<Pixel> a, pixels<Pixel> in)
 {
-    return {_mm_alignr_epi8(a.v, in.v, 16 - 2 * sizeof(Pixel))};
+    return {_mm_alignr_epi8(a.v, in.v, 16 - Columns * sizeof(Pixel))};
 }
 
-template <class Pixel>
-inline pixels<Pixel> movedDown2(pixels<Pixel> a, pixels<Pixel> in)
+template <int Columns, class Pixel>
+inline pixels<Pixel> movedDown(pixels<Pixel> a, pixels<Pixel> in)
 {
-    return {_mm_alignr_epi8(in.v, a.v, 2 * sizeof(Pixel))};
+    return {_mm_alignr_epi8(in.v, a.v, Columns * sizeof(Pixel))};
 }
 
 // ---- from pixels to sums of even and odd columns ----
