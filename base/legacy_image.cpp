@@ -90,6 +90,20 @@ qsys_status viewOfWindow(const qimg_windowConst* window, int32_t type, qsVImage*
     return window && out ? viewWindow(*window, type, identity, out) : QSYS_E_ARGUMENT;
 }
 
+// A non-linear transform does not fit the record, and need not even be defined anywhere near the image; the
+// view gets the identity then.
+qsFXform clientCoordsOf(const qimg_image& image)
+{
+    int isLinear = 0;
+    qmath_xformLinear linear;
+    qmath_xformPtrhConst_getIsLinear(&image.imageFromClient, &isLinear);
+    if (!isLinear)
+        return identity;
+    qmath_xformPtrhConst_getLinear(&image.imageFromClient, nullptr, &linear);
+    return {static_cast<float>(linear.m00), static_cast<float>(linear.m01), static_cast<float>(linear.m10),
+            static_cast<float>(linear.m11), static_cast<float>(linear.tx),  static_cast<float>(linear.ty)};
+}
+
 qsys_status viewOfImage(const qimg_image* image, int32_t type, qsVImage** out)
 {
     if (out)
@@ -97,19 +111,10 @@ qsys_status viewOfImage(const qimg_image* image, int32_t type, qsVImage** out)
     if (!image || !out)
         return QSYS_E_ARGUMENT;
     qimg_windowConst window;
-    qmath_xformLinear linear;
-    const qmath_point origin = {0, 0};
     qimg_windowConst_init(&window, image);
     if (!window.bound)
         return QIMG_E_UNBOUND;
-    if (const qsys_status status =
-            qmath_xformPtrhConst_getLinear(&image->imageFromClient, &origin, &linear);
-        status < 0)
-        return status;
-    const qsFXform clientCoords = {static_cast<float>(linear.m00), static_cast<float>(linear.m01),
-                                   static_cast<float>(linear.m10), static_cast<float>(linear.m11),
-                                   static_cast<float>(linear.tx),  static_cast<float>(linear.ty)};
-    return viewWindow(window, type, clientCoords, out);
+    return viewWindow(window, type, clientCoordsOf(*image), out);
 }
 
 } // namespace

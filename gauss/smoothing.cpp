@@ -89,8 +89,8 @@ qip_status gauss_bindDst(const gauss_depth* depth, const qsIRegion* region, qimg
     return status < 0 ? status : frame_cleanupNow(cleanup, id);
 }
 
-// Makes the legacy view of the source. A source whose transform is not linear enters with the identity: the
-// rest of the transform is composed afterwards.
+// Makes the legacy view of the source. A source whose transform is not linear enters with the identity
+// whatever the service's view gives it: the rest of the transform is composed afterwards.
 qip_status gauss_makeLegacySrc(const qimg_image* src, int* isLinear, gauss_resources* resources,
                                frame_cleanup* cleanup)
 {

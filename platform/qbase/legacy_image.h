@@ -58,11 +58,10 @@ QBASE_API void qsImageCopy(const qsImage* src, qsImage* dst);
 
 /* ---- bridges: views of the same pixels ---- */
 
-/* A legacy view of an image (client coordinates: the image's image-from-client transform, linearised at
- * the origin when it is not linear, converted to single precision) or of a window (client coordinates: identity).
- * The view may be written through when the caller may write to the pixels.
- * Errors:  QSYS_E_ARGUMENT, QIMG_E_UNBOUND, QIMG_E_PIXEL_SIZE, QSYS_E_MEMORY, what a non-linear transform
- *          answers; *out is null then. */
+/* A legacy view of an image (client coordinates: the image's image-from-client transform in single
+ * precision; the identity when that is not linear) or of a window (client coordinates: identity). The view
+ * may be written through when the caller may write to the pixels.
+ * Errors:  QSYS_E_ARGUMENT, QIMG_E_UNBOUND, QIMG_E_PIXEL_SIZE, QSYS_E_MEMORY; *out is null then. */
 QBASE_API qsys_status generate_qsImage_from_qimg_image8Const(const qimg_image8* image, qsImage** out);
 QBASE_API qsys_status generate_qsUSImage_from_qimg_image16Const(const qimg_image16* image, qsUSImage** out);
 QBASE_API qsys_status generate_qsImage_from_qimg_windowConst(const qimg_windowConst* window, qsImage** out);
