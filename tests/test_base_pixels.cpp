@@ -296,14 +296,18 @@ TEST(BaseLegacyImage, ViewsCarryTheTransformOfTheImage)
 
     EXPECT_EQ(generate_qsImage_from_qimg_image8Const(&image, &view), QIMG_E_PIXEL_SIZE);
     EXPECT_EQ(view, nullptr);
-    // Defined away from the origin only, so there is no linear form at the origin.
+    // A transform that is not linear, here one that is defined nowhere, leaves the view the identity.
     const auto undefined = [](void*, qmath_point*) -> qsys_status {
         return QSYS_FAILURE(0x4321);
     };
     qmath_xformPtrhConst handle;
     ASSERT_EQ(qmath_xformPtrhConst_constructFunctions(&handle, undefined, undefined, nullptr, nullptr), 0);
     ASSERT_EQ(qimg_image_setImageFromClientXform(&image, &handle), 0);
-    EXPECT_EQ(generate_qsUSImage_from_qimg_image16Const(&image, &view), QSYS_FAILURE(0x4321));
+    ASSERT_EQ(generate_qsUSImage_from_qimg_image16Const(&image, &view), 0);
+    EXPECT_EQ(qsVImageClientCoords(view).m00, 1.0f);
+    EXPECT_EQ(qsVImageClientCoords(view).m01, 0.0f);
+    EXPECT_EQ(qsVImageClientCoords(view).tx, 0.0f);
+    qsImageFree(view);
     qmath_xformPtrhConst_destruct(&handle);
     qimg_image_destruct(&image);
     EXPECT_EQ(generate_qsUSImage_from_qimg_image16Const(&image, &view), QIMG_E_UNBOUND);

@@ -68,7 +68,8 @@ private:
 struct test_operation {
     const char* name;
     std::function<qsys_status(test_scene& scene)> call;
-    bool mayRecover = false; // a failed allocation may also lead to full success
+    bool mayRecover = false;  // a failed allocation may also lead to full success
+    bool mayTakeNone = false; // there may be no allocation to fail
 };
 
 // Fails every allocation in turn, alone and with all later ones. Expects QSYS_E_MEMORY, no block lost, and
