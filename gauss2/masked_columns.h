@@ -18,24 +18,22 @@ constexpr int laneColumns = blockColumns / 2; // the even or the odd columns of 
 
 static_assert(blockColumns <= gauss2_maskedMostBlock);
 
-// Numbers of one parity, one a column, lie in lanes of twice the pixel's width: so many vectors of them.
-template <class Pixel>
-using lanes = std::conditional_t<sizeof(Pixel) == 1, words, longs>;
-template <class Pixel>
-constexpr int laneParts = sizeof(Pixel);
+// What the mask is over a block: 0 everywhere, 255 everywhere, 0 or 255, anything.
+enum class cover : uint8_t { unknown, empty, full, binary, mixed };
 
-// One source row from the first column of a block on.
-template <class Pixel>
-struct freshRow {
-    const Pixel* src;
-    const uint8_t* mask;
-    const int16_t* products; // 8 bits: mask * pixel - bias8
-};
+// Sums over 0 and 255 are 255 times the sums S over the pixels that are not masked out; only masks of anything
+// need the sums N of mask * pixel. S lies in lanes of twice the pixel's width, N in lanes of 32 bits.
+template <cover kind, class Pixel>
+using lanes = std::conditional_t<kind == cover::mixed || sizeof(Pixel) == 2, longs, words>;
+template <cover kind, class Pixel>
+constexpr int laneParts = kind == cover::mixed || sizeof(Pixel) == 2 ? 2
+                                                                     : 1; // for the columns of one parity
 
 // Multiplications are signed, so they take values that are lower than they are:
-//   8 bits   mask * pixel - 32768: a sum with weights w is N - 32768 w, whatever the mask;
-//   16 bits  mask * (pixel - 32768): a sum is N - 32768 W, at least -32768 * 65280 > -2^31;
-//            unmasked, pixel - 32768: a sum S is less by 32768 w.
+//   N, 8 bits   mask * pixel - 32768: the sum is N - 32768 w, w the weights summed, whatever the mask;
+//   N, 16 bits  mask * (pixel - 32768): the sum is N - 32768 W, at least -32768 * 65280 > -2^31;
+//   S, 16 bits  pixel - 32768, masked out or not: the sum is S - 32768 W / 255.
+// S of 8 bits is as it is.
 constexpr int bias8 = 32768;
 
 inline words centred(words pixels)
@@ -43,8 +41,59 @@ inline words centred(words pixels)
     return pixels ^ wordsOf(0x8000);
 }
 
-// even * x[0] + odd * x[1], even * x[2] + odd * x[3], ... of values that are bytes, mask * pixel, and pixels
-// of 16 bits.
+// ---- the rows that are summed ----
+
+// A source row, with its mask.
+template <class Pixel>
+struct sourceRow {
+    const Pixel* src;
+    const uint8_t* mask;
+};
+
+// What is summed instead where the mask matters: `values`, and with 16-bit pixels under a mask of anything
+// also the mask in `weights`. They are worked out for some blocks before these are summed, since a load that
+// straddles two stores has to wait for both.
+template <cover kind, class Pixel>
+using prepared = std::conditional_t<kind == cover::mixed, uint16_t, Pixel>;
+
+template <cover kind, class Pixel>
+struct preparedRow {
+    const prepared<kind, Pixel>* values;
+    const uint16_t* weights;
+    const uint8_t* mask;
+};
+
+// Columns that one call prepares.
+template <cover kind, class Pixel>
+constexpr int preparedColumns = blockColumns / int{sizeof(prepared<kind, Pixel>)};
+
+template <cover kind>
+inline void prepare(const uint8_t* src, const uint8_t* mask, uint8_t* values, uint16_t*)
+{
+    store(values, loadBytes(src) & loadBytes(mask));
+}
+
+template <cover kind>
+inline void prepare(const uint8_t* src, const uint8_t* mask, uint16_t* values, uint16_t*)
+{
+    store(values, centred(widened(src) * widened(mask)));
+}
+
+template <cover kind>
+inline void prepare(const uint16_t* src, const uint8_t* mask, uint16_t* values, uint16_t* weights)
+{
+    const words weight = widened(mask);
+    const words pixels = centred(loadWords(src));
+    if constexpr (kind == cover::binary)
+        store(values, pixels & (weight * wordsOf(257)));
+    else {
+        store(values, pixels);
+        store(weights, weight);
+    }
+}
+
+// ---- pairs of columns: even * x[0] + odd * x[1], even * x[2] + odd * x[3], ... ----
+
 inline words bytePairs(const uint8_t* x, int even, int odd)
 {
     if (even == 0 && odd == 1)
@@ -54,22 +103,38 @@ inline words bytePairs(const uint8_t* x, int even, int odd)
     return addPairs(loadBytes(x), bytePairsOf(even, odd));
 }
 
-inline longs maskedPairs(const freshRow<uint8_t>& row, int column, int even, int odd)
+inline words pairsAt(const sourceRow<uint8_t>& row, int column, int even, int odd)
 {
-    return addPairs(loadWords(row.products + column), pairsOf(even, odd));
+    return bytePairs(row.src + column, even, odd);
 }
 
-inline longs maskedPairs(const freshRow<uint16_t>& row, int column, int even, int odd)
+inline longs pairsAt(const sourceRow<uint16_t>& row, int column, int even, int odd)
 {
-    return addPairs(centred(loadWords(row.src + column)), widened(row.mask + column) * pairsOf(even, odd));
+    return addPairs(centred(loadWords(row.src + column)), pairsOf(even, odd));
 }
 
-inline longs wordPairs(const uint16_t* x, int even, int odd)
+inline words pairsAt(const preparedRow<cover::binary, uint8_t>& row, int column, int even, int odd)
 {
-    return addPairs(centred(loadWords(x)), pairsOf(even, odd));
+    return bytePairs(row.values + column, even, odd);
 }
 
-// The filter along a row for the columns of one parity, from `column` on; `pairs` is one of the above.
+inline longs pairsAt(const preparedRow<cover::binary, uint16_t>& row, int column, int even, int odd)
+{
+    return addPairs(loadWords(row.values + column), pairsOf(even, odd));
+}
+
+inline longs pairsAt(const preparedRow<cover::mixed, uint8_t>& row, int column, int even, int odd)
+{
+    return addPairs(loadWords(row.values + column), pairsOf(even, odd));
+}
+
+inline longs pairsAt(const preparedRow<cover::mixed, uint16_t>& row, int column, int even, int odd)
+{
+    return addPairs(loadWords(row.values + column), loadWords(row.weights + column) * pairsOf(even, odd));
+}
+
+// ---- the filter along a row, for the columns of one parity ----
+
 template <along columns, bool odd, class Pairs>
 inline auto filtered(int column, const Pairs& pairs)
 {
@@ -79,31 +144,18 @@ inline auto filtered(int column, const Pairs& pairs)
         return pairs(column + odd - 2, 1, 4) + pairs(column + odd, 6, 4) + pairs(column + odd + 2, 1, 0);
 }
 
-// W, N and S. N has two parts for both depths, S laneParts.
-template <along columns, bool odd>
-inline words sumWeights(const uint8_t* mask)
-{
-    return filtered<columns, odd>(0, [=](int at, int a, int b) { return bytePairs(mask + at, a, b); });
-}
-
-template <along columns, bool odd, class Pixel>
-inline longs sumMasked(const freshRow<Pixel>& row, int part)
+template <along columns, bool odd, class Row>
+inline auto sumPixels(const Row& row, int part)
 {
     return filtered<columns, odd>(part * laneColumns,
-                                  [&](int at, int a, int b) { return maskedPairs(row, at, a, b); });
+                                  [&](int column, int a, int b) { return pairsAt(row, column, a, b); });
 }
 
 template <along columns, bool odd>
-inline words sumUnmasked(const freshRow<uint8_t>& row, int)
+inline words sumMask(const uint8_t* mask)
 {
-    return sumWeights<columns, odd>(row.src);
-}
-
-template <along columns, bool odd>
-inline longs sumUnmasked(const freshRow<uint16_t>& row, int part)
-{
-    return filtered<columns, odd>(part * laneColumns,
-                                  [&](int at, int a, int b) { return wordPairs(row.src + at, a, b); });
+    return filtered<columns, odd>(0,
+                                  [=](int column, int a, int b) { return bytePairs(mask + column, a, b); });
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 // The division that turns sums into pixels: exact integer quotients out of single precision, in whatever
-// direction the caller's thread rounds. Divisors are 1 .. 65280. Internal linkage, as gauss2/masked_vectors.h.
+// direction the caller's thread rounds. Divisors are at least 1. Internal linkage, as gauss2/masked_vectors.h.
 #pragma once
 
 #include "gauss2/masked_vectors.h"
@@ -7,17 +7,18 @@
 namespace
 {
 
-// dividend / divisor for dividends of 0 .. 2^24 - 1 and quotients below 256.
+// dividend / divisor for dividends of 0 .. 2^24 - 1, where the product of a power of two above all quotients and
+// the greatest divisor is at most 2^24: quotients below 256 by divisors up to 65280, or below 65536 by up to 256.
 //
-// Both numbers convert exactly. With x the true quotient and q its whole part, x <= q + 1 - 1/65280, which is
-// below q + 1 - 2^-16, and that number is a float as it is below 256: the rounded quotient is at most that,
-// and at least q. Truncation gives q.
+// Both numbers convert exactly. With x the true quotient, q its whole part and D the greatest divisor, x is at
+// most q + 1 - 1/D. Floats below 2^k lie 2^(k-24) or less apart, which is at most 1/D, so there is one from x
+// on that is below q + 1: the rounded quotient is at most that, and at least q. Truncation gives q.
 inline longs dividedSmall(longs dividend, longs divisor)
 {
     return truncated(ratio(dividend, divisor));
 }
 
-// floor(dividend / divisor) + 32768 for signed dividends and sums of 0 .. 65535.
+// floor(dividend / divisor) + 32768 for signed dividends, divisors up to 65280 and results of 0 .. 65535.
 //
 // The dividend becomes a float with a relative error below 2^-23, the quotient, at most 32768 in size, gets
 // another, together below 2^-7; the sum with 32768.5 is below 2^17 and gets an error below 2^-7. So the
