@@ -40,6 +40,12 @@ inline words widened(const uint8_t* from)
     return reinterpret_cast<words>(_mm256_cvtepu8_epi16(half));
 }
 
+inline words signWidened(const uint8_t* from)
+{
+    const __m128i half = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+    return reinterpret_cast<words>(_mm256_cvtepi8_epi16(half));
+}
+
 inline words sequenced(words a)
 {
     return reinterpret_cast<words>(inOrder(a));
@@ -71,11 +77,6 @@ inline void storeBytes(uint8_t* toA, uint8_t* toB, words a, words b)
     const __m256i both = inOrder(_mm256_packus_epi16(raw(a), raw(b)));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(toA), _mm256_castsi256_si128(both));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(toB), _mm256_extracti128_si256(both, 1));
-}
-
-inline bool isFull(bytes a)
-{
-    return _mm256_testc_si256(raw(a), _mm256_set1_epi8(-1)) != 0;
 }
 
 inline bool isEmpty(bytes a)

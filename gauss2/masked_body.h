@@ -157,10 +157,10 @@ struct cursor {
 };
 
 template <class Pixel, along columns, along rows>
-inline sourceRow<Pixel> sourceAt(const cursor<Pixel, columns, rows>& at, int row)
+inline freshRow<Pixel> freshAt(const cursor<Pixel, columns, rows>& at, int row)
 {
     const int64_t column = at.block * blockColumns;
-    return {at.piece->src[row] + column, at.piece->mask[row] + column};
+    return {at.piece->src[row] + column, at.piece->mask[row] + column, nullptr};
 }
 
 template <class Pixel, along columns, along rows>
@@ -210,7 +210,7 @@ inline bool maskNever(const cursor<Pixel, columns, rows>& at)
 {
     bytes any = {};
     for (int i = 0; i < gauss2_maskedRows; ++i) {
-        const uint8_t* const mask = sourceAt(at, i).mask;
+        const uint8_t* const mask = freshAt(at, i).mask;
         any |= differs(loadBytes(mask - gauss2_maskedBefore));
         any |= differs(loadBytes(mask + gauss2_maskedAfter)); // ends with the last column
     }
@@ -221,7 +221,7 @@ inline bool maskNever(const cursor<Pixel, columns, rows>& at)
 template <class Pixel, along columns, along rows>
 inline cover coverAt(const cursor<Pixel, columns, rows>& at)
 {
-    const bytes some = loadBytes(sourceAt(at, 0).mask);
+    const bytes some = loadBytes(freshAt(at, 0).mask);
     if (!isEmpty(notBinary(some)))
         return cover::mixed;
     if (isEmpty(notFull(some)) && maskNever<notFull>(at))
@@ -271,7 +271,7 @@ inline void fullColumns(const cursor<Pixel, columns, rows>& at, output<Pixel, co
         lanes<cover::full, Pixel> s[rowsOut(rows)];
         sumRows<rows>(
             keptAt(at, odd)->s[part],
-            [&](int row) { return sumPixels<columns, odd>(sourceAt(at, row), part); }, s);
+            [&](int row) { return sumPixels<cover::full, columns, odd>(freshAt(at, row), part); }, s);
         for (int i = 0; i < rowsOut(rows); ++i)
             out[i].pixels[odd].part[part] = rounded<weights>(s[i]);
     }
@@ -313,35 +313,35 @@ inline void runFull(cursor<Pixel, columns, rows>* at, cover* plan)
     next(at, plan);
 }
 
-// A few binary or mixed blocks side by side: their prepared rows, and then their sums.
+// A few binary or mixed blocks side by side. They are summed before any of them is divided, and their products
+// are worked out before any of them is summed: short chains of work overlap, and a load that straddles two
+// stores would have to wait for both.
 constexpr int groupBlocks = 4;
 
-template <cover kind, class Pixel>
-struct alignas(64) groupRows {
-    static constexpr int columns = gauss2_maskedBefore + groupBlocks * blockColumns + gauss2_maskedAfter;
-    prepared<kind, Pixel> values[gauss2_maskedRows][columns];
-    uint16_t weights[gauss2_maskedRows][columns]; // of mixed blocks with 16-bit pixels
+struct alignas(64) groupProducts {
+    uint16_t row[gauss2_maskedRows][gauss2_maskedBefore + groupBlocks * blockColumns + gauss2_maskedAfter];
 };
 
-template <cover kind, class Pixel, along columns, along rows>
-inline void prepareColumns(const cursor<Pixel, columns, rows>& first, int64_t column,
-                           groupRows<kind, Pixel>* group)
+// mask * pixel - bias8 of half a block, `column` columns from the first block.
+template <along columns, along rows>
+inline void multiply(const cursor<uint8_t, columns, rows>& first, int64_t column, groupProducts* products)
 {
-    const int64_t to = gauss2_maskedBefore + column;
     for (int i = 0; i < gauss2_maskedRows; ++i) {
-        const sourceRow<Pixel> row = sourceAt(first, i);
-        prepare<kind>(row.src + column, row.mask + column, group->values[i] + to, group->weights[i] + to);
+        const freshRow<uint8_t> row = freshAt(first, i);
+        store(products->row[i] + gauss2_maskedBefore + column,
+              centred(widened(row.src + column) * widened(row.mask + column)));
     }
 }
 
 template <bool odd, cover kind, class Pixel, along columns, along rows>
-inline void maskedColumns(const preparedRow<kind, Pixel>* row, keptColumns<Pixel, rows>* kept,
+inline void maskedColumns(const freshRow<Pixel>* row, keptColumns<Pixel, rows>* kept,
                           maskedSums<kind, Pixel> (*sums)[parities<columns>])
 {
     for (int part = 0; part < laneParts<kind, Pixel>; ++part) {
         lanes<kind, Pixel> s[rowsOut(rows)];
         sumRows<rows>(
-            keptLanes<kind>(kept, part), [&](int i) { return sumPixels<columns, odd>(row[i], part); }, s);
+            keptLanes<kind>(kept, part), [&](int i) { return sumPixels<kind, columns, odd>(row[i], part); },
+            s);
         for (int i = 0; i < rowsOut(rows); ++i)
             sums[i][odd].sum[part] = s[i];
     }
@@ -352,18 +352,17 @@ inline void maskedColumns(const preparedRow<kind, Pixel>* row, keptColumns<Pixel
         sums[i][odd].w = w[i];
 }
 
-// The sums of blocks first .. first + count - 1, from their prepared rows.
 template <cover kind, class Pixel, along columns, along rows>
 inline void sumGroup(const cursor<Pixel, columns, rows>& first, int64_t count,
-                     const groupRows<kind, Pixel>& group,
+                     const groupProducts& products,
                      maskedSums<kind, Pixel> (*sums)[rowsOut(rows)][parities<columns>])
 {
     cursor<Pixel, columns, rows> at = first;
     for (int64_t i = 0; i < count; ++i, ++at.block) {
-        preparedRow<kind, Pixel> row[gauss2_maskedRows];
+        freshRow<Pixel> row[gauss2_maskedRows];
         for (int r = 0; r < gauss2_maskedRows; ++r) {
-            const int64_t column = gauss2_maskedBefore + i * blockColumns;
-            row[r] = {group.values[r] + column, group.weights[r] + column, sourceAt(at, r).mask};
+            row[r] = freshAt(at, r);
+            row[r].products = products.row[r] + gauss2_maskedBefore + i * blockColumns;
         }
         maskedColumns<false, kind, Pixel, columns>(row, keptAt(at, 0), sums[i]);
         if constexpr (parities<columns> == 2)
@@ -392,18 +391,21 @@ inline void putGroup(const cursor<Pixel, columns, rows>& first, int64_t count,
 template <cover kind, class Pixel, along columns, along rows>
 [[gnu::noinline]] void runMasked(cursor<Pixel, columns, rows>* at, cover* plan)
 {
+    constexpr bool multiplies = kind == cover::mixed && sizeof(Pixel) == 1;
     const cursor<Pixel, columns, rows> first = *at;
-    groupRows<kind, Pixel> group;
+    groupProducts products;
     int64_t count = 0;
     do {
-        for (int i = 0; i < blockColumns; i += preparedColumns<kind, Pixel>)
-            prepareColumns(first, count * blockColumns - gauss2_maskedBefore + i, &group);
+        if constexpr (multiplies)
+            for (int half = 0; half < 2; ++half)
+                multiply(first, count * blockColumns - gauss2_maskedBefore + half * laneColumns, &products);
         ++count;
         next(at, plan);
     } while (count < groupBlocks && at->block < at->piece->blocks && *plan == kind);
-    prepareColumns(first, count * blockColumns + gauss2_maskedAfter - preparedColumns<kind, Pixel>, &group);
+    if constexpr (multiplies)
+        multiply(first, count * blockColumns + gauss2_maskedAfter - laneColumns, &products);
     maskedSums<kind, Pixel> sums[groupBlocks][rowsOut(rows)][parities<columns>];
-    sumGroup(first, count, group, sums);
+    sumGroup(first, count, products, sums);
     putGroup(first, count, sums);
 }
 

@@ -41,96 +41,47 @@ inline words centred(words pixels)
     return pixels ^ wordsOf(0x8000);
 }
 
-// ---- the rows that are summed ----
-
-// A source row, with its mask.
+// A source row with its mask. Under a mask of anything, 8-bit pixels are multiplied with it once for all sums:
+// `products` are those in its place.
 template <class Pixel>
-struct sourceRow {
+struct freshRow {
     const Pixel* src;
     const uint8_t* mask;
+    const uint16_t* products;
 };
-
-// What is summed instead where the mask matters: `values`, and with 16-bit pixels under a mask of anything
-// also the mask in `weights`. They are worked out for some blocks before these are summed, since a load that
-// straddles two stores has to wait for both.
-template <cover kind, class Pixel>
-using prepared = std::conditional_t<kind == cover::mixed, uint16_t, Pixel>;
-
-template <cover kind, class Pixel>
-struct preparedRow {
-    const prepared<kind, Pixel>* values;
-    const uint16_t* weights;
-    const uint8_t* mask;
-};
-
-// Columns that one call prepares.
-template <cover kind, class Pixel>
-constexpr int preparedColumns = blockColumns / int{sizeof(prepared<kind, Pixel>)};
-
-template <cover kind>
-inline void prepare(const uint8_t* src, const uint8_t* mask, uint8_t* values, uint16_t*)
-{
-    store(values, loadBytes(src) & loadBytes(mask));
-}
-
-template <cover kind>
-inline void prepare(const uint8_t* src, const uint8_t* mask, uint16_t* values, uint16_t*)
-{
-    store(values, centred(widened(src) * widened(mask)));
-}
-
-template <cover kind>
-inline void prepare(const uint16_t* src, const uint8_t* mask, uint16_t* values, uint16_t* weights)
-{
-    const words weight = widened(mask);
-    const words pixels = centred(loadWords(src));
-    if constexpr (kind == cover::binary)
-        store(values, pixels & (weight * wordsOf(257)));
-    else {
-        store(values, pixels);
-        store(weights, weight);
-    }
-}
 
 // ---- pairs of columns: even * x[0] + odd * x[1], even * x[2] + odd * x[3], ... ----
 
-inline words bytePairs(const uint8_t* x, int even, int odd)
+inline words bytePairs(bytes x, int even, int odd)
 {
     if (even == 0 && odd == 1)
-        return reinterpret_cast<words>(loadBytes(x)) >> 8;
+        return reinterpret_cast<words>(x) >> 8;
     if (even == 1 && odd == 0)
-        return reinterpret_cast<words>(loadBytes(x)) & wordsOf(0x00ff);
-    return addPairs(loadBytes(x), bytePairsOf(even, odd));
+        return reinterpret_cast<words>(x) & wordsOf(0x00ff);
+    return addPairs(x, bytePairsOf(even, odd));
 }
 
-inline words pairsAt(const sourceRow<uint8_t>& row, int column, int even, int odd)
+template <cover kind>
+inline lanes<kind, uint8_t> pairsAt(const freshRow<uint8_t>& row, int column, int even, int odd)
 {
-    return bytePairs(row.src + column, even, odd);
+    if constexpr (kind == cover::mixed)
+        return addPairs(loadWords(row.products + column), pairsOf(even, odd));
+    else if constexpr (kind == cover::binary)
+        return bytePairs(loadBytes(row.src + column) & loadBytes(row.mask + column), even, odd);
+    else
+        return bytePairs(loadBytes(row.src + column), even, odd);
 }
 
-inline longs pairsAt(const sourceRow<uint16_t>& row, int column, int even, int odd)
+template <cover kind>
+inline longs pairsAt(const freshRow<uint16_t>& row, int column, int even, int odd)
 {
-    return addPairs(centred(loadWords(row.src + column)), pairsOf(even, odd));
-}
-
-inline words pairsAt(const preparedRow<cover::binary, uint8_t>& row, int column, int even, int odd)
-{
-    return bytePairs(row.values + column, even, odd);
-}
-
-inline longs pairsAt(const preparedRow<cover::binary, uint16_t>& row, int column, int even, int odd)
-{
-    return addPairs(loadWords(row.values + column), pairsOf(even, odd));
-}
-
-inline longs pairsAt(const preparedRow<cover::mixed, uint8_t>& row, int column, int even, int odd)
-{
-    return addPairs(loadWords(row.values + column), pairsOf(even, odd));
-}
-
-inline longs pairsAt(const preparedRow<cover::mixed, uint16_t>& row, int column, int even, int odd)
-{
-    return addPairs(loadWords(row.values + column), loadWords(row.weights + column) * pairsOf(even, odd));
+    const words pixels = centred(loadWords(row.src + column));
+    if constexpr (kind == cover::mixed)
+        return addPairs(pixels, widened(row.mask + column) * pairsOf(even, odd));
+    else if constexpr (kind == cover::binary)
+        return addPairs(pixels & signWidened(row.mask + column), pairsOf(even, odd));
+    else
+        return addPairs(pixels, pairsOf(even, odd));
 }
 
 // ---- the filter along a row, for the columns of one parity ----
@@ -144,18 +95,18 @@ inline auto filtered(int column, const Pairs& pairs)
         return pairs(column + odd - 2, 1, 4) + pairs(column + odd, 6, 4) + pairs(column + odd + 2, 1, 0);
 }
 
-template <along columns, bool odd, class Row>
-inline auto sumPixels(const Row& row, int part)
+template <cover kind, along columns, bool odd, class Pixel>
+inline lanes<kind, Pixel> sumPixels(const freshRow<Pixel>& row, int part)
 {
-    return filtered<columns, odd>(part * laneColumns,
-                                  [&](int column, int a, int b) { return pairsAt(row, column, a, b); });
+    return filtered<columns, odd>(
+        part * laneColumns, [&](int column, int a, int b) { return pairsAt<kind>(row, column, a, b); });
 }
 
 template <along columns, bool odd>
 inline words sumMask(const uint8_t* mask)
 {
-    return filtered<columns, odd>(0,
-                                  [=](int column, int a, int b) { return bytePairs(mask + column, a, b); });
+    return filtered<columns, odd>(
+        0, [=](int column, int a, int b) { return bytePairs(loadBytes(mask + column), a, b); });
 }
 
 } // namespace

@@ -33,6 +33,12 @@ inline words widened(const uint8_t* from)
         _mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from))));
 }
 
+inline words signWidened(const uint8_t* from)
+{
+    return reinterpret_cast<words>(
+        _mm_cvtepi8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from))));
+}
+
 inline words sequenced(words a)
 {
     return a;
@@ -62,11 +68,6 @@ inline void storeBytes(uint8_t* toA, uint8_t* toB, words a, words b)
 {
     storeBytes(toA, a);
     storeBytes(toB, b);
-}
-
-inline bool isFull(bytes a)
-{
-    return _mm_test_all_ones(raw(a)) != 0;
 }
 
 inline bool isEmpty(bytes a)
