@@ -145,7 +145,7 @@ inline pixels<Pixel> merged(sums<Pixel> even, sums<Pixel> odd)
 template <int Right, class Pixel>
 inline pixels<Pixel> narrowed(sums<Pixel> a, sums<Pixel> b)
 {
-    constexpr int count = sizeof a.v / sizeof a.v[0];
+    constexpr int count = sizeof(sums<Pixel>) / (2 * sizeof(Pixel));
     pixels<Pixel> both;
     for (int i = 0; i < count; ++i) {
         both.v[i] = static_cast<Pixel>(a.v[i] >> Right);

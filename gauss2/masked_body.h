@@ -316,7 +316,7 @@ inline void runFull(cursor<Pixel, columns, rows>* at, cover* plan)
 // A few binary or mixed blocks side by side. They are summed before any of them is divided, and their products
 // are worked out before any of them is summed: short chains of work overlap, and a load that straddles two
 // stores would have to wait for both.
-constexpr int groupBlocks = 4;
+inline constexpr int groupBlocks = 4;
 
 struct alignas(64) groupProducts {
     uint16_t row[gauss2_maskedRows][gauss2_maskedBefore + groupBlocks * blockColumns + gauss2_maskedAfter];

@@ -13,8 +13,8 @@
 namespace
 {
 
-constexpr int blockColumns = sizeof(bytes);
-constexpr int laneColumns = blockColumns / 2; // the even or the odd columns of a block
+inline constexpr int blockColumns = sizeof(bytes);
+inline constexpr int laneColumns = blockColumns / 2; // the even or the odd columns of a block
 
 static_assert(blockColumns <= gauss2_maskedMostBlock);
 
@@ -34,7 +34,7 @@ constexpr int laneParts = kind == cover::mixed || sizeof(Pixel) == 2 ? 2
 //   N, 16 bits  mask * (pixel - 32768): the sum is N - 32768 W, at least -32768 * 65280 > -2^31;
 //   S, 16 bits  pixel - 32768, masked out or not: the sum is S - 32768 W / 255.
 // S of 8 bits is as it is.
-constexpr int bias8 = 32768;
+inline constexpr int bias8 = 32768;
 
 inline words centred(words pixels)
 {

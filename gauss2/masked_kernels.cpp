@@ -27,8 +27,8 @@ void runPiece(const gauss2_maskedPiece<Pixel>& piece)
     constexpr int shift = columns == along::nothing || rows == along::nothing ? 4 : 8;
     auto* kept = reinterpret_cast<uint32_t*>(piece.state);
     for (int64_t out = 0; out < piece.blocks * blockColumns / distance; ++out, kept += 2 * keptSums(rows)) {
-        uint32_t n[rowsOut(rows)];
-        uint32_t w[rowsOut(rows)];
+        uint32_t n[rowsOut(rows)] = {};
+        uint32_t w[rowsOut(rows)] = {};
         const auto product = [&](int row, int64_t x) {
             return uint32_t{piece.mask[row][x]} * piece.src[row][x];
         };

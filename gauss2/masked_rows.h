@@ -26,9 +26,9 @@ constexpr int rowsOut(along rows)
 template <along rows>
 constexpr int keptWeights[4] = {};
 template <>
-constexpr int keptWeights<along::all>[4] = {1, 2, 4, 8};
+inline constexpr int keptWeights<along::all>[4] = {1, 2, 4, 8};
 template <>
-constexpr int keptWeights<along::sampled>[4] = {11, 1};
+inline constexpr int keptWeights<along::sampled>[4] = {11, 1};
 
 // Takes the fresh rows, fresh(0) .. fresh(gauss2_maskedRows - 1), and gives rowsOut(rows) sums. The kept sums go
 // through a copy, which no load of a pixel can be thought to read.
