@@ -11,7 +11,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <limits>
+#include <memory>
+#include <thread>
 
 TEST(GaussContract, SourcesAndDestinationsWithoutPixels)
 {
@@ -195,4 +198,29 @@ TEST(GaussContract, ProcessorsWithoutAnEngineTakeTheReferencePath)
             << "class " << p.processorClass << ", features " << p.features;
         EXPECT_EQ(test_inhibition::asked(), std::vector<std::string>{"gauss"});
     }
+}
+
+TEST(GaussContract, ThreadsSmoothOneSourceAtOnce)
+{
+    test_pixels pixels({60, 60, 1});
+    test_fillRandom(&pixels);
+    const auto from = test_windowConstOver(pixels, 0, 0);
+    const qip_gaussParams params = test_gaussParams(1, 4);
+    const test_grid expected = test_smoothed(pixels.view(), params, {0, 0, 60, 60}, 2);
+    constexpr int threadCount = 4;
+    std::vector<std::unique_ptr<test_pixels>> written;
+    std::vector<std::thread> threads;
+    std::atomic<int> failures{0};
+    for (int i = 0; i < threadCount; ++i)
+        written.push_back(std::make_unique<test_pixels>(test_layout{60, 60, 2}));
+    for (int i = 0; i < threadCount; ++i)
+        threads.emplace_back([&, to = test_windowOver(*written[static_cast<size_t>(i)], 0, 0)] {
+            for (int run = 0; run < 5; ++run)
+                failures += qip_gauss_smoothWindow8_16(&from, &to, &params) != QIP_OK;
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(failures, 0);
+    for (const auto& pixelsOfThread : written)
+        EXPECT_TRUE(test_samePixels(expected, pixelsOfThread->view()));
 }

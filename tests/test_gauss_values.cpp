@@ -22,7 +22,7 @@
 namespace
 {
 
-constexpr int caseCount = 30000;
+constexpr int caseCount = 20000;
 
 int64_t pick(test_random* random, int64_t low, int64_t high)
 {
