@@ -40,14 +40,14 @@ struct fastCall {
 template <class Pixel>
 struct filter {
     void (*gauss2_kernels<Pixel>::*kernel)(const gauss2_sweep<Pixel>* sweep);
-    void (*start)(fastCall<Pixel>* call); // for kernels that carry something, else null
-    bool pollsFirst;                      // all polls come before the first pixel of the destination
-    int32_t uncounted;                    // the rows of the source that the polls do not count
-    int32_t sweepRows;
-    int32_t stepX;
-    int32_t stepY;
-    int32_t first;
-    int32_t more;
+    void (*start)(fastCall<Pixel>* call) = nullptr; // for kernels that carry something
+    bool pollsFirst = false; // all polls come before the first pixel of the destination
+    int32_t uncounted = 0;   // the rows of the source that the polls do not count
+    int32_t sweepRows = 4;
+    int32_t stepX = 1;
+    int32_t stepY = 1;
+    int32_t first = 0;
+    int32_t more = 0;
 };
 
 // ---- resources ----
@@ -235,80 +235,42 @@ qip_status gauss2_fastHalf(const gauss2_planes<Pixel>& planes)
 {
     return run(planes, {.kernel = &gauss2_kernels<Pixel>::half,
                         .start = startHalf,
-                        .pollsFirst = false,
                         .uncounted = 1,
-                        .sweepRows = 4,
                         .stepX = 2,
                         .stepY = 2,
-                        .first = 1,
-                        .more = 0});
+                        .first = 1});
 }
 
 template <class Pixel>
 qip_status gauss2_fast5x5(const gauss2_planes<Pixel>& planes)
 {
-    return run(planes, {.kernel = &gauss2_kernels<Pixel>::binomial,
-                        .start = startBinomial,
-                        .pollsFirst = false,
-                        .uncounted = 0,
-                        .sweepRows = 4,
-                        .stepX = 1,
-                        .stepY = 1,
-                        .first = 2,
-                        .more = 0});
+    return run(planes, {.kernel = &gauss2_kernels<Pixel>::binomial, .start = startBinomial, .first = 2});
 }
 
 template <class Pixel>
 qip_status gauss2_fast5x1(const gauss2_planes<Pixel>& planes)
 {
-    return run(planes, {.kernel = &gauss2_kernels<Pixel>::row,
-                        .start = nullptr,
-                        .pollsFirst = false,
-                        .uncounted = 0,
-                        .sweepRows = 4,
-                        .stepX = 1,
-                        .stepY = 1,
-                        .first = 0,
-                        .more = 0});
+    return run(planes, {.kernel = &gauss2_kernels<Pixel>::row});
 }
 
 template <class Pixel>
 qip_status gauss2_fast1x5(const gauss2_planes<Pixel>& planes)
 {
-    return run(planes, {.kernel = &gauss2_kernels<Pixel>::column,
-                        .start = nullptr,
-                        .pollsFirst = false,
-                        .uncounted = 0,
-                        .sweepRows = 4,
-                        .stepX = 1,
-                        .stepY = 1,
-                        .first = -2,
-                        .more = 4});
+    return run(planes, {.kernel = &gauss2_kernels<Pixel>::column, .first = -2, .more = 4});
 }
 
 template <class Pixel>
 qip_status gauss2_fastHalfX(const gauss2_planes<Pixel>& planes)
 {
-    return run(planes, {.kernel = &gauss2_kernels<Pixel>::halfRow,
-                        .start = nullptr,
-                        .pollsFirst = true,
-                        .uncounted = 0,
-                        .sweepRows = 4,
-                        .stepX = 2,
-                        .stepY = 1,
-                        .first = 0,
-                        .more = 0});
+    return run(planes, {.kernel = &gauss2_kernels<Pixel>::halfRow, .pollsFirst = true, .stepX = 2});
 }
 
 template <class Pixel>
 qip_status gauss2_fastHalfY(const gauss2_planes<Pixel>& planes)
 {
     return run(planes, {.kernel = &gauss2_kernels<Pixel>::halfColumn,
-                        .start = nullptr,
                         .pollsFirst = true,
-                        .uncounted = 0,
                         .sweepRows = 2,
-                        .stepX = 1,
                         .stepY = 2,
                         .first = -2,
                         .more = 3});
