@@ -85,11 +85,11 @@ template <class Pixel>
 void gauss_crossQuiet(const gauss_run* run, int64_t end, gauss_cursor<Pixel>* cursor)
 {
     for (; cursor->due < end; cursor->due += run->columns.step) {
-        gauss_integrateZeros(&cursor->sums, static_cast<double>(cursor->due + 1 - cursor->x));
+        gauss_integrateZeros(&cursor->sums, cursor->due + 1 - cursor->x);
         cursor->x = cursor->due + 1;
         *cursor->out++ = static_cast<Pixel>(gauss_scaleRowSum(run, cursor->sums.s3));
     }
-    gauss_integrateZeros(&cursor->sums, static_cast<double>(end - cursor->x));
+    gauss_integrateZeros(&cursor->sums, end - cursor->x);
 }
 
 template <class Pixel>
@@ -171,7 +171,7 @@ void gauss_integrateZeroRows(const gauss_run* run, int64_t count)
     double* const third = gauss_columnSum(run, run->sourceColumns.start);
     for (int64_t x = 0; x < run->sourceColumns.length; ++x) {
         gauss_integrators sums = {run->firstSums[x], run->secondSums[x], third[x]};
-        gauss_integrateZeros(&sums, static_cast<double>(count));
+        gauss_integrateZeros(&sums, count);
         run->secondSums[x] = sums.s2;
         third[x] = sums.s3;
     }

@@ -57,9 +57,18 @@ inline void gauss_integrate(gauss_integrators* sums, double difference)
     sums->s3 += sums->s2;
 }
 
-// `count` integrations of a zero difference.
-inline void gauss_integrateZeros(gauss_integrators* sums, double count)
+// `count` integrations of a zero difference. Short stretches are stepped through: where rounding started the
+// last sum at a number that is not exact, each step rounds it again, and that is the definition. Long ones,
+// which only kernels of more than a thousand pixels have, move in closed form.
+inline void gauss_integrateZeros(gauss_integrators* sums, int64_t count)
 {
-    sums->s3 += count * sums->s2 + 0.5 * count * (count + 1.0) * sums->s1;
-    sums->s2 += count * sums->s1;
+    constexpr int64_t mostSteps = 1024;
+    if (count > mostSteps) {
+        const double n = static_cast<double>(count);
+        sums->s3 += n * sums->s2 + 0.5 * n * (n + 1.0) * sums->s1;
+        sums->s2 += n * sums->s1;
+        return;
+    }
+    for (int64_t i = 0; i < count; ++i)
+        gauss_integrate(sums, 0.0);
 }

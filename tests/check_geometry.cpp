@@ -35,9 +35,9 @@ TEST(Walk, JumpsEqualSteps)
 {
     gauss_integrators stepped = {3.0, -7.0, 11.0};
     gauss_integrators jumped = stepped;
-    for (int i = 0; i < 1000; ++i)
+    for (int i = 0; i < 5000; ++i)
         gauss_integrate(&stepped, 0.0);
-    gauss_integrateZeros(&jumped, 1000.0);
+    gauss_integrateZeros(&jumped, 5000);
     EXPECT_EQ(stepped.s2, jumped.s2);
     EXPECT_EQ(stepped.s3, jumped.s3);
 }

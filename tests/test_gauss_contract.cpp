@@ -13,7 +13,6 @@
 
 #include <atomic>
 #include <limits>
-#include <memory>
 #include <thread>
 
 TEST(GaussContract, SourcesAndDestinationsWithoutPixels)
@@ -207,20 +206,20 @@ TEST(GaussContract, ThreadsSmoothOneSourceAtOnce)
     const auto from = test_windowConstOver(pixels, 0, 0);
     const qip_gaussParams params = test_gaussParams(1, 4);
     const test_grid expected = test_smoothed(pixels.view(), params, {0, 0, 60, 60}, 2);
-    constexpr int threadCount = 4;
-    std::vector<std::unique_ptr<test_pixels>> written;
-    std::vector<std::thread> threads;
     std::atomic<int> failures{0};
-    for (int i = 0; i < threadCount; ++i)
-        written.push_back(std::make_unique<test_pixels>(test_layout{60, 60, 2}));
-    for (int i = 0; i < threadCount; ++i)
-        threads.emplace_back([&, to = test_windowOver(*written[static_cast<size_t>(i)], 0, 0)] {
+    struct worker {
+        test_pixels written{{60, 60, 2}};
+        std::thread thread;
+    };
+    worker workers[4];
+    for (worker& w : workers)
+        w.thread = std::thread([&, to = test_windowOver(w.written, 0, 0)] {
             for (int run = 0; run < 5; ++run)
                 failures += qip_gauss_smoothWindow8_16(&from, &to, &params) != QIP_OK;
         });
-    for (std::thread& thread : threads)
-        thread.join();
+    for (worker& w : workers)
+        w.thread.join();
     EXPECT_EQ(failures, 0);
-    for (const auto& pixelsOfThread : written)
-        EXPECT_TRUE(test_samePixels(expected, pixelsOfThread->view()));
+    for (const worker& w : workers)
+        EXPECT_TRUE(test_samePixels(expected, w.written.view()));
 }

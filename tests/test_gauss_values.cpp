@@ -325,6 +325,31 @@ TEST(GaussValues, DestinationCentresFallOnTheCentresOfTheirSupports)
     }
 }
 
+// Exact half-way results from images so small that most of the kernel meets nothing: the accumulator goes on
+// rounding there, column by column.
+TEST(GaussValues, TiesWhereTheKernelIsLargerThanTheImage)
+{
+    const test_inhibition reference("gauss");
+    for (int32_t width = 1; width <= 3; ++width)
+        for (int64_t kernel = 1; kernel <= 20; ++kernel)
+            for (int numerator = 1; numerator <= 41; numerator += 2) {
+                const oracle_gauss request{
+                    .kernelX = kernel, .round = true, .gain = static_cast<float>(numerator) / 2.0F};
+                SCOPED_TRACE("width " + std::to_string(width) + " kernel " + std::to_string(kernel) +
+                             " gain " + std::to_string(request.gain));
+                // One row for every grey level.
+                test_pixels source({width, 256, 1});
+                fillPixels(&source, [](int32_t, int32_t y) { return static_cast<uint32_t>(y); });
+                const oracle_rect rect = oracle_destination({0, 0, width, 256}, request);
+                const test_pixels written({width, 256, 2});
+                const auto from = test_windowConstOver(source, 0, 0);
+                const auto to = test_windowOver(written, static_cast<int32_t>(rect.x), 0);
+                const qip_gaussParams params = test_gaussParams(request);
+                ASSERT_EQ(qip_gauss_smoothWindow8_16(&from, &to, &params), QIP_OK);
+                EXPECT_TRUE(test_samePixels(test_smoothed(source.view(), params, rect, 2), written.view()));
+            }
+}
+
 // Level by level, what a constant image becomes: the reciprocal of 729 loses one level in 125 of 255 when
 // truncating, powers of two lose none, rounding loses none; gain 2 wraps.
 TEST(GaussValues, ConstantImages)
