@@ -1,9 +1,9 @@
 // The drivers of the fast unmasked filters: rows, borders above and below, polls and memory, in one source for
-// both depths and all processor levels. The pixels are made in gauss2/kernels_body.h.
+// both depths and all processor levels. The pixels are made in gauss2/kernels/kernels_body.h.
 #include "gauss2/fast.h"
 
 #include "frame/cleanup.h"
-#include "gauss2/kernels.h"
+#include "gauss2/kernels/kernels.h"
 
 #include <qbase/attention.h>
 #include <qbase/cpuinfo.h>
@@ -15,14 +15,11 @@ namespace
 
 constexpr int64_t rowsPerPoll = 64;
 
-// The pixels that may go by without a poll when none may come once the destination is being written: a few
-// milliseconds' work, and less than copying so much from a temporary image would take.
-constexpr int64_t mostUnpolledPixels = int64_t{1} << 24;
-
 // One call: the planes, the kernels and the working memory.
 template <class Pixel>
 struct fastCall {
     gauss2_planes<Pixel> planes;
+    int64_t mostUnpolled;
     gauss2_kernels<Pixel> kernels;
     frame_cleanup cleanup;
     unsigned char* columns; // what the kernels carry from sweep to sweep
@@ -165,7 +162,7 @@ template <class Pixel>
 qsys_status takeEarlyRows(fastCall<Pixel>* call, const filter<Pixel>& filter)
 {
     const int64_t unpolled =
-        std::max<int64_t>(mostUnpolledPixels / widthForKernels(*call) / rowsPerPoll, 1);
+        std::max<int64_t>(call->mostUnpolled / widthForKernels(*call) / rowsPerPoll, 1);
     call->pollsTogether = std::max<int64_t>(pollsIn(call->planes.height) - unpolled, 0) * rowsPerPoll;
     if (call->pollsTogether == 0)
         return 0;
@@ -213,12 +210,13 @@ qip_status runBody(fastCall<Pixel>* call, const filter<Pixel>& filter)
 
 // Below three columns the borders meet, and the plain filter runs.
 template <class Pixel>
-qip_status run(const gauss2_planes<Pixel>& planes, const filter<Pixel>& filter)
+qip_status run(const gauss2_planes<Pixel>& planes, const filter<Pixel>& filter, int64_t mostUnpolled)
 {
     if (planes.width < 3)
         return QIP_E_FALLBACK;
     fastCall<Pixel> call;
     call.planes = planes;
+    call.mostUnpolled = mostUnpolled;
     call.cleanup = {};
     call.columns = nullptr;
     call.early = nullptr;
@@ -228,63 +226,43 @@ qip_status run(const gauss2_planes<Pixel>& planes, const filter<Pixel>& filter)
     return frame_cleanupEnd(&call.cleanup, runBody(&call, filter));
 }
 
+template <class Pixel>
+filter<Pixel> describe(gauss2_filter which)
+{
+    using kernels = gauss2_kernels<Pixel>;
+    if (which.y == gauss2_along::nothing)
+        return which.x == gauss2_along::sampled
+                   ? filter<Pixel>{.kernel = &kernels::halfRow, .pollsFirst = true, .stepX = 2}
+                   : filter<Pixel>{.kernel = &kernels::row};
+    if (which.x == gauss2_along::nothing)
+        return which.y == gauss2_along::sampled
+                   ? filter<Pixel>{.kernel = &kernels::halfColumn,
+                                   .pollsFirst = true,
+                                   .sweepRows = 2,
+                                   .stepY = 2,
+                                   .first = -2,
+                                   .more = 3}
+                   : filter<Pixel>{.kernel = &kernels::column, .first = -2, .more = 4};
+    return which.x == gauss2_along::sampled
+               ? filter<Pixel>{.kernel = &kernels::half,
+                               .start = startHalf,
+                               .uncounted = 1,
+                               .stepX = 2,
+                               .stepY = 2,
+                               .first = 1}
+               : filter<Pixel>{.kernel = &kernels::binomial, .start = startBinomial, .first = 2};
+}
+
 } // namespace
 
-template <class Pixel>
-qip_status gauss2_fastHalf(const gauss2_planes<Pixel>& planes)
+template <>
+qip_status gauss2_fast(gauss2_filter filter, const gauss2_planes<uint8_t>& planes, int64_t mostUnpolled)
 {
-    return run(planes, {.kernel = &gauss2_kernels<Pixel>::half,
-                        .start = startHalf,
-                        .uncounted = 1,
-                        .stepX = 2,
-                        .stepY = 2,
-                        .first = 1});
+    return run(planes, describe<uint8_t>(filter), mostUnpolled);
 }
 
-template <class Pixel>
-qip_status gauss2_fast5x5(const gauss2_planes<Pixel>& planes)
+template <>
+qip_status gauss2_fast(gauss2_filter filter, const gauss2_planes<uint16_t>& planes, int64_t mostUnpolled)
 {
-    return run(planes, {.kernel = &gauss2_kernels<Pixel>::binomial, .start = startBinomial, .first = 2});
+    return run(planes, describe<uint16_t>(filter), mostUnpolled);
 }
-
-template <class Pixel>
-qip_status gauss2_fast5x1(const gauss2_planes<Pixel>& planes)
-{
-    return run(planes, {.kernel = &gauss2_kernels<Pixel>::row});
-}
-
-template <class Pixel>
-qip_status gauss2_fast1x5(const gauss2_planes<Pixel>& planes)
-{
-    return run(planes, {.kernel = &gauss2_kernels<Pixel>::column, .first = -2, .more = 4});
-}
-
-template <class Pixel>
-qip_status gauss2_fastHalfX(const gauss2_planes<Pixel>& planes)
-{
-    return run(planes, {.kernel = &gauss2_kernels<Pixel>::halfRow, .pollsFirst = true, .stepX = 2});
-}
-
-template <class Pixel>
-qip_status gauss2_fastHalfY(const gauss2_planes<Pixel>& planes)
-{
-    return run(planes, {.kernel = &gauss2_kernels<Pixel>::halfColumn,
-                        .pollsFirst = true,
-                        .sweepRows = 2,
-                        .stepY = 2,
-                        .first = -2,
-                        .more = 3});
-}
-
-template qip_status gauss2_fastHalf(const gauss2_planes<uint8_t>&);
-template qip_status gauss2_fastHalf(const gauss2_planes<uint16_t>&);
-template qip_status gauss2_fast5x5(const gauss2_planes<uint8_t>&);
-template qip_status gauss2_fast5x5(const gauss2_planes<uint16_t>&);
-template qip_status gauss2_fast5x1(const gauss2_planes<uint8_t>&);
-template qip_status gauss2_fast5x1(const gauss2_planes<uint16_t>&);
-template qip_status gauss2_fast1x5(const gauss2_planes<uint8_t>&);
-template qip_status gauss2_fast1x5(const gauss2_planes<uint16_t>&);
-template qip_status gauss2_fastHalfX(const gauss2_planes<uint8_t>&);
-template qip_status gauss2_fastHalfX(const gauss2_planes<uint16_t>&);
-template qip_status gauss2_fastHalfY(const gauss2_planes<uint8_t>&);
-template qip_status gauss2_fastHalfY(const gauss2_planes<uint16_t>&);

@@ -1,30 +1,26 @@
-// The fast filters of this family. Each gives the plain filter's pixels and polls the attention check at the
-// plain filter's rows. Each returns QIP_E_FALLBACK when it declines (nothing is written then), a failure of
-// the processor service, of an allocation or of the attention check as it stands, else 0.
+// The fast filters of this family: all six, both depths, with and without a mask.
 //
-// The instruction level is chosen by the processor record on every call. Defined for uint8_t and uint16_t.
+// Result:  the plain filter's pixels and masks.
+// Memory:  a few rows; the filters that poll first may take as much as their result besides.
+// Polls:   as often as the plain filter, before the same source rows. Half resolution in one direction asks for
+//          the last time before the first pixel of the destination is written. To be spared a copy of the whole
+//          result, the polls of its last rows, `mostUnpolled` source pixels at most (but 64 rows at least), are
+//          made together before the first of these rows.
+// Errors:  QIP_E_FALLBACK when the filter declines, and nothing is written then: a width below 3. A failure of
+//          the processor service, of an allocation or of the attention check as it stands.
+//
+// The processor level is chosen by the processor record on every call. Planes is gauss2_planes or
+// gauss2_maskedPlanes of uint8_t or uint16_t.
 #pragma once
 
+#include "gauss2/filter.h"
 #include "gauss2/planes.h"
 
 #include <qip/status.h>
 
-// Half resolution in both directions.
-template <class Pixel>
-qip_status gauss2_fastHalf(const gauss2_planes<Pixel>& planes);
+// A few milliseconds' work, and less than copying so many pixels from a temporary image would take.
+constexpr int64_t gauss2_mostUnpolled = int64_t{1} << 24;
 
-// Full resolution.
-template <class Pixel>
-qip_status gauss2_fast5x5(const gauss2_planes<Pixel>& planes);
-template <class Pixel>
-qip_status gauss2_fast5x1(const gauss2_planes<Pixel>& planes);
-template <class Pixel>
-qip_status gauss2_fast1x5(const gauss2_planes<Pixel>& planes);
-
-// Half resolution in one direction, without the full-resolution image in between. Every attention check
-// comes before the first pixel of the destination is written; those of the last rows, 2^24 source pixels at
-// most, are made together before the first of these rows.
-template <class Pixel>
-qip_status gauss2_fastHalfX(const gauss2_planes<Pixel>& planes);
-template <class Pixel>
-qip_status gauss2_fastHalfY(const gauss2_planes<Pixel>& planes);
+template <class Planes>
+qip_status gauss2_fast(gauss2_filter filter, const Planes& planes,
+                       int64_t mostUnpolled = gauss2_mostUnpolled);

@@ -4,10 +4,10 @@
 // Kernels work on whole blocks of columns and read a few columns beside them. Blocks that lie inside the row
 // with those columns are handed over as they lie; the first block and the last ones, or all blocks of a narrow
 // image, are copied to where the border is repeated beside them, so that nothing outside a row is touched.
-#include "gauss2/fast_masked.h"
+#include "gauss2/fast.h"
 
 #include "frame/cleanup.h"
-#include "gauss2/masked_kernels.h"
+#include "gauss2/kernels/masked_kernels.h"
 
 #include <qbase/attention.h>
 
@@ -286,57 +286,34 @@ qip_status runFilter(const gauss2_maskedPlanes<Pixel>& planes, const maskedShape
     return frame_cleanupEnd(&cleanup, allocateAndRun(&run, &block, &cleanup));
 }
 
-} // namespace
-
 template <class Pixel>
-qip_status gauss2_fastMaskedHalf(const gauss2_maskedPlanes<Pixel>& planes)
+qip_status runMasked(gauss2_filter filter, const gauss2_maskedPlanes<Pixel>& planes)
 {
-    if (!planes.dstMask)
-        return QIP_E_FALLBACK;
-    return runFilter(planes, {true, true, true, false}, &gauss2_maskedKernels<Pixel>::half);
-}
-
-template <class Pixel>
-qip_status gauss2_fastMaskedHalfX(const gauss2_maskedPlanes<Pixel>& planes)
-{
-    return runFilter(planes, {true, false, false, true}, &gauss2_maskedKernels<Pixel>::halfX);
-}
-
-template <class Pixel>
-qip_status gauss2_fastMaskedHalfY(const gauss2_maskedPlanes<Pixel>& planes)
-{
-    return runFilter(planes, {false, true, true, true}, &gauss2_maskedKernels<Pixel>::halfY);
-}
-
-template <class Pixel>
-qip_status gauss2_fastMasked5x5(const gauss2_maskedPlanes<Pixel>& planes)
-{
+    using kernels = gauss2_maskedKernels<Pixel>;
+    const bool hasY = filter.y != gauss2_along::nothing;
+    const maskedShape shape = {gauss2_stepOf(filter.x) == 2, gauss2_stepOf(filter.y) == 2, hasY,
+                               gauss2_pollsFirst(filter)};
+    if (filter.x == gauss2_along::nothing)
+        return runFilter(planes, shape, shape.halveY ? &kernels::halfY : &kernels::full1x5);
+    if (!hasY)
+        return runFilter(planes, shape, shape.halveX ? &kernels::halfX : &kernels::full5x1);
+    if (shape.halveX)
+        return planes.dstMask ? runFilter(planes, shape, &kernels::half) : QIP_E_FALLBACK;
     if (sizeof(Pixel) == 2 && (!planes.dstMask || planes.pixels.height < 5))
         return QIP_E_FALLBACK;
-    return runFilter(planes, {false, false, true, false}, &gauss2_maskedKernels<Pixel>::full5x5);
+    return runFilter(planes, shape, &kernels::full5x5);
 }
 
-template <class Pixel>
-qip_status gauss2_fastMasked5x1(const gauss2_maskedPlanes<Pixel>& planes)
+} // namespace
+
+template <>
+qip_status gauss2_fast(gauss2_filter filter, const gauss2_maskedPlanes<uint8_t>& planes, int64_t)
 {
-    return runFilter(planes, {false, false, false, false}, &gauss2_maskedKernels<Pixel>::full5x1);
+    return runMasked(filter, planes);
 }
 
-template <class Pixel>
-qip_status gauss2_fastMasked1x5(const gauss2_maskedPlanes<Pixel>& planes)
+template <>
+qip_status gauss2_fast(gauss2_filter filter, const gauss2_maskedPlanes<uint16_t>& planes, int64_t)
 {
-    return runFilter(planes, {false, false, true, false}, &gauss2_maskedKernels<Pixel>::full1x5);
+    return runMasked(filter, planes);
 }
-
-template qip_status gauss2_fastMaskedHalf(const gauss2_maskedPlanes<uint8_t>&);
-template qip_status gauss2_fastMaskedHalf(const gauss2_maskedPlanes<uint16_t>&);
-template qip_status gauss2_fastMaskedHalfX(const gauss2_maskedPlanes<uint8_t>&);
-template qip_status gauss2_fastMaskedHalfX(const gauss2_maskedPlanes<uint16_t>&);
-template qip_status gauss2_fastMaskedHalfY(const gauss2_maskedPlanes<uint8_t>&);
-template qip_status gauss2_fastMaskedHalfY(const gauss2_maskedPlanes<uint16_t>&);
-template qip_status gauss2_fastMasked5x5(const gauss2_maskedPlanes<uint8_t>&);
-template qip_status gauss2_fastMasked5x5(const gauss2_maskedPlanes<uint16_t>&);
-template qip_status gauss2_fastMasked5x1(const gauss2_maskedPlanes<uint8_t>&);
-template qip_status gauss2_fastMasked5x1(const gauss2_maskedPlanes<uint16_t>&);
-template qip_status gauss2_fastMasked1x5(const gauss2_maskedPlanes<uint8_t>&);
-template qip_status gauss2_fastMasked1x5(const gauss2_maskedPlanes<uint16_t>&);

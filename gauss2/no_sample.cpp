@@ -50,14 +50,13 @@ qip_status gauss2_runPass(const gauss2_path<Planes>& path, gauss2_sequence* sequ
 template <class Planes>
 qip_status gauss2_runPasses(gauss2_sequence* sequence, int32_t passesX, int32_t passesY)
 {
-    const gauss2_paths<Planes>& paths = gauss2_pathsOf<Planes>;
     qip_status status = QIP_OK;
     for (; status >= 0 && passesX >= 2 && passesY >= 2; passesX -= 2, passesY -= 2)
-        status = gauss2_runPass(paths.full5x5, sequence);
+        status = gauss2_runPass(gauss2_path5x5<Planes>, sequence);
     for (; status >= 0 && passesX > 0; passesX -= 2)
-        status = gauss2_runPass(paths.full5x1, sequence);
+        status = gauss2_runPass(gauss2_path5x1<Planes>, sequence);
     for (; status >= 0 && passesY > 0; passesY -= 2)
-        status = gauss2_runPass(paths.full1x5, sequence);
+        status = gauss2_runPass(gauss2_path1x5<Planes>, sequence);
     return status;
 }
 
@@ -105,13 +104,12 @@ qip_status gauss2_anyPasses(const gauss2_views& views, const Planes& planes, con
                             int32_t passesX, int32_t passesY, gauss2_scratch* scratch,
                             frame_cleanup* cleanup)
 {
-    const gauss2_paths<Planes>& paths = gauss2_pathsOf<Planes>;
     if (passesX == 2 && passesY == 2)
-        return gauss2_run(paths.full5x5, planes);
+        return gauss2_run(gauss2_path5x5<Planes>, planes);
     if (passesX == 2 && passesY == 0)
-        return gauss2_run(paths.full5x1, planes);
+        return gauss2_run(gauss2_path5x1<Planes>, planes);
     if (passesX == 0 && passesY == 2)
-        return gauss2_run(paths.full1x5, planes);
+        return gauss2_run(gauss2_path1x5<Planes>, planes);
     return gauss2_manyPasses<Planes>(views, common, passesX, passesY, scratch, cleanup);
 }
 

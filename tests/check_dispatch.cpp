@@ -1,6 +1,6 @@
 // Which engine runs on which processor, and what becomes of its answer. The engines are stand-ins that record
 // that they were called.
-#include "frame/dispatch.h"
+#include "unmasked/dispatch.h"
 #include "frame/fast_path.h"
 
 #include <qbase/cpuinfo.h>
@@ -44,11 +44,11 @@ struct Dispatch : testing::Test {
     }
 
     qip_status run(int32_t processorClass, uint32_t features,
-                   frame_engines engines = {newerEngine, olderEngine})
+                   unmasked_engines engines = {newerEngine, olderEngine})
     {
         called = '-';
         EXPECT_EQ(qsys_cpuinfo_limitRaw(processorClass, features), 0);
-        return frame_runEngine(&engines, nullptr, nullptr, nullptr, nullptr, nullptr);
+        return unmasked_runEngine(&engines, nullptr, nullptr, nullptr, nullptr, nullptr);
     }
 };
 

@@ -1,7 +1,7 @@
 // The fast unmasked filters of the half-resolution and binomial family: every filter at every processor level
 // against the weighted sum written out pixel by pixel, on guarded memory.
 #include "gauss2/fast.h"
-#include "gauss2/kernels.h"
+#include "gauss2/kernels/kernels.h"
 
 #include "support/compare.h"
 #include "support/faults.h"
@@ -20,7 +20,7 @@ namespace
 template <class Pixel>
 struct filter {
     const char* name;
-    qip_status (*run)(const gauss2_planes<Pixel>&);
+    gauss2_filter which;
     int tapsX, tapsY;
     int stepX, stepY;
     int uncountedRows;
@@ -30,12 +30,9 @@ struct filter {
 enum { fiveByOne = 2, oneByFive = 3 };
 template <class Pixel>
 const filter<Pixel> filters[] = {
-    {"half", gauss2_fastHalf<Pixel>, 5, 5, 2, 2, 1, false},
-    {"5x5", gauss2_fast5x5<Pixel>, 5, 5, 1, 1, 0, false},
-    {"5x1", gauss2_fast5x1<Pixel>, 5, 1, 1, 1, 0, false},
-    {"1x5", gauss2_fast1x5<Pixel>, 1, 5, 1, 1, 0, false},
-    {"halfX", gauss2_fastHalfX<Pixel>, 5, 1, 2, 1, 0, true},
-    {"halfY", gauss2_fastHalfY<Pixel>, 1, 5, 1, 2, 0, true},
+    {"half", gauss2_half, 5, 5, 2, 2, 1, false},   {"5x5", gauss2_full5x5, 5, 5, 1, 1, 0, false},
+    {"5x1", gauss2_full5x1, 5, 1, 1, 1, 0, false}, {"1x5", gauss2_full1x5, 1, 5, 1, 1, 0, false},
+    {"halfX", gauss2_halfX, 5, 1, 2, 1, 0, true},  {"halfY", gauss2_halfY, 1, 5, 1, 2, 0, true},
 };
 
 constexpr int64_t pollPeriod = 64;
@@ -120,7 +117,7 @@ void check(const filter<Pixel>& filter, const test_grid& source, test_random* ra
         test_pixels to(layout);
         const test_grid untouched(to.view());
         const test_attention attention;
-        const qip_status status = filter.run(planesOf<Pixel>(from, to));
+        const qip_status status = gauss2_fast(filter.which, planesOf<Pixel>(from, to));
         EXPECT_TRUE(test_undamaged(to));
         if (source.width < 3) {
             EXPECT_EQ(status, QIP_E_FALLBACK);
@@ -204,9 +201,9 @@ TYPED_TEST(Gauss2Kernels, EveryRoundingOfFivePixels)
             source[i] = static_cast<TypeParam>(top + (i % combinations >> 4 * (i / combinations) & 15));
         const int64_t stride = combinations * int64_t{sizeof(TypeParam)};
         test_atEveryLevel([&](const std::string&) {
-            EXPECT_EQ(
-                gauss2_fast1x5<TypeParam>({combinations, 5, source.data(), stride, result.data(), stride}),
-                QIP_OK);
+            EXPECT_EQ(gauss2_fast(gauss2_full1x5, gauss2_planes<TypeParam>{combinations, 5, source.data(),
+                                                                           stride, result.data(), stride}),
+                      QIP_OK);
             int64_t wrong = 0;
             for (size_t x = 0; x < combinations; ++x) {
                 uint32_t sum = 8;
@@ -238,7 +235,7 @@ TYPED_TEST(Gauss2Kernels, StopsAtAPoll)
                     std::copy_n(result.values.begin(), (n - 1) * pollPeriod / each.stepY * result.width,
                                 partly.values.begin());
                 const test_attention attention(n);
-                EXPECT_EQ(each.run(planesOf<TypeParam>(from, to)), QSYS_E_CANCELLED);
+                EXPECT_EQ(gauss2_fast(each.which, planesOf<TypeParam>(from, to)), QSYS_E_CANCELLED);
                 EXPECT_EQ(attention.polls(), n);
                 EXPECT_TRUE(test_samePixels(partly, to.view()));
                 EXPECT_EQ(test_allocator::liveBlocks(), 0);
@@ -259,10 +256,10 @@ TYPED_TEST(Gauss2Kernels, FailuresOfServicesComeBack)
         const test_grid untouched(to.view());
         const gauss2_planes<TypeParam> planes = planesOf<TypeParam>(from, to);
         qsys_cpuinfo_setFailure(QSYS_E_RANGE);
-        EXPECT_EQ(each.run(planes), QSYS_E_RANGE);
+        EXPECT_EQ(gauss2_fast(each.which, planes), QSYS_E_RANGE);
         qsys_cpuinfo_setFailure(0);
         allocator.arm(1, false);
-        const qip_status status = each.run(planes);
+        const qip_status status = gauss2_fast(each.which, planes);
         EXPECT_EQ(status, allocator.disarm() ? QSYS_E_MEMORY : QIP_OK);
         EXPECT_EQ(test_allocator::liveBlocks(), 0);
         if (status < 0) {
@@ -290,21 +287,21 @@ TYPED_TEST(Gauss2Kernels, LargeImagesWaitForTheLastPoll)
     test_allocator allocator;
     for (const auto& [half, full] : cases) {
         SCOPED_TRACE(half.name);
-        ASSERT_EQ(full.run(planesOf<TypeParam>(from, smoothed)), QIP_OK);
+        ASSERT_EQ(gauss2_fast(full.which, planesOf<TypeParam>(from, smoothed)), QIP_OK);
         test_pixels to({width / half.stepX, height / half.stepY, sizeof(TypeParam)});
         const gauss2_planes<TypeParam> planes = planesOf<TypeParam>(from, to);
         {
             const test_attention attention(4);
-            EXPECT_EQ(half.run(planes), QSYS_E_CANCELLED);
+            EXPECT_EQ(gauss2_fast(half.which, planes), QSYS_E_CANCELLED);
         }
         allocator.arm(1, false);
-        EXPECT_EQ(half.run(planes), QSYS_E_MEMORY);
+        EXPECT_EQ(gauss2_fast(half.which, planes), QSYS_E_MEMORY);
         EXPECT_TRUE(allocator.disarm());
         EXPECT_EQ(*to.row(0), test_canary);
         EXPECT_EQ(*to.row(height / half.stepY - 1), test_canary);
 
         const test_attention attention;
-        EXPECT_EQ(half.run(planes), QIP_OK);
+        EXPECT_EQ(gauss2_fast(half.which, planes), QIP_OK);
         EXPECT_EQ(attention.polls(), 4);
         EXPECT_EQ(test_allocator::liveBlocks(), 0);
         EXPECT_TRUE(test_undamaged(to));

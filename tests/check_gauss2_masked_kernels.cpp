@@ -1,6 +1,6 @@
 // The fast masked filters, at every processor level, against sums written from the definition; with every row
 // against forbidden pages.
-#include "gauss2/fast_masked.h"
+#include "gauss2/fast.h"
 
 #include "support/compare.h"
 #include "support/faults.h"
@@ -26,8 +26,7 @@ struct filter {
     bool fiveRows;
     int32_t stepX; // source columns for one of the output
     int32_t stepY;
-    qip_status (*run8)(const gauss2_maskedPlanes<uint8_t>&);
-    qip_status (*run16)(const gauss2_maskedPlanes<uint16_t>&);
+    gauss2_filter which;
 
     bool isAlongOneDirection() const
     {
@@ -46,12 +45,12 @@ struct filter {
 };
 
 const std::array<filter, 6> filters = {{
-    {"half", true, true, 2, 2, gauss2_fastMaskedHalf, gauss2_fastMaskedHalf},
-    {"halfX", true, false, 2, 1, gauss2_fastMaskedHalfX, gauss2_fastMaskedHalfX},
-    {"halfY", false, true, 1, 2, gauss2_fastMaskedHalfY, gauss2_fastMaskedHalfY},
-    {"5x5", true, true, 1, 1, gauss2_fastMasked5x5, gauss2_fastMasked5x5},
-    {"5x1", true, false, 1, 1, gauss2_fastMasked5x1, gauss2_fastMasked5x1},
-    {"1x5", false, true, 1, 1, gauss2_fastMasked1x5, gauss2_fastMasked1x5},
+    {"half", true, true, 2, 2, gauss2_half},
+    {"halfX", true, false, 2, 1, gauss2_halfX},
+    {"halfY", false, true, 1, 2, gauss2_halfY},
+    {"5x5", true, true, 1, 1, gauss2_full5x5},
+    {"5x1", true, false, 1, 1, gauss2_full5x1},
+    {"1x5", false, true, 1, 1, gauss2_full1x5},
 }};
 
 // ---- what is expected ----
@@ -175,20 +174,21 @@ struct call {
     }
 
     template <class Pixel>
-    qip_status runWith(qip_status (*function)(const gauss2_maskedPlanes<Pixel>&))
+    qip_status runWith(gauss2_filter filter)
     {
         const test_view view = src.view();
-        return function({{view.width, view.height, static_cast<const Pixel*>(view.first), view.stride,
-                          static_cast<Pixel*>(dst.first()), dst.stride()},
-                         static_cast<const uint8_t*>(mask.first()),
-                         mask.stride(),
-                         dstMask ? static_cast<uint8_t*>(dstMask->first()) : nullptr,
-                         dstMask ? dstMask->stride() : 0});
+        return gauss2_fast(filter, gauss2_maskedPlanes<Pixel>{
+                                       {view.width, view.height, static_cast<const Pixel*>(view.first),
+                                        view.stride, static_cast<Pixel*>(dst.first()), dst.stride()},
+                                       static_cast<const uint8_t*>(mask.first()),
+                                       mask.stride(),
+                                       dstMask ? static_cast<uint8_t*>(dstMask->first()) : nullptr,
+                                       dstMask ? dstMask->stride() : 0});
     }
 
     qip_status run(const filter& f)
     {
-        return src.view().pixelSize == 1 ? runWith(f.run8) : runWith(f.run16);
+        return src.view().pixelSize == 1 ? runWith<uint8_t>(f.which) : runWith<uint16_t>(f.which);
     }
 };
 

@@ -1,18 +1,18 @@
 // The door of every unmasked request: fast engine or reference path.
-#include "frame/dispatch.h"
+#include "unmasked/dispatch.h"
 
-#include "frame/cpu.h"
 #include "frame/fast_path.h"
+#include "frame/level.h"
 #include "gauss/reference.h"
 
 namespace
 {
 
 // No vector engine is part of this build, so every request runs on the reference path.
-constexpr frame_engines frame_builtInEngines = {nullptr, nullptr};
+constexpr unmasked_engines unmasked_builtInEngines = {nullptr, nullptr};
 
-qip_status frame_checkArguments(const qsImage* src, const qsVImage* dst, const qsGaussParams* params,
-                                qsVImage* const* dstOut)
+qip_status unmasked_checkArguments(const qsImage* src, const qsVImage* dst, const qsGaussParams* params,
+                                   qsVImage* const* dstOut)
 {
     if (!src || !params || !dstOut || (!dst && !params->prototype))
         return QSYS_E_ARGUMENT;
@@ -27,8 +27,8 @@ qip_status frame_checkArguments(const qsImage* src, const qsVImage* dst, const q
 
 } // namespace
 
-qip_status frame_runEngine(const frame_engines* engines, const qsImage* src, qsVImage* dst,
-                           const qsGaussParams* params, qsIRegion* dstRegion, qsVImage** dstOut)
+qip_status unmasked_runEngine(const unmasked_engines* engines, const qsImage* src, qsVImage* dst,
+                              const qsGaussParams* params, qsIRegion* dstRegion, qsVImage** dstOut)
 {
     qsys_cpuinfo info;
     const qip_status status = qsys_cpuinfo_init(&info);
@@ -47,13 +47,13 @@ qip_status frame_runEngine(const frame_engines* engines, const qsImage* src, qsV
 qip_status gauss_selectEngine(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
                               qsIRegion* dstRegion, qsVImage** dstOut)
 {
-    return frame_runEngine(&frame_builtInEngines, src, dst, params, dstRegion, dstOut);
+    return unmasked_runEngine(&unmasked_builtInEngines, src, dst, params, dstRegion, dstOut);
 }
 
 qip_status qip_gauss(const qsImage* src, qsVImage* dst, const qsGaussParams* params, qsIRegion* dstRegion,
                      qsVImage** dstOut)
 {
-    const qip_status fault = frame_checkArguments(src, dst, params, dstOut);
+    const qip_status fault = unmasked_checkArguments(src, dst, params, dstOut);
     if (fault < 0)
         return fault;
     const qip_status status = frame_isInhibited("gauss")

@@ -1,4 +1,4 @@
-// The kernels of gauss2/kernels.h, written once for both depths and all processor levels. A file that has
+// The kernels of gauss2/kernels/kernels.h, written once for both depths and all processor levels. A file that has
 // defined the vectors of its level, pixels<Pixel> and sums<Pixel>, and their operations includes this one and
 // gets the kernels; all of it has internal linkage.
 //
@@ -11,7 +11,7 @@
 // rounding constant.
 #pragma once
 
-#include "gauss2/kernels.h"
+#include "gauss2/kernels/kernels.h"
 
 #define gauss2_inlined __attribute__((always_inline))
 #define gauss2_inline  gauss2_inlined inline

@@ -1,8 +1,8 @@
 // The masked kernels for any processor, one column after the other, and the choice of a level.
-#include "gauss2/masked_kernels.h"
+#include "gauss2/kernels/masked_kernels.h"
 
-#include "frame/cpu.h"
-#include "gauss2/masked_rows.h"
+#include "frame/level.h"
+#include "gauss2/kernels/masked_rows.h"
 
 namespace
 {
@@ -88,15 +88,14 @@ void gauss2_maskedKernelsPlain(gauss2_maskedKernels<uint16_t>* kernels)
 template <class Pixel>
 void gauss2_maskedKernelsFill(gauss2_maskedKernels<Pixel>* kernels, const qsys_cpuinfo* info)
 {
-    constexpr uint32_t bit =
-        sizeof(Pixel) == 1 ? QSYS_CPU_BIT_VECTOR128_BYTES : QSYS_CPU_BIT_VECTOR128_WORDS;
-    gauss2_maskedKernelsPlain(kernels);
-    if (!frame_cpuHas(info, bit))
-        return;
-    gauss2_maskedKernelsSse41(kernels);
-    if (!frame_cpuHas(info, bit | QSYS_CPU_BIT_VECTOR256))
-        return;
-    gauss2_maskedKernelsAvx2(kernels);
+    switch (frame_levelFor<Pixel>(info)) {
+    case frame_level::portable:
+        return gauss2_maskedKernelsPlain(kernels);
+    case frame_level::vector128:
+        return gauss2_maskedKernelsSse41(kernels);
+    case frame_level::vector256:
+        return gauss2_maskedKernelsAvx2(kernels);
+    }
 }
 
 template void gauss2_maskedKernelsFill(gauss2_maskedKernels<uint8_t>*, const qsys_cpuinfo*);

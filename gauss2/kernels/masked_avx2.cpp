@@ -7,7 +7,7 @@ namespace
 constexpr int vectorBytes = 32;
 }
 
-#include "gauss2/masked_vectors.h"
+#include "gauss2/kernels/masked_vectors.h"
 
 namespace
 {
@@ -86,7 +86,7 @@ inline bool isEmpty(bytes a)
 
 } // namespace
 
-#include "gauss2/masked_body.h"
+#include "gauss2/kernels/masked_body.h"
 
 void gauss2_maskedKernelsAvx2(gauss2_maskedKernels<uint8_t>* kernels)
 {

@@ -4,7 +4,7 @@
 // Instead of the rows before the fresh ones, a few sums of those are kept, so every row enters once.
 #pragma once
 
-#include "gauss2/masked_kernels.h"
+#include "gauss2/kernels/masked_kernels.h"
 
 namespace
 {

@@ -1,5 +1,5 @@
-// The kernels of gauss2/masked_kernels.h, written once for both depths and all vector levels. A file that has
-// defined the operations of its level on the vectors of gauss2/masked_vectors.h includes this one and gets the
+// The kernels of gauss2/kernels/masked_kernels.h, written once for both depths and all vector levels. A file that has
+// defined the operations of its level on the vectors of gauss2/kernels/masked_vectors.h includes this one and gets the
 // kernels; all of it has internal linkage.
 //
 // Most masks hold 0 and 255 only, mostly over whole blocks, so there are four ways through a block. With S the
@@ -11,11 +11,11 @@
 // A filter that sums over rows takes a way when the masks of this step and of the rows that it keeps allow it.
 #pragma once
 
-#include "gauss2/masked_columns.h"
-#include "gauss2/masked_kept.h"
-#include "gauss2/masked_kernels.h"
-#include "gauss2/masked_quotient.h"
-#include "gauss2/masked_rows.h"
+#include "gauss2/kernels/masked_columns.h"
+#include "gauss2/kernels/masked_kept.h"
+#include "gauss2/kernels/masked_kernels.h"
+#include "gauss2/kernels/masked_quotient.h"
+#include "gauss2/kernels/masked_rows.h"
 
 #include <cstring>
 

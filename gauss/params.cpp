@@ -1,6 +1,6 @@
 // The parameter records: defaults, validation, comparison, and the greatest kernel sizes of the masked
 // family. Relies on the processor service only.
-#include "frame/cpu.h"
+#include "frame/level.h"
 
 #include <qip/params.h>
 

@@ -3,12 +3,12 @@
 // Even and odd columns stay apart: a multiplication that adds adjacent pairs gives the sums centred on the
 // even columns, the same one column further those on the odd columns, and a shift and an or merge them when
 // they are stored. Sampling the columns is leaving out the odd ones. Internal linkage; needs the operations of
-// a level (gauss2/masked_body.h).
+// a level (gauss2/kernels/masked_body.h).
 #pragma once
 
-#include "gauss2/masked_kernels.h"
-#include "gauss2/masked_rows.h"
-#include "gauss2/masked_vectors.h"
+#include "gauss2/kernels/masked_kernels.h"
+#include "gauss2/kernels/masked_rows.h"
+#include "gauss2/kernels/masked_vectors.h"
 
 namespace
 {

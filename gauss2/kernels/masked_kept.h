@@ -1,8 +1,8 @@
 // What a block of a masked kernel keeps from step to step: sums over rows, in the form that its mask calls for.
-// Internal linkage; needs the operations of a level (gauss2/masked_body.h).
+// Internal linkage; needs the operations of a level (gauss2/kernels/masked_body.h).
 #pragma once
 
-#include "gauss2/masked_columns.h"
+#include "gauss2/kernels/masked_columns.h"
 
 namespace
 {

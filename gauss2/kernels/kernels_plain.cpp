@@ -200,7 +200,7 @@ inline pixels<Pixel> andNot(pixels<Pixel> a, pixels<Pixel> b) // a and not b
 
 } // namespace
 
-#include "gauss2/kernels_body.h"
+#include "gauss2/kernels/kernels_body.h"
 
 void gauss2_kernelsPlain(gauss2_kernels<uint8_t>* kernels)
 {

@@ -1,8 +1,8 @@
 // The division that turns sums into pixels: exact integer quotients out of single precision, in whatever
-// direction the caller's thread rounds. Divisors are at least 1. Internal linkage, as gauss2/masked_vectors.h.
+// direction the caller's thread rounds. Divisors are at least 1. Internal linkage, as gauss2/kernels/masked_vectors.h.
 #pragma once
 
-#include "gauss2/masked_vectors.h"
+#include "gauss2/kernels/masked_vectors.h"
 
 namespace
 {

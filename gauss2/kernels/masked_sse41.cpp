@@ -6,7 +6,7 @@ namespace
 constexpr int vectorBytes = 16;
 }
 
-#include "gauss2/masked_vectors.h"
+#include "gauss2/kernels/masked_vectors.h"
 
 namespace
 {
@@ -77,7 +77,7 @@ inline bool isEmpty(bytes a)
 
 } // namespace
 
-#include "gauss2/masked_body.h"
+#include "gauss2/kernels/masked_body.h"
 
 void gauss2_maskedKernelsSse41(gauss2_maskedKernels<uint8_t>* kernels)
 {
