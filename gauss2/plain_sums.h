@@ -66,16 +66,6 @@ struct gauss2_rows<gauss2_maskedPlanes<Pixel>> {
     };
 };
 
-// The pixels' part of either kind, const or not.
-template <class Planes>
-auto& gauss2_pixelsOf(Planes& planes)
-{
-    if constexpr (gauss2_kind<std::remove_const_t<Planes>>::masked)
-        return planes.pixels;
-    else
-        return planes;
-}
-
 template <class Planes>
 typename gauss2_rows<Planes>::Source gauss2_sourceRow(const Planes& planes, int64_t y)
 {

@@ -48,3 +48,13 @@ struct gauss2_kind<gauss2_maskedPlanes<PixelType>> {
     using Pixel = PixelType;
     static constexpr bool masked = true;
 };
+
+// The pixels' part of either kind, const or not.
+template <class Planes>
+auto& gauss2_pixelsOf(Planes& planes)
+{
+    if constexpr (gauss2_kind<std::remove_const_t<Planes>>::masked)
+        return planes.pixels;
+    else
+        return planes;
+}

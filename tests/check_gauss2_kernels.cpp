@@ -1,13 +1,14 @@
 // The fast unmasked filters of the half-resolution and binomial family: every filter at every processor level
 // against the weighted sum written out pixel by pixel, on guarded memory.
 #include "gauss2/fast.h"
-#include "gauss2/kernels/kernels.h"
 
 #include "support/compare.h"
 #include "support/faults.h"
 #include "support/guarded.h"
 #include "support/policy.h"
 #include "support/random.h"
+
+#include <qbase/cpuinfo.h>
 
 #include <gtest/gtest.h>
 
@@ -313,30 +314,5 @@ TYPED_TEST(Gauss2Kernels, LargeImagesWaitForTheLastPoll)
                 wrong += row[x] != every[half.stepX * x];
         }
         EXPECT_EQ(wrong, 0);
-    }
-}
-
-// Which bits lead to which rung; the rungs are told apart by one of their functions.
-TYPED_TEST(Gauss2Kernels, LadderOfLevels)
-{
-    gauss2_kernels<TypeParam> plain, sse41, avx2;
-    gauss2_kernelsPlain(&plain);
-    gauss2_kernelsSse41(&sse41);
-    gauss2_kernelsAvx2(&avx2);
-    const uint32_t own = sizeof(TypeParam) == 1 ? 0x8 : 0x100;
-    const uint32_t other = 0x109 & ~own;
-    const struct {
-        int32_t processorClass;
-        uint32_t features;
-        const gauss2_kernels<TypeParam>* rung;
-    } cases[] = {{1, 0, &plain},     {1, other, &plain},        {1, 0x800, &plain},      {2, 0x909, &plain},
-                 {1, own, &sse41},   {5, 0x109, &sse41},        {1, own | 0x800, &avx2}, {5, 0x909, &avx2},
-                 {0, 0x909, &plain}, {1, other | 0x800, &plain}};
-    for (const auto& each : cases) {
-        const qsys_cpuinfo info = {each.processorClass, 1, each.features, 0};
-        gauss2_kernels<TypeParam> kernels;
-        gauss2_kernelsFill(&kernels, &info);
-        EXPECT_EQ(kernels.half, each.rung->half) << each.processorClass << ", " << each.features;
-        EXPECT_EQ(kernels.column, each.rung->column) << each.processorClass << ", " << each.features;
     }
 }

@@ -36,11 +36,9 @@ struct filter {
     {
         return isAlongOneDirection() && stepX * stepY == 2;
     }
-    bool declines(int32_t pixelSize, int32_t width, int32_t height, bool hasMask) const
+    bool declines(int32_t, int32_t width, int32_t, bool) const
     {
-        const bool twoDirections = fiveColumns && fiveRows;
-        return width <= 2 || (twoDirections && stepX == 2 && !hasMask) ||
-               (twoDirections && stepX == 1 && pixelSize == 2 && (!hasMask || height < 5));
+        return width <= 2;
     }
 };
 

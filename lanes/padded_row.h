@@ -1,0 +1,46 @@
+// Pieces of a row that may reach beyond its ends, with the border rule applied in one place. Internal linkage, so
+// that every processor level has functions of its own.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+namespace
+{
+
+// What stands beyond the ends of a row:
+//   repeated    the pixel at the end: -1 reads 0, -2 reads 0;
+//   reflected   the row backwards, its last pixel included: -1 reads 0, -2 reads 1. One reflection, that is from
+//               -width to 2 * width - 1.
+enum class rowBorder { repeated, reflected };
+
+template <rowBorder border>
+inline int64_t columnInside(int64_t column, int64_t width)
+{
+    if (column < 0)
+        return border == rowBorder::repeated ? 0 : -column - 1;
+    if (column >= width)
+        return border == rowBorder::repeated ? width - 1 : 2 * width - 1 - column;
+    return column;
+}
+
+// Copies the columns first .. first + count - 1 of a row of `width` pixels; those inside as they lie, those beyond
+// the ends by the border rule. Reads nothing outside the row. `width` is at least 1.
+template <rowBorder border, class Pixel>
+inline void copyColumns(const Pixel* row, int64_t width, int64_t first, int64_t count, Pixel* to)
+{
+    const int64_t end = first + count;
+    int64_t column = first;
+    for (; column < end && column < 0; ++column)
+        *to++ = row[columnInside<border>(column, width)];
+    if (column < end && column < width) {
+        const int64_t inside = (end < width ? end : width) - column;
+        std::memcpy(to, row + column, static_cast<size_t>(inside) * sizeof(Pixel));
+        to += inside;
+        column += inside;
+    }
+    for (; column < end; ++column)
+        *to++ = row[columnInside<border>(column, width)];
+}
+
+} // namespace
