@@ -85,7 +85,7 @@ const auto* sourceRow(fastCall<Planes>* call, int64_t y, int slot)
     if (!call->isNarrow)
         return row;
     auto* const wide = call->wideSource[slot];
-    copyColumns<rowBorder::repeated>(row, pixels.width, 0, call->width, wide);
+    copyColumns<rowBorder::repeated, gauss2_mostLeastWidth>(row, pixels.width, 0, wide);
     return static_cast<decltype(row)>(wide);
 }
 

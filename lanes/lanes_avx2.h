@@ -53,10 +53,11 @@ lanes_inline u16s loadWidened(const uint8_t* from)
     return (u16s)_mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
 }
 
-// As signed numbers: 0 and 255 become 0 and 65535.
-lanes_inline u16s loadSignWidened(const uint8_t* from)
+// Lanes of 0 and 255 become 0 and 65535, in two vectors.
+lanes_inline void widenMask(u8s a, u16s* wide)
 {
-    return (u16s)_mm256_cvtepi8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
+    wide[0] = (u16s)_mm256_cvtepi8_epi16(_mm256_castsi256_si128((__m256i)a));
+    wide[1] = (u16s)_mm256_cvtepi8_epi16(_mm256_extracti128_si256((__m256i)a, 1));
 }
 
 // The lanes low | high << 16, in two vectors.

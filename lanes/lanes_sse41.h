@@ -46,10 +46,11 @@ lanes_inline u16s loadWidened(const uint8_t* from)
     return (u16s)_mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from)));
 }
 
-// As signed numbers: 0 and 255 become 0 and 65535.
-lanes_inline u16s loadSignWidened(const uint8_t* from)
+// Lanes of 0 and 255 become 0 and 65535, in two vectors.
+lanes_inline void widenMask(u8s a, u16s* wide)
 {
-    return (u16s)_mm_cvtepi8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from)));
+    wide[0] = (u16s)_mm_cvtepi8_epi16((__m128i)a);
+    wide[1] = (u16s)_mm_cvtepi8_epi16(_mm_srli_si128((__m128i)a, 8));
 }
 
 // The lanes low | high << 16, in two vectors.

@@ -80,7 +80,7 @@ lanes_inline void sumBinaryRows(const preparedRows<Pixel>& pixels, int64_t colum
     for (int part = 0; part < binaryParts<Pixel>; ++part)
         gauss2_sumDown<rows, freshRows>(
             kept->s[part],
-            [&](int i) lanes_inlined { return sumBinary<columns, odd>(pixels.row[i] + column, part); },
+            [&](int i) lanes_inlined { return sumBinary<columns, odd>(pixels.row(i) + column, part); },
             [&](int i, binaryLanes<Pixel> s) lanes_inlined { put(i, part, s); });
 }
 
@@ -108,7 +108,7 @@ lanes_inline void binaryColumns(const maskedRun<Pixel, columns, rows>& run, int6
                                              [&](int i, int part, binaryLanes<Pixel> sum)
                                                  lanes_inlined { sums[i].s[part] = sum; });
     for (int i = 0; i < rowsOut(rows); ++i) {
-        sums[i].v = sumBytes<columns, odd>(run.state.valid.row[i] + column);
+        sums[i].v = sumBytes<columns, odd>(run.state.valid.row(i) + column);
         out[i].pixels[odd] = binaryPixels(sums[i]);
         out[i].mask[odd] = binaryMask<weightsOf<columns, rows>>(sums[i].v);
     }
@@ -123,11 +123,11 @@ lanes_inline void sumMixedRows(const preparedRows<uint16_t>& products, const pre
         gauss2_sumDown<rows, freshRows>(
             kept->n[part],
             [&](int i) lanes_inlined {
-                return sumMixed<Pixel, columns, odd>(products.row[i] + column, mask.row[i] + column, part);
+                return sumMixed<Pixel, columns, odd>(products.row(i) + column, mask.row(i) + column, part);
             },
             [&](int i, u32s n) lanes_inlined { sums[i].n[part] = n; });
     gauss2_sumDown<rows, freshRows>(
-        kept->w, [&](int i) lanes_inlined { return sumBytes<columns, odd>(mask.row[i] + column); },
+        kept->w, [&](int i) lanes_inlined { return sumBytes<columns, odd>(mask.row(i) + column); },
         [&](int i, u16s w) lanes_inlined { sums[i].w = w; });
 }
 
@@ -153,10 +153,7 @@ struct localRows {
 
     preparedRows<Value> around(int64_t block)
     {
-        preparedRows<Value> rows;
-        for (int i = 0; i < freshRows; ++i)
-            rows.row[i] = values[i] + (2 - block) * blockColumns;
-        return rows;
+        return {values[0] + (2 - block) * blockColumns, 4 * blockColumns};
     }
 };
 
@@ -165,15 +162,13 @@ template <class Pixel, along columns, along rows>
 {
     localRows<Pixel> local;
     const preparedRows<Pixel> pixels = local.around(block);
-    for (int64_t near = block == 0 ? 0 : block - 1; near <= block + 1; ++near) {
-        sourceBlock<Pixel> from;
-        findBlock(run.sweep, 0, near, &from);
-        for (int i = 0; i < freshRows; ++i) {
-            prepareBinaryRow(from.src[i], from.mask[i], pixels.row[i] + near * blockColumns);
-            if (near == 0)
-                repeatFirst(pixels.row[i]);
-        }
-    }
+    for (int64_t near = block == 0 ? 0 : block - 1; near <= block + 1; ++near)
+        withBlock(run.sweep, 0, near, [&](const auto& from) {
+            for (int i = 0; i < freshRows; ++i)
+                prepareBinaryRow(from.src(i), load(from.mask(i)), pixels.row(i) + near * blockColumns);
+        });
+    for (int i = 0; block == 0 && i < freshRows; ++i)
+        repeatFirst(pixels.row(i));
     const auto nothing = [](int, int, binaryLanes<Pixel>) {
     };
     sumBinaryRows<false, Pixel, columns, rows>(pixels, block * blockColumns, &run.state.binary[block][0],
@@ -191,7 +186,8 @@ template <class Pixel, along columns, along rows>
     const preparedRows<uint16_t> products = localProducts.around(block);
     const preparedRows<uint8_t> mask = localMask.around(block);
     for (int64_t near = block == 0 ? 0 : block - 1; near <= block + 1; ++near)
-        prepareMixedBlock(run.sweep, 0, near, products, mask);
+        withBlock(run.sweep, 0, near,
+                  [&](const auto& from) { prepareMixedFrom(from, near, products, mask); });
     mixedSums sums[rowsOut(rows)];
     sumMixedRows<false, Pixel, columns, rows>(products, mask, block * blockColumns,
                                               &run.state.mixed[block][0], sums);
@@ -228,26 +224,20 @@ template <class Pixel, along columns, along rows>
                                 const blockOutput<Pixel>& out)
 {
     outputRow<Pixel, columns> output[rowsOut(rows)];
-    if (rows != along::nothing && run.state.notes[block].kept == summing::binary)
+    if (rows != along::nothing && !run.state.notes[block].keepsMixed)
         keepMixed(run, block);
-    run.state.notes[block].kept = summing::mixed;
+    run.state.notes[block].keepsMixed = true;
     mixedColumns<false>(run, block, output);
     if constexpr (parities<columns> == 2)
         mixedColumns<true>(run, block, output);
     putRows<Pixel, columns, rows>(output, out);
 }
 
+// A block that is not mixed.
 template <class Pixel, along columns, along rows>
-lanes_inline void runBlock(const maskedRun<Pixel, columns, rows>& run, int64_t block,
-                           const blockOutput<Pixel>& out)
+lanes_inline void runBinary(const maskedRun<Pixel, columns, rows>& run, int64_t block,
+                            const blockOutput<Pixel>& out)
 {
-    if (isMixed(run, block)) {
-        runMixed(run, block, out);
-        return;
-    }
-    if (rows != along::nothing && run.state.notes[block].kept == summing::mixed)
-        keepBinary(run, block);
-    run.state.notes[block].kept = summing::binary;
     const totals<columns> total = totalsAt<columns>(run.state, block * blockColumns);
     outputRow<Pixel, columns> output[rowsOut(rows)];
     // The greatest total is a power of two, and the only one with that bit.
@@ -266,11 +256,26 @@ lanes_inline void runBlock(const maskedRun<Pixel, columns, rows>& run, int64_t b
     putRows<Pixel, columns, rows>(output, out);
 }
 
+template <class Pixel, along columns, along rows>
+[[gnu::noinline]] void runAny(const maskedRun<Pixel, columns, rows>& run, int64_t block,
+                              const blockOutput<Pixel>& out)
+{
+    if (isMixed(run, block)) {
+        runMixed(run, block, out);
+        return;
+    }
+    if (rows != along::nothing && run.state.notes[block].keepsMixed)
+        keepBinary(run, block);
+    run.state.notes[block].keepsMixed = false;
+    runBinary(run, block, out);
+}
+
 // ---- a sweep ----
 
 // The last block of a row, which may reach beyond it: its output goes through a copy.
 template <class Pixel, along columns, along rows>
-void runLastBlock(const maskedRun<Pixel, columns, rows>& run, int64_t block, const blockOutput<Pixel>& out)
+[[gnu::noinline]] void runLastBlock(const maskedRun<Pixel, columns, rows>& run, int64_t block,
+                                    const blockOutput<Pixel>& out)
 {
     constexpr int step = gauss2_stepOf(columns);
     Pixel dst[rowsOut(rows)][blockColumns];
@@ -280,7 +285,7 @@ void runLastBlock(const maskedRun<Pixel, columns, rows>& run, int64_t block, con
         copy.dst[i] = dst[i];
         copy.mask[i] = mask[i];
     }
-    runBlock(run, block, copy);
+    runAny(run, block, copy);
     const auto count = static_cast<size_t>(run.sweep.width / step - block * blockColumns / step);
     for (int i = 0; i < rowsOut(rows); ++i) {
         std::memcpy(out.dst[i], dst[i], count * sizeof(Pixel));
@@ -300,17 +305,31 @@ blockOutput<Pixel> outputOf(const gauss2_maskedSweep<Pixel>& sweep, int64_t bloc
     return out;
 }
 
-// Prepares what the mixed blocks among first .. end - 1 read.
+// Prepares what the mixed blocks among first .. end - 1 read of blocks whose own mask is not mixed.
 template <class Pixel, along columns, along rows>
 [[gnu::noinline]] void prepareMixed(const maskedRun<Pixel, columns, rows>& run, int64_t first, int64_t end)
 {
     for (int64_t block = first > 0 ? first - 1 : 0; block <= end; ++block) {
         bool isRead = false;
         for (int64_t near = block - 1; near <= block + 1; ++near)
-            isRead = isRead || (near >= first && near < end && isMixed(run, near));
-        if (isRead)
-            prepareMixedBlock(run.sweep, gauss2_rowsBefore, block, run.state.products, run.state.mask);
+            isRead |= near >= first && near < end && isMixed(run, near);
+        if (isRead && !run.state.notes[block].mixedNow)
+            withBlock(run.sweep, gauss2_rowsBefore, block, [&](const auto& from) {
+                prepareMixedFrom(from, block, run.state.products, run.state.mask);
+            });
     }
+}
+
+// A group of blocks that lie in the row, none of them nor their neighbours mixed.
+template <class Pixel, along columns, along rows>
+[[gnu::noinline]] void runBinaryGroup(const maskedRun<Pixel, columns, rows>& shared, int64_t first,
+                                      int64_t end)
+{
+    // Copies that nobody else can write, so that they need not be read again after every store.
+    const gauss2_maskedSweep<Pixel> sweep = shared.sweep;
+    const maskedRun<Pixel, columns, rows> run = {sweep, shared.state};
+    for (int64_t block = first; block < end; ++block)
+        runBinary(run, block, outputOf<Pixel, columns, rows>(sweep, block));
 }
 
 template <class Pixel, along columns, along rows>
@@ -324,20 +343,20 @@ void runSweep(const gauss2_maskedSweep<Pixel>* sweep)
     int64_t prepared = 0;
     for (int64_t first = 0; first < blocks; first += groupBlocks) {
         const int64_t end = first + groupBlocks < blocks ? first + groupBlocks : blocks;
-        unsigned mixed = run.state.notes[first].mixedNow | run.state.notes[first].mixedBefore;
-        for (; prepared <= end; ++prepared) {
-            blockNotes& notes = run.state.notes[prepared];
-            notes.mixedBefore = notes.mixedNow;
-            prepareBlock(*sweep, prepared, run.state);
-            mixed |= notes.mixedBefore | notes.mixedNow;
-        }
-        if (mixed || (first > 0 && isMixed(run, first)))
+        // With the block behind, which the last one reads.
+        bool isSpecial = prepareBlocks(*sweep, prepared, end + 1, run.state);
+        prepared = end + 1;
+        isSpecial |= run.state.notes[first - 1].any() | run.state.notes[first].any();
+        const int64_t endOfWhole = end < whole ? end : whole;
+        if (isSpecial) {
             prepareMixed(run, first, end);
-        for (int64_t block = first; block < end; ++block)
-            if (block < whole)
-                runBlock(run, block, outputOf<Pixel, columns, rows>(*sweep, block));
-            else
-                runLastBlock(run, block, outputOf<Pixel, columns, rows>(*sweep, block));
+            for (int64_t block = first; block < endOfWhole; ++block)
+                runAny(run, block, outputOf<Pixel, columns, rows>(*sweep, block));
+        } else {
+            runBinaryGroup(run, first, endOfWhole);
+        }
+        if (endOfWhole < end)
+            runLastBlock(run, endOfWhole, outputOf<Pixel, columns, rows>(*sweep, endOfWhole));
     }
 }
 

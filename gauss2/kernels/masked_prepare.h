@@ -16,35 +16,64 @@ lanes_inline u16s lowered(u16s a)
 // Columns that a block reads beside its own: two before, three behind.
 constexpr int columnsBefore = 2;
 
-// One block of four source rows. Where the row ends within the block, it stands in a copy that repeats the last
-// pixel: the border to the right needs nothing else.
+// A block of four source rows, from `firstRow` of the sweep on, that lies in the row.
 template <class Pixel>
-struct sourceBlock {
-    const Pixel* src[freshRows];
-    const uint8_t* mask[freshRows];
+struct insideBlock {
+    const gauss2_maskedSweep<Pixel>& sweep;
+    int firstRow;
+    int64_t column;
+
+    const Pixel* src(int i) const
+    {
+        return sweep.source[firstRow + i] + column;
+    }
+    const uint8_t* mask(int i) const
+    {
+        return sweep.mask[firstRow + i] + column;
+    }
+};
+
+// The same where the row ends, in a copy that repeats the last pixel: the border to the right needs nothing else.
+template <class Pixel>
+struct copiedBlock {
     Pixel srcCopy[freshRows][blockColumns];
     uint8_t maskCopy[freshRows][blockColumns];
+
+    const Pixel* src(int i) const
+    {
+        return srcCopy[i];
+    }
+    const uint8_t* mask(int i) const
+    {
+        return maskCopy[i];
+    }
 };
 
 template <class Pixel>
-lanes_inline void findBlock(const gauss2_maskedSweep<Pixel>& sweep, int firstRow, int64_t block,
-                            sourceBlock<Pixel>* found)
+void copyBlock(const gauss2_maskedSweep<Pixel>& sweep, int firstRow, int64_t column,
+               copiedBlock<Pixel>* copy)
+{
+    for (int i = 0; i < freshRows; ++i) {
+        copyColumns<rowBorder::repeated, blockColumns>(sweep.source[firstRow + i], sweep.width, column,
+                                                       copy->srcCopy[i]);
+        copyColumns<rowBorder::repeated, blockColumns>(sweep.mask[firstRow + i], sweep.width, column,
+                                                       copy->maskCopy[i]);
+    }
+}
+
+// Calls use(block) with the one or the other.
+template <class Pixel, class Use>
+lanes_inline void withBlock(const gauss2_maskedSweep<Pixel>& sweep, int firstRow, int64_t block,
+                            const Use& use)
 {
     const int64_t column = block * blockColumns;
-    const bool isInside = column + blockColumns <= sweep.width;
-    for (int i = 0; i < freshRows; ++i) {
-        const Pixel* const src = sweep.source[firstRow + i];
-        const uint8_t* const mask = sweep.mask[firstRow + i];
-        if (isInside) {
-            found->src[i] = src + column;
-            found->mask[i] = mask + column;
-        } else {
-            copyColumns<rowBorder::repeated>(src, sweep.width, column, blockColumns, found->srcCopy[i]);
-            copyColumns<rowBorder::repeated>(mask, sweep.width, column, blockColumns, found->maskCopy[i]);
-            found->src[i] = found->srcCopy[i];
-            found->mask[i] = found->maskCopy[i];
-        }
+    if (column + blockColumns <= sweep.width) {
+        use(insideBlock<Pixel>{sweep, firstRow, column});
+        return;
     }
+    copiedBlock<Pixel> copy;
+    copyBlock(sweep, firstRow, column, &copy);
+    use(copy);
 }
 
 // The border to the left: the first column again.
@@ -56,15 +85,17 @@ lanes_inline void repeatFirst(Value* row)
 }
 
 // The pixels that are not masked out, for S.
-lanes_inline void prepareBinaryRow(const uint8_t* src, const uint8_t* mask, uint8_t* to)
+lanes_inline void prepareBinaryRow(const uint8_t* src, u8s mask, uint8_t* to)
 {
-    store(to, load(src) & load(mask));
+    store(to, load(src) & mask);
 }
 
-lanes_inline void prepareBinaryRow(const uint16_t* src, const uint8_t* mask, uint16_t* to)
+lanes_inline void prepareBinaryRow(const uint16_t* src, u8s mask, uint16_t* to)
 {
-    store(to, lowered(load(src)) & loadSignWidened(mask));
-    store(to + halfBlock, lowered(load(src + halfBlock)) & loadSignWidened(mask + halfBlock));
+    u16s wide[2];
+    widenMask(mask, wide);
+    store(to, lowered(load(src)) & wide[0]);
+    store(to + halfBlock, lowered(load(src + halfBlock)) & wide[1]);
 }
 
 // What N is summed from.
@@ -80,54 +111,86 @@ lanes_inline void prepareMixedRow(const uint16_t* src, const uint8_t*, uint16_t*
     store(to + halfBlock, lowered(load(src + halfBlock)));
 }
 
-// Prepares a block for S and V, and notes whether its mask is 0 or 255 everywhere.
-template <class Pixel, along columns, along rows>
-lanes_inline void prepareBlock(const gauss2_maskedSweep<Pixel>& sweep, int64_t block,
-                               const maskedState<Pixel, columns, rows>& state)
+// Prepares a block for N and W. `from` is one of the blocks above.
+template <class From>
+lanes_inline void prepareMixedFrom(const From& from, int64_t block, const preparedRows<uint16_t>& products,
+                                   const preparedRows<uint8_t>& mask)
 {
-    const int64_t column = block * blockColumns;
-    sourceBlock<Pixel> from;
-    findBlock(sweep, gauss2_rowsBefore, block, &from);
-    u8s notBinary = {};
     for (int i = 0; i < freshRows; ++i) {
-        prepareBinaryRow(from.src[i], from.mask[i], state.pixels.row[i] + column);
-        notBinary |= load(from.mask[i]) + uint8_t{1}; // 0 and 255 give 1 and 0
+        prepareMixedRow(from.src(i), from.mask(i), products.row(i) + block * blockColumns);
+        store(mask.row(i) + block * blockColumns, load(from.mask(i)));
     }
-    u8s total = {};
-    gauss2_sumDown<rows, freshRows>(
-        state.keptValid[block], [&](int i) lanes_inlined { return load(from.mask[i]) & uint8_t{1}; },
-        [&](int i, u8s valid) lanes_inlined {
-            store(state.valid.row[i] + column, valid);
-            total += valid;
-        });
-    store(state.validTotal + column, total);
-    state.notes[block].mixedNow = !isZero(notBinary & uint8_t{0xfe});
-    if (block == 0) {
-        for (int i = 0; i < freshRows; ++i)
-            repeatFirst(state.pixels.row[i]);
-        for (int i = 0; i < rowsOut(rows); ++i)
-            repeatFirst(state.valid.row[i]);
-        repeatFirst(state.validTotal);
+    for (int i = 0; block == 0 && i < freshRows; ++i) {
+        repeatFirst(products.row(i));
+        repeatFirst(mask.row(i));
     }
 }
 
-// Prepares a block of the rows from `firstRow` of the sweep on for N and W.
-template <class Pixel>
-lanes_inline void prepareMixedBlock(const gauss2_maskedSweep<Pixel>& sweep, int firstRow, int64_t block,
-                                    const preparedRows<uint16_t>& products,
-                                    const preparedRows<uint8_t>& mask)
+// Prepares a block for S and V. `from` is one of the blocks above, `mask` what it has as masks.
+template <class From, class Pixel, along columns, along rows>
+lanes_inline void prepareBinaryFrom(const From& from, const u8s* mask, int64_t block,
+                                    const maskedState<Pixel, columns, rows>& state)
 {
     const int64_t column = block * blockColumns;
-    sourceBlock<Pixel> from;
-    findBlock(sweep, firstRow, block, &from);
+    for (int i = 0; i < freshRows; ++i)
+        prepareBinaryRow(from.src(i), mask[i], state.pixels.row(i) + column);
+    u8s total = {};
+    gauss2_sumDown<rows, freshRows>(
+        state.keptValid[block], [&](int i) lanes_inlined { return mask[i] & uint8_t{1}; },
+        [&](int i, u8s valid) lanes_inlined {
+            store(state.valid.row(i) + column, valid);
+            total += valid;
+        });
+    store(state.validTotal + column, total);
+}
+
+// Prepares a block for what its own mask calls for. A block whose mask is mixed has no use for S and V, nor have
+// those beside it, now and in the next sweep; after that what is kept of V is right again, since it depends on the
+// last four rows alone.
+template <class From, class Pixel, along columns, along rows>
+lanes_inline bool prepareFrom(const From& from, int64_t block,
+                              const maskedState<Pixel, columns, rows>& state)
+{
+    u8s mask[freshRows];
+    u8s notBinary = {};
     for (int i = 0; i < freshRows; ++i) {
-        prepareMixedRow(from.src[i], from.mask[i], products.row[i] + column);
-        store(mask.row[i] + column, load(from.mask[i]));
-        if (block == 0) {
-            repeatFirst(products.row[i]);
-            repeatFirst(mask.row[i]);
-        }
+        mask[i] = load(from.mask(i));
+        notBinary |= mask[i] + uint8_t{1}; // 0 and 255 give 1 and 0
     }
+    blockNotes& notes = state.notes[block];
+    notes.mixedBefore = notes.mixedNow;
+    notes.mixedNow = !isZero(notBinary & uint8_t{0xfe});
+    if (notes.mixedNow)
+        prepareMixedFrom(from, block, state.products, state.mask);
+    else
+        prepareBinaryFrom(from, mask, block, state);
+    return notes.any();
+}
+
+// Prepares the blocks first .. end - 1 of the fresh rows. Returns whether any of them is or was mixed.
+template <class Pixel, along columns, along rows>
+[[gnu::noinline]] bool prepareBlocks(const gauss2_maskedSweep<Pixel>& sweep, int64_t first, int64_t end,
+                                     const maskedState<Pixel, columns, rows> state)
+{
+    const int64_t whole = sweep.width / blockColumns;
+    bool isSpecial = false;
+    int64_t block = first;
+    for (; block < end && block < whole; ++block)
+        isSpecial |=
+            prepareFrom(insideBlock<Pixel>{sweep, gauss2_rowsBefore, block * blockColumns}, block, state);
+    for (; block < end; ++block) {
+        copiedBlock<Pixel> copy;
+        copyBlock(sweep, gauss2_rowsBefore, block * blockColumns, &copy);
+        isSpecial |= prepareFrom(copy, block, state);
+    }
+    if (first == 0) {
+        for (int i = 0; i < freshRows; ++i)
+            repeatFirst(state.pixels.row(i));
+        for (int i = 0; i < rowsOut(rows); ++i)
+            repeatFirst(state.valid.row(i));
+        repeatFirst(state.validTotal);
+    }
+    return isSpecial;
 }
 
 } // namespace

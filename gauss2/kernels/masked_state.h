@@ -22,10 +22,16 @@ constexpr int rowsOut(along rows)
     return freshRows / gauss2_stepOf(rows);
 }
 
-// Four prepared rows.
+// Prepared rows, one for each fresh row.
 template <class Value>
 struct preparedRows {
-    Value* row[freshRows];
+    Value* first;
+    int64_t distance; // values from a row to the next
+
+    Value* row(int i) const
+    {
+        return first + i * distance;
+    }
 };
 
 // The two ways in which a block is summed. With m the mask, p the pixels and w the weights:
@@ -59,11 +65,15 @@ template <along columns>
 constexpr int parities = columns == along::sampled ? 1 : 2; // the even columns, and the odd ones
 
 // What is known of a block from sweep to sweep.
-enum class summing : uint8_t { unknown, binary, mixed };
 struct blockNotes {
-    uint8_t mixedNow;    // whether the mask of the fresh rows has other values than 0 and 255
-    uint8_t mixedBefore; // the same of the rows before
-    summing kept;        // which kept sums are up to date
+    bool mixedNow;    // the mask of the fresh rows has other values than 0 and 255
+    bool mixedBefore; // so had that of the rows before
+    bool keepsMixed;  // N and W are up to date, and not S
+
+    bool any() const
+    {
+        return mixedNow | mixedBefore | keepsMixed;
+    }
 };
 
 template <class Pixel, along columns, along rows>
@@ -88,6 +98,7 @@ struct memoryWalk {
     int64_t bytes;
 };
 
+// `piece` points at value `before` of them.
 template <class Value>
 void takeMemory(memoryWalk* walk, int64_t count, int64_t before, Value** piece)
 {
@@ -96,23 +107,27 @@ void takeMemory(memoryWalk* walk, int64_t count, int64_t before, Value** piece)
     walk->bytes += bytes;
 }
 
+template <class Value>
+void takeRows(memoryWalk* walk, int64_t blocks, preparedRows<Value>* rows)
+{
+    rows->distance = (blocks + 1) * blockColumns;
+    takeMemory(walk, freshRows * rows->distance, blockColumns, &rows->first);
+}
+
 template <class Pixel, along columns, along rows>
 void layOut(int64_t width, memoryWalk* walk, maskedState<Pixel, columns, rows>* state)
 {
     const int64_t blocks =
         (width + blockColumns - 1) / blockColumns + 1; // the last one is read, not summed
-    const int64_t rowColumns = (blocks + 1) * blockColumns;
-    for (int i = 0; i < freshRows; ++i) {
-        takeMemory(walk, rowColumns, blockColumns, &state->pixels.row[i]);
-        takeMemory(walk, rowColumns, blockColumns, &state->valid.row[i]);
-        takeMemory(walk, rowColumns, blockColumns, &state->products.row[i]);
-        takeMemory(walk, rowColumns, blockColumns, &state->mask.row[i]);
-    }
-    takeMemory(walk, rowColumns, blockColumns, &state->validTotal);
+    takeRows(walk, blocks, &state->pixels);
+    takeRows(walk, blocks, &state->valid);
+    takeMemory(walk, (blocks + 1) * blockColumns, blockColumns, &state->validTotal);
     takeMemory(walk, blocks, 0, &state->keptValid);
     takeMemory(walk, blocks, 0, &state->binary);
-    takeMemory(walk, blocks, 0, &state->mixed);
     takeMemory(walk, blocks + 2, 1, &state->notes);
+    takeRows(walk, blocks, &state->products);
+    takeRows(walk, blocks, &state->mask);
+    takeMemory(walk, blocks, 0, &state->mixed);
 }
 
 template <class Pixel, along columns, along rows>
