@@ -22,7 +22,7 @@
 #include <pthread.h>
 #endif
 
-std::atomic<void (*)()> qsys_jobPool_beforeThreadStart = nullptr;
+std::atomic<void (*)()> base_jobPool_beforeThreadStart = nullptr;
 
 namespace
 {
@@ -30,7 +30,7 @@ namespace
 using Lock = std::unique_lock<std::mutex>;
 
 struct Batch {
-    const qsys_job* jobs;
+    const base_job* jobs;
     qsys_status* statuses;
     int32_t count;
     std::fenv_t environment = {};
@@ -54,7 +54,7 @@ struct Pool {
     int32_t wanted = 0;
     bool closed = false;
     int32_t slots = 0; // workers[slots] and those behind it were never started
-    Worker workers[qsys_jobPool_mostThreads - 1];
+    Worker workers[base_jobPool_mostThreads - 1];
 };
 
 alignas(Pool) unsigned char poolMemory[sizeof(Pool)];
@@ -79,7 +79,7 @@ Pool* thePool()
 thread_local constinit bool insideJob = false;
 
 // noexcept: a job that throws breaks its contract, and unwinding the pool from here could only make it worse.
-qsys_status runJob(const qsys_job* job) noexcept
+qsys_status runJob(const base_job* job) noexcept
 {
     const bool outer = std::exchange(insideJob, true);
     const qsys_status status = job->function(&job->params);
@@ -139,7 +139,7 @@ bool startWorker(Pool* pool, int32_t index)
 {
     Worker* const worker = &pool->workers[index];
     try {
-        if (void (*const hook)() = qsys_jobPool_beforeThreadStart.load())
+        if (void (*const hook)() = base_jobPool_beforeThreadStart.load())
             hook();
         worker->thread = std::thread(workerMain, pool, index);
     } catch (const std::exception&) {
@@ -206,7 +206,7 @@ const PoolCloser closer;
 
 } // namespace
 
-void qsys_jobPool_run(const qsys_job* jobs, int32_t count, qsys_status* statuses)
+void base_jobPool_run(const base_job* jobs, int32_t count, qsys_status* statuses)
 {
     if (insideJob) {
         for (int32_t i = 0; i < count; ++i)
@@ -232,12 +232,12 @@ void qsys_jobPool_run(const qsys_job* jobs, int32_t count, qsys_status* statuses
     batch.allFinished.wait(lock, [&batch] { return batch.finished == batch.count; });
 }
 
-bool qsys_jobPool_isInsideJob()
+bool base_jobPool_isInsideJob()
 {
     return insideJob;
 }
 
-int32_t qsys_jobPool_workerCount()
+int32_t base_jobPool_workerCount()
 {
     Pool* const pool = thePool();
     const Lock lock(pool->mutex);

@@ -1,9 +1,9 @@
 // Services on the pixels of windows: copy, fill, and the question whether two windows share memory.
+#include "base/pixel_memory.h"
+#include "base/row_overlap.h"
+
 #include <qbase/memory.h>
 #include <qbase/pixels.h>
-
-#include "pixel_memory.h"
-#include "row_overlap.h"
 
 namespace
 {
@@ -37,7 +37,7 @@ bool hasPixelSize(const qimg_windowConst& window)
     return window.pixelSize == 1 || window.pixelSize == 2;
 }
 
-qip_pixelRows rowsOf(const qimg_windowConst& window)
+base_pixelRows rowsOf(const qimg_windowConst& window)
 {
     return {reinterpret_cast<uintptr_t>(window.firstPixel), window.stride,
             int64_t{window.width} * window.pixelSize, window.height};
@@ -65,7 +65,7 @@ qsys_status qip_pelSetWindow8(const qimg_window8* window, int32_t value)
         return QIMG_E_PIXEL_SIZE;
     qsys_status status = QSYS_OK;
     for (int32_t y = 0; y < window->height && status >= 0; ++y)
-        status = qsys_memory_fill(qimg_pixelAddress(window->firstPixel, window->stride, 1, 0, y),
+        status = qsys_memory_fill(base_pixelAddress(window->firstPixel, window->stride, 1, 0, y),
                                   window->width, value);
     return status;
 }
@@ -79,5 +79,5 @@ qsys_status qip_pelfunc_checkMemoryOverlap(const qimg_windowConst* a, const qimg
         return QSYS_OK;
     if (!hasPixelSize(*a) || !hasPixelSize(*b))
         return QSYS_E_ARGUMENT;
-    return qip_pixelRows_overlap(rowsOf(*a), rowsOf(*b)) ? QIP_E_PEL_OVERLAP : QSYS_OK;
+    return base_pixelRows_overlap(rowsOf(*a), rowsOf(*b)) ? QIP_E_PEL_OVERLAP : QSYS_OK;
 }

@@ -9,17 +9,17 @@
 #include <cstdint>
 
 // 64 bits: no program can hold enough handles to wrap it.
-struct qbase_refcount {
+struct base_refcount {
     std::atomic<int64_t> owners{1};
 };
 
-inline void qbase_refcount_retain(qbase_refcount* count)
+inline void base_refcount_retain(base_refcount* count)
 {
     // A new owner is made from an existing one, which keeps the object alive: no ordering is needed.
     count->owners.fetch_add(1, std::memory_order_relaxed);
 }
 
-[[nodiscard]] inline bool qbase_refcount_releaseIsLast(qbase_refcount* count)
+[[nodiscard]] inline bool base_refcount_releaseIsLast(base_refcount* count)
 {
     return count->owners.fetch_sub(1, std::memory_order_acq_rel) == 1;
 }
