@@ -73,6 +73,8 @@ qsys_status viewWindow(const qimg_windowConst& window, int32_t type, const qsFXf
         return QIMG_E_UNBOUND;
     if (window.pixelSize != pixelSizeOf(type))
         return QIMG_E_PIXEL_SIZE;
+    if (base_lacksMemory(window))
+        return QIMG_E_UNBOUND;
     return makeImage({type,
                       window.stride,
                       {window.x, window.y, window.width, window.height},

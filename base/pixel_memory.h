@@ -1,4 +1,5 @@
-// How pixels lie in memory: the strides of the blocks made here, and the address of a pixel.
+// How pixels lie in memory: the strides of the blocks made here, the address of a pixel, and whether a window has
+// the memory that it speaks of.
 #pragma once
 
 #include <cstdint>
@@ -33,4 +34,11 @@ inline void* base_pixelAddress(const void* pixel, int64_t stride, int64_t pixelS
     const uint64_t offset = static_cast<uint64_t>(rows) * static_cast<uint64_t>(stride) +
                             static_cast<uint64_t>(columns) * static_cast<uint64_t>(pixelSize);
     return reinterpret_cast<void*>(reinterpret_cast<uint64_t>(pixel) + offset);
+}
+
+// Whether a window that was filled by hand speaks of pixels without giving their address.
+template <class Window>
+bool base_lacksMemory(const Window& window)
+{
+    return window.bound && !window.firstPixel && window.width > 0 && window.height > 0;
 }

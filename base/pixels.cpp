@@ -27,6 +27,8 @@ qsys_status copyWindow(const qimg_windowConst* src, const qimg_window* dst, int3
         return QIMG_E_PIXEL_SIZE;
     if (src->width != dst->width || src->height != dst->height)
         return QIP_E_PEL_SIZE;
+    if (base_lacksMemory(*src) || base_lacksMemory(*dst))
+        return QIMG_E_UNBOUND;
     return qsys_memory_copyRect(int64_t{src->width} * pixelSize, src->height, src->stride, dst->stride,
                                 src->firstPixel, dst->firstPixel);
 }
@@ -63,6 +65,8 @@ qsys_status qip_pelSetWindow8(const qimg_window8* window, int32_t value)
         return QSYS_OK;
     if (window->pixelSize != 1)
         return QIMG_E_PIXEL_SIZE;
+    if (base_lacksMemory(*window))
+        return QIMG_E_UNBOUND;
     qsys_status status = QSYS_OK;
     for (int32_t y = 0; y < window->height && status >= 0; ++y)
         status = qsys_memory_fill(base_pixelAddress(window->firstPixel, window->stride, 1, 0, y),
@@ -75,7 +79,7 @@ qsys_status qip_pelfunc_checkMemoryOverlap(const qimg_windowConst* a, const qimg
     if (!a || !b)
         return QSYS_E_ARGUMENT;
     const bool identical = a->firstPixel == b->firstPixel && a->stride == b->stride;
-    if (isNullWindow(*a) || isNullWindow(*b) || identical)
+    if (isNullWindow(*a) || isNullWindow(*b) || identical || !a->firstPixel || !b->firstPixel)
         return QSYS_OK;
     if (!hasPixelSize(*a) || !hasPixelSize(*b))
         return QSYS_E_ARGUMENT;

@@ -92,9 +92,13 @@ qsys_status windowRect(Window* window, const qstd_rect32* rect, int32_t flags)
     if (!base_rect64_contains(current, wanted))
         return QIMG_E_OUTSIDE;
     // An empty window may stand anywhere, so its address stays what it was.
-    if (!base_rect64_isNull(wanted))
+    if (!base_rect64_isNull(wanted)) {
+        // An offset from no address would be an address of nothing.
+        if (!window->firstPixel)
+            return QIMG_E_UNBOUND;
         window->firstPixel = base_pixelAddress(window->firstPixel, window->stride, window->pixelSize,
                                                wanted.x - current.x, wanted.y - current.y);
+    }
     window->x = rect->x;
     window->y = rect->y;
     window->width = std::max(rect->width, 0);
