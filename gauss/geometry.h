@@ -56,8 +56,10 @@ float gauss_sampleOffset(gauss_axis axis);
 gauss_area gauss_areaOf(const qsIRegion* region);
 gauss_area gauss_areaOf(const qstd_rect32* rect);
 
-// QSYS_E_RANGE when the area does not fit; a null area becomes (0, 0, 0, 0).
+// QSYS_E_RANGE when the area does not fit 32 bits. A null area becomes the region (0, 0, 0, 0), and the rectangle
+// that has its numbers.
 qip_status gauss_regionOf(gauss_area area, qsIRegion* region);
+qip_status gauss_rectOf(gauss_area area, qstd_rect32* rect);
 
 bool gauss_areaIsNull(gauss_area area);
 bool gauss_areaContains(gauss_area outer, gauss_area inner);
