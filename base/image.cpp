@@ -44,7 +44,7 @@ struct Binding {
     int32_t pixelSize;
 };
 
-// The reference of `next` goes over to the image.
+// Lets go of the image's buffer. The image takes over the reference to a buffer that `next` holds.
 void bind(qimg_image* image, const Binding& next)
 {
     dropBuffer(image->buffer);
@@ -157,8 +157,8 @@ qsys_status qimg_image_constructMemory(qimg_image* image, int32_t pixelSize, con
     if (status < 0)
         return status;
     auto* const buffer = new (block) qimg_buffer{{}, release, context, firstPixel};
-    const qstd_rect32 place = {window.x, window.y, window.width, window.height};
-    bind(image, {buffer, firstPixel, place, stride, pixelSize});
+    const qstd_rect32 covered = {window.x, window.y, window.width, window.height};
+    bind(image, {buffer, firstPixel, covered, stride, pixelSize});
     return QSYS_OK;
 }
 

@@ -1,5 +1,5 @@
-// The records of the job service. Every handle is empty while its pointer is null, so constructing one takes no
-// memory; what handles hold comes from the memory service:
+// The records of the job service. Every handle is empty while its pointer is null, so constructing one
+// takes no memory; what handles hold comes from the memory service:
 //
 //     parameters    a counted object that owns the application's data, shared by the requests made from it
 //     request set   a growing list of jobs, each with its share of the parameters' data

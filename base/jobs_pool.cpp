@@ -1,11 +1,12 @@
-// How the pool works. All of its state, and the progress of every batch, is guarded by one mutex: a job is large
-// (thousands of pixels at least) and takes it twice, so finer locking would buy nothing.
+// How the pool works. All of its state, and the progress of every batch, is guarded by one mutex: a job is
+// large (thousands of pixels at least) and takes it twice, so finer locking would buy nothing.
 //
 // A batch is a record on the dispatching thread's stack, linked into the pool's list while it has jobs that
-// nobody has claimed. The dispatching thread claims jobs of its own batch, a worker those of the oldest batch.
+// nobody has claimed. The dispatching thread claims jobs of its own batch, a worker those of the oldest
+// batch.
 //
-// The pool's memory is never released or destroyed: threads may still use it while the process ends. A worker
-// leaves when its index is not below `wanted`, which each dispatch and the end of the process set.
+// The pool's memory is never released or destroyed: threads may still use it while the process ends. A
+// worker leaves when its index is not below `wanted`, which each dispatch and the end of the process set.
 #include "base/jobs_pool.h"
 
 #include <algorithm>
@@ -78,7 +79,8 @@ Pool* thePool()
 
 thread_local constinit bool insideJob = false;
 
-// noexcept: a job that throws breaks its contract, and unwinding the pool from here could only make it worse.
+// noexcept: a job that throws breaks its contract, and unwinding the pool from here could only make it
+// worse.
 qsys_status runJob(const base_job* job) noexcept
 {
     const bool outer = std::exchange(insideJob, true);
@@ -103,8 +105,8 @@ void linkBatch(Pool* pool, Batch* batch)
     *link = batch;
 }
 
-// Claims one job of a linked batch and runs it; the lock is open meanwhile. The batch may be gone afterwards
-// unless the caller is its dispatching thread.
+// Claims one job of a linked batch and runs it; the lock is released meanwhile. The batch may be gone
+// afterwards unless the caller is its dispatching thread.
 void workOnBatch(Pool* pool, Batch* batch, Lock* lock)
 {
     const int32_t index = batch->claimed++;

@@ -1,8 +1,8 @@
 // The process-wide pool of threads behind the job service.
 //
-// A set of jobs is shared by the dispatching thread and the pool's workers; whoever is free takes the next job.
-// The dispatching thread never depends on a worker to make progress: with no worker at all it does everything
-// itself.
+// A set of jobs is shared by the dispatching thread and the pool's workers; whoever is free takes the next
+// job. The dispatching thread never depends on a worker to make progress: with no worker at all it does
+// everything itself.
 #pragma once
 
 #include <qbase/jobs.h>

@@ -1,4 +1,4 @@
-// The older images. Every image is a record of its own block; its pixels are a second block when the image
+// Legacy images. Every image is a record of its own block; its pixels are a second block when the image
 // owns them, and somebody else's when it is a view.
 #include "base/pixel_memory.h"
 #include "base/rect_arithmetic.h"

@@ -1,5 +1,5 @@
-// How pixels lie in memory: the strides of the blocks made here, the address of a pixel, and whether a window has
-// the memory that it speaks of.
+// How pixels lie in memory: the strides of the blocks made here, the address of a pixel, and whether a
+// window has the memory that it speaks of.
 #pragma once
 
 #include <cstdint>
@@ -27,7 +27,7 @@ inline bool base_pixelLayout_init(base_pixelLayout* layout, int32_t pixelSize, i
 }
 
 // The address `rows` rows below and `columns` pixels right of a pixel. It is computed modulo 2^64, because
-// it may be asked for a place outside the pixels.
+// it may be asked for a position outside the pixels.
 inline void* base_pixelAddress(const void* pixel, int64_t stride, int64_t pixelSize, int64_t columns,
                                int64_t rows)
 {

@@ -1,7 +1,7 @@
 // An intrusive reference count for objects shared by handles, also across threads.
 //
-// The count is a field of the object and starts at one owner. Copying a handle calls retain; letting go calls
-// releaseIsLast, and whoever is told true destroys the object: everything that other owners did to it
+// The count is a field of the object and starts at one owner. Copying a handle calls retain; letting go
+// calls releaseIsLast, and whoever is told true destroys the object: everything that other owners did to it
 // before letting go has happened by then.
 #pragma once
 

@@ -41,8 +41,8 @@ base_pixelRows ascending(base_pixelRows rows)
     return rows;
 }
 
-// Whether `size` bytes at `offset` from the first row meet a row. Of the rows that end behind the offset
-// the first one begins first.
+// Whether `size` bytes at `offset` from the first row meet a row. The first row that ends behind the offset
+// decides, since those after it begin later.
 bool meetsRow(const base_pixelRows& rows, int64_t offset, int64_t size)
 {
     const int64_t row = offset < rows.rowSize ? 0 : (offset - rows.rowSize) / rows.stride + 1;
@@ -53,8 +53,9 @@ bool meetsRow(const base_pixelRows& rows, int64_t offset, int64_t size)
 // 0 <= step < modulus, 0 < low <= high < modulus.
 int64_t firstInRange(int64_t step, int64_t modulus, int64_t low, int64_t high)
 {
-    // Walking downward by the complement meets the mirrored interval; so the step is at most half of the
-    // modulus, and the modulus is halved by every call below.
+    // To add a step is to subtract the rest of the modulus. Mirrored, that is the same question with the
+    // smaller step; so the step is at most half of the modulus, and every call below at least halves the
+    // modulus.
     if (step > modulus - step)
         return firstInRange(modulus - step, modulus, modulus - high, modulus - low);
     if (step == 0)

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-// Row i covers rowSize bytes from first + i * stride. Both counts are at least 1 and below 2^31, |stride| is
-// at most 2^31 and rowSize below 2^32.
+// Row i covers rowSize bytes from first + i * stride. Both counts are at least 1 and below 2^31, |stride|
+// is at most 2^31 and rowSize below 2^32.
 struct base_pixelRows {
     uint64_t first;
     int64_t stride;

@@ -1,5 +1,5 @@
-// A transform is kept in a normal form: the list of its steps in the order in which a point passes them, each
-// step linear or half of a function pair, never two linear ones in a row. So a composition is a
+// A transform is kept in a normal form: the list of its steps in the order in which a point passes them,
+// each step linear or half of a function pair, never two linear ones in a row. So a composition is a
 // concatenation, an inverse is the list backwards, nothing recurses however long the history of an image
 // is, and "linear" means one linear step. Lists are immutable and shared, function pairs are shared by the
 // lists that contain them.

@@ -19,8 +19,8 @@ struct frame_cleanup {
     int status;
 };
 
-// The release function of an object type, in the form that the clean-up stack calls. Some answer with a status,
-// some with nothing.
+// The release function of an object type, in the form that the clean-up stack calls. Some answer with a
+// status, some with nothing.
 template <auto Destruct>
 struct frame_release;
 template <class Object, qsys_status (*Destruct)(Object*)>
@@ -47,8 +47,8 @@ inline qsys_status frame_cleanupRegister(frame_cleanup* cleanup, int32_t kind, v
                                   &cleanup->status, kind, resource, release, nullptr);
 }
 
-// Registers an object that was just constructed: frame_cleanupObject<qimg_image_destruct>(&cleanup, &image). The
-// object must outlive the clean-up.
+// Registers an object that was just constructed, which must outlive the clean-up:
+// frame_cleanupObject<qimg_image_destruct>(&cleanup, &image).
 template <auto Destruct, class Object>
 qsys_status frame_cleanupObject(frame_cleanup* cleanup, Object* object)
 {
@@ -60,8 +60,9 @@ inline qsys_status frame_freeBlock(void* block)
     return qsys_memory_free_internal(static_cast<void**>(block));
 }
 
-// Takes a block of `count` elements through `alloc`, one of the memory service's functions, and registers it.
-// Errors: QSYS_E_RANGE, QSYS_E_MEMORY. `block`, the caller's pointer, must outlive the clean-up.
+// Takes a block of `count` elements through `alloc`, one of the memory service's functions, and registers
+// it.
+// Errors:  QSYS_E_RANGE, QSYS_E_MEMORY. `block`, the caller's pointer, must outlive the clean-up.
 template <class Element>
 qsys_status frame_cleanupTake(frame_cleanup* cleanup, int64_t count, Element** block,
                               qsys_status (*alloc)(int64_t, void**))

@@ -1,6 +1,6 @@
-// Smoothing with any number of box passes, as the older interface has it. Of the P passes of a box of n pixels
-// follow, in double precision, the P-th difference of the data at distance n and P running sums of it. There is no
-// sampling and no border rule: a pixel is computed where its kernel lies inside the source.
+// Smoothing with any number of box passes, as the older interface has it. P passes of a box of n pixels are
+// the P-th difference of the data at distance n, integrated P times by running sums, in double precision.
+// There is no sampling and no border rule: a pixel is computed where its kernel lies inside the source.
 #pragma once
 
 #include "gauss/geometry.h"
@@ -21,6 +21,6 @@ gauss_area gauss_boxesSupport(const gauss_boxes* boxes);
 // The client coordinates that a destination gets from those of its source.
 qsFXform gauss_boxesClientCoords(const gauss_boxes* boxes, const qsImage* src);
 
-// Fills `area`, which is not null and lies in dst, from src, a different image that covers `area` and the support
-// around it. False when memory is short; nothing is written then.
+// Fills `area`, which is not null and lies in dst, from src, a different image that covers `area` and the
+// support around it. False when memory is short; nothing is written then.
 bool gauss_smoothByBoxes(const gauss_boxes* boxes, const qsImage* src, gauss_area area, qsImage* dst);

@@ -30,8 +30,8 @@ gauss_area requestedArea(const gauss_boxes* boxes, const qsImage* src, const qsI
     return region ? gauss_areaIntersect(all, gauss_areaOf(region)) : all;
 }
 
-// False when memory is short. In place, a copy stands for the source, so that rows already written do not feed
-// later ones.
+// False when memory is short. In place, a copy stands for the source, so that rows already written do not
+// feed later ones.
 bool smoothArea(const gauss_boxes* boxes, const qsImage* src, gauss_area area, qsImage* dst)
 {
     if (gauss_areaIsNull(area))

@@ -1,5 +1,5 @@
 // The parameter records: defaults, validation, comparison, and the greatest kernel sizes of the masked
-// family. Relies on the processor service only.
+// family. Of the services, only that of the processor is asked.
 #include "frame/level.h"
 
 #include <qip/params.h>

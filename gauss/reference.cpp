@@ -1,5 +1,6 @@
-// A vertical pass keeps, for every column, three integrators over the source rows; whenever a destination row
-// is due, a horizontal pass runs the same recurrence along the row of column sums.
+// The reference smoothing. A vertical pass keeps, for every column, three integrators over the source rows;
+// whenever a destination row is due, a horizontal pass runs the same recurrence along the row of column
+// sums.
 #include "gauss/reference.h"
 
 #include "frame/cleanup.h"
@@ -13,8 +14,8 @@
 namespace
 {
 
-// Everything that a run needs. firstSums and secondSums begin at the first column that is read; columnSums begins
-// at firstColumn, which may lie outside the source, where it holds reflected values.
+// Everything that a run needs. firstSums and secondSums begin at the first column that is read; columnSums
+// begins at firstColumn, which may lie outside the source, where it holds reflected values.
 struct Run {
     const qsImage* src;
     qsVImage* dst;
@@ -83,7 +84,7 @@ struct Cursor {
 };
 
 template <class Pixel>
-void crossQuiet(const Run* run, int64_t end, Cursor<Pixel>* cursor)
+void crossEmpty(const Run* run, int64_t end, Cursor<Pixel>* cursor)
 {
     for (; cursor->due < end; cursor->due += run->columns.step) {
         gauss_integrateZeros(&cursor->sums, cursor->due + 1 - cursor->x);
@@ -116,16 +117,16 @@ template <class Pixel>
 void writeRowSums(const Run* run, Pixel* out)
 {
     reflectColumnSums(run);
-    // For gains that are not powers of two the half is rounded into the sum again and again: the integrator
-    // that starts at it is the definition of the rounded value, not the sum plus the half.
+    // For gains that are not powers of two the half is not exact and every step rounds it into the sum
+    // again. The integrator that starts at the half is the definition, not the sum plus the half.
     const gauss_integrators start = {0.0, 0.0, run->round ? run->scale.half : 0.0};
     Cursor<Pixel> cursor = {start, run->columns.first, run->columns.firstOutput, out};
     const int64_t end = run->columns.firstOutput + (run->columns.outputs - 1) * run->columns.step + 1;
     while (cursor.x < end) {
         const gauss_stretch stretch = gauss_stretchAt(&run->columns, cursor.x, end - cursor.x);
         const int64_t next = cursor.x + stretch.length;
-        if (stretch.quiet)
-            crossQuiet(run, next, &cursor);
+        if (stretch.isEmpty)
+            crossEmpty(run, next, &cursor);
         else
             crossData(run, &stretch, &cursor);
         cursor.x = next;
@@ -183,7 +184,7 @@ qip_status integrateRows(const Run* run, int64_t* y, int64_t due)
     while (*y <= due) {
         const gauss_stretch stretch = gauss_stretchAt(&run->rows, *y, due + 1 - *y);
         const int64_t end = *y + stretch.length;
-        if (stretch.quiet) {
+        if (stretch.isEmpty) {
             integrateZeroRows(run, stretch.length);
             *y = end;
         }

@@ -24,7 +24,7 @@ gauss_stretch gauss_stretchAt(const gauss_walk* walk, int64_t position, int64_t 
     for (int tap = 0; tap < 4; ++tap) {
         const int64_t at = position - tap * walk->box;
         stretch.inside[tap] = at >= walk->first && at <= walk->last;
-        stretch.quiet = stretch.quiet && !stretch.inside[tap];
+        stretch.isEmpty = stretch.isEmpty && !stretch.inside[tap];
         if (at < walk->first)
             stretch.length = std::min(stretch.length, walk->first - at);
         else if (at <= walk->last)

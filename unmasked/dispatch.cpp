@@ -1,4 +1,4 @@
-// The door of every unmasked request: fast engine or reference path.
+// Every unmasked request passes through here: to a fast engine or to the reference path.
 #include "unmasked/dispatch.h"
 
 #include "frame/fast_path.h"
@@ -38,7 +38,7 @@ qip_status unmasked_runEngine(const unmasked_engines* engines, const qsImage* sr
         return status;
     if (engines->newer && frame_cpuHas(&info, QSYS_CPU_BIT_VECTOR128 | QSYS_CPU_BIT_VECTOR256)) {
         const qip_status answer = engines->newer(src, dst, params, dstRegion, dstOut);
-        // Required behaviour: what the newer engine declines counts as done.
+        // A request that the newer engine declines counts as done: required behaviour.
         return answer == QIP_E_FALLBACK ? QIP_OK : answer;
     }
     if (engines->older && frame_cpuHas(&info, QSYS_CPU_BIT_VECTOR128))

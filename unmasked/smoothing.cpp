@@ -1,4 +1,4 @@
-// The four unmasked entry points: they check a request, translate it into the older records and hand it to
+// The four unmasked entry points: they check a request, translate it into the legacy records and hand it to
 // qip_gauss. One source text serves 8-bit and 16-bit destinations.
 #include "frame/handles.h"
 #include "frame/window_check.h"
@@ -11,8 +11,8 @@
 namespace
 {
 
-// What differs with the depth of the destination. Only 8-bit destinations can share memory with the source pixel
-// by pixel, so only they are checked for it.
+// What differs with the depth of the destination. Only 8-bit destinations can share memory with the source
+// pixel by pixel, so only they are checked for it.
 struct Depth {
     int32_t pixelSize;
     bool checksMemory;
@@ -27,8 +27,8 @@ constexpr Depth to8 = {
 constexpr Depth to16 = {
     2, false, false, &qsUSImageNull, qimg_window16_init, generate_qsUSImage_from_qimg_windowConst};
 
-// A request in the terms of qip_gauss, and all that it takes. It stands in the frame of the outer function, so that
-// it outlives the clean-up.
+// A request in the terms of qip_gauss, and all that it takes. It stands in the frame of the outer function,
+// so that it outlives the clean-up.
 struct Request {
     const Depth* depth;
     qsGaussParams params;
@@ -101,8 +101,8 @@ qip_status checkImages(Request* request, const qimg_image* src, qimg_image* dst)
     return checkWindows(request, &srcWindow, &dstView);
 }
 
-// Makes the view of the source. A transform that is not linear does not fit the view; the smoothing sees the
-// identity in its stead, and the transform is composed with what comes of that.
+// Makes the view of the source. A transform that is not linear does not fit the view; the smoothing sees
+// the identity in its stead, and the transform is composed with what comes of that.
 qip_status viewSource(Request* request, const qimg_image* src, int* isLinear)
 {
     qip_status status = generate_qsImage_from_qimg_image8Const(src, &request->src);
@@ -121,8 +121,9 @@ qip_status viewSource(Request* request, const qimg_image* src, int* isLinear)
     return status;
 }
 
-// Computes the destination's transforms, in single precision where they are linear. They are set on an image of
-// their own first: in single precision a transform may vanish, and that must show before a pixel is written.
+// Computes the destination's transforms, in single precision where they are linear. They are set on an
+// image of their own first: in single precision a transform may vanish, and that must show before a pixel
+// is written.
 qip_status prepareTransforms(Request* request, int srcIsLinear)
 {
     qsFXform c;

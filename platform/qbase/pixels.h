@@ -18,9 +18,10 @@ QBASE_API qsys_status qip_pelCopyWindow16(const qimg_window16Const* src, const q
 QBASE_API qsys_status qip_pelSetWindow8(const qimg_window8* window, int32_t value);
 
 /* Decides whether an operation may read one window while it writes the other.
- * Result:  0 when they share no pixel memory, when one of them is null or its firstPixel is, and when they are
- *          the same memory (same first pixel and same stride), which the caller may want or not. Decided on the bytes of
- *          the pixels, not on address ranges: two windows side by side in one image do not overlap.
+ * Result:  0 when they share no pixel memory, when one of them is null or its firstPixel is, and when they
+ *          are the same memory (same first pixel and same stride), which the caller has to judge. Decided
+ *          on the bytes of the pixels, not on address ranges: two windows side by side in one image do not
+ *          overlap.
  * Errors:  QIP_E_PEL_OVERLAP; QSYS_E_ARGUMENT. */
 QBASE_API qsys_status qip_pelfunc_checkMemoryOverlap(const qimg_windowConst* a, const qimg_windowConst* b);
 

@@ -82,8 +82,8 @@ QBASE_API qsys_status qimg_windowConst_getWindow(const qimg_windowConst* window,
 
 /* Restricts the window in place to `rect`, which must lie inside it; `flags` must be 0. A null rectangle
  * makes the window empty, with its origin there.
- * Errors:  QSYS_E_ARGUMENT, QIMG_E_UNBOUND (also when firstPixel is null and pixels are left), QIMG_E_OUTSIDE;
- *          the window is then unchanged. */
+ * Errors:  QSYS_E_ARGUMENT, QIMG_E_UNBOUND (also when firstPixel is null and pixels are left),
+ *          QIMG_E_OUTSIDE; the window is then unchanged. */
 QBASE_API qsys_status qimg_window_windowRect(qimg_window* window, const qstd_rect32* rect, int32_t flags);
 QBASE_API qsys_status qimg_windowConst_windowRect(qimg_windowConst* window, const qstd_rect32* rect,
                                                   int32_t flags);
