@@ -1,7 +1,7 @@
 // Which engine runs on which processor, and what becomes of its answer. The engines are stand-ins that record
 // that they were called.
-#include "unmasked/dispatch.h"
 #include "frame/fast_path.h"
+#include "unmasked/dispatch.h"
 
 #include <qbase/cpuinfo.h>
 
