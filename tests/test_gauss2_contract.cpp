@@ -494,6 +494,21 @@ TEST(Gauss2Contract, PassCountsAtTheirEnds)
     });
 }
 
+// One pass takes a few rows, with and without a destination mask: no plane of pixels, no mask.
+TEST(Gauss2Contract, OnePassTakesAFewRows)
+{
+    forEveryExport([](const oracle_gauss2Export& what) {
+        request made(what, {0, 0, 400, 400});
+        for (int without = 0; without < 2; ++without) {
+            test_allocator allocator;
+            EXPECT_EQ(made.call(), QIP_OK);
+            EXPECT_LT(test_allocator::largestBlock(), 400 * 400 / 4);
+            made.arguments.dstMask = nullptr;
+            made.arguments.dstMaskWin = nullptr;
+        }
+    });
+}
+
 // ---- polls ----
 
 TEST(Gauss2Contract, PollsComeEvery64Rows)
