@@ -37,7 +37,9 @@ __attribute__((always_inline)) inline auto gauss2_sumAlong(const Pairs& pairs)
 // Instead of the rows before, a few sums of them are kept, so that every row enters once. They depend on the last
 // four rows and on nothing earlier.
 template <gauss2_along rows>
-constexpr int gauss2_keptSums = rows == gauss2_along::all ? 4 : rows == gauss2_along::sampled ? 2 : 0;
+constexpr int gauss2_keptSums = rows == gauss2_along::all       ? 4
+                                : rows == gauss2_along::sampled ? 2
+                                                                : 0;
 
 // Takes the rows fresh(0) .. fresh(freshRows - 1) and calls put(i, sum) for the sums that they complete: one for
 // every row, or for every second one. Where the filter does nothing along the rows, the sums are the rows.

@@ -6,6 +6,7 @@
 #include "frame/level.h"
 #include "frame/poll.h"
 #include "gauss2/kernels/kernels.h"
+#include "gauss2/scratch.h"
 #include "lanes/padded_row.h"
 
 #include <algorithm>
@@ -13,31 +14,20 @@
 namespace
 {
 
-template <class Planes>
-struct sweepTypeOf {
-    using type = gauss2_sweep<typename gauss2_kind<Planes>::Pixel>;
-};
-template <class Pixel>
-struct sweepTypeOf<gauss2_maskedPlanes<Pixel>> {
-    using type = gauss2_maskedSweep<Pixel>;
-};
-
 // ---- what a call works with ----
 
 // Where output rows go.
 template <class Pixel>
 struct target {
-    Pixel* pixels;
-    int64_t stride;
-    uint8_t* mask; // null when none is wanted
-    int64_t maskStride;
+    gauss2_plane<Pixel> pixels;
+    gauss2_plane<uint8_t> mask; // null when none is wanted
 };
 
 template <class Planes>
 struct fastCall {
-    using Pixel = typename gauss2_kind<Planes>::Pixel;
-    using Sweep = typename sweepTypeOf<Planes>::type;
-    static constexpr bool masked = gauss2_kind<Planes>::masked;
+    using Pixel = typename Planes::Pixel;
+    using Sweep = std::conditional_t<Planes::masked, gauss2_maskedSweep<Pixel>, gauss2_sweep<Pixel>>;
+    static constexpr bool masked = Planes::masked;
 
     Planes planes;
     gauss2_filter filter;
@@ -54,7 +44,6 @@ struct fastCall {
 
     frame_cleanup cleanup;
     unsigned char* state;
-    unsigned char* earlyBlock;
     unsigned char* spareBlock; // two rows for outputs that nobody wants
     // The rows of one sweep of an image that is too narrow.
     Pixel wideSource[gauss2_rowsBefore + gauss2_mostFreshRows][gauss2_mostLeastWidth];
@@ -90,7 +79,7 @@ const auto* sourceRow(fastCall<Planes>* call, int64_t y, int slot)
 }
 
 template <class Planes>
-const target<typename gauss2_kind<Planes>::Pixel>& targetOf(const fastCall<Planes>& call, int64_t k)
+const target<typename Planes::Pixel>& targetOf(const fastCall<Planes>& call, int64_t k)
 {
     return k < call.earlyRows ? call.early : call.result;
 }
@@ -116,17 +105,18 @@ void makeSweep(fastCall<Planes>* call, int64_t k, int64_t count)
     auto* const sparePixels = reinterpret_cast<Pixel*>(call->spareBlock);
     for (int i = 0; i < call->kernel.outputRows; ++i) {
         const target<Pixel>& to = targetOf(*call, k + i);
-        Pixel* const row = i < count ? gauss2_row(to.pixels, to.stride, k + i) : sparePixels;
+        Pixel* const row = i < count ? gauss2_row(to.pixels.first, to.pixels.stride, k + i) : sparePixels;
         sweep.out[i] = call->isNarrow ? call->wideOut[i] : row;
         if constexpr (masked)
-            sweep.outMask[i] = i < count && to.mask
-                                   ? gauss2_row(to.mask, to.maskStride, k + i)
+            sweep.outMask[i] = i < count && to.mask.first
+                                   ? gauss2_row(to.mask.first, to.mask.stride, k + i)
                                    : reinterpret_cast<uint8_t*>(sparePixels + call->outColumns);
     }
     call->kernel.run(&sweep);
     for (int i = 0; call->isNarrow && i < count; ++i) {
         const target<Pixel>& to = targetOf(*call, k + i);
-        std::copy_n(call->wideOut[i], call->outColumns, gauss2_row(to.pixels, to.stride, k + i));
+        std::copy_n(call->wideOut[i], call->outColumns,
+                    gauss2_row(to.pixels.first, to.pixels.stride, k + i));
     }
 }
 
@@ -152,17 +142,22 @@ qip_status makeRows(fastCall<Planes>* call)
     return QIP_OK;
 }
 
+template <class Pixel>
+qip_status copyRows(int64_t columns, int64_t rows, const gauss2_plane<Pixel>& from,
+                    const gauss2_plane<Pixel>& to)
+{
+    return qsys_memory_copyRect(columns * int64_t{sizeof(Pixel)}, rows, from.stride, to.stride, from.first,
+                                to.first);
+}
+
 template <class Planes>
 qip_status copyEarlyRows(const fastCall<Planes>& call)
 {
-    using Pixel = typename fastCall<Planes>::Pixel;
     const qip_status status =
-        qsys_memory_copyRect(call.outColumns * int64_t{sizeof(Pixel)}, call.earlyRows, call.early.stride,
-                             call.result.stride, call.early.pixels, call.result.pixels);
-    if (status < 0 || !call.result.mask)
+        copyRows(call.outColumns, call.earlyRows, call.early.pixels, call.result.pixels);
+    if (status < 0 || !call.result.mask.first)
         return status;
-    return qsys_memory_copyRect(call.outColumns, call.earlyRows, call.early.maskStride,
-                                call.result.maskStride, call.early.mask, call.result.mask);
+    return copyRows(call.outColumns, call.earlyRows, call.early.mask, call.result.mask);
 }
 
 // ---- the plan and the memory of a call ----
@@ -201,22 +196,17 @@ qip_status chooseKernel(fastCall<Planes>* call)
 template <class Planes>
 qip_status takeEarlyRows(fastCall<Planes>* call, int64_t mostUnpolled)
 {
-    using Pixel = typename fastCall<Planes>::Pixel;
     const int64_t unpolled = std::max<int64_t>(mostUnpolled / call->width / frame_rowsPerPoll, 1);
     const int64_t polls = frame_pollsIn(call->polledRows) - unpolled;
     call->pollsTogether = std::max<int64_t>(polls, 0) * frame_rowsPerPoll;
     call->earlyRows = call->pollsTogether / gauss2_stepOf(call->filter.y);
     if (call->earlyRows == 0)
         return QIP_OK;
-    const int64_t stride = (call->outColumns + 63) / 64 * 64;
-    const int64_t pixelBytes = call->earlyRows * stride * int64_t{sizeof(Pixel)};
-    const int64_t maskBytes = call->result.mask ? call->earlyRows * stride : 0;
-    const qip_status status = frame_cleanupAlloc(&call->cleanup, pixelBytes + maskBytes, &call->earlyBlock);
-    if (status < 0)
-        return status;
-    call->early = {reinterpret_cast<Pixel*>(call->earlyBlock), stride * int64_t{sizeof(Pixel)},
-                   call->result.mask ? call->earlyBlock + pixelBytes : nullptr, stride};
-    return QIP_OK;
+    qip_status status =
+        gauss2_takePlane(&call->cleanup, call->outColumns, call->earlyRows, &call->early.pixels);
+    if (status >= 0 && call->result.mask.first)
+        status = gauss2_takePlane(&call->cleanup, call->outColumns, call->earlyRows, &call->early.mask);
+    return status;
 }
 
 template <class Planes>
@@ -236,7 +226,7 @@ template <class Planes>
 qip_status runCall(fastCall<Planes>* call, int64_t mostUnpolled)
 {
     qip_status status = takeRows(call);
-    if (status >= 0 && gauss2_pollsFirst(call->filter))
+    if (status >= 0 && gauss2_halvesOneDirection(call->filter))
         status = takeEarlyRows(call, mostUnpolled);
     if (status >= 0)
         status = makeRows(call);
@@ -244,29 +234,27 @@ qip_status runCall(fastCall<Planes>* call, int64_t mostUnpolled)
 }
 
 template <class Planes>
-target<typename gauss2_kind<Planes>::Pixel> resultOf(const Planes& planes)
+target<typename Planes::Pixel> resultOf(const Planes& planes)
 {
     const auto& pixels = gauss2_pixelsOf(planes);
-    if constexpr (gauss2_kind<Planes>::masked)
-        return {pixels.dst, pixels.dstStride, planes.dstMask, planes.dstMaskStride};
+    if constexpr (Planes::masked)
+        return {{pixels.dst, pixels.dstStride}, {planes.dstMask, planes.dstMaskStride}};
     else
-        return {pixels.dst, pixels.dstStride, nullptr, 0};
+        return {{pixels.dst, pixels.dstStride}, {}};
 }
 
-// Whether the plain filter is due by the rules of this family although the fast one can do it. Nobody may notice:
-// such a request does not fail when the processor service does.
-template <class Pixel>
-bool isDueToPlain(gauss2_filter, const gauss2_planes<Pixel>&)
+// Whether a request counts as one for the plain filter although the fast one serves it. Nobody may notice the
+// difference: such a request does not fail when the processor service does. Required behaviour.
+template <class Planes>
+bool countsAsPlain(gauss2_filter filter, const Planes& planes)
 {
+    if constexpr (Planes::masked) {
+        const bool isBoth = filter.x != gauss2_along::nothing && filter.y != gauss2_along::nothing;
+        if (isBoth && filter.x == gauss2_along::sampled)
+            return !planes.dstMask;
+        return isBoth && sizeof(typename Planes::Pixel) == 2 && planes.pixels.height < 5;
+    }
     return false;
-}
-
-template <class Pixel>
-bool isDueToPlain(gauss2_filter filter, const gauss2_maskedPlanes<Pixel>& planes)
-{
-    const bool isLow = sizeof(Pixel) == 2 && filter.x == gauss2_along::all && planes.pixels.height < 5;
-    return filter.x != gauss2_along::nothing && filter.y != gauss2_along::nothing &&
-           ((!planes.dstMask && (filter.x == gauss2_along::sampled || sizeof(Pixel) == 2)) || isLow);
 }
 
 // Below three columns the borders meet, and the plain filter runs.
@@ -287,7 +275,7 @@ qip_status run(gauss2_filter filter, const Planes& planes, int64_t mostUnpolled)
     call.pollsTogether = INT64_MAX;
     const qip_status status = chooseKernel(&call);
     if (status < 0)
-        return isDueToPlain(filter, planes) ? QIP_E_FALLBACK : status;
+        return countsAsPlain(filter, planes) ? QIP_E_FALLBACK : status;
     return frame_cleanupEnd(&call.cleanup, runCall(&call, mostUnpolled));
 }
 

@@ -262,6 +262,7 @@ TEST(Gauss2Contract, OneImageInTwoPlaces)
         made.arguments.dst = &both.record;
         made.arguments.dstMask = &both.record;
         EXPECT_EQ(made.call(), what.pixelSize == 1 ? QIP_OK : QIMG_E_PIXEL_SIZE);
+        EXPECT_EQ(both.isBound(), what.pixelSize == 1);
     });
 }
 
@@ -372,29 +373,42 @@ TEST(Gauss2Contract, NothingToWrite)
     });
 }
 
-TEST(Gauss2Contract, MasksThatDoNotFit)
+// A refused call binds nothing, whichever of its arguments is at fault.
+TEST(Gauss2Contract, RefusedCallsBindNothing)
 {
     forEveryExport([](const oracle_gauss2Export& what) {
+        const oracle_rect source = {0, 0, 20, 20};
+        const test_image unbound;
+        const qimg_windowConst unboundWindow = {};
+        const plane shifted({1, 0, 20, 20}, 1, 3);
+        const plane other(source, 3 - what.pixelSize, 3);
+        plane small({0, 0, 5, 5}, 1, 3);
+        request made(what, source);
+        test_image dst, dstMask;
+        made.arguments.dst = &dst.record;
+        made.arguments.dstMask = &dstMask.record;
+        const oracle_gauss2Arguments good = made.arguments;
+        const auto refuses = [&](qsys_status status) {
+            EXPECT_EQ(made.call(), status);
+            EXPECT_FALSE(dst.isBound() || dstMask.isBound());
+            EXPECT_TRUE(transformOf(dst.record) == transformOf(test_image().record));
+            EXPECT_TRUE(made.isUntouched());
+            made.arguments = good;
+        };
+        made.arguments.src = &other.image.record;
+        made.arguments.srcWin = &other.windowConst;
+        refuses(QIMG_E_PIXEL_SIZE);
         if (!what.masked)
             return;
-        const oracle_rect source = {0, 0, 20, 20};
-        request made(what, source);
-        const oracle_gauss2Arguments good = made.arguments;
-        const plane shifted({1, 0, 20, 20}, 1, 3);
+        made.arguments.srcMask = &unbound.record;
+        made.arguments.srcMaskWin = &unboundWindow;
+        refuses(QIMG_E_UNBOUND);
         made.arguments.srcMask = &shifted.image.record;
         made.arguments.srcMaskWin = &shifted.windowConst;
-        EXPECT_EQ(made.call(), QIMG_E_OUTSIDE);
-        made.arguments = good;
-        plane small({0, 0, 5, 5}, 1, 3);
+        refuses(QIMG_E_OUTSIDE);
         made.arguments.dstMask = &small.image.record;
         made.arguments.dstMaskWin = &small.window;
-        test_image dst;
-        if (!what.windows)
-            made.arguments.dst = &dst.record;
-        EXPECT_EQ(made.call(), QIMG_E_OUTSIDE);
-        EXPECT_EQ(dst.isBound(), !what.windows);
-        EXPECT_TRUE(transformOf(dst.record) == transformOf(test_image().record));
-        EXPECT_TRUE(made.isUntouched());
+        refuses(QIMG_E_OUTSIDE);
     });
 }
 
@@ -477,6 +491,21 @@ TEST(Gauss2Contract, PassCountsAtTheirEnds)
         const test_attention attention(100);
         EXPECT_EQ(made.call(), QSYS_E_CANCELLED);
         EXPECT_EQ(attention.polls(), 100);
+    });
+}
+
+// One pass takes a few rows, with and without a destination mask: no plane of pixels, no mask.
+TEST(Gauss2Contract, OnePassTakesAFewRows)
+{
+    forEveryExport([](const oracle_gauss2Export& what) {
+        request made(what, {0, 0, 400, 400});
+        for (int without = 0; without < 2; ++without) {
+            test_allocator allocator;
+            EXPECT_EQ(made.call(), QIP_OK);
+            EXPECT_LT(test_allocator::largestBlock(), 400 * 400 / 4);
+            made.arguments.dstMask = nullptr;
+            made.arguments.dstMaskWin = nullptr;
+        }
     });
 }
 
@@ -569,10 +598,12 @@ TEST(Gauss2Contract, AFailingProcessorServiceEndsFastPathsOnly)
         EXPECT_TRUE(made.transform() == untouched);
         request narrow(what, {0, 0, 2, 12});
         EXPECT_EQ(narrow.call(), QIP_OK);
-        // The fast filter of two directions declines a mask without a destination before it asks.
+        // Without a destination mask these fast filters decline before they ask: half resolution in two
+        // directions, and 5x5 of 16 bits.
         made.arguments.dstMask = nullptr;
         made.arguments.dstMaskWin = nullptr;
-        const bool declines = what.masked && what.halveX && what.halveY;
+        const bool declines =
+            what.masked && (what.sampled ? what.halveX && what.halveY : what.pixelSize == 2);
         EXPECT_EQ(made.call(), declines ? QIP_OK : failure);
         const test_inhibition inhibition("*");
         EXPECT_EQ(made.call(), QIP_OK);

@@ -351,8 +351,9 @@ qsys_status runImages(const request& made, const expectation& expected)
     if (!made.dst.pixels)
         expectBound(*dst, true, expected.plan.full, expected, values ? &values->pixels : nullptr);
     if (made.wantsMask && !made.dstMask.pixels)
-        expectBound(*dstMask, !made.dst.pixels || !expected.plan.written.isNull(), expected.plan.written,
-                    expected, values ? &*values->mask : nullptr);
+        expectBound(*dstMask,
+                    !expected.plan.refused && (!made.dst.pixels || !expected.plan.written.isNull()),
+                    expected.plan.written, expected, values ? &*values->mask : nullptr);
     return status;
 }
 
