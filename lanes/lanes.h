@@ -25,6 +25,7 @@ using u8s = lanesOf<uint8_t>;
 using u16s = lanesOf<uint16_t>;
 using u32s = lanesOf<uint32_t>;
 using u64s = lanesOf<uint64_t>;
+using i16s = lanesOf<int16_t>;
 using i32s = lanesOf<int32_t>;
 using f32s = lanesOf<float>;
 using f64s = lanesOf<double>;

@@ -113,6 +113,12 @@ lanes_inline void storeNarrowed(uint8_t* to, u16s a)
     _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm256_castsi256_si128(half));
 }
 
+// (a * factor + 2^14) >> 15, for numbers below 2^15.
+lanes_inline u16s mulRounded(u16s a, int16_t factor)
+{
+    return (u16s)_mm256_mulhrs_epi16((__m256i)a, _mm256_set1_epi16(factor));
+}
+
 // ---- neighbours ----
 
 // The vector that begins `columns` lanes further left; the last lanes of `in` come in.

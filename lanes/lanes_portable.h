@@ -17,7 +17,6 @@ namespace
 // a[0] * weights[0] + a[1] * weights[1], ...; the weights are signed. The sums must fit.
 lanes_inline u16s addPairs(u8s a, u8s weights)
 {
-    using i16s = lanesOf<int16_t>;
     const u16s low = (u16s)((i16s)((u16s)weights << 8) >> 8);
     const u16s high = (u16s)((i16s)weights >> 8);
     return evens(a) * low + odds(a) * high;
@@ -107,6 +106,16 @@ lanes_inline void storeNarrowed(uint8_t* toA, u16s a, uint8_t* toB, u16s b)
 {
     storeNarrowed(toA, a);
     storeNarrowed(toB, b);
+}
+
+// (a * factor + 2^14) >> 15, for numbers below 2^15.
+lanes_inline u16s mulRounded(u16s a, int16_t factor)
+{
+    u32s wide[2];
+    widen(a, wide);
+    for (u32s& half : wide)
+        half = (half * static_cast<uint32_t>(factor) + 0x4000u) >> 15;
+    return narrowed(wide[0], wide[1]);
 }
 
 // ---- neighbours ----

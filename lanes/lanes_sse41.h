@@ -99,6 +99,12 @@ lanes_inline void storeNarrowed(uint8_t* toA, u16s a, uint8_t* toB, u16s b)
     storeNarrowed(toB, b);
 }
 
+// (a * factor + 2^14) >> 15, for numbers below 2^15.
+lanes_inline u16s mulRounded(u16s a, int16_t factor)
+{
+    return (u16s)_mm_mulhrs_epi16((__m128i)a, _mm_set1_epi16(factor));
+}
+
 // ---- neighbours ----
 
 // The vector that begins `columns` lanes further left; the last lanes of `in` come in.

@@ -17,9 +17,6 @@
 namespace
 {
 
-// Prepared together before they are summed: a load that straddles two stores would have to wait for both.
-constexpr int groupBlocks = 8;
-
 template <class Pixel, along columns, along rows>
 struct maskedRun {
     const gauss2_maskedSweep<Pixel>& sweep;
@@ -29,13 +26,41 @@ struct maskedRun {
 template <along columns, along rows>
 constexpr int weightsOf = gauss2_weightOf(columns) * gauss2_weightOf(rows);
 
-// ---- where a block goes ----
+// ---- where the output of a block goes ----
 
-template <class Pixel>
-struct blockOutput {
-    Pixel* dst[freshRows];
-    uint8_t* mask[freshRows];
+// Into the rows of the sweep.
+template <class Pixel, along columns>
+struct rowOutput {
+    const gauss2_maskedSweep<Pixel>& sweep;
+    int64_t block;
+
+    Pixel* dst(int i) const
+    {
+        return sweep.out[i] + block * (blockColumns / gauss2_stepOf(columns));
+    }
+    uint8_t* mask(int i) const
+    {
+        return sweep.outMask[i] + block * (blockColumns / gauss2_stepOf(columns));
+    }
 };
+
+// Into a copy: the last block may reach beyond the row.
+template <class Pixel>
+struct copiedOutput {
+    Pixel dstCopy[freshRows][blockColumns];
+    uint8_t maskCopy[freshRows][blockColumns];
+
+    Pixel* dst(int i)
+    {
+        return dstCopy[i];
+    }
+    uint8_t* mask(int i)
+    {
+        return maskCopy[i];
+    }
+};
+
+// ---- what is known of a block ----
 
 // The sum of `valid` over the output rows of a block that is full.
 template <along rows>
@@ -50,52 +75,60 @@ struct totals {
 template <along columns, class State>
 lanes_inline totals<columns> totalsAt(const State& state, int64_t column)
 {
-    const uint8_t* const total = state.validTotal + column;
+    const uint8_t* const total = state.validTotal.row(0) + column;
     if constexpr (columns == along::nothing)
         return {load(total), load(total)};
     else
-        return {load(total - columnsBefore), load(total + 3)};
+        return {load(total - columnsBefore), load(total + columnsBehind)};
 }
 
 // ---- the ways ----
 
-template <class Pixel, along columns, along rows>
-lanes_inline void runEmpty(const maskedRun<Pixel, columns, rows>& run, int64_t block,
-                           const blockOutput<Pixel>& out)
+template <class Pixel, along columns, along rows, class Out>
+lanes_inline void runEmpty(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
 {
     constexpr size_t count = blockColumns / gauss2_stepOf(columns);
     for (int i = 0; i < rowsOut(rows); ++i) {
-        std::memset(out.dst[i], 0, count * sizeof(Pixel));
-        std::memset(out.mask[i], 0, count);
+        std::memset(out.dst(i), 0, count * sizeof(Pixel));
+        std::memset(out.mask(i), 0, count);
     }
     if constexpr (rows != along::nothing)
         std::memset(&run.state.binary[block], 0, sizeof run.state.binary[block]);
 }
 
-// S of the columns of one parity of a block, from four prepared rows: put(row, part, sum).
-template <bool odd, class Pixel, along columns, along rows, class Put>
-lanes_inline void sumBinaryRows(const preparedRows<Pixel>& pixels, int64_t column,
-                                keptBinary<Pixel, rows>* kept, const Put& put)
+// S of the columns of one parity of a block, from the four rows rowAt(0) ...: put(row, part, sum).
+template <bool odd, bool isPrepared, along columns, class Pixel, along rows, class Row, class Put>
+lanes_inline void sumBinaryRows(const Row& rowAt, keptBinary<Pixel, rows>* kept, const Put& put)
 {
     for (int part = 0; part < binaryParts<Pixel>; ++part)
         gauss2_sumDown<rows, freshRows>(
             kept->s[part],
-            [&](int i) lanes_inlined { return sumBinary<columns, odd>(pixels.row(i) + column, part); },
+            [&](int i) lanes_inlined { return sumBinary<columns, odd, isPrepared>(rowAt(i), part); },
             [&](int i, binaryLanes<Pixel> s) lanes_inlined { put(i, part, s); });
 }
 
-template <bool odd, class Pixel, along columns, along rows>
-lanes_inline void fullColumns(const maskedRun<Pixel, columns, rows>& run, int64_t block,
+template <bool odd, bool isPrepared, class Pixel, along columns, along rows, class Row>
+lanes_inline void fullColumns(const Row& rowAt, keptBinary<Pixel, rows>* kept,
                               outputRow<Pixel, columns>* out)
 {
     binaryLanes<Pixel> s[rowsOut(rows)][binaryParts<Pixel>];
-    sumBinaryRows<odd, Pixel, columns, rows>(
-        run.state.pixels, block * blockColumns, &run.state.binary[block][odd],
-        [&](int i, int part, binaryLanes<Pixel> sum) lanes_inlined { s[i][part] = sum; });
+    sumBinaryRows<odd, isPrepared, columns>(
+        rowAt, kept, [&](int i, int part, binaryLanes<Pixel> sum) lanes_inlined { s[i][part] = sum; });
     for (int i = 0; i < rowsOut(rows); ++i) {
         out[i].pixels[odd] = fullPixels<weightsOf<columns, rows>>(s[i]);
         out[i].mask[odd] = filled(uint16_t{255});
     }
+}
+
+template <bool isPrepared, class Pixel, along columns, along rows, class Row, class Out>
+lanes_inline void runFull(const Row& rowAt, keptBinary<Pixel, rows> (*kept)[parities<columns>], Out&& out)
+{
+    outputRow<Pixel, columns> output[rowsOut(rows)];
+    fullColumns<false, isPrepared>(rowAt, *kept, output);
+    if constexpr (parities<columns> == 2)
+        fullColumns<true, isPrepared>(rowAt, *kept + 1, output);
+    for (int i = 0; i < rowsOut(rows); ++i)
+        put(output[i], out.dst(i), out.mask(i));
 }
 
 template <bool odd, class Pixel, along columns, along rows>
@@ -104,9 +137,10 @@ lanes_inline void binaryColumns(const maskedRun<Pixel, columns, rows>& run, int6
 {
     const int64_t column = block * blockColumns;
     binarySums<Pixel> sums[rowsOut(rows)];
-    sumBinaryRows<odd, Pixel, columns, rows>(run.state.pixels, column, &run.state.binary[block][odd],
-                                             [&](int i, int part, binaryLanes<Pixel> sum)
-                                                 lanes_inlined { sums[i].s[part] = sum; });
+    sumBinaryRows<odd, true, columns>([&](int i) lanes_inlined { return run.state.pixels.row(i) + column; },
+                                      &run.state.binary[block][odd],
+                                      [&](int i, int part, binaryLanes<Pixel> sum)
+                                          lanes_inlined { sums[i].s[part] = sum; });
     for (int i = 0; i < rowsOut(rows); ++i) {
         sums[i].v = sumBytes<columns, odd>(run.state.valid.row(i) + column);
         out[i].pixels[odd] = binaryPixels(sums[i]);
@@ -146,14 +180,14 @@ lanes_inline void mixedColumns(const maskedRun<Pixel, columns, rows>& run, int64
 
 // ---- from one way of summing to the other: the rows before are summed again ----
 
-// Prepared rows of a block and of its neighbours, with room for the border to their left.
+// Memory for prepared rows around one block.
 template <class Value>
 struct localRows {
-    Value values[freshRows][4 * blockColumns];
+    Value values[freshRows * preparedRows<Value>::distance];
 
     preparedRows<Value> around(int64_t block)
     {
-        return {values[0] + (2 - block) * blockColumns, 4 * blockColumns};
+        return {values + (2 - block) * blockColumns};
     }
 };
 
@@ -169,13 +203,14 @@ template <class Pixel, along columns, along rows>
         });
     for (int i = 0; block == 0 && i < freshRows; ++i)
         repeatFirst(pixels.row(i));
+    const auto rowAt = [&](int i) {
+        return pixels.row(i) + block * blockColumns;
+    };
     const auto nothing = [](int, int, binaryLanes<Pixel>) {
     };
-    sumBinaryRows<false, Pixel, columns, rows>(pixels, block * blockColumns, &run.state.binary[block][0],
-                                               nothing);
+    sumBinaryRows<false, true, columns>(rowAt, &run.state.binary[block][0], nothing);
     if constexpr (parities<columns> == 2)
-        sumBinaryRows<true, Pixel, columns, rows>(pixels, block * blockColumns, &run.state.binary[block][1],
-                                                  nothing);
+        sumBinaryRows<true, true, columns>(rowAt, &run.state.binary[block][1], nothing);
 }
 
 template <class Pixel, along columns, along rows>
@@ -212,16 +247,15 @@ lanes_inline bool isMixed(const maskedRun<Pixel, columns, rows>& run, int64_t bl
     return any != 0;
 }
 
-template <class Pixel, along columns, along rows>
-lanes_inline void putRows(const outputRow<Pixel, columns>* rowsOfBlock, const blockOutput<Pixel>& out)
+template <class Pixel, along columns, along rows, class Out>
+lanes_inline void putRows(const outputRow<Pixel, columns>* rowsOfBlock, Out&& out)
 {
     for (int i = 0; i < rowsOut(rows); ++i)
-        put(rowsOfBlock[i], out.dst[i], out.mask[i]);
+        put(rowsOfBlock[i], out.dst(i), out.mask(i));
 }
 
-template <class Pixel, along columns, along rows>
-[[gnu::noinline]] void runMixed(const maskedRun<Pixel, columns, rows>& run, int64_t block,
-                                const blockOutput<Pixel>& out)
+template <class Pixel, along columns, along rows, class Out>
+[[gnu::noinline]] void runMixed(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
 {
     outputRow<Pixel, columns> output[rowsOut(rows)];
     if (rows != along::nothing && !run.state.notes[block].keepsMixed)
@@ -234,31 +268,31 @@ template <class Pixel, along columns, along rows>
 }
 
 // A block that is not mixed.
-template <class Pixel, along columns, along rows>
-lanes_inline void runBinary(const maskedRun<Pixel, columns, rows>& run, int64_t block,
-                            const blockOutput<Pixel>& out)
+template <class Pixel, along columns, along rows, class Out>
+lanes_inline void runBinary(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
 {
-    const totals<columns> total = totalsAt<columns>(run.state, block * blockColumns);
-    outputRow<Pixel, columns> output[rowsOut(rows)];
+    const int64_t column = block * blockColumns;
+    const totals<columns> total = totalsAt<columns>(run.state, column);
     // The greatest total is a power of two, and the only one with that bit.
     if (isZero(~(total.a & total.b) & fullTotal<rows>)) {
-        fullColumns<false>(run, block, output);
-        if constexpr (parities<columns> == 2)
-            fullColumns<true>(run, block, output);
-    } else if (isZero(total.a | total.b)) {
+        runFull<true, Pixel, columns, rows>([&](int i)
+                                                lanes_inlined { return run.state.pixels.row(i) + column; },
+                                            run.state.binary + block, out);
+        return;
+    }
+    if (isZero(total.a | total.b)) {
         runEmpty(run, block, out);
         return;
-    } else {
-        binaryColumns<false>(run, block, output);
-        if constexpr (parities<columns> == 2)
-            binaryColumns<true>(run, block, output);
     }
+    outputRow<Pixel, columns> output[rowsOut(rows)];
+    binaryColumns<false>(run, block, output);
+    if constexpr (parities<columns> == 2)
+        binaryColumns<true>(run, block, output);
     putRows<Pixel, columns, rows>(output, out);
 }
 
-template <class Pixel, along columns, along rows>
-[[gnu::noinline]] void runAny(const maskedRun<Pixel, columns, rows>& run, int64_t block,
-                              const blockOutput<Pixel>& out)
+template <class Pixel, along columns, along rows, class Out>
+[[gnu::noinline]] void runAny(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
 {
     if (isMixed(run, block)) {
         runMixed(run, block, out);
@@ -274,35 +308,17 @@ template <class Pixel, along columns, along rows>
 
 // The last block of a row, which may reach beyond it: its output goes through a copy.
 template <class Pixel, along columns, along rows>
-[[gnu::noinline]] void runLastBlock(const maskedRun<Pixel, columns, rows>& run, int64_t block,
-                                    const blockOutput<Pixel>& out)
+[[gnu::noinline]] void runLastBlock(const maskedRun<Pixel, columns, rows>& run, int64_t block)
 {
-    constexpr int step = gauss2_stepOf(columns);
-    Pixel dst[rowsOut(rows)][blockColumns];
-    uint8_t mask[rowsOut(rows)][blockColumns];
-    blockOutput<Pixel> copy;
-    for (int i = 0; i < rowsOut(rows); ++i) {
-        copy.dst[i] = dst[i];
-        copy.mask[i] = mask[i];
-    }
+    copiedOutput<Pixel> copy;
     runAny(run, block, copy);
+    const rowOutput<Pixel, columns> out = {run.sweep, block};
+    constexpr int step = gauss2_stepOf(columns);
     const auto count = static_cast<size_t>(run.sweep.width / step - block * blockColumns / step);
     for (int i = 0; i < rowsOut(rows); ++i) {
-        std::memcpy(out.dst[i], dst[i], count * sizeof(Pixel));
-        std::memcpy(out.mask[i], mask[i], count);
+        std::memcpy(out.dst(i), copy.dst(i), count * sizeof(Pixel));
+        std::memcpy(out.mask(i), copy.mask(i), count);
     }
-}
-
-template <class Pixel, along columns, along rows>
-blockOutput<Pixel> outputOf(const gauss2_maskedSweep<Pixel>& sweep, int64_t block)
-{
-    const int64_t column = block * blockColumns / gauss2_stepOf(columns);
-    blockOutput<Pixel> out;
-    for (int i = 0; i < rowsOut(rows); ++i) {
-        out.dst[i] = sweep.out[i] + column;
-        out.mask[i] = sweep.outMask[i] + column;
-    }
-    return out;
 }
 
 // Prepares what the mixed blocks among first .. end - 1 read of blocks whose own mask is not mixed.
@@ -320,7 +336,34 @@ template <class Pixel, along columns, along rows>
     }
 }
 
-// A group of blocks that lie in the row, none of them nor their neighbours mixed.
+// Whether no pixel that the blocks first .. end - 1 read of the fresh rows is masked out. They must not read beyond
+// the row.
+template <class Pixel, along columns>
+bool isFullGroup(const gauss2_maskedSweep<Pixel>& sweep, int64_t first, int64_t end)
+{
+    const int64_t last = end * blockColumns + columnsBehind - blockColumns;
+    u8s all[freshRows];
+    for (int i = 0; i < freshRows; ++i)
+        all[i] = load(sweep.mask[gauss2_rowsBefore + i] + last);
+    for (int64_t column = first * blockColumns - columnsBefore; column < last; column += blockColumns)
+        for (int i = 0; i < freshRows; ++i)
+            all[i] &= load(sweep.mask[gauss2_rowsBefore + i] + column);
+    return isZero(~(all[0] & all[1] & all[2] & all[3]));
+}
+
+// A group that is full, and was in the sweep before: nothing has to be prepared.
+template <class Pixel, along columns, along rows>
+[[gnu::noinline]] void runFullGroup(const gauss2_maskedSweep<Pixel>& shared, int64_t first, int64_t end,
+                                    keptBinary<Pixel, rows> (*kept)[parities<columns>])
+{
+    const gauss2_maskedSweep<Pixel> sweep = shared; // a copy, as below
+    for (int64_t block = first; block < end; ++block)
+        runFull<false, Pixel, columns, rows>(
+            [&](int i) lanes_inlined { return sweep.source[gauss2_rowsBefore + i] + block * blockColumns; },
+            kept + block, rowOutput<Pixel, columns>{sweep, block});
+}
+
+// Blocks that lie in the row, none of them nor their neighbours mixed.
 template <class Pixel, along columns, along rows>
 [[gnu::noinline]] void runBinaryGroup(const maskedRun<Pixel, columns, rows>& shared, int64_t first,
                                       int64_t end)
@@ -329,34 +372,75 @@ template <class Pixel, along columns, along rows>
     const gauss2_maskedSweep<Pixel> sweep = shared.sweep;
     const maskedRun<Pixel, columns, rows> run = {sweep, shared.state};
     for (int64_t block = first; block < end; ++block)
-        runBinary(run, block, outputOf<Pixel, columns, rows>(sweep, block));
+        runBinary(run, block, rowOutput<Pixel, columns>{sweep, block});
+}
+
+template <class Pixel, along columns, along rows>
+void moveOn(maskedState<Pixel, columns, rows>* state, int64_t firstOfGroup, bool wasSpecial)
+{
+    moveOn(&state->pixels, firstOfGroup, freshRows);
+    moveOn(&state->valid, firstOfGroup, rowsOut(rows));
+    moveOn(&state->validTotal, firstOfGroup, 1);
+    moveOn(&state->products, firstOfGroup, wasSpecial ? freshRows : 0);
+    moveOn(&state->mask, firstOfGroup, wasSpecial ? freshRows : 0);
 }
 
 template <class Pixel, along columns, along rows>
 void runSweep(const gauss2_maskedSweep<Pixel>* sweep)
 {
-    maskedRun<Pixel, columns, rows> run = {*sweep, {}};
-    memoryWalk walk = {sweep->state, 0};
-    layOut(sweep->width, &walk, &run.state);
+    auto* const state = reinterpret_cast<maskedState<Pixel, columns, rows>*>(sweep->state);
+    if (!state->pixels.first)
+        layOut(sweep->width, sweep->state, state);
+    maskedRun<Pixel, columns, rows> run = {*sweep, *state};
     const int64_t blocks = (sweep->width + blockColumns - 1) / blockColumns;
     const int64_t whole = sweep->width / blockColumns;
+    const int64_t endOfInner =
+        (sweep->width - columnsBehind) / blockColumns; // they read nothing beyond the row
     int64_t prepared = 0;
-    for (int64_t first = 0; first < blocks; first += groupBlocks) {
-        const int64_t end = first + groupBlocks < blocks ? first + groupBlocks : blocks;
+    bool* wasFull = state->wasFull;
+    bool isSpecial = false;
+    for (int64_t first = 0; first < blocks; first += groupBlocks, ++wasFull) {
+        const int64_t end = smaller(first + groupBlocks, blocks);
+        if (first > 0)
+            moveOn(&run.state, first - groupBlocks, isSpecial);
+        isSpecial = false;
+        const int64_t firstInner = first > 0 ? first : 1;
+        const int64_t lastInner = smaller(end, endOfInner);
+        const bool isFull =
+            firstInner < lastInner && isFullGroup<Pixel, columns>(*sweep, firstInner, lastInner);
+        int64_t block = first;
+        if (isFull && (rows == along::nothing || *wasFull)) {
+            // Nothing needs to be prepared but for the blocks at the ends of the row and what they read, and for the
+            // group behind.
+            if (first == 0) {
+                if (prepareBlocks(*sweep, 0, 2, run.state))
+                    prepareMixed(run, 0, 1);
+                runAny(run, 0, rowOutput<Pixel, columns>{*sweep, 0});
+            }
+            runFullGroup<Pixel, columns, rows>(*sweep, firstInner, lastInner, run.state.binary);
+            prepared = lastInner - 1;
+            block = lastInner;
+            if (lastInner == end) {
+                prepareBlocks(*sweep, prepared, end, run.state);
+                prepared = end;
+                continue;
+            }
+        }
         // With the block behind, which the last one reads.
-        bool isSpecial = prepareBlocks(*sweep, prepared, end + 1, run.state);
+        isSpecial = prepareBlocks(*sweep, prepared, end + 1, run.state);
         prepared = end + 1;
         isSpecial |= run.state.notes[first - 1].any() | run.state.notes[first].any();
-        const int64_t endOfWhole = end < whole ? end : whole;
+        *wasFull = isFull && !isSpecial;
+        const int64_t endOfWhole = smaller(end, whole);
         if (isSpecial) {
             prepareMixed(run, first, end);
-            for (int64_t block = first; block < endOfWhole; ++block)
-                runAny(run, block, outputOf<Pixel, columns, rows>(*sweep, block));
+            for (; block < endOfWhole; ++block)
+                runAny(run, block, rowOutput<Pixel, columns>{*sweep, block});
         } else {
-            runBinaryGroup(run, first, endOfWhole);
+            runBinaryGroup(run, block, endOfWhole);
         }
         if (endOfWhole < end)
-            runLastBlock(run, endOfWhole, outputOf<Pixel, columns, rows>(*sweep, endOfWhole));
+            runLastBlock(run, endOfWhole);
     }
 }
 

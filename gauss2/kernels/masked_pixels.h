@@ -72,14 +72,14 @@ lanes_inline pixelLanes<uint16_t> binaryPixels(const binarySums<uint16_t>& sums)
     return pixels;
 }
 
-// (255 V + w / 2) / w, out of V - 255 V / w < 1.
+// (255 V + w / 2) / w. With w = 16 that is 16 V, less 1 for V > 8.
 template <int weights>
 lanes_inline u16s binaryMask(u16s v)
 {
     if constexpr (weights == 256)
-        return v + (u16s)(v > uint16_t{128});
+        return mulRounded(v, 255 << 7);
     else
-        return (v << 4) + (u16s)(v > uint16_t{8});
+        return (v << 4) + (u16s)((i16s)v > int16_t{8});
 }
 
 // ---- mixed: (N + (W >> 1)) / W, 0 where W is 0 ----

@@ -15,6 +15,7 @@ lanes_inline u16s lowered(u16s a)
 
 // Columns that a block reads beside its own: two before, three behind.
 constexpr int columnsBefore = 2;
+constexpr int columnsBehind = 3;
 
 // A block of four source rows, from `firstRow` of the sweep on, that lies in the row.
 template <class Pixel>
@@ -141,7 +142,7 @@ lanes_inline void prepareBinaryFrom(const From& from, const u8s* mask, int64_t b
             store(state.valid.row(i) + column, valid);
             total += valid;
         });
-    store(state.validTotal + column, total);
+    store(state.validTotal.row(0) + column, total);
 }
 
 // Prepares a block for what its own mask calls for. A block whose mask is mixed has no use for S and V, nor have
@@ -188,7 +189,7 @@ template <class Pixel, along columns, along rows>
             repeatFirst(state.pixels.row(i));
         for (int i = 0; i < rowsOut(rows); ++i)
             repeatFirst(state.valid.row(i));
-        repeatFirst(state.validTotal);
+        repeatFirst(state.validTotal.row(0));
     }
     return isSpecial;
 }

@@ -17,22 +17,45 @@ constexpr int blockColumns = laneBytes;
 constexpr int halfBlock = blockColumns / 2; // the even or the odd columns of a block
 constexpr int freshRows = 4;                // of a sweep of a masked kernel
 
+constexpr int64_t smaller(int64_t a, int64_t b)
+{
+    return a < b ? a : b;
+}
+
 constexpr int rowsOut(along rows)
 {
     return freshRows / gauss2_stepOf(rows);
 }
 
-// Prepared rows, one for each fresh row.
+// Blocks are prepared and summed in groups: a load that straddles two stores would have to wait for both, and what
+// lies between the two steps stays in the first cache.
+constexpr int groupBlocks = 16;
+
+// Prepared rows, one for each fresh row: a group, the block before it and the block behind it. Columns count from
+// the first one of the image.
 template <class Value>
 struct preparedRows {
+    static constexpr int64_t distance = (groupBlocks + 2) * blockColumns; // values from a row to the next
+
     Value* first;
-    int64_t distance; // values from a row to the next
 
     Value* row(int i) const
     {
         return first + i * distance;
     }
 };
+
+// On to the next group: its first block, and the block before that, are prepared already.
+template <class Value>
+inline void moveOn(preparedRows<Value>* rows, int64_t firstOfGroup, int count)
+{
+    constexpr int64_t step = groupBlocks * blockColumns;
+    for (int i = 0; i < count; ++i) {
+        Value* const begin = rows->row(i) + (firstOfGroup - 1) * blockColumns;
+        std::memcpy(begin, begin + step, 2 * blockColumns * sizeof(Value));
+    }
+    rows->first -= step;
+}
 
 // The two ways in which a block is summed. With m the mask, p the pixels and w the weights:
 //   binary   where m is 0 or 255 all around, S = sum of w p over the pixels that are not masked out, and
@@ -80,16 +103,17 @@ template <class Pixel, along columns, along rows>
 struct maskedState {
     static constexpr int keptRows = gauss2_keptSums<rows> + !gauss2_keptSums<rows>;
 
-    preparedRows<Pixel> pixels;      // with 0 where masked out; 16-bit ones less 32768 elsewhere
-    preparedRows<uint8_t> valid;     // V summed down the columns, for each output row
-    uint8_t* validTotal;             // the sum of `valid` over the output rows
-    preparedRows<uint16_t> products; // for mixed blocks: m p - 32768, or the 16-bit p - 32768
-    preparedRows<uint8_t> mask;      // for mixed blocks
+    preparedRows<Pixel> pixels;       // with 0 where masked out; 16-bit ones less 32768 elsewhere
+    preparedRows<uint8_t> valid;      // V summed down the columns, for each output row
+    preparedRows<uint8_t> validTotal; // one row: the sum of `valid` over the output rows
+    preparedRows<uint16_t> products;  // for mixed blocks: m p - 32768, or the 16-bit p - 32768
+    preparedRows<uint8_t> mask;       // for mixed blocks
 
     u8s (*keptValid)[keptRows];
     keptBinary<Pixel, rows> (*binary)[parities<columns>];
     keptMixed<rows> (*mixed)[parities<columns>];
     blockNotes* notes; // with one more on both sides
+    bool* wasFull;     // for each group of blocks: no pixel was masked out, and S is up to date
 };
 
 // Hands out consecutive pieces of memory; without any, it counts how much there has to be.
@@ -108,35 +132,36 @@ void takeMemory(memoryWalk* walk, int64_t count, int64_t before, Value** piece)
 }
 
 template <class Value>
-void takeRows(memoryWalk* walk, int64_t blocks, preparedRows<Value>* rows)
+void takeRows(memoryWalk* walk, int count, preparedRows<Value>* rows)
 {
-    rows->distance = (blocks + 1) * blockColumns;
-    takeMemory(walk, freshRows * rows->distance, blockColumns, &rows->first);
+    takeMemory(walk, count * rows->distance, blockColumns, &rows->first);
 }
 
+// Lays a state out in `memory`, behind the record itself, for rows of this width. Returns the bytes that it takes.
 template <class Pixel, along columns, along rows>
-void layOut(int64_t width, memoryWalk* walk, maskedState<Pixel, columns, rows>* state)
+int64_t layOut(int64_t width, unsigned char* memory, maskedState<Pixel, columns, rows>* state)
 {
     const int64_t blocks =
         (width + blockColumns - 1) / blockColumns + 1; // the last one is read, not summed
-    takeRows(walk, blocks, &state->pixels);
-    takeRows(walk, blocks, &state->valid);
-    takeMemory(walk, (blocks + 1) * blockColumns, blockColumns, &state->validTotal);
-    takeMemory(walk, blocks, 0, &state->keptValid);
-    takeMemory(walk, blocks, 0, &state->binary);
-    takeMemory(walk, blocks + 2, 1, &state->notes);
-    takeRows(walk, blocks, &state->products);
-    takeRows(walk, blocks, &state->mask);
-    takeMemory(walk, blocks, 0, &state->mixed);
+    memoryWalk walk = {memory, (int64_t{sizeof *state} + 63) / 64 * 64};
+    takeRows(&walk, freshRows, &state->pixels);
+    takeRows(&walk, rowsOut(rows), &state->valid);
+    takeRows(&walk, 1, &state->validTotal);
+    takeRows(&walk, freshRows, &state->products);
+    takeRows(&walk, freshRows, &state->mask);
+    takeMemory(&walk, blocks, 0, &state->keptValid);
+    takeMemory(&walk, blocks, 0, &state->binary);
+    takeMemory(&walk, blocks + 2, 1, &state->notes);
+    takeMemory(&walk, blocks, 0, &state->wasFull);
+    takeMemory(&walk, blocks, 0, &state->mixed);
+    return walk.bytes;
 }
 
 template <class Pixel, along columns, along rows>
 int64_t maskedStateBytes(int64_t width)
 {
-    memoryWalk walk = {nullptr, 0};
     maskedState<Pixel, columns, rows> state;
-    layOut(width, &walk, &state);
-    return walk.bytes;
+    return layOut(width, nullptr, &state);
 }
 
 } // namespace

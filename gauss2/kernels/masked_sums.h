@@ -24,18 +24,19 @@ lanes_inline u16s sumBytes(const uint8_t* row)
         [=](int column, int a, int b) lanes_inlined { return weightedBytes(load(row + column), a, b); });
 }
 
-// One of the two parts of S.
-template <along columns, bool odd>
+// One of the two parts of S, from a row that is prepared, or from a source row where nothing is masked out.
+template <along columns, bool odd, bool isPrepared>
 lanes_inline u16s sumBinary(const uint8_t* row, int)
 {
     return sumBytes<columns, odd>(row);
 }
 
-template <along columns, bool odd>
+template <along columns, bool odd, bool isPrepared>
 lanes_inline u32s sumBinary(const uint16_t* row, int part)
 {
     return gauss2_sumAlong<columns, odd>([=](int column, int a, int b) lanes_inlined {
-        return addPairs(load(row + part * halfBlock + column), pairsOf<uint16_t>(a, b));
+        const u16s pixels = load(row + part * halfBlock + column);
+        return addPairs(isPrepared ? pixels : lowered(pixels), pairsOf<uint16_t>(a, b));
     });
 }
 
