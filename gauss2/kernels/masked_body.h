@@ -237,14 +237,9 @@ template <class Pixel, along columns, along rows>
 template <class Pixel, along columns, along rows>
 lanes_inline bool isMixed(const maskedRun<Pixel, columns, rows>& run, int64_t block)
 {
-    const blockNotes* const notes = run.state.notes + block;
-    unsigned any = 0;
-    for (int i = columns == along::nothing ? 0 : -1; i <= (columns == along::nothing ? 0 : 1); ++i) {
-        any |= notes[i].mixedNow;
-        if constexpr (rows != along::nothing)
-            any |= notes[i].mixedBefore;
-    }
-    return any != 0;
+    const uint8_t* const notes = run.state.notes + block;
+    const unsigned around = columns == along::nothing ? notes[0] : notes[-1] | notes[0] | notes[1];
+    return (around & (rows == along::nothing ? mixedNow : mixedNow | mixedBefore)) != 0;
 }
 
 template <class Pixel, along columns, along rows, class Out>
@@ -255,19 +250,19 @@ lanes_inline void putRows(const outputRow<Pixel, columns>* rowsOfBlock, Out&& ou
 }
 
 template <class Pixel, along columns, along rows, class Out>
-[[gnu::noinline]] void runMixed(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
+lanes_inline void runMixed(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
 {
-    outputRow<Pixel, columns> output[rowsOut(rows)];
-    if (rows != along::nothing && !run.state.notes[block].keepsMixed)
+    uint8_t& notes = run.state.notes[block];
+    if (rows != along::nothing && !(notes & keepsMixed))
         keepMixed(run, block);
-    run.state.notes[block].keepsMixed = true;
+    notes = static_cast<uint8_t>(notes | keepsMixed);
+    outputRow<Pixel, columns> output[rowsOut(rows)];
     mixedColumns<false>(run, block, output);
     if constexpr (parities<columns> == 2)
         mixedColumns<true>(run, block, output);
     putRows<Pixel, columns, rows>(output, out);
 }
 
-// A block that is not mixed.
 template <class Pixel, along columns, along rows, class Out>
 lanes_inline void runBinary(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
 {
@@ -291,16 +286,18 @@ lanes_inline void runBinary(const maskedRun<Pixel, columns, rows>& run, int64_t 
     putRows<Pixel, columns, rows>(output, out);
 }
 
+// A block that may be mixed, or was.
 template <class Pixel, along columns, along rows, class Out>
-[[gnu::noinline]] void runAny(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
+lanes_inline void runSpecial(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
 {
     if (isMixed(run, block)) {
         runMixed(run, block, out);
         return;
     }
-    if (rows != along::nothing && run.state.notes[block].keepsMixed)
+    uint8_t& notes = run.state.notes[block];
+    if (rows != along::nothing && (notes & keepsMixed))
         keepBinary(run, block);
-    run.state.notes[block].keepsMixed = false;
+    notes = static_cast<uint8_t>(notes & ~keepsMixed);
     runBinary(run, block, out);
 }
 
@@ -311,7 +308,7 @@ template <class Pixel, along columns, along rows>
 [[gnu::noinline]] void runLastBlock(const maskedRun<Pixel, columns, rows>& run, int64_t block)
 {
     copiedOutput<Pixel> copy;
-    runAny(run, block, copy);
+    runSpecial(run, block, copy);
     const rowOutput<Pixel, columns> out = {run.sweep, block};
     constexpr int step = gauss2_stepOf(columns);
     const auto count = static_cast<size_t>(run.sweep.width / step - block * blockColumns / step);
@@ -327,9 +324,9 @@ template <class Pixel, along columns, along rows>
 {
     for (int64_t block = first > 0 ? first - 1 : 0; block <= end; ++block) {
         bool isRead = false;
-        for (int64_t near = block - 1; near <= block + 1; ++near)
+        for (int64_t near = block - 1; near <= block + 1 && !(run.state.notes[block] & mixedNow); ++near)
             isRead |= near >= first && near < end && isMixed(run, near);
-        if (isRead && !run.state.notes[block].mixedNow)
+        if (isRead)
             withBlock(run.sweep, gauss2_rowsBefore, block, [&](const auto& from) {
                 prepareMixedFrom(from, block, run.state.products, run.state.mask);
             });
@@ -363,16 +360,18 @@ template <class Pixel, along columns, along rows>
             kept + block, rowOutput<Pixel, columns>{sweep, block});
 }
 
-// Blocks that lie in the row, none of them nor their neighbours mixed.
-template <class Pixel, along columns, along rows>
-[[gnu::noinline]] void runBinaryGroup(const maskedRun<Pixel, columns, rows>& shared, int64_t first,
-                                      int64_t end)
+// Blocks that lie in the row. When nothing is special, none of them nor of their neighbours is or was mixed.
+template <bool isSpecial, class Pixel, along columns, along rows>
+[[gnu::noinline]] void runGroup(const maskedRun<Pixel, columns, rows>& shared, int64_t first, int64_t end)
 {
     // Copies that nobody else can write, so that they need not be read again after every store.
     const gauss2_maskedSweep<Pixel> sweep = shared.sweep;
     const maskedRun<Pixel, columns, rows> run = {sweep, shared.state};
     for (int64_t block = first; block < end; ++block)
-        runBinary(run, block, rowOutput<Pixel, columns>{sweep, block});
+        if constexpr (isSpecial)
+            runSpecial(run, block, rowOutput<Pixel, columns>{sweep, block});
+        else
+            runBinary(run, block, rowOutput<Pixel, columns>{sweep, block});
 }
 
 template <class Pixel, along columns, along rows>
@@ -383,6 +382,15 @@ void moveOn(maskedState<Pixel, columns, rows>* state, int64_t firstOfGroup, bool
     moveOn(&state->validTotal, firstOfGroup, 1);
     moveOn(&state->products, firstOfGroup, wasSpecial ? freshRows : 0);
     moveOn(&state->mask, firstOfGroup, wasSpecial ? freshRows : 0);
+}
+
+// Whether the blocks first .. end - 1 and their neighbours are full.
+inline bool areFull(const uint8_t* notes, int64_t first, int64_t end)
+{
+    unsigned all = fullNow;
+    for (int64_t block = first - 1; block <= end; ++block)
+        all &= notes[block];
+    return all != 0;
 }
 
 template <class Pixel, along columns, along rows>
@@ -401,21 +409,19 @@ void runSweep(const gauss2_maskedSweep<Pixel>* sweep)
     bool isSpecial = false;
     for (int64_t first = 0; first < blocks; first += groupBlocks, ++wasFull) {
         const int64_t end = smaller(first + groupBlocks, blocks);
+        const int64_t firstInner = first > 0 ? first : 1;
+        const int64_t lastInner = smaller(end, endOfInner);
         if (first > 0)
             moveOn(&run.state, first - groupBlocks, isSpecial);
         isSpecial = false;
-        const int64_t firstInner = first > 0 ? first : 1;
-        const int64_t lastInner = smaller(end, endOfInner);
-        const bool isFull =
-            firstInner < lastInner && isFullGroup<Pixel, columns>(*sweep, firstInner, lastInner);
         int64_t block = first;
-        if (isFull && (rows == along::nothing || *wasFull)) {
+        if (*wasFull && isFullGroup<Pixel, columns>(*sweep, firstInner, lastInner)) {
             // Nothing needs to be prepared but for the blocks at the ends of the row and what they read, and for the
             // group behind.
             if (first == 0) {
-                if (prepareBlocks(*sweep, 0, 2, run.state))
+                if (prepareBlocks(*sweep, 0, 2, run.state) & specialNotes)
                     prepareMixed(run, 0, 1);
-                runAny(run, 0, rowOutput<Pixel, columns>{*sweep, 0});
+                runGroup<true>(run, 0, 1);
             }
             runFullGroup<Pixel, columns, rows>(*sweep, firstInner, lastInner, run.state.binary);
             prepared = lastInner - 1;
@@ -427,17 +433,16 @@ void runSweep(const gauss2_maskedSweep<Pixel>* sweep)
             }
         }
         // With the block behind, which the last one reads.
-        isSpecial = prepareBlocks(*sweep, prepared, end + 1, run.state);
+        const unsigned notes = prepareBlocks(*sweep, prepared, end + 1, run.state);
         prepared = end + 1;
-        isSpecial |= run.state.notes[first - 1].any() | run.state.notes[first].any();
-        *wasFull = isFull && !isSpecial;
+        isSpecial = ((notes | run.state.notes[first - 1] | run.state.notes[first]) & specialNotes) != 0;
+        *wasFull = !isSpecial && firstInner < lastInner && areFull(run.state.notes, firstInner, lastInner);
         const int64_t endOfWhole = smaller(end, whole);
         if (isSpecial) {
             prepareMixed(run, first, end);
-            for (; block < endOfWhole; ++block)
-                runAny(run, block, rowOutput<Pixel, columns>{*sweep, block});
+            runGroup<true>(run, block, endOfWhole);
         } else {
-            runBinaryGroup(run, block, endOfWhole);
+            runGroup<false>(run, block, endOfWhole);
         }
         if (endOfWhole < end)
             runLastBlock(run, endOfWhole);

@@ -145,44 +145,48 @@ lanes_inline void prepareBinaryFrom(const From& from, const u8s* mask, int64_t b
     store(state.validTotal.row(0) + column, total);
 }
 
-// Prepares a block for what its own mask calls for. A block whose mask is mixed has no use for S and V, nor have
-// those beside it, now and in the next sweep; after that what is kept of V is right again, since it depends on the
-// last four rows alone.
+// Prepares a block for what its own mask calls for, and returns its notes. A block whose mask is mixed has no use for
+// S and V, nor have those beside it, now and in the next sweep; after that what is kept of V is right again, since it
+// depends on the last four rows alone.
 template <class From, class Pixel, along columns, along rows>
-lanes_inline bool prepareFrom(const From& from, int64_t block,
-                              const maskedState<Pixel, columns, rows>& state)
+lanes_inline unsigned prepareFrom(const From& from, int64_t block,
+                                  const maskedState<Pixel, columns, rows>& state)
 {
     u8s mask[freshRows];
     u8s notBinary = {};
+    u8s all = filled(uint8_t{255});
     for (int i = 0; i < freshRows; ++i) {
         mask[i] = load(from.mask(i));
         notBinary |= mask[i] + uint8_t{1}; // 0 and 255 give 1 and 0
+        all &= mask[i];
     }
-    blockNotes& notes = state.notes[block];
-    notes.mixedBefore = notes.mixedNow;
-    notes.mixedNow = !isZero(notBinary & uint8_t{0xfe});
-    if (notes.mixedNow)
+    const bool isMixed = !isZero(notBinary & uint8_t{0xfe});
+    unsigned notes = state.notes[block];
+    notes = (notes & keepsMixed) | (notes & mixedNow ? mixedBefore : 0u) | (isMixed ? mixedNow : 0u) |
+            (isZero(~all) ? fullNow : 0u);
+    state.notes[block] = static_cast<uint8_t>(notes);
+    if (isMixed)
         prepareMixedFrom(from, block, state.products, state.mask);
     else
         prepareBinaryFrom(from, mask, block, state);
-    return notes.any();
+    return notes;
 }
 
-// Prepares the blocks first .. end - 1 of the fresh rows. Returns whether any of them is or was mixed.
+// Prepares the blocks first .. end - 1 of the fresh rows. Returns the notes of all of them together.
 template <class Pixel, along columns, along rows>
-[[gnu::noinline]] bool prepareBlocks(const gauss2_maskedSweep<Pixel>& sweep, int64_t first, int64_t end,
-                                     const maskedState<Pixel, columns, rows> state)
+[[gnu::noinline]] unsigned prepareBlocks(const gauss2_maskedSweep<Pixel>& sweep, int64_t first, int64_t end,
+                                         const maskedState<Pixel, columns, rows> state)
 {
     const int64_t whole = sweep.width / blockColumns;
-    bool isSpecial = false;
+    unsigned notes = 0;
     int64_t block = first;
     for (; block < end && block < whole; ++block)
-        isSpecial |=
+        notes |=
             prepareFrom(insideBlock<Pixel>{sweep, gauss2_rowsBefore, block * blockColumns}, block, state);
     for (; block < end; ++block) {
         copiedBlock<Pixel> copy;
         copyBlock(sweep, gauss2_rowsBefore, block * blockColumns, &copy);
-        isSpecial |= prepareFrom(copy, block, state);
+        notes |= prepareFrom(copy, block, state);
     }
     if (first == 0) {
         for (int i = 0; i < freshRows; ++i)
@@ -191,7 +195,7 @@ template <class Pixel, along columns, along rows>
             repeatFirst(state.valid.row(i));
         repeatFirst(state.validTotal.row(0));
     }
-    return isSpecial;
+    return notes;
 }
 
 } // namespace

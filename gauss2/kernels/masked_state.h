@@ -87,17 +87,12 @@ struct keptMixed {
 template <along columns>
 constexpr int parities = columns == along::sampled ? 1 : 2; // the even columns, and the odd ones
 
-// What is known of a block from sweep to sweep.
-struct blockNotes {
-    bool mixedNow;    // the mask of the fresh rows has other values than 0 and 255
-    bool mixedBefore; // so had that of the rows before
-    bool keepsMixed;  // N and W are up to date, and not S
-
-    bool any() const
-    {
-        return mixedNow | mixedBefore | keepsMixed;
-    }
-};
+// What is known of a block from sweep to sweep, as bits.
+constexpr unsigned mixedNow = 1;    // the mask of the fresh rows has other values than 0 and 255
+constexpr unsigned mixedBefore = 2; // so had that of the rows before
+constexpr unsigned keepsMixed = 4;  // N and W are up to date, and not S
+constexpr unsigned fullNow = 8;     // the mask of the fresh rows is 255
+constexpr unsigned specialNotes = mixedNow | mixedBefore | keepsMixed;
 
 template <class Pixel, along columns, along rows>
 struct maskedState {
@@ -112,8 +107,8 @@ struct maskedState {
     u8s (*keptValid)[keptRows];
     keptBinary<Pixel, rows> (*binary)[parities<columns>];
     keptMixed<rows> (*mixed)[parities<columns>];
-    blockNotes* notes; // with one more on both sides
-    bool* wasFull;     // for each group of blocks: no pixel was masked out, and S is up to date
+    uint8_t* notes; // the bits above, of every block and of one more on both sides
+    bool* wasFull;  // for each group of blocks: no pixel was masked out, and S is up to date
 };
 
 // Hands out consecutive pieces of memory; without any, it counts how much there has to be.
