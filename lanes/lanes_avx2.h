@@ -34,6 +34,13 @@ lanes_inline u32s addPairs(u16s a, u16s b)
     return (u32s)_mm256_madd_epi16((__m256i)a, (__m256i)b);
 }
 
+// a and not b. As an instruction, so that the compiler does not rewrite what b is made of and load that twice.
+template <class Lanes>
+lanes_inline Lanes andNot(Lanes a, Lanes b)
+{
+    return (Lanes)_mm256_andnot_si256((__m256i)b, (__m256i)a);
+}
+
 // ---- averages, rounded up ----
 
 lanes_inline u8s average(u8s a, u8s b)

@@ -30,6 +30,13 @@ lanes_inline u32s addPairs(u16s a, u16s b)
     return (u32s)low + (u32s)high;
 }
 
+// a and not b.
+template <class Lanes>
+lanes_inline Lanes andNot(Lanes a, Lanes b)
+{
+    return a & ~b;
+}
+
 // ---- averages, rounded up ----
 
 lanes_inline u8s average(u8s a, u8s b)
