@@ -58,12 +58,12 @@ lanes_inline u16s loadWidened(const uint8_t* from)
     return __builtin_convertvector(half, u16s);
 }
 
-// Lanes of 0 and 255 become 0 and 65535, in two vectors.
-lanes_inline void widenMask(u8s a, u16s* wide)
+// A mask of 0 and 255 becomes one of 0 and 65535.
+lanes_inline u16s loadMaskWidened(const uint8_t* from)
 {
-    wide[0] = (u16s)__builtin_shufflevector(a, a, 0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7);
-    wide[1] =
-        (u16s)__builtin_shufflevector(a, a, 8, 8, 9, 9, 10, 10, 11, 11, 12, 12, 13, 13, 14, 14, 15, 15);
+    uint8_t half __attribute__((vector_size(laneBytes / 2)));
+    std::memcpy(&half, from, sizeof half);
+    return (u16s)__builtin_shufflevector(half, half, 0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7);
 }
 
 // The lanes low | high << 16, in two vectors.

@@ -53,11 +53,10 @@ lanes_inline u16s loadWidened(const uint8_t* from)
     return (u16s)_mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from)));
 }
 
-// Lanes of 0 and 255 become 0 and 65535, in two vectors.
-lanes_inline void widenMask(u8s a, u16s* wide)
+// A mask of 0 and 255 becomes one of 0 and 65535.
+lanes_inline u16s loadMaskWidened(const uint8_t* from)
 {
-    wide[0] = (u16s)_mm_cvtepi8_epi16((__m128i)a);
-    wide[1] = (u16s)_mm_cvtepi8_epi16(_mm_srli_si128((__m128i)a, 8));
+    return (u16s)_mm_cvtepi8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from)));
 }
 
 // The lanes low | high << 16, in two vectors.
