@@ -1,6 +1,11 @@
-// Lanes of the portable level, for processors without feature bits: vectors of 16 bytes out of operators alone,
-// which become whatever the compiler's baseline has.
+// Lanes of the portable level, for processors without feature bits: vectors of 16 bytes out of operators, which become
+// whatever the compiler's baseline has. Where that baseline has an instruction that compilers do not find by
+// themselves, it is named; `operators` says the same without it, and is what other processors run.
 #pragma once
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace
 {
@@ -22,12 +27,32 @@ lanes_inline u16s addPairs(u8s a, u8s weights)
     return evens(a) * low + odds(a) * high;
 }
 
-// Both are signed.
+namespace operators
+{
+
 lanes_inline u32s addPairs(u16s a, u16s b)
 {
     const i32s low = ((i32s)((u32s)a << 16) >> 16) * ((i32s)((u32s)b << 16) >> 16);
     const i32s high = ((i32s)a >> 16) * ((i32s)b >> 16);
     return (u32s)low + (u32s)high;
+}
+
+template <class Lanes>
+lanes_inline Lanes average(Lanes a, Lanes b)
+{
+    return (a | b) - ((a ^ b) >> 1);
+}
+
+} // namespace operators
+
+// Both are signed.
+lanes_inline u32s addPairs(u16s a, u16s b)
+{
+#ifdef __SSE2__
+    return (u32s)_mm_madd_epi16((__m128i)a, (__m128i)b);
+#else
+    return operators::addPairs(a, b);
+#endif
 }
 
 // a and not b.
@@ -41,12 +66,20 @@ lanes_inline Lanes andNot(Lanes a, Lanes b)
 
 lanes_inline u8s average(u8s a, u8s b)
 {
-    return (a | b) - ((a ^ b) >> 1);
+#ifdef __SSE2__
+    return (u8s)_mm_avg_epu8((__m128i)a, (__m128i)b);
+#else
+    return operators::average(a, b);
+#endif
 }
 
 lanes_inline u16s average(u16s a, u16s b)
 {
-    return (a | b) - ((a ^ b) >> 1);
+#ifdef __SSE2__
+    return (u16s)_mm_avg_epu16((__m128i)a, (__m128i)b);
+#else
+    return operators::average(a, b);
+#endif
 }
 
 // ---- wider and narrower ----
