@@ -1,6 +1,6 @@
-// The same work done by OpenCV, on the same pictures and on one thread. Where it has no single function for a
-// filter, the fastest composition known to us stands; several compositions compete where it is not plain which
-// one is fastest.
+// The same work done by OpenCV, on the same pictures and on one thread. Where it has no single function for
+// a filter, the fastest composition known to us stands; several compositions compete where it is not plain
+// which one is fastest.
 #include "bench/support.h"
 
 #include <opencv2/core.hpp>
@@ -106,8 +106,8 @@ bench_prepare filterWork(int32_t bytes, double shrink, const filter& smooth)
     return work(bytes, nullptr, bytes / shrink, [=](pictureSet& p) { smooth(p.src, p.dst, p.between[0]); });
 }
 
-// A normalised convolution: the smoothed product of pixels and weights by the smoothed weights, all in 32-bit
-// floating-point numbers.
+// A normalised convolution: the smoothed product of pixels and weights by the smoothed weights, all in
+// 32-bit floating-point numbers.
 void normalised(pictureSet& pictures, bool hasDstMask, const filter& smooth)
 {
     std::vector<cv::Mat>& between = pictures.between;

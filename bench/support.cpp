@@ -39,8 +39,8 @@ double threadSeconds()
     return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
-// The time of a memcpy that reads and writes `bytes` in all: the median of some samples, each long enough for
-// the clock.
+// The time of a memcpy that reads and writes `bytes` in all: the median of some samples, each long enough
+// for the clock.
 double memcpySeconds(int64_t bytes)
 {
     const auto count = static_cast<std::size_t>(bytes / 2);

@@ -48,8 +48,8 @@ bool bench_opencvAgrees();
 
 using bench_image = std::shared_ptr<qimg_image>;
 
-// A picture of this size with 1 or 2 bytes a pixel, each of its own random value. Pictures and masks are made once
-// for every size and kind, and are not to be written.
+// A picture of this size with 1 or 2 bytes a pixel, each of its own random value. Pictures and masks are
+// made once for every size and kind, and are not to be written.
 bench_image bench_source(const bench_size& size, int32_t pixelSize);
 
 // Masks of 255 (valid) and 0.

@@ -1,5 +1,6 @@
-// The driver of the fast filters: rows, borders above and below, polls and memory, in one source for all filters,
-// both depths, with and without a mask, and all processor levels. The pixels are made in gauss2/kernels/.
+// The driver of the fast filters: rows, borders above and below, polls and memory, in one source for all
+// filters, both depths, with and without a mask, and all processor levels. The pixels are made in
+// gauss2/kernels/.
 #include "gauss2/fast.h"
 
 #include "frame/cleanup.h"
@@ -84,8 +85,8 @@ const target<typename Planes::Pixel>& targetOf(const fastCall<Planes>& call, int
     return k < call.earlyRows ? call.early : call.result;
 }
 
-// Makes the output rows from k on, `count` of them; the others of the sweep go to spare memory. With a count of 0
-// the kernel only comes to know the rows.
+// Makes the output rows from k on, `count` of them; the others of the sweep go to spare memory. With a
+// count of 0 the kernel only comes to know the rows.
 template <class Planes>
 void makeSweep(fastCall<Planes>* call, int64_t k, int64_t count)
 {
@@ -192,7 +193,8 @@ qip_status chooseKernel(fastCall<Planes>* call)
     return QIP_OK;
 }
 
-// Decides which output rows of a filter that polls first are made before its last polls, and takes memory for them.
+// Decides which output rows of a filter that polls first are made before its last polls, and takes memory
+// for them.
 template <class Planes>
 qip_status takeEarlyRows(fastCall<Planes>* call, int64_t mostUnpolled)
 {
@@ -243,8 +245,8 @@ target<typename Planes::Pixel> resultOf(const Planes& planes)
         return {{pixels.dst, pixels.dstStride}, {}};
 }
 
-// Whether a request counts as one for the plain filter although the fast one serves it. Nobody may notice the
-// difference: such a request does not fail when the processor service does. Required behaviour.
+// Whether a request counts as one for the plain filter although the fast one serves it. Nobody may notice
+// the difference: such a request does not fail when the processor service does. Required behaviour.
 template <class Planes>
 bool countsAsPlain(gauss2_filter filter, const Planes& planes)
 {

@@ -2,12 +2,12 @@
 //
 // Result:  the plain filter's pixels and masks.
 // Memory:  a few rows; the filters that poll first may take as much as their result besides.
-// Polls:   as often as the plain filter, before the same source rows. Half resolution in one direction asks for
-//          the last time before the first pixel of the destination is written. To be spared a copy of the whole
-//          result, the polls of its last rows, `mostUnpolled` source pixels at most (but 64 rows at least), are
-//          made together before the first of these rows.
-// Errors:  QIP_E_FALLBACK when the filter declines, and nothing is written then: a width below 3. A failure of
-//          the processor service, of an allocation or of the attention check as it stands.
+// Polls:   as often as the plain filter, before the same source rows. Half resolution in one direction asks
+//          for the last time before the first pixel of the destination is written. To be spared a copy of
+//          the whole result, the polls of its last rows, `mostUnpolled` source pixels at most (but 64 rows
+//          at least), are made together before the first of these rows.
+// Errors:  QIP_E_FALLBACK when the filter declines, and nothing is written then: a width below 3. A failure
+//          of the processor service, of an allocation or of the attention check as it stands.
 //
 // The processor level is chosen by the processor record on every call. Planes is gauss2_planes or
 // gauss2_maskedPlanes of uint8_t or uint16_t.

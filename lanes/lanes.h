@@ -1,10 +1,10 @@
-// Vectors of numbers, called lanes, on the compiler's vector types: what every processor level computes alike.
-// +, -, *, /, &, |, ^, ~, <<, >> and comparisons work lane by lane; integers wrap, and a comparison gives lanes
-// with all bits set or none.
+// Vectors of numbers, called lanes, on the compiler's vector types: what every processor level computes
+// alike. +, -, *, /, &, |, ^, ~, <<, >> and comparisons work lane by lane; integers wrap, and a comparison
+// gives lanes with all bits set or none.
 //
 // A level's header (lanes_portable.h, lanes_sse41.h, lanes_avx2.h) says how wide a vector is, includes this
-// file, and adds what operators cannot say. Kernels are written once over both and compiled at every level, so
-// all of it has internal linkage: no level may run another level's copy.
+// file, and adds what operators cannot say. Kernels are written once over both and compiled at every level,
+// so all of it has internal linkage: no level may run another level's copy.
 #pragma once
 
 #include <cstdint>
@@ -119,6 +119,13 @@ template <class Lanes>
 lanes_inline Lanes larger(Lanes a, Lanes b)
 {
     return a > b ? a : b;
+}
+
+// Less 32768, as signed numbers.
+lanes_inline u16s lowered(u16s a)
+{
+    constexpr uint16_t sign = 0x8000;
+    return a ^ sign;
 }
 
 // As signed numbers.

@@ -1,5 +1,5 @@
-// Lanes of the 256-bit level. Instructions that work on the two halves of a register separately are put in order
-// here, so that lanes are in the order of the columns unless a function says otherwise.
+// Lanes of the 256-bit level. Instructions that work on the two halves of a register separately are put in
+// order here, so that lanes are in the order of the columns unless a function says otherwise.
 #pragma once
 
 #include <immintrin.h>
@@ -34,7 +34,8 @@ lanes_inline u32s addPairs(u16s a, u16s b)
     return (u32s)_mm256_madd_epi16((__m256i)a, (__m256i)b);
 }
 
-// a and not b. As an instruction, so that the compiler does not rewrite what b is made of and load that twice.
+// a and not b. As an instruction, so that the compiler does not rewrite what b is made of and load that
+// twice.
 template <class Lanes>
 lanes_inline Lanes andNot(Lanes a, Lanes b)
 {

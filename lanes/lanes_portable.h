@@ -1,6 +1,7 @@
-// Lanes of the portable level, for processors without feature bits: vectors of 16 bytes out of operators, which become
-// whatever the compiler's baseline has. Where that baseline has an instruction that compilers do not find by
-// themselves, it is named; `operators` says the same without it, and is what other processors run.
+// Lanes of the portable level, for processors without feature bits: vectors of 16 bytes out of operators,
+// which become whatever the compiler's baseline has. Where that baseline has an instruction that compilers
+// do not find by themselves, it is named; `operators` says the same without it, and is what other
+// processors run.
 #pragma once
 
 #ifdef __SSE2__

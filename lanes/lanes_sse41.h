@@ -27,7 +27,8 @@ lanes_inline u32s addPairs(u16s a, u16s b)
     return (u32s)_mm_madd_epi16((__m128i)a, (__m128i)b);
 }
 
-// a and not b. As an instruction, so that the compiler does not rewrite what b is made of and load that twice.
+// a and not b. As an instruction, so that the compiler does not rewrite what b is made of and load that
+// twice.
 template <class Lanes>
 lanes_inline Lanes andNot(Lanes a, Lanes b)
 {

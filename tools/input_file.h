@@ -1,4 +1,5 @@
-// A file opened for reading whose size is known, so that a header can be held against it before memory is taken.
+// A file opened for reading whose size is known, so that a header can be held against it before memory is
+// taken.
 #pragma once
 
 #include <cstdint>

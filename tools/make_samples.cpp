@@ -1,12 +1,12 @@
-// Paints the sample pictures: a machined plate with a bore, a ring of bolt holes and a slot, brushed, lit from one
-// side, seen by a noisy camera through dust. Run in the folder that is to hold them:
+// Paints the sample pictures: a machined plate with a bore, a ring of bolt holes and a slot, brushed, lit
+// from one side, seen by a noisy camera through dust. Run in the folder that is to hold them:
 //
 //     part8.png       8 bits a pixel
 //     part16.png      the same scene from a better camera: 10 bits, left-aligned in 16
 //     dust_mask.png   0 where dust hides the part, 255 elsewhere
 //
-// Only operations with one right result are used (no library function but square root and rounding), so every
-// machine paints the same pixels.
+// Only operations with one right result are used (no library function but square root and rounding), so
+// every machine paints the same pixels.
 #include "failure.h"
 #include "output.h"
 #include "picture_file.h"

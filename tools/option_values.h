@@ -1,5 +1,5 @@
-// The values that options take, read strictly: the whole text is the value, or it is a usage failure that names
-// the option.
+// The values that options take, read strictly: the whole text is the value, or it is a usage failure that
+// names the option.
 #pragma once
 
 #include <qbase/rect.h>

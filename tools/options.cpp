@@ -70,7 +70,8 @@ half_axis readAxis(const std::string& option, const std::string& text)
     throw usage_failure(option + ": \"" + text + "\" is none of xy, x, y");
 }
 
-// The greatest value of a 16-bit pixel; one that is too great for an 8-bit output shows when the input is read.
+// The greatest value of a 16-bit pixel; one that is too great for an 8-bit output shows when the input is
+// read.
 int32_t readFill(const std::string& option, const std::string& text)
 {
     return option_intInRange(option, text, 0, UINT16_MAX);

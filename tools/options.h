@@ -37,7 +37,8 @@ struct options {
     bool json = false;
 };
 
-// Reads the command line. Nothing is returned when it asked for help or the version, which has been printed then.
+// Reads the command line. Nothing is returned when it asked for help or the version, which has been printed
+// then.
 // Failures: usage_failure.
 std::optional<options> options_parse(int argc, const char* const* argv);
 

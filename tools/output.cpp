@@ -59,7 +59,8 @@ std::string nameBeside(const std::string& target, unsigned number)
     return (fs::path(target).parent_path() / name).string();
 }
 
-// Calls `make` with fresh names until it does not find the name taken; answers the name, or "" with errno set.
+// Calls `make` with fresh names until it does not find the name taken; answers the name, or "" with errno
+// set.
 template <typename Make>
 std::string makeBeside(const std::string& target, const Make& make)
 {
@@ -73,8 +74,8 @@ std::string makeBeside(const std::string& target, const Make& make)
     return "";
 }
 
-// Keeps the old file under another name: by a second link, so that the destination never lacks a file, or, on
-// file systems without links, by a rename.
+// Keeps the old file under another name: by a second link, so that the destination never lacks a file, or,
+// on file systems without links, by a rename.
 std::string setAside(const std::string& target)
 {
     const auto linkTo = [&](const char* name) {
@@ -158,8 +159,8 @@ void output_set::publishOne(file& output, bool keepBackup)
     output.temporary.clear();
 }
 
-// Works after a rename that failed half-way too: the backup is then the only name, or a second one, of the old
-// file.
+// Works after a rename that failed half-way too: the backup is then the only name, or a second one, of the
+// old file.
 void output_set::takeBack(file& output)
 {
     if (!output.backup.empty()) {

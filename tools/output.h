@@ -1,8 +1,8 @@
 // The files that a run leaves behind: all of them complete, or none of them touched.
 //
-// Each file is first written whole to a temporary file in the folder of its destination. `publish` then renames
-// the temporaries to their destinations; a rename that fails takes back those before it. A signal that asks the
-// process to end waits until the set is destructed.
+// Each file is first written whole to a temporary file in the folder of its destination. `publish` then
+// renames the temporaries to their destinations; a rename that fails takes back those before it. A signal
+// that asks the process to end waits until the set is destructed.
 #pragma once
 
 #include <csignal>
@@ -13,8 +13,8 @@
 
 #include <sys/types.h>
 
-// While it lives, the signals that end a process are noted instead; its destructor delivers the one noted. One
-// at a time.
+// While it lives, the signals that end a process are noted instead; its destructor delivers the one noted.
+// One at a time.
 class signal_delay
 {
 public:
@@ -36,8 +36,8 @@ public:
     output_set(const output_set&) = delete;
     output_set& operator=(const output_set&) = delete;
 
-    // Writes one file's temporary: `write` fills the stream. Failures: file_failure, and what `write` throws;
-    // nothing of the file is left then.
+    // Writes one file's temporary: `write` fills the stream. Failures: file_failure, and what `write`
+    // throws; nothing of the file is left then.
     void add(const std::string& path, const std::function<void(std::FILE*)>& write);
 
     // Puts all files into place. Failures: file_failure; every destination is then as it was.

@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-// Rows follow each other without gaps; 16-bit pixels are in the machine's byte order. The memory is not cleared
-// when it is taken, so that a header's promise costs nothing before pixels keep it.
+// Rows follow each other without gaps; 16-bit pixels are in the machine's byte order. The memory is not
+// cleared when it is taken, so that a header's promise costs nothing before pixels keep it.
 struct picture {
     int32_t width = 0;
     int32_t height = 0;
@@ -29,8 +29,8 @@ struct picture_view {
     const uint8_t* firstPixel;
 };
 
-// Takes memory for `channels` samples a pixel; pixels that do not fit the library's 32-bit strides, or memory,
-// are a failure of the file.
+// Takes memory for `channels` samples a pixel; pixels that do not fit the library's 32-bit strides, or
+// memory, are a failure of the file.
 void picture_allocate(picture& target, const std::string& path, uint64_t width, uint64_t height, int depth,
                       int channels);
 

@@ -1,5 +1,6 @@
-// libpng reports an error by a jump out of its own call. Every call that can fail therefore happens in a "step",
-// a function whose locals need no destruction, started by `attempt`, the only place where the jump lands.
+// libpng reports an error by a jump out of its own call. Every call that can fail therefore happens in a
+// "step", a function whose locals need no destruction, started by `attempt`, the only place where the jump
+// lands.
 #include "png_file.h"
 
 #include "failure.h"

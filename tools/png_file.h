@@ -1,5 +1,5 @@
-// PNG files: grey of every depth as it is (1, 2 and 4 bits spread to 8), colour and palettes converted to grey,
-// transparency dropped. Colour-space chunks are not looked at: pixel values are measurements.
+// PNG files: grey of every depth as it is (1, 2 and 4 bits spread to 8), colour and palettes converted to
+// grey, transparency dropped. Colour-space chunks are not looked at: pixel values are measurements.
 #pragma once
 
 #include "picture.h"

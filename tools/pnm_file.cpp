@@ -25,8 +25,8 @@ int nextCharacter(std::FILE* stream)
     return c;
 }
 
-// A number of the header together with the one white-space character behind it, which in the case of the last
-// number is all that separates it from the pixels.
+// A number of the header together with the one white-space character behind it, which in the case of the
+// last number is all that separates it from the pixels.
 uint64_t readNumber(std::FILE* stream, const std::string& path)
 {
     int c = nextCharacter(stream);

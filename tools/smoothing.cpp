@@ -94,8 +94,8 @@ void addOutput(output_set& files, const std::string& path, const qimg_image& ima
     files.add(path, [&](std::FILE* stream) { picture_write(stream, path, view); });
 }
 
-// The report comes between the writing and the renaming of the files: when it cannot be delivered they are not
-// touched.
+// The report comes between the writing and the renaming of the files: when it cannot be delivered they are
+// not touched.
 void writeResult(const options& o, const destination& dst, const report& result)
 {
     output_set files;

@@ -1,5 +1,5 @@
-// What all commands that smooth have in common: the input laid under an image, the destination made ready, the
-// call timed, the result written and reported.
+// What all commands that smooth have in common: the input laid under an image, the destination made ready,
+// the call timed, the result written and reported.
 #pragma once
 
 #include "options.h"
@@ -68,6 +68,6 @@ public:
 // One call of the library; `dstMask` is null when no mask is to be written.
 using smoothing_call = std::function<qip_status(qimg_image* dst, qimg_image* dstMask)>;
 
-// Runs the call as often as asked, writes its result of `depth` bits, and its mask when one is asked for, and
-// reports. Failures: refusal, usage_failure (the fill value), file_failure.
+// Runs the call as often as asked, writes its result of `depth` bits, and its mask when one is asked for,
+// and reports. Failures: refusal, usage_failure (the fill value), file_failure.
 void smoothing_run(const options& o, const source_image& source, int depth, const smoothing_call& call);

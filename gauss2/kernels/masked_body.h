@@ -1,64 +1,21 @@
-// The masked kernels of gauss2/kernels/kernels.h, written once for both depths and all processor levels. A file that
-// has included the lanes of its level includes this one and gets the kernels; all of it has internal linkage.
+// The masked kernels of gauss2/kernels/kernels.h, written once for both depths and all processor levels. A
+// file that has included the lanes of its level includes this one and gets the kernels; all of it has
+// internal linkage.
 //
-// A sweep prepares some blocks of its four fresh rows, then sums them, and so on. Most masks hold 0 and 255 only,
-// mostly over wide areas, so there are four ways through a block:
+// A sweep prepares some blocks of its four fresh rows, then sums them, and so on. Most masks hold 0 and 255
+// only, mostly over wide areas, so there are four ways through a block:
 //   full    no pixel that it reads is masked out: the pixel is a shift, the mask 255;
 //   empty   all are: pixels and mask are 0;
 //   binary  each is or is not;
 //   mixed   the mask has other values somewhere around, in these rows or in those before.
-// The first three go on from the same kept sums. A block that comes to the mixed way or leaves it works out what it
-// must have kept from the rows before.
+// The first three go on from the same kept sums. A block that comes to the mixed way or leaves it works out
+// what it must have kept from the rows before.
 #pragma once
 
-#include "gauss2/kernels/masked_pixels.h"
-#include "gauss2/kernels/masked_sums.h"
+#include "gauss2/kernels/masked_ways.h"
 
 namespace
 {
-
-template <class Pixel, along columns, along rows>
-struct maskedRun {
-    const gauss2_maskedSweep<Pixel>& sweep;
-    maskedState<Pixel, columns, rows> state;
-};
-
-template <along columns, along rows>
-constexpr int weightsOf = gauss2_weightOf(columns) * gauss2_weightOf(rows);
-
-// ---- where the output of a block goes ----
-
-// Into the rows of the sweep.
-template <class Pixel, along columns>
-struct rowOutput {
-    const gauss2_maskedSweep<Pixel>& sweep;
-    int64_t block;
-
-    Pixel* dst(int i) const
-    {
-        return sweep.out[i] + block * (blockColumns / gauss2_stepOf(columns));
-    }
-    uint8_t* mask(int i) const
-    {
-        return sweep.outMask[i] + block * (blockColumns / gauss2_stepOf(columns));
-    }
-};
-
-// Into a copy: the last block may reach beyond the row.
-template <class Pixel>
-struct copiedOutput {
-    Pixel dstCopy[freshRows][blockColumns];
-    uint8_t maskCopy[freshRows][blockColumns];
-
-    Pixel* dst(int i)
-    {
-        return dstCopy[i];
-    }
-    uint8_t* mask(int i)
-    {
-        return maskCopy[i];
-    }
-};
 
 // ---- what is known of a block ----
 
@@ -80,124 +37,6 @@ lanes_inline totals<columns> totalsAt(const State& state, int64_t column)
         return {load(total), load(total)};
     else
         return {load(total - columnsBefore), load(total + columnsBehind)};
-}
-
-// ---- the rows of a block, in one or several turns ----
-
-// A filter that sums down the columns takes its four rows together; the others one after the other, so that few
-// numbers are on their way at a time.
-template <along rows>
-constexpr int turnRows = rows == along::nothing ? 1 : freshRows;
-template <along rows>
-constexpr int turnOutputs = turnRows<rows> / gauss2_stepOf(rows);
-
-// Calls make<odd>(first, output) for the columns of both parities in every turn, `first` being its first row, and
-// puts the output.
-template <class Pixel, along columns, along rows, class Make, class Out>
-lanes_inline void makeRows(const Make& make, Out&& out)
-{
-    for (int first = 0; first < rowsOut(rows); first += turnOutputs<rows>) {
-        outputRow<Pixel, columns> output[turnOutputs<rows>];
-        make.template operator()<false>(first, output);
-        if constexpr (parities<columns> == 2)
-            make.template operator()<true>(first, output);
-        for (int i = 0; i < turnOutputs<rows>; ++i)
-            put(output[i], out.dst(first + i), out.mask(first + i));
-    }
-}
-
-// S of the columns of one parity, from the rows rowAt(0), ... of a turn: put(row, part, sum).
-template <bool odd, bool isPrepared, along columns, class Pixel, along rows, class Row, class Put>
-lanes_inline void sumBinaryRows(const Row& rowAt, keptBinary<Pixel, rows>* kept, const Put& put)
-{
-    for (int part = 0; part < binaryParts<Pixel>; ++part)
-        gauss2_sumDown<rows, turnRows<rows>>(
-            kept->s[part],
-            [&](int i) lanes_inlined { return sumBinary<columns, odd, isPrepared>(rowAt(i), part); },
-            [&](int i, binaryLanes<Pixel> s) lanes_inlined { put(i, part, s); });
-}
-
-// N and W, from the rows rowAt(0), ... and maskAt(0), ... of a turn, for each output row.
-template <class Pixel, bool odd, bool isPrepared, along columns, along rows, class Row, class Mask>
-lanes_inline void sumMixedRows(const Row& rowAt, const Mask& maskAt, keptMixed<rows>* kept, mixedSums* sums)
-{
-    for (int part = 0; part < mixedParts; ++part)
-        gauss2_sumDown<rows, turnRows<rows>>(
-            kept->n[part],
-            [&](int i) lanes_inlined {
-                return sumMixed<Pixel, columns, odd, isPrepared>(rowAt(i), maskAt(i), part);
-            },
-            [&](int i, u32s n) lanes_inlined { sums[i].n[part] = n; });
-    gauss2_sumDown<rows, turnRows<rows>>(
-        kept->w, [&](int i) lanes_inlined { return sumBytes<columns, odd>(maskAt(i)); },
-        [&](int i, u16s w) lanes_inlined { sums[i].w = w; });
-}
-
-// ---- the ways ----
-
-template <class Pixel, along columns, along rows, class Out>
-lanes_inline void runEmpty(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
-{
-    constexpr size_t count = blockColumns / gauss2_stepOf(columns);
-    for (int i = 0; i < rowsOut(rows); ++i) {
-        std::memset(out.dst(i), 0, count * sizeof(Pixel));
-        std::memset(out.mask(i), 0, count);
-    }
-    if constexpr (rows != along::nothing)
-        std::memset(&run.state.binary[block], 0, sizeof run.state.binary[block]);
-}
-
-// From the four rows rowAt(0), ..., prepared or not.
-template <bool isPrepared, class Pixel, along columns, along rows, class Row, class Out>
-lanes_inline void runFull(const Row& rowAt, keptBinary<Pixel, rows> (*kept)[parities<columns>], Out&& out)
-{
-    const auto make = [&]<bool odd>(int first, outputRow<Pixel, columns>* output) lanes_inlined {
-        binaryLanes<Pixel> s[turnOutputs<rows>][binaryParts<Pixel>];
-        sumBinaryRows<odd, isPrepared, columns>(
-            [&](int i) lanes_inlined { return rowAt(first + i); }, *kept + odd,
-            [&](int i, int part, binaryLanes<Pixel> sum) lanes_inlined { s[i][part] = sum; });
-        for (int i = 0; i < turnOutputs<rows>; ++i) {
-            output[i].pixels[odd] = fullPixels<weightsOf<columns, rows>>(s[i]);
-            output[i].mask[odd] = filled(uint16_t{255});
-        }
-    };
-    makeRows<Pixel, columns, rows>(make, out);
-}
-
-template <class Pixel, along columns, along rows, class Out>
-lanes_inline void runPartly(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
-{
-    const int64_t column = block * blockColumns;
-    const auto make = [&]<bool odd>(int first, outputRow<Pixel, columns>* output) lanes_inlined {
-        binarySums<Pixel> sums[turnOutputs<rows>];
-        sumBinaryRows<odd, true, columns>(
-            [&](int i) lanes_inlined { return run.state.pixels.row(first + i) + column; },
-            run.state.binary[block] + odd,
-            [&](int i, int part, binaryLanes<Pixel> sum) lanes_inlined { sums[i].s[part] = sum; });
-        for (int i = 0; i < turnOutputs<rows>; ++i) {
-            sums[i].v = sumBytes<columns, odd>(run.state.valid.row(first + i) + column);
-            output[i].pixels[odd] = binaryPixels(sums[i]);
-            output[i].mask[odd] = binaryMask<weightsOf<columns, rows>>(sums[i].v);
-        }
-    };
-    makeRows<Pixel, columns, rows>(make, out);
-}
-
-template <bool isPrepared, class Pixel, along columns, along rows, class Row, class Mask, class Out>
-lanes_inline void runMixed(const Row& rowAt, const Mask& maskAt, keptMixed<rows> (*kept)[parities<columns>],
-                           Out&& out)
-{
-    const auto make = [&]<bool odd>(int first, outputRow<Pixel, columns>* output) lanes_inlined {
-        mixedSums sums[turnOutputs<rows>];
-        sumMixedRows<Pixel, odd, isPrepared, columns>(
-            [&](int i) lanes_inlined { return rowAt(first + i); },
-            [&](int i) lanes_inlined { return maskAt(first + i); }, *kept + odd, sums);
-        for (int i = 0; i < turnOutputs<rows>; ++i) {
-            output[i].pixels[odd] = mixedPixels<weightsOf<columns, rows>>(sums[i], Pixel{});
-            output[i].mask[odd] = mixedMask<weightsOf<columns, rows>>(sums[i].w);
-        }
-    };
-    makeRows<Pixel, columns, rows>(make, out);
 }
 
 // ---- from one way of summing to the other: the rows before are summed again ----
@@ -362,8 +201,8 @@ template <class Pixel, along columns, along rows>
     }
 }
 
-// Whether no pixel that the blocks first .. end - 1 read of the fresh rows is masked out. They must not read beyond
-// the row.
+// Whether no pixel that the blocks first .. end - 1 read of the fresh rows is masked out. They must not
+// read beyond the row.
 template <class Pixel, along columns>
 bool isFullGroup(const gauss2_maskedSweep<Pixel>& sweep, int64_t first, int64_t end)
 {
@@ -389,8 +228,8 @@ template <class Pixel, along columns, along rows>
             kept + block, rowOutput<Pixel, columns>{sweep, block});
 }
 
-// Blocks that lie in the row. When nothing is special, none of them nor of their neighbours is or was mixed. Returns
-// whether all of them are full.
+// Blocks that lie in the row. When nothing is special, none of them nor of their neighbours is or was
+// mixed. Returns whether all of them are full.
 template <bool isSpecial, class Pixel, along columns, along rows>
 [[gnu::noinline]] bool runGroup(const maskedRun<Pixel, columns, rows>& shared, int64_t first, int64_t end)
 {
@@ -437,8 +276,8 @@ void runSweep(const gauss2_maskedSweep<Pixel>* sweep)
         isSpecial = false;
         int64_t block = first;
         if (*wasFull && isFullGroup<Pixel, columns>(*sweep, firstInner, lastInner)) {
-            // Nothing needs to be prepared but for the blocks at the ends of the row and what they read, and for the
-            // group behind.
+            // Nothing needs to be prepared but for the blocks at the ends of the row and what they read,
+            // and for the group behind.
             if (first == 0) {
                 if (prepareBlocks(*sweep, 0, 2, run.state))
                     prepareMixed(run, 0, 1);

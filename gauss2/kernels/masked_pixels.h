@@ -1,5 +1,4 @@
-// From the sums of a masked kernel to pixels and mask values, and their way into the output rows. Internal linkage;
-// needs the lanes of a level.
+// From the sums of a masked kernel to pixels and mask values. Internal linkage; needs the lanes of a level.
 #pragma once
 
 #include "gauss2/kernels/masked_state.h"
@@ -46,7 +45,7 @@ lanes_inline pixelLanes<uint16_t> fullPixels(const u32s* s)
     return {(s[0] + add) >> shiftOf(weights), (s[1] + add) >> shiftOf(weights)};
 }
 
-// ---- binary: (S + (V >> 1)) / V, since ((2 V + 1) * 255 >> 1) / 255 is V too; 0 where V is 0, since S is ----
+// ---- binary: N = 255 S and W = 255 V, so the pixel is (S + (V >> 1)) / V; 0 where V is 0, since S is ----
 
 lanes_inline pixelLanes<uint8_t> binaryPixels(const binarySums<uint8_t>& sums)
 {
@@ -72,7 +71,7 @@ lanes_inline pixelLanes<uint16_t> binaryPixels(const binarySums<uint16_t>& sums)
     return pixels;
 }
 
-// (255 V + w / 2) / w. With w = 16 that is 16 V, less 1 for V > 8.
+// (255 V + w / 2) / w, which with w = 16 is 16 V, less 1 for V > 8.
 template <int weights>
 lanes_inline u16s binaryMask(u16s v)
 {
@@ -113,29 +112,6 @@ template <int weights>
 lanes_inline u16s mixedMask(u16s w)
 {
     return (w + uint16_t{weights / 2}) >> shiftOf(weights);
-}
-
-// ---- the output: the pixels and mask values of one row of a block ----
-
-template <class Pixel, along columns>
-struct outputRow {
-    pixelLanes<Pixel> pixels[parities<columns>];
-    u16s mask[parities<columns>];
-};
-
-template <class Pixel, along columns>
-lanes_inline void put(const outputRow<Pixel, columns>& row, Pixel* dst, uint8_t* mask)
-{
-    if constexpr (columns != along::sampled) {
-        for (int part = 0; part < binaryParts<Pixel>; ++part)
-            store(dst + part * halfBlock, merged(row.pixels[0].part[part], row.pixels[1].part[part]));
-        store(mask, merged(row.mask[0], row.mask[1]));
-    } else if constexpr (sizeof(Pixel) == 1) {
-        storeNarrowed(dst, row.pixels[0].part[0], mask, row.mask[0]);
-    } else {
-        store(dst, narrowed(row.pixels[0].part[0], row.pixels[0].part[1]));
-        storeNarrowed(mask, row.mask[0]);
-    }
 }
 
 } // namespace

@@ -1,5 +1,5 @@
-// The first half of a masked sweep: source rows and mask rows, each read once, become rows that blocks can sum
-// without asking for borders. Internal linkage; needs the lanes of a level.
+// The first half of a masked sweep: source rows and mask rows, each read once, become rows that blocks can
+// sum without asking for borders. Internal linkage; needs the lanes of a level.
 #pragma once
 
 #include "gauss2/kernels/masked_state.h"
@@ -7,11 +7,6 @@
 
 namespace
 {
-
-lanes_inline u16s lowered(u16s a)
-{
-    return a ^ uint16_t { 0x8000 }; // less 32768, as a signed number
-}
 
 // Columns that a block reads beside its own: two before, three behind.
 constexpr int columnsBefore = 2;
@@ -34,7 +29,8 @@ struct insideBlock {
     }
 };
 
-// The same where the row ends, in a copy that repeats the last pixel: the border to the right needs nothing else.
+// The same where the row ends, in a copy that repeats the last pixel: the border to the right needs nothing
+// else.
 template <class Pixel>
 struct copiedBlock {
     Pixel srcCopy[freshRows][blockColumns];
@@ -121,7 +117,8 @@ inline bool isInner(int64_t block, int64_t width)
     return block > 0 && block < endOfInner(width);
 }
 
-// Prepares a block for N and W, with what the blocks at the ends of a row need. `from` is one of the blocks above.
+// Prepares a block for N and W, with what the blocks at the ends of a row need. `from` is one of the blocks
+// above.
 template <class From>
 lanes_inline void prepareMixedFrom(const From& from, int64_t block, const preparedRows<uint16_t>& products,
                                    const preparedRows<uint8_t>& mask)
@@ -136,8 +133,8 @@ lanes_inline void prepareMixedFrom(const From& from, int64_t block, const prepar
     }
 }
 
-// The same of a sweep, where a block is read by inner blocks alone: they need the products of 8-bit pixels, and
-// nothing else that does not lie in the row.
+// The same of a sweep, where a block is read by inner blocks alone: they need the products of 8-bit pixels,
+// and nothing else that does not lie in the row.
 template <class From, class Pixel, along columns, along rows>
 lanes_inline void prepareMixedFrom(const From& from, int64_t block, int64_t width,
                                    const maskedState<Pixel, columns, rows>& state)
@@ -167,9 +164,9 @@ lanes_inline void prepareBinaryFrom(const From& from, const u8s* mask, int64_t b
     store(state.validTotal.row(0) + column, total);
 }
 
-// Prepares a block for what its own mask calls for, and returns its notes. A block whose mask is mixed has no use for
-// S and V, nor have those beside it, now and in the next sweep; after that what is kept of V is right again, since it
-// depends on the last four rows alone.
+// Prepares a block for what its own mask calls for, and returns its notes. A block whose mask is mixed has
+// no use for S and V, nor have those beside it, now and in the next sweep; after that what is kept of V is
+// right again, since it depends on the last four rows alone.
 template <class From, class Pixel, along columns, along rows>
 lanes_inline unsigned prepareFrom(const From& from, int64_t block, int64_t width,
                                   const maskedState<Pixel, columns, rows>& state)

@@ -1,8 +1,9 @@
-// What a masked kernel keeps in the memory of a call, and where: rows that are prepared once and read by the blocks
-// beside them too, and sums that go on from sweep to sweep. Internal linkage; needs the lanes of a level.
+// What a masked kernel keeps in the memory of a call, and where: rows that are prepared once and read by
+// the blocks beside them too, and sums that go on from sweep to sweep. Internal linkage; needs the lanes of
+// a level.
 //
-// A row is cut into blocks as wide as a vector of bytes. Prepared rows have room for one block more on both sides,
-// so that a block may read the columns beside it wherever it lies.
+// A row is cut into blocks as wide as a vector of bytes. Prepared rows have room for one block more on both
+// sides, so that a block may read the columns beside it wherever it lies.
 #pragma once
 
 #include "gauss2/binomial.h"
@@ -27,12 +28,12 @@ constexpr int rowsOut(along rows)
     return freshRows / gauss2_stepOf(rows);
 }
 
-// Blocks are prepared and summed in groups: a load that straddles two stores would have to wait for both, and what
-// lies between the two steps stays in the first cache.
+// Blocks are prepared and summed in groups: a load that straddles two stores would have to wait for both,
+// and what lies between the two steps stays in the first cache.
 constexpr int groupBlocks = 16;
 
-// Prepared rows, one for each fresh row: a group, the block before it and the block behind it. Columns count from
-// the first one of the image.
+// Prepared rows, one for each fresh row: a group, the block before it and the block behind it. Columns
+// count from the first one of the image.
 template <class Value>
 struct preparedRows {
     static constexpr int64_t distance = (groupBlocks + 2) * blockColumns; // values from a row to the next
@@ -61,8 +62,9 @@ inline void moveOn(preparedRows<Value>* rows, int64_t firstOfGroup, int count)
 //   binary   where m is 0 or 255 all around, S = sum of w p over the pixels that are not masked out, and
 //            V = sum of w over them; N = 255 S and W = 255 V;
 //   mixed    N = sum of w m p and W = sum of w m.
-// S of 8-bit pixels lies in lanes of 16 bits, all other sums of pixels in lanes of 32 bits, in two vectors for the
-// columns of one parity. Multiplications are signed, so values are taken off where they might not fit:
+// S of 8-bit pixels lies in lanes of 16 bits, all other sums of pixels in lanes of 32 bits, in two vectors
+// for the columns of one parity. Multiplications are signed, so values are taken off where they might not
+// fit:
 //   S, 16 bits  pixel - 32768 where it is not masked out, 0 elsewhere: the sum is S - 32768 V;
 //   N, 8 bits   m p - 32768: the sum is N - 32768 w, with w the sum of all weights, whatever the mask;
 //   N, 16 bits  m (p - 32768): the sum is N - 32768 W, at least -32768 * 65280 > -2^31.
@@ -72,16 +74,20 @@ template <class Pixel>
 constexpr int binaryParts = sizeof(Pixel);
 constexpr int mixedParts = 2;
 
+// Kept sums, at least the one that an array must have.
+template <along rows>
+constexpr int keptRows = gauss2_keptSums<rows> > 0 ? gauss2_keptSums<rows> : 1;
+
 // The kept sums of the columns of one parity.
 template <class Pixel, along rows>
 struct keptBinary {
-    binaryLanes<Pixel> s[binaryParts<Pixel>][gauss2_keptSums<rows> + !gauss2_keptSums<rows>];
+    binaryLanes<Pixel> s[binaryParts<Pixel>][keptRows<rows>];
 };
 
 template <along rows>
 struct keptMixed {
-    u32s n[mixedParts][gauss2_keptSums<rows> + !gauss2_keptSums<rows>];
-    u16s w[gauss2_keptSums<rows> + !gauss2_keptSums<rows>];
+    u32s n[mixedParts][keptRows<rows>];
+    u16s w[keptRows<rows>];
 };
 
 template <along columns>
@@ -94,15 +100,13 @@ constexpr unsigned keepsMixed = 4;  // N and W are up to date, and not S
 
 template <class Pixel, along columns, along rows>
 struct maskedState {
-    static constexpr int keptRows = gauss2_keptSums<rows> + !gauss2_keptSums<rows>;
-
     preparedRows<Pixel> pixels;       // with 0 where masked out; 16-bit ones less 32768 elsewhere
     preparedRows<uint8_t> valid;      // V summed down the columns, for each output row
     preparedRows<uint8_t> validTotal; // one row: the sum of `valid` over the output rows
     preparedRows<uint16_t> products;  // for mixed blocks: m p - 32768, or the 16-bit p - 32768
     preparedRows<uint8_t> mask;       // for mixed blocks
 
-    u8s (*keptValid)[keptRows];
+    u8s (*keptValid)[keptRows<rows>];
     keptBinary<Pixel, rows> (*binary)[parities<columns>];
     keptMixed<rows> (*mixed)[parities<columns>];
     uint8_t* notes; // the bits above, of every block and of one more on both sides
@@ -130,7 +134,8 @@ void takeRows(memoryWalk* walk, int count, preparedRows<Value>* rows)
     takeMemory(walk, count * rows->distance, blockColumns, &rows->first);
 }
 
-// Lays a state out in `memory`, behind the record itself, for rows of this width. Returns the bytes that it takes.
+// Lays a state out in `memory`, behind the record itself, for rows of this width. Returns the bytes that it
+// takes.
 template <class Pixel, along columns, along rows>
 int64_t layOut(int64_t width, unsigned char* memory, maskedState<Pixel, columns, rows>* state)
 {

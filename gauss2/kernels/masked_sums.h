@@ -1,5 +1,5 @@
-// The masked kernels along a row: sums of the even or of the odd columns of one block, from prepared rows. Internal
-// linkage; needs the lanes of a level.
+// The masked kernels along a row: sums of the even or of the odd columns of one block, from prepared rows.
+// Internal linkage; needs the lanes of a level.
 #pragma once
 
 #include "gauss2/kernels/masked_prepare.h"

@@ -1,12 +1,13 @@
-// The unmasked kernels of gauss2/kernels/kernels.h, written once for both depths and all processor levels. A file
-// that has included the lanes of its level includes this one and gets the kernels; all of it has internal linkage.
+// The unmasked kernels of gauss2/kernels/kernels.h, written once for both depths and all processor levels.
+// A file that has included the lanes of its level includes this one and gets the kernels; all of it has
+// internal linkage.
 //
-// The even columns of a stretch of pixels lie in one vector of sums, the odd ones in another, in lanes of twice the
-// pixels' width. They stay apart until the result is stored, so no sum is ever unpacked, and half the resolution is
-// simply the even half.
+// The even columns of a stretch of pixels lie in one vector of sums, the odd ones in another, in lanes of
+// twice the pixels' width. They stay apart until the result is stored, so no sum is ever unpacked, and half
+// the resolution is simply the even half.
 //
-// Sums of 8-bit pixels fit their 16 bits: 256 x 255 + 128 = 65408. The sums of a row of 16-bit pixels may be off by
-// `rowBias`, since multiplications are signed; it is put right in the rounding constant.
+// Sums of 8-bit pixels fit their 16 bits: 256 x 255 + 128 = 65408. The sums of a row of 16-bit pixels may
+// be off by `rowBias`, since multiplications are signed; it is put right in the rounding constant.
 #pragma once
 
 #include "gauss2/binomial.h"
@@ -17,15 +18,15 @@ namespace
 
 // ---- the borders left and right ----
 
-// A row is cut into blocks. The first and the last make up the missing columns from their own, the others have what
-// they need beside them.
+// A row is cut into blocks. The first and the last make up the missing columns from their own, the others
+// have what they need beside them.
 enum class side { left, inner, right };
 template <side which>
 struct sideTag {
 };
 
-// Calls block(tag, column, index) for blocks of `span` columns that cover 0 .. lastColumn + span - 1. The last ones
-// may overlap the one before; what is kept of a block is found by its index.
+// Calls block(tag, column, index) for blocks of `span` columns that cover 0 .. lastColumn + span - 1. The
+// last ones may overlap the one before; what is kept of a block is found by its index.
 template <class Block>
 lanes_inline void overBlocks(int64_t width, int64_t span, int64_t lastColumn, const Block& block)
 {
@@ -39,7 +40,8 @@ lanes_inline void overBlocks(int64_t width, int64_t span, int64_t lastColumn, co
     block(sideTag<side::right>{}, lastColumn, index);
 }
 
-// The pixels from `offset` columns beside the block's first on; columns outside the row are the nearest one.
+// The pixels from `offset` columns beside the block's first on; columns outside the row are the nearest
+// one.
 template <side which, int offset, class Pixel>
 lanes_inline lanesOf<Pixel> pixelsAt(const Pixel* row, int64_t column, int64_t width)
 {
@@ -56,7 +58,7 @@ lanes_inline lanesOf<Pixel> pixelsAt(const Pixel* row, int64_t column, int64_t w
 template <class Pixel>
 using sumsOf = std::conditional_t<sizeof(Pixel) == 1, u16s, u32s>;
 
-// 16-bit pixels are multiplied as signed numbers, 32768 less than they are; one of the sixteen is not multiplied.
+// 16-bit pixels are multiplied as signed numbers, less 32768; one of the sixteen is not multiplied.
 template <class Pixel>
 constexpr int rowBias = sizeof(Pixel) == 1 ? 0 : -15 * 32768;
 
@@ -70,11 +72,11 @@ lanes_inline sumsOf<Pixel> weightedPairs(lanesOf<Pixel> pixels, int even, int od
     if constexpr (sizeof(Pixel) == 1)
         return addPairs(pixels, pairsOf<Pixel>(even, odd));
     else
-        return addPairs(pixels ^ uint16_t{0x8000}, pairsOf<Pixel>(even, odd));
+        return addPairs(lowered(pixels), pairsOf<Pixel>(even, odd));
 }
 
-// Of the sums of a row: those of the even and of the odd columns of one vector of pixels, or those of the even
-// columns of two vectors.
+// Of the sums of a row: those of the even and of the odd columns of one vector of pixels, or those of the
+// even columns of two vectors.
 template <class Sums>
 struct twoSums {
     Sums part[2];
@@ -132,8 +134,8 @@ lanes_inline Lanes roundedSumOfFive(Lanes a, Lanes b, Lanes c, Lanes d, Lanes e)
 
 // ---- half resolution along the rows ----
 
-// The sums of both vectors of a block of twice the width. In a row of odd width the last block ends one column
-// early, and what comes in behind it is the row's last pixel and no repetition.
+// The sums of both vectors of a block of twice the width. In a row of odd width the last block ends one
+// column early, and what comes in behind it is the row's last pixel and no repetition.
 template <side which, class Pixel>
 lanes_inline twoSums<sumsOf<Pixel>> evenSumsAt(const Pixel* row, int64_t column, int64_t width)
 {
@@ -267,7 +269,8 @@ void columnRows(const gauss2_sweep<Pixel>* sweep)
 
 // ---- the table ----
 
-// What is kept for a block of `span` columns, for the blocks that cover a row and two more that may overlap others.
+// What is kept for a block of `span` columns, for the blocks that cover a row and two more that may overlap
+// others.
 template <class Kept, int64_t span>
 int64_t keptBytes(int64_t width)
 {
