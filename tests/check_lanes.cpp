@@ -1,0 +1,80 @@
+// What the lanes of all levels stand on and no filter shows by itself: row ends with their borders, and the
+// forms of the portable level that this processor has a shorter way for.
+#include "lanes/lanes_portable.h"
+#include "lanes/padded_row.h"
+
+#include "support/random.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace
+{
+
+// The pixel that a border rule puts at a column, step by step.
+template <rowBorder border>
+uint16_t expectedAt(const std::vector<uint16_t>& row, int64_t column)
+{
+    const auto width = static_cast<int64_t>(row.size());
+    while (column < 0 || column >= width) {
+        if (border == rowBorder::repeated)
+            column += column < 0 ? 1 : -1;
+        else
+            column = column < 0 ? -column - 1 : 2 * width - 1 - column;
+    }
+    return row[static_cast<size_t>(column)];
+}
+
+template <rowBorder border>
+void checkBorder()
+{
+    constexpr int64_t count = 7;
+    for (int64_t width = 1; width <= 20; ++width) {
+        // Of its very size, so that the address sanitizer sees a step beyond it.
+        std::vector<uint16_t> row(static_cast<size_t>(width));
+        test_random random = test_randomFor(static_cast<uint64_t>(width));
+        for (uint16_t& pixel : row)
+            pixel = static_cast<uint16_t>(test_randomBits(&random));
+        for (int64_t first = -width; first + count <= 2 * width; ++first) {
+            std::vector<uint16_t> copy(count);
+            copyColumns<border, count>(row.data(), width, first, copy.data());
+            for (int64_t i = 0; i < count; ++i)
+                ASSERT_EQ(copy[static_cast<size_t>(i)], expectedAt<border>(row, first + i))
+                    << "width " << width << ", column " << first + i;
+        }
+    }
+}
+
+TEST(Lanes, RowEndsFollowTheirBorder)
+{
+    checkBorder<rowBorder::repeated>();
+    checkBorder<rowBorder::reflected>();
+}
+
+TEST(Lanes, OperatorsSayWhatInstructionsDo)
+{
+    test_random random = test_randomFor(1);
+    for (int round = 0; round < 2000; ++round) {
+        u16s a = {};
+        u16s b = {};
+        for (int i = 0; i < laneCount<uint16_t>; ++i) {
+            a[i] = static_cast<uint16_t>(test_randomBits(&random));
+            b[i] = static_cast<uint16_t>(test_randomBits(&random));
+        }
+        const u32s sums = addPairs(a, b);
+        const u32s sumsByOperators = operators::addPairs(a, b);
+        const u16s means = average(a, b);
+        const u16s meansByOperators = operators::average(a, b);
+        const u8s byteMeans = average((u8s)a, (u8s)b);
+        const u8s byteMeansByOperators = operators::average((u8s)a, (u8s)b);
+        for (int i = 0; i < laneCount<uint8_t>; ++i) {
+            ASSERT_EQ(sums[i / 4], sumsByOperators[i / 4]);
+            ASSERT_EQ(means[i / 2], meansByOperators[i / 2]);
+            ASSERT_EQ(byteMeans[i], byteMeansByOperators[i]);
+            ASSERT_EQ(byteMeans[i], (((u8s)a)[i] + ((u8s)b)[i] + 1) >> 1);
+        }
+    }
+}
+
+} // namespace
