@@ -32,6 +32,16 @@ uint32_t test_pixel(const test_view& view, int64_t x, int64_t y)
     return value;
 }
 
+test_layout test_randomLayout(test_random* random, int64_t width, int64_t height, int32_t pixelSize)
+{
+    test_layout layout = {static_cast<int32_t>(width), static_cast<int32_t>(height), pixelSize};
+    layout.fence = static_cast<test_fence>(test_randomInt(random, 0, 2));
+    layout.shift = test_chance(random, 50) ? 0 : pixelSize * test_randomInt(random, 0, 31);
+    layout.gap = pixelSize * test_randomInt(random, 0, 40);
+    layout.upward = test_chance(random, 25);
+    return layout;
+}
+
 // Bodies of readable pages with one forbidden page before, between and behind them. Arenas are never
 // unmapped but kept for the next image: laying out thousands of small images then costs no system call.
 struct test_pixels::arena {

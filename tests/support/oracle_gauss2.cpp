@@ -69,15 +69,8 @@ struct sums {
 
 constexpr uint64_t kernel[] = {1, 4, 6, 4, 1};
 
-// Which directions a filter works in, and which of them it samples.
-struct filter {
-    bool alongX;
-    bool alongY;
-    int stepX;
-    int stepY;
-};
-
-sums sumsAt(const oracle_gauss2Planes& source, const filter& what, int64_t centreX, int64_t centreY)
+sums sumsAt(const oracle_gauss2Planes& source, const oracle_gauss2Filter& what, int64_t centreX,
+            int64_t centreY)
 {
     sums result;
     const int reachX = what.alongX ? 2 : 0;
@@ -91,26 +84,6 @@ sums sumsAt(const oracle_gauss2Planes& source, const filter& what, int64_t centr
                                     (source.mask ? source.mask->values[at] : 1);
             result.pixels += weight * source.pixels.values[at];
             result.weights += weight;
-        }
-    return result;
-}
-
-oracle_gauss2Planes apply(const oracle_gauss2Planes& source, const filter& what)
-{
-    const int32_t width = source.pixels.width / what.stepX;
-    const int32_t height = source.pixels.height / what.stepY;
-    const uint64_t total = (what.alongX ? 16u : 1u) * (what.alongY ? 16u : 1u);
-    oracle_gauss2Planes result = {test_grid(width, height), {}};
-    if (source.mask)
-        result.mask = test_grid(width, height);
-    for (int32_t y = 0; y < height; ++y)
-        for (int32_t x = 0; x < width; ++x) {
-            const sums sum = sumsAt(source, what, int64_t{x} * what.stepX, int64_t{y} * what.stepY);
-            const uint64_t divisor = source.mask ? sum.weights : total;
-            result.pixels.at(x, y) =
-                static_cast<uint16_t>(divisor ? (sum.pixels + divisor / 2) / divisor : 0);
-            if (result.mask)
-                result.mask->at(x, y) = static_cast<uint16_t>((sum.weights + total / 2) / total);
         }
     return result;
 }
@@ -146,7 +119,7 @@ std::optional<oracle_gauss2Planes> applyPasses(const oracle_gauss2Planes& source
     for (int32_t i = 0; i < held; ++i) {
         const bool both = i < passes.both;
         const bool alongX = i < passes.both + passes.alongX;
-        result = apply(result ? *result : source, {alongX, both || !alongX, 1, 1});
+        result = oracle_gauss2Apply(result ? *result : source, {alongX, both || !alongX, 1, 1});
     }
     return result;
 }
@@ -278,12 +251,33 @@ qmath_xformLinear oracle_gauss2Map(const oracle_gauss2Export& what, const oracle
             what.halveY ? shift(plan.written.y, plan.used.y) : 0.0};
 }
 
+oracle_gauss2Planes oracle_gauss2Apply(const oracle_gauss2Planes& source, const oracle_gauss2Filter& what)
+{
+    const int32_t width = source.pixels.width / what.stepX;
+    const int32_t height = source.pixels.height / what.stepY;
+    const uint64_t total = (what.alongX ? 16u : 1u) * (what.alongY ? 16u : 1u);
+    oracle_gauss2Planes result = {test_grid(width, height), {}};
+    if (source.mask)
+        result.mask = test_grid(width, height);
+    for (int32_t y = 0; y < height; ++y)
+        for (int32_t x = 0; x < width; ++x) {
+            const sums sum = sumsAt(source, what, int64_t{x} * what.stepX, int64_t{y} * what.stepY);
+            const uint64_t divisor = source.mask ? sum.weights : total;
+            result.pixels.at(x, y) =
+                static_cast<uint16_t>(divisor ? (sum.pixels + divisor / 2) / divisor : 0);
+            if (result.mask)
+                result.mask->at(x, y) = static_cast<uint16_t>((sum.weights + total / 2) / total);
+        }
+    return result;
+}
+
 std::optional<oracle_gauss2Planes> oracle_gauss2Smooth(const oracle_gauss2Export& what,
                                                        const oracle_gauss2Planes& used, int32_t passesX,
                                                        int32_t passesY)
 {
     if (what.sampled)
-        return apply(used, {what.halveX, what.halveY, what.halveX ? 2 : 1, what.halveY ? 2 : 1});
+        return oracle_gauss2Apply(used,
+                                  {what.halveX, what.halveY, what.halveX ? 2 : 1, what.halveY ? 2 : 1});
     return applyPasses(used, passesX, passesY);
 }
 

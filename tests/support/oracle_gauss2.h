@@ -70,6 +70,16 @@ struct oracle_gauss2Planes {
     std::optional<test_grid> mask;
 };
 
+// Which directions a filter sums in, and how far apart the sums are that it keeps.
+struct oracle_gauss2Filter {
+    bool alongX;
+    bool alongY;
+    int stepX;
+    int stepY;
+};
+
+oracle_gauss2Planes oracle_gauss2Apply(const oracle_gauss2Planes& source, const oracle_gauss2Filter& what);
+
 // What the export makes of the used part of the source. Nothing when no pixel of the destination is written.
 std::optional<oracle_gauss2Planes> oracle_gauss2Smooth(const oracle_gauss2Export& what,
                                                        const oracle_gauss2Planes& used, int32_t passesX,
