@@ -207,50 +207,6 @@ TEST(BaseImage, TransformsStayInverse)
     expectXform(other, turned);
 }
 
-TEST(BaseImage, EveryFailingAllocationLeavesTheImageAsItWas)
-{
-    test_allocator allocator;
-    std::array<uint8_t, 4> memory{};
-    int released = 0;
-    const qstd_rect32 rect = {1, 2, 30, 40}, square = {0, 0, 2, 2};
-    const std::vector<std::function<qsys_status(qimg_image*)>> operations = {
-        [&](qimg_image* image) { return qimg_image8_assignNewRect(image, &rect); },
-        [&](qimg_image* image) { return qimg_image_setLinearImageFromClientXform(image, &identity); },
-        [&](qimg_image* image) {
-            return qimg_image_setClientFromImageXform(image, &image->imageFromClient);
-        },
-        [&](qimg_image*) {
-            Image made;
-            return qimg_image_constructMemory(&made, 1, &square, 2, &memory, countRelease, &released);
-        },
-        [&](qimg_image*) {
-            Image made;
-            return qimg_image_constructUntyped(&made, 2, 3, 3);
-        },
-    };
-    for (const auto& operation : operations)
-        for (int64_t n = 1;; ++n) {
-            Image image;
-            ASSERT_EQ(qimg_image16_construct(&image, 5, 5), 0);
-            ASSERT_EQ(qimg_image_setLinearImageFromClientXform(&image, &turned), 0);
-            qimg_image before;
-            std::memcpy(&before, static_cast<const qimg_image*>(&image), sizeof before);
-            const int64_t blocks = test_allocator::liveBlocks();
-            allocator.arm(n, false);
-            const qsys_status status = operation(&image);
-            if (!allocator.disarm()) {
-                EXPECT_EQ(status, 0);
-                EXPECT_GT(n, 1);
-                break;
-            }
-            EXPECT_EQ(status, QSYS_E_MEMORY);
-            EXPECT_TRUE(image == before);
-            EXPECT_EQ(test_allocator::liveBlocks(), blocks);
-        }
-    EXPECT_EQ(test_allocator::liveBlocks(), 0);
-    EXPECT_EQ(released, 1) << "by the run that succeeded";
-}
-
 TEST(BaseWindow, RestrictionRefusesWhatIsOutside)
 {
     std::array<uint16_t, 20> pixels{};

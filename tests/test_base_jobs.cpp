@@ -269,40 +269,6 @@ TEST(Jobs, NullPointersAreAStatus)
     test_refusesNull("getStatus", qsys_jobResultSet_getStatus, {}, &results, 0, &number);
 }
 
-// Every allocation in turn fails, alone or with all later ones, from the first record to the dispatch.
-TEST(Jobs, AFailingAllocationIsAStatusAndLeaksNothing)
-{
-    const ThreadCount count(3);
-    for (const bool andAllLater : {false, true}) {
-        bool fired = true;
-        for (int64_t n = 1; fired; ++n) {
-            test_allocator allocator;
-            const int64_t before = test_allocator::liveBlocks();
-            allocator.arm(n, andAllLater);
-            std::atomic<int> ran = 0;
-            int added = 0;
-            qsys_status status = QSYS_OK;
-            {
-                test_jobSet set;
-                while (status >= 0 && added < 40) {
-                    status = set.add([&ran] {
-                        ++ran;
-                        return QSYS_OK;
-                    });
-                    added += status >= 0;
-                }
-                if (status >= 0)
-                    status = set.run();
-            }
-            fired = allocator.disarm();
-            EXPECT_EQ(status, fired ? QSYS_E_MEMORY : QSYS_OK) << n;
-            EXPECT_EQ(ran, fired ? 0 : 40) << n;
-            EXPECT_EQ(test_allocator::liveBlocks(), before) << n;
-            ASSERT_LT(n, 1000);
-        }
-    }
-}
-
 // ---- the end of the process ----
 
 namespace

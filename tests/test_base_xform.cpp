@@ -1,4 +1,4 @@
-// Transforms: values against functions composed in the test, life times, and every failing allocation.
+// Transforms: values against functions composed in the test and life times.
 #include "support/faults.h"
 #include "support/random.h"
 
@@ -244,49 +244,6 @@ TEST(BaseXform, OlderRecords)
     EXPECT_EQ(qsFXformCompose(&client, nullptr, &client), nullptr);
     EXPECT_EQ(qsFXformElemCT(1, 1, 0, 0, nullptr), nullptr);
     EXPECT_EQ(qsFXformInv(nullptr, &client), QSYS_E_ARGUMENT);
-}
-
-TEST(BaseXform, EveryFailingAllocationLeavesEverythingAsItWas)
-{
-    test_allocator allocator;
-    Wave wave = {1};
-    Handle given;
-    ASSERT_EQ(qmath_xformPtrhConst_constructFunctions(&given, Wave::forward, Wave::backward, &wave,
-                                                      Wave::release),
-              0);
-    const qmath_xformLinear turn = {0, 1, -1, 0, 2, 3};
-    Wave other = {2};
-    const std::vector<std::function<qsys_status(Handle*)>> operations = {
-        [&](Handle* out) { return qmath_xformPtrhConst_assignCompose(out, &given, out); },
-        [&](Handle* out) { return qmath_xformPtrhConst_assignComposePtrhLinear(out, out, &turn); },
-        [&](Handle* out) { return qmath_xformPtrhConst_assignInverse(out, out); },
-        [&](Handle*) {
-            Handle made;
-            return qmath_xformPtrhConst_constructFunctions(&made, Wave::forward, Wave::backward, &other,
-                                                           Wave::release);
-        },
-    };
-    for (const auto& operation : operations)
-        for (int64_t n = 1;; ++n) {
-            Handle out;
-            ASSERT_EQ(qmath_xformPtrhConst_assignComposePtrhLinear(&out, &given, &turn), 0);
-            const int64_t blocks = test_allocator::liveBlocks();
-            const auto* const before = out.xform;
-            allocator.arm(n, false);
-            const qsys_status status = operation(&out);
-            if (!allocator.disarm()) {
-                EXPECT_EQ(status, 0);
-                EXPECT_GT(n, 1);
-                break;
-            }
-            EXPECT_EQ(status, QSYS_E_MEMORY);
-            EXPECT_EQ(out.xform, before);
-            EXPECT_EQ(test_allocator::liveBlocks(), blocks);
-        }
-    qmath_xformPtrhConst_destruct(&given);
-    EXPECT_EQ(test_allocator::liveBlocks(), 0);
-    EXPECT_EQ(wave.released, 1);
-    EXPECT_EQ(other.released, 1) << "by the run that succeeded";
 }
 
 // For the thread sanitizer above all: threads copy, use and drop handles to one transform.

@@ -97,6 +97,10 @@ test_scene::test_scene()
     EXPECT_EQ(qimg_image_setLinearImageFromClientXform(&src8, &linear), 0);
     EXPECT_EQ(qimg_image_setLinearImageFromClientXform(&src16, &linear), 0);
     EXPECT_EQ(qimg_image_setImageFromClientXform(&bent8, &bent), 0);
+    const qmath_xformLinear other = {0.5, 1.0, -1.0, 0.5, 3.0, 4.0};
+    for (qimg_image* image : {&bound8, &bound16, &boundMask})
+        EXPECT_EQ(qimg_image_setLinearImageFromClientXform(image, &other), 0);
+    EXPECT_EQ(qmath_xformPtrhConst_assign(&out, &bent), 0);
 }
 
 test_scene::~test_scene()
@@ -104,7 +108,7 @@ test_scene::~test_scene()
     for (qimg_image* image :
          {&src8, &src16, &bent8, &mask, &dst8, &dst16, &dstMask, &bound8, &bound16, &boundMask})
         qimg_image_destruct(image);
-    for (qmath_xformPtrhConst* transform : {&handle, &bent, &out})
+    for (qmath_xformPtrhConst* transform : {&handle, &bent, &out, &fresh})
         qmath_xformPtrhConst_destruct(transform);
     qsImageFree(made);
 }
@@ -129,6 +133,9 @@ uint64_t test_scene::digest() const
     mix(&hash, rects, sizeof rects);
     mix(&hash, &linearOut, sizeof linearOut);
     mixHandle(&hash, &out);
+    mixHandle(&hash, &fresh);
+    const int count = counted;
+    mix(&hash, &count, sizeof count);
     return hash;
 }
 
@@ -161,6 +168,7 @@ bool failAllocation(const test_operation& operation, const outcome& clean, test_
 {
     SCOPED_TRACE("allocation " + std::to_string(n) + (andAllLater ? " and all later" : ""));
     test_scene scene;
+    const uint64_t before = scene.digest();
     allocator->arm(n, andAllLater);
     const qsys_status status = operation.call(scene);
     const bool fired = allocator->disarm();
@@ -169,6 +177,9 @@ bool failAllocation(const test_operation& operation, const outcome& clean, test_
         return fired;
     }
     EXPECT_EQ(status, QSYS_E_MEMORY);
+    if (!operation.mayChange) {
+        EXPECT_EQ(scene.digest(), before) << "changed by a call that failed";
+    }
     expectOutcome(clean, operation.call(scene), scene);
     return true;
 }
@@ -226,16 +237,4 @@ void test_failEveryPoll(const test_operation& operation)
         EXPECT_EQ(test_allocator::liveBlocks(), before) << "blocks lost at poll " << n;
     }
     EXPECT_EQ(test_allocator::liveBlocks(), before);
-}
-
-void test_takesNothing(const test_operation& operation)
-{
-    SCOPED_TRACE(operation.name);
-    test_allocator allocator;
-    const test_attention attention;
-    test_scene scene;
-    allocator.arm(1, true);
-    EXPECT_GE(operation.call(scene), 0);
-    EXPECT_FALSE(allocator.disarm());
-    EXPECT_EQ(attention.polls(), 0);
 }

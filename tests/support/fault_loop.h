@@ -7,6 +7,7 @@
 #include <qbase/qbase.h>
 #include <qip/qip_gauss.h>
 
+#include <atomic>
 #include <functional>
 #include <string>
 #include <vector>
@@ -54,7 +55,9 @@ public:
     qmath_xformLinear linearOut = {};
     qmath_xformPtrhConst handle = {}; // linear
     qmath_xformPtrhConst bent = {};
-    qmath_xformPtrhConst out = {};
+    qmath_xformPtrhConst out = {}; // bent
+    qmath_xformPtrhConst fresh = {};
+    std::atomic<int> counted = 0; // jobs that ran, owners that were told
 
     // A number that changes when any pixel, rectangle or transform of the destinations does.
     uint64_t digest() const;
@@ -70,6 +73,7 @@ struct test_operation {
     std::function<qsys_status(test_scene& scene)> call;
     bool mayRecover = false;  // a failed allocation may also lead to full success
     bool mayTakeNone = false; // there may be no allocation to fail
+    bool mayChange = false;   // a failure may leave something changed
 };
 
 // Fails every allocation in turn, alone and with all later ones. Expects QSYS_E_MEMORY, no block lost, and
@@ -78,6 +82,3 @@ void test_failEveryAllocation(const test_operation& operation);
 
 // The same with the attention handler's answers, which must come back as they stand.
 void test_failEveryPoll(const test_operation& operation);
-
-// Expects that the operation succeeds without any block and without asking the attention handler.
-void test_takesNothing(const test_operation& operation);
