@@ -18,18 +18,6 @@ constexpr qstd_rect32 boundRect = {3, 5, 18, 70};
 constexpr int64_t mostFaults = 200;
 constexpr qsys_status stopped = QSYS_FAILURE(0x0abc);
 
-qsys_status bendPoint(void*, qmath_point* point)
-{
-    point->x += 0.001 * point->y * point->y;
-    return 0;
-}
-
-qsys_status straightenPoint(void*, qmath_point* point)
-{
-    point->x -= 0.001 * point->y * point->y;
-    return 0;
-}
-
 void mix(uint64_t* hash, const void* bytes, size_t count)
 {
     for (size_t i = 0; i < count; ++i)
@@ -92,8 +80,7 @@ test_scene::test_scene()
 
     linear = {1.5, 0.25, -0.25, 1.25, 8.0, -3.0};
     EXPECT_EQ(qmath_xformPtrhConst_constructLinear(&handle, &linear), 0);
-    EXPECT_EQ(qmath_xformPtrhConst_constructFunctions(&bent, bendPoint, straightenPoint, nullptr, nullptr),
-              0);
+    EXPECT_EQ(test_constructBent(&bent), 0);
     EXPECT_EQ(qimg_image_setLinearImageFromClientXform(&src8, &linear), 0);
     EXPECT_EQ(qimg_image_setLinearImageFromClientXform(&src16, &linear), 0);
     EXPECT_EQ(qimg_image_setImageFromClientXform(&bent8, &bent), 0);

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-test_image::test_image(const test_pixels& pixels, int32_t x, int32_t y)
+void test_image::lay(const test_pixels& pixels, int32_t x, int32_t y)
 {
     const test_view view = pixels.view();
     const qstd_rect32 rect{x, y, view.width, view.height};
@@ -62,6 +62,34 @@ qmath_point test_throughClient(const qimg_image* source, const qimg_image* desti
     return point;
 }
 
+void test_setClientFromImage(qimg_image* image, const qmath_xformLinear& linear)
+{
+    qmath_xformPtrhConst handle = {};
+    EXPECT_EQ(qmath_xformPtrhConst_constructLinear(&handle, &linear), 0);
+    EXPECT_EQ(qimg_image_setClientFromImageXform(image, &handle), 0);
+    qmath_xformPtrhConst_destruct(&handle);
+}
+
+qmath_xformLinear test_clientFromImage(const qimg_image* image)
+{
+    qmath_xformLinear linear = {};
+    EXPECT_EQ(qmath_xformPtrhConst_getLinear(&image->clientFromImage, nullptr, &linear), 0);
+    return linear;
+}
+
+qsys_status test_constructBent(qmath_xformPtrhConst* handle)
+{
+    const auto bend = [](void*, qmath_point* point) {
+        point->x += 0.001 * point->y * point->y;
+        return qsys_status{0};
+    };
+    const auto straighten = [](void*, qmath_point* point) {
+        point->x -= 0.001 * point->y * point->y;
+        return qsys_status{0};
+    };
+    return qmath_xformPtrhConst_constructFunctions(handle, bend, straighten, nullptr, nullptr);
+}
+
 void test_fillRandom(test_pixels* pixels, uint64_t caseNumber)
 {
     test_random random = test_randomFor(caseNumber);
@@ -83,6 +111,17 @@ qimg_windowConst test_windowConstOver(const test_pixels& pixels, int32_t x, int3
 {
     const qimg_window window = test_windowOver(pixels, x, y);
     return qimg_window_asConst(&window);
+}
+
+test_plane::test_plane(const test_pixels* pixels, const oracle_rect& rect)
+{
+    if (!pixels)
+        return;
+    const auto x = static_cast<int32_t>(rect.x);
+    const auto y = static_cast<int32_t>(rect.y);
+    image.lay(*pixels, x, y);
+    window = test_windowOver(*pixels, x, y);
+    windowConst = qimg_window_asConst(&window);
 }
 
 qsVImage test_legacyOver(const test_pixels& pixels, int32_t x, int32_t y)

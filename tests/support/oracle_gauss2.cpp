@@ -7,56 +7,28 @@
 namespace
 {
 
-using arguments = oracle_gauss2Arguments;
-
-// ---- the exports ----
-
+// Hands a function of any form the arguments of its form.
 template <auto Function>
-qsys_status image(const arguments& a)
+qsys_status callAny(const oracle_gauss2Arguments& a)
 {
-    return Function(a.src, a.dst);
-}
-
-template <auto Function>
-qsys_status maskedImage(const arguments& a)
-{
-    return Function(a.src, a.srcMask, a.dst, a.dstMask);
-}
-
-template <auto Function>
-qsys_status window(const arguments& a)
-{
-    return Function(a.srcWin, a.srcTransform, a.dstWin, a.dstTransform);
-}
-
-template <auto Function>
-qsys_status maskedWindow(const arguments& a)
-{
-    return Function(a.srcWin, a.srcMaskWin, a.srcTransform, a.dstWin, a.dstMaskWin, a.dstTransform);
-}
-
-template <auto Function>
-qsys_status passesImage(const arguments& a)
-{
-    return Function(a.src, a.dst, a.passesX, a.passesY);
-}
-
-template <auto Function>
-qsys_status passesMaskedImage(const arguments& a)
-{
-    return Function(a.src, a.srcMask, a.dst, a.dstMask, a.passesX, a.passesY);
-}
-
-template <auto Function>
-qsys_status passesWindow(const arguments& a)
-{
-    return Function(a.srcWin, a.dstWin, a.passesX, a.passesY);
-}
-
-template <auto Function>
-qsys_status passesMaskedWindow(const arguments& a)
-{
-    return Function(a.srcWin, a.srcMaskWin, a.dstWin, a.dstMaskWin, a.passesX, a.passesY);
+    if constexpr (requires { Function(a.src, a.dst); })
+        return Function(a.src, a.dst);
+    else if constexpr (requires { Function(a.src, a.srcMask, a.dst, a.dstMask); })
+        return Function(a.src, a.srcMask, a.dst, a.dstMask);
+    else if constexpr (requires { Function(a.srcWin, a.srcTransform, a.dstWin, a.dstTransform); })
+        return Function(a.srcWin, a.srcTransform, a.dstWin, a.dstTransform);
+    else if constexpr (requires { Function(a.src, a.dst, a.passesX, a.passesY); })
+        return Function(a.src, a.dst, a.passesX, a.passesY);
+    else if constexpr (requires { Function(a.srcWin, a.dstWin, a.passesX, a.passesY); })
+        return Function(a.srcWin, a.dstWin, a.passesX, a.passesY);
+    else if constexpr (requires { Function(a.src, a.srcMask, a.dst, a.dstMask, a.passesX, a.passesY); })
+        return Function(a.src, a.srcMask, a.dst, a.dstMask, a.passesX, a.passesY);
+    else if constexpr (requires {
+                           Function(a.srcWin, a.srcMaskWin, a.dstWin, a.dstMaskWin, a.passesX, a.passesY);
+                       })
+        return Function(a.srcWin, a.srcMaskWin, a.dstWin, a.dstMaskWin, a.passesX, a.passesY);
+    else
+        return Function(a.srcWin, a.srcMaskWin, a.srcTransform, a.dstWin, a.dstMaskWin, a.dstTransform);
 }
 
 // ---- values ----
@@ -136,75 +108,41 @@ std::string suffix(const oracle_gauss2Export& what, const std::string& stem)
 
 const std::vector<oracle_gauss2Export>& oracle_gauss2Exports()
 {
-#define EXPORT(name, depth, form, masked, windows, sampled, x, y)                                          \
+#define EXPORT(name, depth, masked, windows, sampled, x, y)                                                \
     {                                                                                                      \
-#name, (depth) / 8, masked, windows, sampled, x, y, form < name>                                   \
+#name, (depth) / 8, masked, windows, sampled, x, y, callAny < name>                                \
     }
     static const std::vector<oracle_gauss2Export> all = {
-        EXPORT(qip_gauss2_smooth8_8, 8, image, false, false, true, true, true),
-        EXPORT(qip_gauss2X_smooth8_8, 8, image, false, false, true, true, false),
-        EXPORT(qip_gauss2Y_smooth8_8, 8, image, false, false, true, false, true),
-        EXPORT(qip_gauss2_smooth16_16, 16, image, false, false, true, true, true),
-        EXPORT(qip_gauss2X_smooth16_16, 16, image, false, false, true, true, false),
-        EXPORT(qip_gauss2Y_smooth16_16, 16, image, false, false, true, false, true),
-        EXPORT(qip_gauss2_smoothWindow8_8, 8, window, false, true, true, true, true),
-        EXPORT(qip_gauss2X_smoothWindow8_8, 8, window, false, true, true, true, false),
-        EXPORT(qip_gauss2Y_smoothWindow8_8, 8, window, false, true, true, false, true),
-        EXPORT(qip_gauss2_smoothWindow16_16, 16, window, false, true, true, true, true),
-        EXPORT(qip_gauss2_smoothMasked8_8, 8, maskedImage, true, false, true, true, true),
-        EXPORT(qip_gauss2X_smoothMasked8_8, 8, maskedImage, true, false, true, true, false),
-        EXPORT(qip_gauss2Y_smoothMasked8_8, 8, maskedImage, true, false, true, false, true),
-        EXPORT(qip_gauss2_smoothMasked16_16, 16, maskedImage, true, false, true, true, true),
-        EXPORT(qip_gauss2X_smoothMasked16_16, 16, maskedImage, true, false, true, true, false),
-        EXPORT(qip_gauss2Y_smoothMasked16_16, 16, maskedImage, true, false, true, false, true),
-        EXPORT(qip_gauss2_smoothMaskedWindow8_8, 8, maskedWindow, true, true, true, true, true),
-        EXPORT(qip_gauss2X_smoothMaskedWindow8_8, 8, maskedWindow, true, true, true, true, false),
-        EXPORT(qip_gauss2Y_smoothMaskedWindow8_8, 8, maskedWindow, true, true, true, false, true),
-        EXPORT(qip_gauss2_smoothMaskedWindow16_16, 16, maskedWindow, true, true, true, true, true),
-        EXPORT(qip_gauss2_smoothNoSample8_8, 8, passesImage, false, false, false, false, false),
-        EXPORT(qip_gauss2_smoothNoSample16_16, 16, passesImage, false, false, false, false, false),
-        EXPORT(qip_gauss2_smoothNoSampleWindow8_8, 8, passesWindow, false, true, false, false, false),
-        EXPORT(qip_gauss2_smoothNoSampleWindow16_16, 16, passesWindow, false, true, false, false, false),
-        EXPORT(qip_gauss2_smoothNoSampleMasked8_8, 8, passesMaskedImage, true, false, false, false, false),
-        EXPORT(qip_gauss2_smoothNoSampleMasked16_16, 16, passesMaskedImage, true, false, false, false,
-               false),
-        EXPORT(qip_gauss2_smoothNoSampleMaskedWindow8_8, 8, passesMaskedWindow, true, true, false, false,
-               false),
-        EXPORT(qip_gauss2_smoothNoSampleMaskedWindow16_16, 16, passesMaskedWindow, true, true, false, false,
-               false),
+        EXPORT(qip_gauss2_smooth8_8, 8, false, false, true, true, true),
+        EXPORT(qip_gauss2X_smooth8_8, 8, false, false, true, true, false),
+        EXPORT(qip_gauss2Y_smooth8_8, 8, false, false, true, false, true),
+        EXPORT(qip_gauss2_smooth16_16, 16, false, false, true, true, true),
+        EXPORT(qip_gauss2X_smooth16_16, 16, false, false, true, true, false),
+        EXPORT(qip_gauss2Y_smooth16_16, 16, false, false, true, false, true),
+        EXPORT(qip_gauss2_smoothWindow8_8, 8, false, true, true, true, true),
+        EXPORT(qip_gauss2X_smoothWindow8_8, 8, false, true, true, true, false),
+        EXPORT(qip_gauss2Y_smoothWindow8_8, 8, false, true, true, false, true),
+        EXPORT(qip_gauss2_smoothWindow16_16, 16, false, true, true, true, true),
+        EXPORT(qip_gauss2_smoothMasked8_8, 8, true, false, true, true, true),
+        EXPORT(qip_gauss2X_smoothMasked8_8, 8, true, false, true, true, false),
+        EXPORT(qip_gauss2Y_smoothMasked8_8, 8, true, false, true, false, true),
+        EXPORT(qip_gauss2_smoothMasked16_16, 16, true, false, true, true, true),
+        EXPORT(qip_gauss2X_smoothMasked16_16, 16, true, false, true, true, false),
+        EXPORT(qip_gauss2Y_smoothMasked16_16, 16, true, false, true, false, true),
+        EXPORT(qip_gauss2_smoothMaskedWindow8_8, 8, true, true, true, true, true),
+        EXPORT(qip_gauss2X_smoothMaskedWindow8_8, 8, true, true, true, true, false),
+        EXPORT(qip_gauss2Y_smoothMaskedWindow8_8, 8, true, true, true, false, true),
+        EXPORT(qip_gauss2_smoothMaskedWindow16_16, 16, true, true, true, true, true),
+        EXPORT(qip_gauss2_smoothNoSample8_8, 8, false, false, false, false, false),
+        EXPORT(qip_gauss2_smoothNoSample16_16, 16, false, false, false, false, false),
+        EXPORT(qip_gauss2_smoothNoSampleWindow8_8, 8, false, true, false, false, false),
+        EXPORT(qip_gauss2_smoothNoSampleWindow16_16, 16, false, true, false, false, false),
+        EXPORT(qip_gauss2_smoothNoSampleMasked8_8, 8, true, false, false, false, false),
+        EXPORT(qip_gauss2_smoothNoSampleMasked16_16, 16, true, false, false, false, false),
+        EXPORT(qip_gauss2_smoothNoSampleMaskedWindow8_8, 8, true, true, false, false, false),
+        EXPORT(qip_gauss2_smoothNoSampleMaskedWindow16_16, 16, true, true, false, false, false),
     };
 #undef EXPORT
-    return all;
-}
-
-const std::vector<std::string>& oracle_gauss2Names()
-{
-    static const std::vector<std::string> all = {
-        "gauss2",
-        "gauss2X",
-        "gauss2Y",
-        "gauss2_16",
-        "gauss2X_16",
-        "gauss2Y_16",
-        "gauss2Masked",
-        "gauss2XMasked",
-        "gauss2YMasked",
-        "gauss2Masked_16",
-        "gauss2XMasked_16",
-        "gauss2YMasked_16",
-        "gauss2NoSample5x5",
-        "gauss2NoSample5x1",
-        "gauss2NoSample1x5",
-        "gauss2NoSample5x516",
-        "gauss2NoSample5x116",
-        "gauss2NoSample1x516",
-        "gauss2NoSample5x5Mask",
-        "gauss2NoSample5x1Mask",
-        "gauss2NoSample1x5Mask",
-        "gauss2NoSample5x5Mask16",
-        "gauss2NoSample5x1Mask16",
-        "gauss2NoSample1x5Mask16",
-    };
     return all;
 }
 

@@ -43,9 +43,6 @@ struct oracle_gauss2Export {
 
 const std::vector<oracle_gauss2Export>& oracle_gauss2Exports();
 
-// All names that the inhibition hook is ever asked with.
-const std::vector<std::string>& oracle_gauss2Names();
-
 // ---- geometry ----
 
 // D, the rectangle that a source yields; R, its part in `destination`; U, the part of the source that counts.
