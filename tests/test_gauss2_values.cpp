@@ -1,7 +1,8 @@
 // The 28 smoothing exports of the half-resolution family against direct two-dimensional sums: random sizes,
 // origins, destinations, masks, pass counts, memory layouts; each request at two processor levels, once with a
-// name inhibited. Pixels, masks, transforms, and the names asked.
+// name inhibited. Pixels, masks, transforms, polls, and the names asked.
 #include "support/compare.h"
+#include "support/faults.h"
 #include "support/images.h"
 #include "support/oracle_gauss2.h"
 #include "support/policy.h"
@@ -28,6 +29,11 @@ constexpr uint64_t caseCount = 24000;
 struct placed {
     std::unique_ptr<test_pixels> pixels;
     oracle_rect rect = {};
+
+    test_plane over() const
+    {
+        return {pixels.get(), rect};
+    }
 };
 
 struct request {
@@ -180,6 +186,7 @@ struct expectation {
     oracle_gauss2Plan plan;
     std::optional<oracle_gauss2Planes> values; // none: nothing is written
     std::vector<std::string> asked;
+    int64_t polls;
 };
 
 expectation expect(const request& made)
@@ -187,7 +194,8 @@ expectation expect(const request& made)
     const oracle_gauss2Export& what = *made.what;
     const oracle_rect& source = made.src.rect;
     const oracle_rect all = oracle_gauss2PlanOf(what, source, source).full;
-    expectation result = {oracle_gauss2PlanOf(what, source, made.dst.pixels ? made.dst.rect : all), {}, {}};
+    expectation result = {
+        oracle_gauss2PlanOf(what, source, made.dst.pixels ? made.dst.rect : all), {}, {}, 0};
     if (result.plan.refused || result.plan.written.isNull())
         return result;
     oracle_gauss2Planes used = {cut(made.src, result.plan.used), {}};
@@ -195,6 +203,7 @@ expectation expect(const request& made)
         used.mask = cut(made.srcMask, result.plan.used);
     result.values = oracle_gauss2Smooth(what, used, made.passesX, made.passesY);
     result.asked = oracle_gauss2Asked(what, made.passesX, made.passesY);
+    result.polls = oracle_gauss2Polls(what, result.plan.used.height, made.passesX, made.passesY);
     return result;
 }
 
@@ -263,19 +272,21 @@ void run(const request& made, const expectation& expected)
     for (const placed* destination : {&made.dst, &made.dstMask})
         if (destination->pixels)
             test_fill(destination->pixels.get(), [](int32_t, int32_t) { return background; });
-    test_plane src(made.src.pixels.get(), made.src.rect),
-        srcMask(made.srcMask.pixels.get(), made.srcMask.rect);
-    test_plane dst(made.dst.pixels.get(), made.dst.rect),
-        dstMask(made.dstMask.pixels.get(), made.dstMask.rect);
+    test_plane src = made.src.over();
+    test_plane srcMask = made.srcMask.over();
+    test_plane dst = made.dst.over();
+    test_plane dstMask = made.dstMask.over();
     test_setClientFromImage(&src.image.record, srcTransform);
     test_setClientFromImage(&dst.image.record, dstTransform);
     qmath_xformLinear transform = dstTransform;
+    const test_attention attention;
     const qsys_status status =
         made.what->call({&src.image.record, &srcMask.image.record, &dst.image.record,
                          made.wantsMask ? &dstMask.image.record : nullptr, &src.windowConst,
                          &srcMask.windowConst, &dst.window, made.wantsMask ? &dstMask.window : nullptr,
                          &srcTransform, &transform, made.passesX, made.passesY});
     EXPECT_EQ(status, expected.plan.refused ? QIMG_E_OUTSIDE : QIP_OK);
+    EXPECT_EQ(attention.polls(), expected.polls);
     expectTransform(made, expected,
                     made.what->windows ? transform : test_clientFromImage(&dst.image.record));
     const oracle_gauss2Planes* const values = expected.values ? &*expected.values : nullptr;
