@@ -43,6 +43,14 @@ void test_putValues(test_grid* grid, const oracle_rect& gridRect, const oracle_v
             grid->at(x - gridRect.x, y - gridRect.y) = static_cast<uint16_t>(values.at(x, y) & mask);
 }
 
+void test_expectValues(const test_view& actual, const oracle_rect& rect, uint16_t before,
+                       const oracle_values& values)
+{
+    test_grid expected(actual.width, actual.height, before);
+    test_putValues(&expected, rect, values, actual.pixelSize);
+    EXPECT_TRUE(test_samePixels(expected, actual));
+}
+
 test_grid test_smoothed(const test_view& source, const qip_gaussParams& params, const oracle_rect& rect,
                         int32_t pixelSize)
 {

@@ -22,6 +22,10 @@ oracle_gauss test_gaussRequest(const qip_gaussParams& params);
 void test_putValues(test_grid* grid, const oracle_rect& gridRect, const oracle_values& values,
                     int32_t pixelSize);
 
+// Expects `before` in all pixels of an image over `rect` but those that `values` covers.
+void test_expectValues(const test_view& actual, const oracle_rect& rect, uint16_t before,
+                       const oracle_values& values);
+
 // The pixels that a smoothing of `source`, which begins at (0, 0), writes into an image over `rect`, all of
 // which it reaches.
 test_grid test_smoothed(const test_view& source, const qip_gaussParams& params, const oracle_rect& rect,
