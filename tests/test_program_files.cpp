@@ -86,29 +86,6 @@ void writePng(const std::string& path, const png_kind& kind, int width, int heig
     std::fclose(file);
 }
 
-program_picture readGreyPng(const std::string& path)
-{
-    std::FILE* file = std::fopen(path.c_str(), "rb");
-    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-    png_infop info = png_create_info_struct(png);
-    png_init_io(png, file);
-    png_read_png(png, info, PNG_TRANSFORM_IDENTITY, nullptr);
-    EXPECT_EQ(png_get_color_type(png, info), PNG_COLOR_TYPE_GRAY);
-    const bool sixteen = png_get_bit_depth(png, info) == 16;
-    program_picture picture = {static_cast<int>(png_get_image_width(png, info)),
-                               static_cast<int>(png_get_image_height(png, info)),
-                               sixteen ? 65535 : 255,
-                               {}};
-    png_bytepp rows = png_get_rows(png, info);
-    for (int y = 0; y < picture.height; ++y)
-        for (int x = 0; x < picture.width; ++x)
-            picture.pixels.push_back(
-                static_cast<uint16_t>(sixteen ? rows[y][2 * x] << 8 | rows[y][2 * x + 1] : rows[y][x]));
-    png_destroy_read_struct(&png, &info, nullptr);
-    std::fclose(file);
-    return picture;
-}
-
 uint16_t greyOf(const uint16_t* rgb)
 {
     return static_cast<uint16_t>((299u * rgb[0] + 587u * rgb[1] + 114u * rgb[2] + 500u) / 1000u);
@@ -139,12 +116,6 @@ protected:
 
     program_folder folder;
     test_random random = test_randomFor(0);
-};
-
-// Writes and names a file that no run may accept.
-struct broken_file {
-    const char* name;
-    std::string bytes;
 };
 
 } // namespace
@@ -204,15 +175,15 @@ TEST_F(ProgramFiles, NetpbmFilesAreReadAsTheyStand)
     }
 }
 
+// Read back by the program, whose reading is held above: as grey, in the same depth.
 TEST_F(ProgramFiles, PngOutputHoldsThePixels)
 {
     for (const int greatest : {255, 65535}) {
-        program_picture picture = {33, 7, greatest, {}};
-        for (int i = 0; i < 33 * 7; ++i)
-            picture.pixels.push_back(static_cast<uint16_t>(test_randomRange(&random, 0, greatest)));
+        const program_picture picture = program_randomPicture(&random, 33, 7, greatest);
         program_writeFile(folder.file("in.pgm"), program_pgmOf(picture));
         ASSERT_EQ(copy("in.pgm", "out.png").exitStatus, 0);
-        EXPECT_EQ(readGreyPng(folder.file("out.png")), picture);
+        EXPECT_EQ(copy("out.png", "back.pgm").errors, "");
+        EXPECT_EQ(program_readPgm(folder.file("back.pgm")), picture);
     }
 }
 
@@ -226,7 +197,7 @@ TEST_F(ProgramFiles, BrokenFilesAreRefusedInPlainWords)
     flipped[png.find("IDAT") + 6] ^= 1;
     // A size of 2^31 - 1 in both directions with the checksum that belongs to it.
     const std::string header("IHDR\x7f\xff\xff\xff\x7f\xff\xff\xff\x08\0\0\0\0\x31\xa2\x54\xba", 21);
-    const broken_file files[] = {
+    const std::pair<const char*, std::string> files[] = {
         {"empty.png", ""},
         {"text.png", "P5 1 1 255\na"},
         {"signature.png", png.substr(0, 8)},
@@ -251,14 +222,14 @@ TEST_F(ProgramFiles, BrokenFilesAreRefusedInPlainWords)
         {"overflow.pgm", "P5 4294967296 4294967296 255\nabc"},
         {"colour.ppm", "P6 1 1 255\nab"},
     };
-    for (const broken_file& file : files) {
-        program_writeFile(folder.file(file.name), file.bytes);
-        const program_result result = copy(file.name, "out.png");
-        EXPECT_EQ(result.exitStatus, 1) << file.name << ": " << result.errors;
-        EXPECT_NE(result.errors.find(file.name), std::string::npos) << result.errors;
-        EXPECT_LT(result.peakMemory, 500 << 20) << file.name; // the largest promise is of 2^62 bytes
-        fs::remove(folder.file(file.name));
-        EXPECT_EQ(folder.listing(), "") << file.name;
+    for (const auto& [name, bytes] : files) {
+        program_writeFile(folder.file(name), bytes);
+        const program_result result = copy(name, "out.png");
+        EXPECT_EQ(result.exitStatus, 1) << name << ": " << result.errors;
+        EXPECT_NE(result.errors.find(name), std::string::npos) << result.errors;
+        EXPECT_LT(result.peakMemory, 500 << 20) << name; // the largest promise is of 2^62 bytes
+        fs::remove(folder.file(name));
+        EXPECT_EQ(folder.listing(), "") << name;
     }
 }
 
@@ -328,10 +299,7 @@ TEST_F(ProgramFiles, OutputTakesThePlaceOfTheOldFile)
 // A full disk, as a limit on the size of files shows it, for both formats, and a report that nobody takes.
 TEST_F(ProgramFiles, FailedWritesLeaveTheOldFile)
 {
-    program_picture picture = {100, 100, 255, {}};
-    for (int i = 0; i < 10000; ++i)
-        picture.pixels.push_back(static_cast<uint16_t>(test_randomRange(&random, 0, 255)));
-    program_writeFile(folder.file("in.pgm"), program_pgmOf(picture));
+    program_writeFile(folder.file("in.pgm"), program_pgmOf(program_randomPicture(&random, 100, 100, 255)));
     for (const char* name : {"out.png", "out.pgm"}) {
         program_writeFile(folder.file(name), "old");
         const std::string command =

@@ -1,6 +1,8 @@
 // Runs the built program as a user does, and looks at what it leaves behind.
 #pragma once
 
+#include "support/random.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <iosfwd>
@@ -63,6 +65,8 @@ struct program_picture {
 
     bool operator==(const program_picture&) const = default;
 };
+
+program_picture program_randomPicture(test_random* random, int width, int height, int greatest);
 
 // How a failed comparison shows it.
 void PrintTo(const program_picture& picture, std::ostream* stream);
