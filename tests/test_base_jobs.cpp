@@ -294,20 +294,36 @@ namespace
         pause();
 }
 
+// Whether `count` jobs meet, each on a thread of its own.
+bool jobsMeet(int count)
+{
+    std::latch meeting(count);
+    test_jobSet set;
+    set.add(count, [&meeting] {
+        meeting.arrive_and_wait();
+        return QSYS_OK;
+    });
+    return set.run() == QSYS_OK;
+}
+
+// Whether twenty jobs run, on whatever threads there are.
+bool twentyRun()
+{
+    std::atomic<int> ran = 0;
+    test_jobSet set;
+    set.add(20, [&ran] {
+        ++ran;
+        return QSYS_OK;
+    });
+    return set.run() == QSYS_OK && ran == 20;
+}
+
 // Uses the service when the program's own objects are destroyed.
 struct LateUser {
     bool armed = false;
     ~LateUser()
     {
-        if (!armed)
-            return;
-        std::atomic<int> ran = 0;
-        test_jobSet set;
-        set.add(20, [&ran] {
-            ++ran;
-            return QSYS_OK;
-        });
-        if (set.run() != QSYS_OK || ran != 20)
+        if (armed && !twentyRun())
             _exit(1);
     }
 } lateUser;
@@ -316,12 +332,7 @@ struct LateUser {
 {
     qsys_jobs_setThreadCount(3);
     lateUser.armed = true;
-    if (alsoBefore) {
-        test_jobSet set;
-        set.add(20, [] { return QSYS_OK; });
-        set.run();
-    }
-    std::exit(7);
+    std::exit(alsoBefore && !twentyRun() ? 1 : 7);
 }
 
 [[noreturn]] void exitWhileOthersDispatch()
@@ -349,24 +360,15 @@ struct LateUser {
 [[noreturn]] void forkBetweenDispatches()
 {
     qsys_jobs_setThreadCount(3);
-    const auto dispatch = [] {
-        std::latch meeting(3);
-        test_jobSet set;
-        set.add(3, [&meeting] {
-            meeting.arrive_and_wait();
-            return QSYS_OK;
-        });
-        return set.run() == QSYS_OK;
-    };
-    const bool before = dispatch();
+    const bool before = jobsMeet(3);
     const pid_t child = fork();
     if (child == 0) {
         alarm(60); // a child does not inherit the watchdog
-        std::exit(dispatch() ? 7 : 1);
+        std::exit(jobsMeet(3) ? 7 : 1);
     }
     int state = 0;
     waitpid(child, &state, 0);
-    std::exit(before && dispatch() && WIFEXITED(state) ? WEXITSTATUS(state) : 1);
+    std::exit(before && jobsMeet(3) && WIFEXITED(state) ? WEXITSTATUS(state) : 1);
 }
 
 class JobsDeathTest : public testing::Test
@@ -382,18 +384,14 @@ protected:
 
 } // namespace
 
-TEST_F(JobsDeathTest, TheProcessEndsFromAnywhere)
+TEST_F(JobsDeathTest, TheProcessEndsFromAnywhereAndLateDestructorsMayDispatch)
 {
     const auto ended = testing::ExitedWithCode(7);
     EXPECT_EXIT(exitFromAJob(true), ended, "");
     EXPECT_EXIT(exitFromAJob(false), ended, "");
     EXPECT_EXIT(exitWhileOthersDispatch(), ended, "");
-}
-
-TEST_F(JobsDeathTest, LateDestructorsMayDispatch)
-{
-    EXPECT_EXIT(useAtTheEnd(false), testing::ExitedWithCode(7), "");
-    EXPECT_EXIT(useAtTheEnd(true), testing::ExitedWithCode(7), "");
+    EXPECT_EXIT(useAtTheEnd(false), ended, "");
+    EXPECT_EXIT(useAtTheEnd(true), ended, "");
 }
 
 TEST_F(JobsDeathTest, AForkedChildWorksAndEnds)

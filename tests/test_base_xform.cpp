@@ -1,5 +1,6 @@
 // Transforms: values against functions composed in the test and life times.
 #include "support/faults.h"
+#include "support/images.h"
 #include "support/random.h"
 
 #include <qbase/xform.h>
@@ -8,9 +9,7 @@
 
 #include <cmath>
 #include <cstdint>
-#include <functional>
 #include <thread>
-#include <vector>
 
 namespace
 {
@@ -48,13 +47,6 @@ struct Handle : qmath_xformPtrhConst {
     Handle(const Handle&) = delete;
     Handle& operator=(const Handle&) = delete;
 };
-
-template <class Xform>
-bool same(const Xform& a, const Xform& b)
-{
-    return a.m00 == b.m00 && a.m01 == b.m01 && a.m10 == b.m10 && a.m11 == b.m11 && a.tx == b.tx &&
-           a.ty == b.ty;
-}
 
 qmath_point mapBy(const qmath_xformLinear& l, const qmath_point& p)
 {
@@ -195,7 +187,7 @@ TEST(BaseXform, FailuresOfFunctionsComeBackUnchanged)
     EXPECT_EQ(outside.y, 5);
     qmath_xformLinear l = shift;
     EXPECT_EQ(qmath_xformPtrhConst_getLinear(&handle, &outside, &l), QSYS_FAILURE(0x4321));
-    EXPECT_TRUE(same(l, shift));
+    EXPECT_EQ(l, shift);
 }
 
 TEST(BaseXform, SingularTransformsHaveNoInverse)
@@ -205,7 +197,7 @@ TEST(BaseXform, SingularTransformsHaveNoInverse)
     qmath_xformLinear out = singular;
     for (const qmath_xformLinear* bad : {&singular, &notANumber, &vast})
         EXPECT_EQ(qmath_xformLinear_getInverse(bad, &out), QMATH_E_SINGULAR);
-    EXPECT_TRUE(same(out, singular));
+    EXPECT_EQ(out, singular);
 
     test_allocator allocator;
     Handle handle;
@@ -222,7 +214,7 @@ TEST(BaseXform, SingularTransformsHaveNoInverse)
     const qsFXform flat = {1, 2, 2, 4, 0, 0};
     qsFXform inverse = flat;
     EXPECT_EQ(qsFXformInv(&flat, &inverse), QMATH_E_SINGULAR);
-    EXPECT_TRUE(same(inverse, flat));
+    EXPECT_EQ(inverse, flat);
 }
 
 // The chain from a smoothed image's pixels to its source's, in single precision and in place.

@@ -8,7 +8,6 @@
 
 #include <qip/half_resolution.h>
 
-#include <qbase/attention.h>
 #include <qbase/cpuinfo.h>
 
 #include <gtest/gtest.h>
@@ -144,29 +143,6 @@ void forEveryExport(const std::function<void(const oracle_gauss2Export& what)>& 
         body(what);
     }
 }
-
-// Answers one code at its n-th call and goes on at all others.
-struct oneAnswer {
-    int64_t at;
-    qsys_status code;
-    int64_t polls = 0;
-
-    oneAnswer(int64_t n, qsys_status answer) : at(n), code(answer)
-    {
-        qsys_attention_setHandler(
-            [](void* context) {
-                auto* const self = static_cast<oneAnswer*>(context);
-                return ++self->polls == self->at ? self->code : 0;
-            },
-            this);
-    }
-    ~oneAnswer()
-    {
-        qsys_attention_setHandler(nullptr, nullptr);
-    }
-    oneAnswer(const oneAnswer&) = delete;
-    oneAnswer& operator=(const oneAnswer&) = delete;
-};
 
 } // namespace
 
@@ -401,9 +377,9 @@ TEST(Gauss2Contract, AnAnswerOfTheFallbackClass)
             request made(what, {0, 0, 40, 130});
             const int64_t polls = oracle_gauss2Polls(what, 130, 2, 2);
             {
-                const oneAnswer handler(2, code);
+                const test_attention handler(2, code, true);
                 EXPECT_EQ(made.call(), QIP_OK);
-                EXPECT_EQ(handler.polls, 2 + polls);
+                EXPECT_EQ(handler.polls(), 2 + polls);
                 EXPECT_TRUE(test_samePixels(made.expected(2, 2).pixels, made.dst.pixels.view()));
             }
             {

@@ -6,7 +6,6 @@
 #include "support/images.h"
 #include "support/policy.h"
 
-#include <qbase/cpuinfo.h>
 #include <qip/smoothing.h>
 
 #include <gtest/gtest.h>
@@ -29,11 +28,9 @@ TEST(GaussContract, SourcesAndDestinationsWithoutPixels)
         dst16.pixelSize = dst.pixelSize == 0 ? 0 : 2;
         EXPECT_EQ(qip_gauss_smoothWindow8_16(&src, &dst16, &params), nullImage);
     };
-    qimg_windowConst unboundSource = {};
-    qimg_window unboundDestination = {};
-    expectNull(unboundSource, to);
-    expectNull(from, unboundDestination);
-    for (const int32_t size : {0, -1, std::numeric_limits<int32_t>::min()}) {
+    expectNull({}, to);
+    expectNull(from, {});
+    for (const int32_t size : {0, -1, std::numeric_limits<int32_t>::min()})
         for (const bool width : {true, false}) {
             // The same memory and overlaps are looked at later.
             qimg_windowConst source = qimg_window_asConst(&to);
@@ -43,9 +40,7 @@ TEST(GaussContract, SourcesAndDestinationsWithoutPixels)
             (width ? destination.width : destination.height) = size;
             expectNull(from, destination);
         }
-    }
-    test_image unbound;
-    test_image destination;
+    test_image unbound, destination;
     EXPECT_EQ(qip_gauss_smooth8_8(&unbound.record, &destination.record, &params), nullImage);
     EXPECT_EQ(qip_gauss_smooth8_16(&unbound.record, &destination.record, &params), nullImage);
     EXPECT_FALSE(destination.isBound());
@@ -56,23 +51,18 @@ TEST(GaussContract, PixelsOfTheOtherDepthAreRefused)
     const test_pixels pixels8({9, 9, 1});
     const test_pixels pixels16({9, 9, 2});
     const qip_gaussParams params = test_gaussParams(1, 1);
-    const auto source16 = test_windowConstOver(pixels16, 0, 0);
-    const auto source8 = test_windowConstOver(pixels8, 0, 0);
-    const auto to8 = test_windowOver(pixels8, 0, 0);
-    const auto to16 = test_windowOver(pixels16, 0, 0);
-    EXPECT_EQ(qip_gauss_smoothWindow8_8(&source16, &to8, &params), QIMG_E_PIXEL_SIZE);
-    EXPECT_EQ(qip_gauss_smoothWindow8_16(&source16, &to16, &params), QIMG_E_PIXEL_SIZE);
-    EXPECT_EQ(qip_gauss_smoothWindow8_8(&source8, &to16, &params), QIMG_E_PIXEL_SIZE);
-    EXPECT_EQ(qip_gauss_smoothWindow8_16(&source8, &to8, &params), QIMG_E_PIXEL_SIZE);
-    const test_image image8(pixels8, 0, 0);
-    const test_image image16(pixels16, 0, 0);
-    test_image bound8(pixels8, 0, 0);
-    test_image bound16(pixels16, 0, 0);
+    test_plane narrow(&pixels8, {0, 0, 9, 9});
+    test_plane wide(&pixels16, {0, 0, 9, 9});
     test_image unbound;
-    EXPECT_EQ(qip_gauss_smooth8_8(&image16.record, &unbound.record, &params), QIMG_E_PIXEL_SIZE);
-    EXPECT_EQ(qip_gauss_smooth8_16(&image16.record, &unbound.record, &params), QIMG_E_PIXEL_SIZE);
-    EXPECT_EQ(qip_gauss_smooth8_8(&image8.record, &bound16.record, &params), QIMG_E_PIXEL_SIZE);
-    EXPECT_EQ(qip_gauss_smooth8_16(&image8.record, &bound8.record, &params), QIMG_E_PIXEL_SIZE);
+    const auto expectRefused = [&](const test_plane& src, test_plane& dst, qimg_image* image, auto smooth,
+                                   auto smoothWindow) {
+        EXPECT_EQ(smooth(&src.image.record, image, &params), QIMG_E_PIXEL_SIZE);
+        EXPECT_EQ(smoothWindow(&src.windowConst, &dst.window, &params), QIMG_E_PIXEL_SIZE);
+    };
+    expectRefused(wide, narrow, &unbound.record, qip_gauss_smooth8_8, qip_gauss_smoothWindow8_8);
+    expectRefused(wide, wide, &unbound.record, qip_gauss_smooth8_16, qip_gauss_smoothWindow8_16);
+    expectRefused(narrow, wide, &wide.image.record, qip_gauss_smooth8_8, qip_gauss_smoothWindow8_8);
+    expectRefused(narrow, narrow, &narrow.image.record, qip_gauss_smooth8_16, qip_gauss_smoothWindow8_16);
     EXPECT_FALSE(unbound.isBound());
     EXPECT_TRUE(test_samePixels(test_grid(9, 9, 0x9999), pixels16.view()));
 }
@@ -83,12 +73,10 @@ TEST(GaussContract, OverlapOfSourceAndDestination)
     test_fillRandom(&pixels);
     const test_grid before(pixels.view());
     const qip_gaussParams params = test_gaussParams(1, 2);
-    struct place {
+    const struct {
         int32_t x, y, width, height;
         qip_status status;
-    };
-    const place source = {4, 2, 12, 12, 0};
-    const place destinations[] = {
+    } destinations[] = {
         {4, 2, 12, 12, QSYS_FAILURE(0x06a1)}, // the same
         {4, 2, 5, 3, QSYS_FAILURE(0x06a1)},   // the same first pixel
         {5, 2, 12, 12, QIP_E_PEL_OVERLAP},
@@ -97,31 +85,24 @@ TEST(GaussContract, OverlapOfSourceAndDestination)
         {16, 2, 12, 12, 0},                 // side by side
         {4, 14, 12, 5, 0},                  // below
     };
-    const auto at = [&](const place& p) {
-        return pixels.row(p.y) + p.x;
-    };
-    for (const place& place : destinations) {
-        const qstd_rect32 rect{source.x, source.y, source.width, source.height};
-        const qstd_rect32 rectTo{source.x, source.y, place.width, place.height};
-        qimg_windowConst from = {};
-        qimg_window to = {};
-        ASSERT_EQ(qimg_windowConst_initMemory(&from, 1, &rect, pixels.stride(), at(source)), 0);
-        ASSERT_EQ(qimg_window_initMemory(&to, 1, &rectTo, pixels.stride(), at(place)), 0);
-        test_image imageFrom;
-        test_image imageTo;
-        ASSERT_EQ(qimg_image_constructMemory(&imageFrom.record, 1, &rect, pixels.stride(), at(source),
+    for (const auto& place : destinations) {
+        const qstd_rect32 rect{4, 2, 12, 12};
+        const qstd_rect32 rectTo{4, 2, place.width, place.height};
+        test_image from, to;
+        qimg_windowConst windowFrom = {};
+        qimg_window windowTo = {};
+        ASSERT_EQ(qimg_image_constructMemory(&from.record, 1, &rect, pixels.stride(), pixels.row(2) + 4,
                                              nullptr, nullptr),
                   0);
-        ASSERT_EQ(qimg_image_constructMemory(&imageTo.record, 1, &rectTo, pixels.stride(), at(place),
-                                             nullptr, nullptr),
+        ASSERT_EQ(qimg_image_constructMemory(&to.record, 1, &rectTo, pixels.stride(),
+                                             pixels.row(place.y) + place.x, nullptr, nullptr),
                   0);
-        EXPECT_EQ(qip_gauss_smoothWindow8_8(&from, &to, &params), place.status) << place.x;
-        EXPECT_EQ(qip_gauss_smooth8_8(&imageFrom.record, &imageTo.record, &params), place.status)
-            << place.x;
+        ASSERT_EQ(qimg_windowConst_init(&windowFrom, &from.record), 0);
+        ASSERT_EQ(qimg_window_init(&windowTo, &to.record), 0);
+        EXPECT_EQ(qip_gauss_smoothWindow8_8(&windowFrom, &windowTo, &params), place.status) << place.x;
+        EXPECT_EQ(qip_gauss_smooth8_8(&from.record, &to.record, &params), place.status) << place.x;
         EXPECT_EQ(test_samePixels(before, pixels.view()), place.status < 0);
-        for (int32_t y = 0; y < 20; ++y)
-            for (int32_t x = 0; x < 40; ++x)
-                pixels.set(x, y, test_pixel(before.view(), x, y));
+        test_fill(&pixels, before);
     }
     EXPECT_TRUE(test_undamaged(pixels));
 }
@@ -134,17 +115,14 @@ TEST(GaussContract, NothingToComputeIsSuccess)
     const test_inhibition names("");
     const test_image source(narrow, 0, 0);
     const qip_gaussParams coarse = test_gaussParams(4, 1); // samples source column 1 first
-    {
-        test_image destination;
-        EXPECT_EQ(qip_gauss_smooth8_8(&source.record, &destination.record, &coarse), QIP_OK);
-        EXPECT_FALSE(destination.isBound());
-        EXPECT_EQ(qip_gauss_smooth8_16(&source.record, &destination.record, &coarse), QIP_OK);
-        EXPECT_FALSE(destination.isBound());
-        const qstd_rect32 none{3, 3, 0, 0};
-        test_image emptySource;
-        ASSERT_EQ(qimg_image8_assignNewRect(&emptySource.record, &none), 0);
-        EXPECT_EQ(qip_gauss_smooth8_8(&emptySource.record, &destination.record, &coarse), QIP_OK);
-        EXPECT_FALSE(destination.isBound());
+    const qstd_rect32 none{3, 3, 0, 0};
+    test_image unbound, emptySource;
+    ASSERT_EQ(qimg_image8_assignNewRect(&emptySource.record, &none), 0);
+    const qimg_image* const sources[] = {&source.record, &emptySource.record};
+    for (const qimg_image* const image : sources) {
+        EXPECT_EQ(qip_gauss_smooth8_8(image, &unbound.record, &coarse), QIP_OK);
+        EXPECT_EQ(qip_gauss_smooth8_16(image, &unbound.record, &coarse), QIP_OK);
+        EXPECT_FALSE(unbound.isBound());
     }
     EXPECT_TRUE(test_inhibition::asked().empty());
 
@@ -177,24 +155,20 @@ TEST(GaussContract, ProcessorsWithoutAnEngineTakeTheReferencePath)
     const auto from = test_windowConstOver(pixels, 0, 0);
     const qip_gaussParams params = test_gaussParams(1, 2);
     const test_grid expected = test_smoothed(pixels.view(), params, {0, 0, 50, 50}, 1);
-    struct processor {
-        int32_t processorClass;
-        uint32_t features;
-    };
-    for (const processor& p : {processor{2, 0xffffffff},
-                               {0, 0xffffffff},
-                               {-3, 0xffffffff},
-                               {1, 0},
-                               {5, 0},
-                               {1, QSYS_CPU_BIT_VECTOR256},
-                               {5, 0xfffffffe}}) {
-        const test_processor lowered(p.processorClass, p.features);
+    for (const auto& [processorClass, features] : {std::pair(2, 0xffffffffu),
+                                                   {0, 0xffffffffu},
+                                                   {-3, 0xffffffffu},
+                                                   {1, 0u},
+                                                   {5, 0u},
+                                                   {1, 0x800u},
+                                                   {5, 0xfffffffeu}}) {
+        const test_processor lowered(processorClass, features);
         const test_inhibition names("");
         const test_pixels written({50, 50, 1});
         const auto to = test_windowOver(written, 0, 0);
         EXPECT_EQ(qip_gauss_smoothWindow8_8(&from, &to, &params), QIP_OK);
         EXPECT_TRUE(test_samePixels(expected, written.view()))
-            << "class " << p.processorClass << ", features " << p.features;
+            << "class " << processorClass << ", features " << features;
         EXPECT_EQ(test_inhibition::asked(), std::vector<std::string>{"gauss"});
     }
 }
