@@ -16,7 +16,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <sstream>
 
 namespace
 {
@@ -46,23 +45,6 @@ struct request {
     int32_t passesX;
     int32_t passesY;
 };
-
-std::ostream& operator<<(std::ostream& out, const placed& made)
-{
-    if (!made.pixels)
-        return out << "none";
-    return out << "(" << made.rect.x << ", " << made.rect.y << ") " << made.rect.width << "x"
-               << made.rect.height;
-}
-
-std::string describe(const request& made)
-{
-    std::ostringstream out;
-    out << made.what->name << ", source " << made.src << ", mask " << made.srcMask << ", destination "
-        << made.dst << ", mask " << (made.wantsMask ? "" : "unwanted ") << made.dstMask << ", passes "
-        << made.passesX << ", " << made.passesY;
-    return out.str();
-}
 
 int64_t randomSize(test_random* random)
 {
@@ -316,7 +298,7 @@ TEST(Gauss2Values, EqualADirectConvolution)
             else if (test_chance(&random, 50))
                 name = test_pick(&random,
                                  oracle_gauss2Asked(test_pick(&random, oracle_gauss2Exports()), 3, 3));
-            SCOPED_TRACE(test_caseName(number) + ": " + describe(made) + ", level " + level +
+            SCOPED_TRACE(test_caseName(number) + ": " + made.what->name + ", level " + level +
                          ", inhibited " + (inhibits ? name : "nothing"));
             ASSERT_EQ(qsys_cpuinfo_limitLevel(level.c_str()), 0);
             const test_inhibition inhibition(inhibits ? name : "");

@@ -163,11 +163,7 @@ TEST(GaussGeometry, RectanglesOfAMaskedSmoothing)
                               test_randomInt(&random, 1, 25), test_randomInt(&random, 1, 25)};
         SCOPED_TRACE(test_caseName(trial));
         const qip_gaussParams params = test_gaussParams(request);
-        qstd_rect32 inside = {};
-        qstd_rect32 effective = {};
-        qstd_rect32 marginClipped = {};
-        qstd_rect32 margin = {};
-        qstd_rect32 needed = {};
+        qstd_rect32 inside, effective, marginClipped, margin, needed;
         ASSERT_EQ(gauss_setup(&src, &dst, &params, &inside, &effective, &marginClipped, &margin, &needed),
                   QIP_OK);
         const oracle_rect written = oracle_written(rectOf(src), request, rectOf(dst));
@@ -191,8 +187,7 @@ TEST(GaussGeometry, RectanglesOfAMaskedSmoothing)
         const int32_t rows = test_randomInt(&random, 1, effective.height);
         for (int32_t top = 0; top < effective.height; top += rows) {
             const qstd_rect32 band{effective.x, effective.y + top, effective.width, rows};
-            qstd_rect32 ofSource = {};
-            qstd_rect32 ofCopy = {};
+            qstd_rect32 ofSource, ofCopy;
             ASSERT_EQ(gauss_computeSrcRectsFromDstRect(&params, &inside, &margin, &band,
                                                        top * params.sampleY, &ofSource, &ofCopy),
                       QIP_OK);

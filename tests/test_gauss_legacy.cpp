@@ -203,31 +203,25 @@ TEST(GaussLegacy, FailuresOfTheProcessorService)
     test_fillRandom(&pixels);
     const qsVImage source = test_legacyOver(pixels, 0, 0);
     qsVImage destination = test_legacyOver(written, 0, 0);
-    qip_gaussParams smooth = test_gaussParams(1, 2);
+    const qip_gaussParams smooth = test_gaussParams(1, 2);
     const qsGaussParams params = legacyParams(test_gaussRequest(smooth), qsImageNull);
     const test_grid expected = test_smoothed(pixels.view(), smooth, {0, 0, 8, 8}, 1);
     const test_grid untouched(8, 8, test_canary);
-    const auto run = [&](qip_status failure) {
-        for (int32_t y = 0; y < 8; ++y)
-            for (int32_t x = 0; x < 8; ++x)
-                written.set(x, y, test_canary);
+    const auto expectRun = [&](int code, bool works) {
+        const qip_status failure = QSYS_FAILURE(code);
+        test_fill(&written, untouched);
         qsVImage* out = nullptr;
         qsys_cpuinfo_setFailure(failure);
-        const qip_status status = qip_gauss(&source, &destination, &params, nullptr, &out);
+        EXPECT_EQ(qip_gauss(&source, &destination, &params, nullptr, &out), works ? QIP_OK : failure);
         qsys_cpuinfo_setFailure(0);
-        return status;
+        EXPECT_TRUE(test_samePixels(works ? expected : untouched, written.view()));
     };
-    for (const int code : {0x0600, 0x0601, 0x061f}) {
-        EXPECT_EQ(run(QSYS_FAILURE(code)), QIP_OK);
-        EXPECT_TRUE(test_samePixels(expected, written.view()));
-    }
-    for (const int code : {0x0620, 0x05ff, 0xf600, 0x0101}) {
-        EXPECT_EQ(run(QSYS_FAILURE(code)), QSYS_FAILURE(code));
-        EXPECT_TRUE(test_samePixels(untouched, written.view()));
-    }
+    for (const int code : {0x0600, 0x0601, 0x061f})
+        expectRun(code, true);
+    for (const int code : {0x0620, 0x05ff, 0xf600, 0x0101})
+        expectRun(code, false);
     const test_inhibition reference("gauss");
-    EXPECT_EQ(run(QSYS_FAILURE(0x0101)), QIP_OK);
-    EXPECT_TRUE(test_samePixels(expected, written.view()));
+    expectRun(0x0101, true);
     EXPECT_EQ(test_inhibition::asked(), std::vector<std::string>{"gauss"});
 }
 
@@ -236,17 +230,17 @@ TEST(GaussLegacy, RecordsThatAskForNoWork)
     EXPECT_TRUE(qfGaussNullParams(qsGaussParamsNull()));
     EXPECT_EQ(qsGaussParamsNull(), qsGaussParamsNull());
     EXPECT_FALSE(qfGaussNullParams(nullptr));
-    const std::vector<std::function<void(qsGaussParams*)>> work = {
-        [](auto* p) { p->sampleX = 2; },       [](auto* p) { p->sampleY = 2; },
-        [](auto* p) { p->kernelSizeX = 1; },   [](auto* p) { p->kernelSizeY = 1; },
-        [](auto* p) { p->gain = 1.0000001F; }, [](auto* p) { p->prototype = qsUSImageNull; },
-    };
-    for (size_t i = 0; i < work.size(); ++i) {
-        qsGaussParams params = *qsGaussParamsNull();
-        work[i](&params);
-        EXPECT_FALSE(qfGaussNullParams(&params)) << i;
-    }
     qsGaussParams params = *qsGaussParamsNull();
+    const auto expectWork = [&params](auto* field, auto value) {
+        const auto before = std::exchange(*field, value);
+        EXPECT_FALSE(qfGaussNullParams(&params));
+        *field = before;
+    };
+    for (int32_t* const field :
+         {&params.sampleX, &params.sampleY, &params.kernelSizeX, &params.kernelSizeY})
+        expectWork(field, *field + 1);
+    expectWork(&params.gain, 1.0000001F);
+    expectWork(&params.prototype, qsUSImageNull);
     params.peakNormalize = params.keepFullRegion = params.round = 1;
     params.gain = std::numeric_limits<float>::quiet_NaN();
     EXPECT_TRUE(qfGaussNullParams(&params));
