@@ -8,7 +8,6 @@
 #include "support/faults.h"
 #include "support/oracle_gauss2.h"
 #include "support/policy.h"
-#include "support/random.h"
 
 #include <qbase/attention.h>
 #include <qbase/cpuinfo.h>

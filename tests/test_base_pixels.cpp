@@ -1,9 +1,7 @@
 // Copies and fills of windows, the overlap check against a map of bytes and against number theory, and the
 // older images.
-#include "support/compare.h"
 #include "support/faults.h"
 #include "support/images.h"
-#include "support/random.h"
 
 #include <qbase/legacy_image.h>
 #include <qbase/pixels.h>
@@ -13,7 +11,6 @@
 #include <bitset>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <numeric>
 
 namespace

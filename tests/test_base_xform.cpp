@@ -1,7 +1,6 @@
 // Transforms: values against functions composed in the test and life times.
 #include "support/faults.h"
 #include "support/images.h"
-#include "support/random.h"
 
 #include <qbase/xform.h>
 

@@ -1,5 +1,4 @@
 // When the smoothing asks the attention handler, and what a call that it ended leaves behind.
-#include "support/compare.h"
 #include "support/faults.h"
 #include "support/gauss_calls.h"
 #include "support/images.h"

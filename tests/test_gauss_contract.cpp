@@ -1,6 +1,5 @@
 // Sources and destinations of the four smoothing functions: which are refused and with which status, what
 // stays untouched, and which path serves the rest.
-#include "support/compare.h"
 #include "support/faults.h"
 #include "support/gauss_calls.h"
 #include "support/images.h"

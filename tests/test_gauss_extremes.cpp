@@ -1,10 +1,8 @@
 // No number is too large, too small or too strange for the smoothing functions.
-#include "support/compare.h"
 #include "support/faults.h"
 #include "support/gauss_calls.h"
 #include "support/images.h"
 #include "support/policy.h"
-#include "support/random.h"
 
 #include <qip/smoothing.h>
 

@@ -1,10 +1,8 @@
 // The geometry that the library exports: regions by trying positions one by one, the rectangles of a masked
 // smoothing by their definitions, the small checks, and the transform in double precision.
-#include "support/compare.h"
 #include "support/gauss_calls.h"
 #include "support/images.h"
 #include "support/nulls.h"
-#include "support/random.h"
 
 #include <qip/legacy.h>
 

@@ -1,11 +1,9 @@
 // The doors on older records: destinations given and created, regions asked for and reported, what is written, peak
 // normalisation, client coordinates and z-scale, and the choice of path.
-#include "support/compare.h"
 #include "support/gauss_calls.h"
 #include "support/images.h"
 #include "support/nulls.h"
 #include "support/policy.h"
-#include "support/random.h"
 
 #include <qbase/cpuinfo.h>
 #include <qip/legacy.h>

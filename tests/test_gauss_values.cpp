@@ -3,12 +3,9 @@
 // and the transforms that they leave on their destinations.
 //
 // These are the values of the reference path. Fast paths are inhibited: some are required to differ from it.
-#include "support/compare.h"
 #include "support/gauss_calls.h"
 #include "support/images.h"
-#include "support/oracle_gauss.h"
 #include "support/policy.h"
-#include "support/random.h"
 
 #include <qip/smoothing.h>
 
@@ -16,7 +13,6 @@
 
 #include <array>
 #include <cmath>
-#include <functional>
 #include <memory>
 
 namespace

@@ -6,8 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstring>
-#include <functional>
 
 #include <fcntl.h>
 #include <sys/stat.h>

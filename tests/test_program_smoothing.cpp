@@ -1,9 +1,7 @@
 // The program's pictures and numbers against the library called with the same choices.
-#include "support/compare.h"
 #include "support/images.h"
 #include "support/oracle_gauss2.h"
 #include "support/program.h"
-#include "support/random.h"
 
 #include <qip/smoothing.h>
 

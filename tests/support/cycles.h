@@ -3,7 +3,6 @@
 #pragma once
 
 #include <functional>
-#include <string>
 
 // What many calls took, each on its own, after a warm-up: the one in the middle, and one tenth from either end.
 struct test_cycles {

@@ -9,8 +9,6 @@
 
 #include <atomic>
 #include <functional>
-#include <string>
-#include <vector>
 
 // Everything that an operation may need: sources of both depths, plain and with a bent transform, a mask,
 // destinations unbound and bound, windows over them, handles and records for what comes out. All of it is

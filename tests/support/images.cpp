@@ -1,7 +1,5 @@
 #include "support/images.h"
 
-#include "support/random.h"
-
 #include <gtest/gtest.h>
 
 void test_image::lay(const test_pixels& pixels, int32_t x, int32_t y)
