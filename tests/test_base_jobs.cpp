@@ -99,7 +99,6 @@ TEST(Jobs, TheThreadCountHoldsFromTheNextDispatch)
             meeting.arrive_and_wait();
             if (std::this_thread::get_id() == caller)
                 callerWorked = true;
-            return QSYS_OK;
         });
         EXPECT_EQ(together.run(), QSYS_OK);
         EXPECT_TRUE(callerWorked);
@@ -176,7 +175,6 @@ TEST(Jobs, WhatWorkersInherit)
             EXPECT_EQ(std::fegetround(), mode);
             const bool isCaller = std::this_thread::get_id() == caller;
             EXPECT_EQ(qsys_attention_check(), isCaller ? QSYS_E_CANCELLED : QSYS_OK);
-            return QSYS_OK;
         });
         EXPECT_EQ(set.run(), QSYS_OK);
     }
@@ -286,7 +284,6 @@ namespace
         if ((std::this_thread::get_id() != caller) == onWorker && !leaving.exchange(true))
             std::exit(7);
         std::this_thread::sleep_for(5ms);
-        return QSYS_OK;
     });
     set.run();
     // When a worker ends the process, this thread has nothing left to do but to wait for the end.
@@ -299,10 +296,7 @@ bool jobsMeet(int count)
 {
     std::latch meeting(count);
     test_jobSet set;
-    set.add(count, [&meeting] {
-        meeting.arrive_and_wait();
-        return QSYS_OK;
-    });
+    set.add(count, [&meeting] { meeting.arrive_and_wait(); });
     return set.run() == QSYS_OK;
 }
 
@@ -311,10 +305,7 @@ bool twentyRun()
 {
     std::atomic<int> ran = 0;
     test_jobSet set;
-    set.add(20, [&ran] {
-        ++ran;
-        return QSYS_OK;
-    });
+    set.add(20, [&ran] { ++ran; });
     return set.run() == QSYS_OK && ran == 20;
 }
 
@@ -343,10 +334,7 @@ struct LateUser {
         std::thread([&started] {
             for (int round = 0;; ++round) {
                 test_jobSet set;
-                set.add(16, [] {
-                    std::this_thread::sleep_for(100us);
-                    return QSYS_OK;
-                });
+                set.add(16, [] { std::this_thread::sleep_for(100us); });
                 set.run();
                 if (round == 3)
                     started.count_down();

@@ -147,10 +147,7 @@ qsys_status runJobs(test_scene& s)
     test_jobSet set;
     qsys_status status = 0;
     for (int i = 0; i < 40 && status >= 0; ++i)
-        status = set.add([&s] {
-            ++s.counted;
-            return QSYS_OK;
-        });
+        status = set.add([&s] { ++s.counted; });
     return status < 0 ? status : set.run();
 }
 
