@@ -1,5 +1,5 @@
 // Rectangles and regions against sets of pixels, and at the ends of the 32-bit range.
-#include "support/random.h"
+#include "support/images.h"
 
 #include <qbase/rect.h>
 
@@ -7,11 +7,6 @@
 
 #include <bitset>
 #include <cstdint>
-
-static bool operator==(const qsIRegion& a, const qsIRegion& b)
-{
-    return a.x == b.x && a.y == b.y && a.width == b.width && a.height == b.height;
-}
 
 namespace
 {
@@ -119,16 +114,9 @@ TEST(BaseRect, WhatDoesNotFitIsRefused)
     const qsIRegion last = {INT32_MAX, INT32_MAX, 1, 1};
     EXPECT_TRUE(qsIRegionContains(&atEnd, &last));
     EXPECT_EQ(*qsIRegionIntersect(&atEnd, &last, &out), last);
-}
-
-TEST(BaseRect, MissingPointers)
-{
-    const qsIRegion region = {0, 0, 1, 1};
-    qsIRegion out;
-    qstd_rect32 rect = {0, 0, 1, 1};
-    EXPECT_EQ(qsIRegionErode(nullptr, &region, &out), nullptr);
-    EXPECT_EQ(qsIRegionIntersect(&region, &region, nullptr), nullptr);
-    EXPECT_FALSE(qsIRegionContains(nullptr, &region));
+    EXPECT_EQ(qsIRegionErode(nullptr, &last, &out), nullptr);
+    EXPECT_EQ(qsIRegionIntersect(&last, &last, nullptr), nullptr);
+    EXPECT_FALSE(qsIRegionContains(nullptr, &last));
     EXPECT_TRUE(qsIRegionIsNull(nullptr));
     EXPECT_EQ(qstd_rect32_init(nullptr, 0, 0, 1, 1), QSYS_E_ARGUMENT);
     EXPECT_EQ(qstd_rect32_intersect(&rect, nullptr), QSYS_E_ARGUMENT);

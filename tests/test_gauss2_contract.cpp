@@ -322,25 +322,6 @@ TEST(Gauss2Contract, PassCountsAtTheirEnds)
 
 // ---- polls ----
 
-TEST(Gauss2Contract, PollsComeEvery64Rows)
-{
-    forEveryExport([](const oracle_gauss2Export& what) {
-        for (const int32_t height : {2, 3, 64, 65, 66, 128, 129, 130, 193})
-            for (const int32_t passes : {2, 5}) {
-                request made(what, {0, 0, 40, height});
-                made.arguments.passesX = passes;
-                for (const char* inhibited : {"", "*"}) {
-                    const test_inhibition inhibition(inhibited);
-                    test_atEveryLevel([&](const std::string&) {
-                        const test_attention attention;
-                        EXPECT_EQ(made.call(), QIP_OK);
-                        EXPECT_EQ(attention.polls(), oracle_gauss2Polls(what, height, passes, 2)) << height;
-                    });
-                }
-            }
-    });
-}
-
 // A call that is ended has written the rows before the poll: half as many when rows are sampled, none when the
 // polls all come before the copy. The transform is not set.
 TEST(Gauss2Contract, EndedCalls)

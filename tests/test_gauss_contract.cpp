@@ -145,33 +145,6 @@ TEST(GaussContract, NothingToComputeIsSuccess)
     EXPECT_TRUE(test_samePixels(test_grid(6, 6, test_canary), narrow8.view()));
 }
 
-// Levels with engines of their own are held against the reference elsewhere; here, that a processor without a
-// usable engine takes the reference path, with its values, whatever else it reports.
-TEST(GaussContract, ProcessorsWithoutAnEngineTakeTheReferencePath)
-{
-    test_pixels pixels({50, 50, 1});
-    test_fillRandom(&pixels);
-    const auto from = test_windowConstOver(pixels, 0, 0);
-    const qip_gaussParams params = test_gaussParams(1, 2);
-    const test_grid expected = test_smoothed(pixels.view(), params, {0, 0, 50, 50}, 1);
-    for (const auto& [processorClass, features] : {std::pair(2, 0xffffffffu),
-                                                   {0, 0xffffffffu},
-                                                   {-3, 0xffffffffu},
-                                                   {1, 0u},
-                                                   {5, 0u},
-                                                   {1, 0x800u},
-                                                   {5, 0xfffffffeu}}) {
-        const test_processor lowered(processorClass, features);
-        const test_inhibition names("");
-        const test_pixels written({50, 50, 1});
-        const auto to = test_windowOver(written, 0, 0);
-        EXPECT_EQ(qip_gauss_smoothWindow8_8(&from, &to, &params), QIP_OK);
-        EXPECT_TRUE(test_samePixels(expected, written.view()))
-            << "class " << processorClass << ", features " << features;
-        EXPECT_EQ(test_inhibition::asked(), std::vector<std::string>{"gauss"});
-    }
-}
-
 TEST(GaussContract, ThreadsSmoothOneSourceAtOnce)
 {
     test_pixels pixels({60, 60, 1});
