@@ -46,11 +46,10 @@ const filter filters[] = {
     {"halfY", gauss2_halfY, {false, true, 1, 2}}, {"1x5", gauss2_full1x5, {false, true, 1, 1}},
 };
 
-// Requests that the masked filters of two directions leave to the plain ones.
-bool declines(const filter& filter, size_t pixelSize, int32_t height, bool masked, bool hasDstMask)
+// Masked requests of two directions that are left to the plain filters.
+bool declines(const filter& filter, size_t pixelSize, int32_t height, bool hasDstMask)
 {
-    const bool twoDirections = masked && filter.sums.alongX && filter.sums.alongY;
-    return twoDirections &&
+    return filter.sums.alongX && filter.sums.alongY &&
            (filter.sums.stepX == 2 ? !hasDstMask : pixelSize == 2 && (!hasDstMask || height < 5));
 }
 
@@ -103,38 +102,50 @@ oracle_gauss2Planes picture(test_random* random, int32_t width, int32_t height, 
 
 // ---- calls ----
 
-// One request on guarded memory, or without `random` on simple memory. Of a picture's planes it takes those that its kind has.
+// One filter on one picture, and what is expected of it. Of the picture's planes it takes those that its kind has.
 template <class Planes>
-struct call {
+struct request {
     using Pixel = typename gauss2_kind<Planes>::Pixel;
     static constexpr bool masked = gauss2_kind<Planes>::masked;
 
     const filter& what;
+    const oracle_gauss2Planes& source;
+    oracle_gauss2Planes values =
+        oracle_gauss2Apply(masked ? source : oracle_gauss2Planes{source.pixels, {}}, what.sums);
+
+    int64_t polls() const
+    {
+        return what.polls(source.pixels.height);
+    }
+};
+
+// One call of it on guarded memory, or without `random` on simple memory.
+template <class Planes>
+struct call {
+    using Pixel = typename gauss2_kind<Planes>::Pixel;
+
+    const request<Planes>& made;
     test_pixels src, mask, dst, dstMask;
     bool hasDstMask;
 
-    call(test_random* random, const filter& called, const oracle_gauss2Planes& source)
-        : what(called), src(layout(random, source, sizeof(Pixel), 1, 1)),
-          mask(layout(random, source, 1, 1, 1)),
-          dst(layout(random, source, sizeof(Pixel), called.sums.stepX, called.sums.stepY)),
-          dstMask(layout(random, source, 1, called.sums.stepX, called.sums.stepY)),
-          hasDstMask(!random || test_chance(random, 75))
+    call(test_random* random, const request<Planes>& called)
+        : made(called), src(layout(random, made.source.pixels, sizeof(Pixel))),
+          mask(layout(random, made.source.pixels, 1)),
+          dst(layout(random, made.values.pixels, sizeof(Pixel))),
+          dstMask(layout(random, made.values.pixels, 1)),
+          hasDstMask(made.masked && (!random || test_chance(random, 75)))
     {
-        test_fill(&src, source.pixels);
-        test_fill(&mask, *source.mask);
+        test_fill(&src, made.source.pixels);
+        test_fill(&mask, *made.source.mask);
     }
 
-    static test_layout layout(test_random* random, const oracle_gauss2Planes& source, size_t pixelSize,
-                              int stepX, int stepY)
+    static test_layout layout(test_random* random, const test_grid& grid, int32_t pixelSize)
     {
-        const int32_t width = source.pixels.width / stepX;
-        const int32_t height = source.pixels.height / stepY;
-        const auto size = static_cast<int32_t>(pixelSize);
-        return random ? test_randomLayout(random, width, height, size)
-                      : test_layout{width, height, size, test_fence::block, 0, 64};
+        return random ? test_randomLayout(random, grid.width, grid.height, pixelSize)
+                      : test_layout{grid.width, grid.height, pixelSize, test_fence::block, 0, 64};
     }
 
-    Planes planes() const
+    qip_status run(int64_t mostUnpolled = gauss2_mostUnpolled) const
     {
         const test_view view = src.view();
         const gauss2_planes<Pixel> pixels = {view.width,
@@ -143,36 +154,29 @@ struct call {
                                              view.stride,
                                              static_cast<Pixel*>(dst.first()),
                                              dst.stride()};
-        if constexpr (masked)
-            return {pixels, static_cast<const uint8_t*>(mask.first()), mask.stride(),
-                    hasDstMask ? static_cast<uint8_t*>(dstMask.first()) : nullptr,
-                    hasDstMask ? dstMask.stride() : 0};
+        if constexpr (request<Planes>::masked)
+            return gauss2_fast(made.what.which,
+                               Planes{pixels, static_cast<const uint8_t*>(mask.first()), mask.stride(),
+                                      hasDstMask ? static_cast<uint8_t*>(dstMask.first()) : nullptr,
+                                      dstMask.stride()},
+                               mostUnpolled);
         else
-            return pixels;
+            return gauss2_fast(made.what.which, pixels, mostUnpolled);
     }
 
-    qip_status run(int64_t mostUnpolled = gauss2_mostUnpolled) const
+    // Whether this answer says that the plain filter has to serve the request, as it may.
+    bool isDeclined(qip_status status) const
     {
-        return gauss2_fast(what.which, planes(), mostUnpolled);
-    }
-
-    bool mayDecline() const
-    {
-        return declines(what, sizeof(Pixel), src.view().height, masked, hasDstMask);
-    }
-
-    // What is expected of this kind of planes.
-    static oracle_gauss2Planes expected(const filter& called, const oracle_gauss2Planes& source)
-    {
-        return oracle_gauss2Apply(masked ? source : oracle_gauss2Planes{source.pixels, {}}, called.sums);
+        const test_grid& source = made.source.pixels;
+        return source.width < 3 || (status == QIP_E_FALLBACK && made.masked &&
+                                    declines(made.what, sizeof(Pixel), source.height, hasDstMask));
     }
 
     // The first rows are as expected, the others as nobody wrote them; nothing beside them is written.
-    void expectRows(const oracle_gauss2Planes& values, int64_t rows) const
+    void expectRows(int64_t rows) const
     {
-        expectRows(dst, values.pixels, rows);
-        expectRows(dstMask, masked && hasDstMask ? *values.mask : values.pixels,
-                   masked && hasDstMask ? rows : 0);
+        expectRows(dst, made.values.pixels, rows);
+        expectRows(dstMask, made.values.mask.value_or(made.values.pixels), hasDstMask ? rows : 0);
     }
 
     static void expectRows(const test_pixels& pixels, const test_grid& values, int64_t rows)
@@ -190,26 +194,25 @@ template <class Planes>
 void check(const filter& filter, const oracle_gauss2Planes& source, test_random* random,
            int64_t mostUnpolled = gauss2_mostUnpolled)
 {
-    const int32_t height = source.pixels.height;
-    SCOPED_TRACE(testing::Message() << filter.name << ", " << source.pixels.width << "x" << height
-                                    << ", unpolled " << mostUnpolled);
-    const oracle_gauss2Planes values = call<Planes>::expected(filter, source);
+    SCOPED_TRACE(testing::Message() << filter.name << ", " << source.pixels.width << "x"
+                                    << source.pixels.height << ", unpolled " << mostUnpolled);
+    const request<Planes> made = {filter, source};
     test_atEveryLevel([&](const std::string&) {
-        const call<Planes> made(random, filter, source);
+        const call<Planes> one(random, made);
         const test_attention attention;
         std::feclearexcept(FE_ALL_EXCEPT);
-        const qip_status status = made.run(mostUnpolled);
+        const qip_status status = one.run(mostUnpolled);
         EXPECT_EQ(std::fetestexcept(FE_INVALID | FE_DIVBYZERO), 0);
-        const bool declined = source.pixels.width < 3 || (made.mayDecline() && status == QIP_E_FALLBACK);
+        const bool declined = one.isDeclined(status);
         EXPECT_EQ(status, declined ? QIP_E_FALLBACK : QIP_OK);
-        EXPECT_EQ(attention.polls(), declined ? 0 : filter.polls(height));
-        made.expectRows(values, declined ? 0 : values.pixels.height);
+        EXPECT_EQ(attention.polls(), declined ? 0 : made.polls());
+        one.expectRows(declined ? 0 : made.values.pixels.height);
     });
 }
 
 template <class Planes>
 struct Gauss2Fast : testing::Test {
-    using Pixel = typename call<Planes>::Pixel;
+    using Pixel = typename gauss2_kind<Planes>::Pixel;
 
     // Every filter on a picture of its own.
     void checkAll(uint64_t number, int32_t width, int32_t height, int64_t pixelKind, int64_t maskKind)
@@ -307,18 +310,17 @@ TYPED_TEST(Gauss2Fast, StopsAtAPoll)
                              << each.name << ", height " << height << ", bound " << bound);
                 test_random random = test_randomFor(static_cast<uint64_t>(height));
                 const oracle_gauss2Planes source = this->noisy(&random, height);
-                const oracle_gauss2Planes values = call<TypeParam>::expected(each, source);
+                const request<TypeParam> made = {each, source};
                 test_atEveryLevel([&](const std::string&) {
-                    for (int64_t n = 1; n <= each.polls(height); ++n) {
-                        const call<TypeParam> made(&random, each, source);
+                    for (int64_t n = 1; n <= made.polls(); ++n) {
+                        const call<TypeParam> one(&random, made);
                         const test_attention attention(n);
-                        const qip_status status = made.run(bound);
-                        if (made.mayDecline() && status == QIP_E_FALLBACK)
+                        const qip_status status = one.run(bound);
+                        if (one.isDeclined(status))
                             continue;
                         EXPECT_EQ(status, QSYS_E_CANCELLED);
                         EXPECT_EQ(attention.polls(), n);
-                        made.expectRows(values,
-                                        each.pollsFirst() ? 0 : (n - 1) * rowsPerPoll / each.sums.stepY);
+                        one.expectRows(each.pollsFirst() ? 0 : (n - 1) * rowsPerPoll / each.sums.stepY);
                     }
                 });
             }
@@ -328,35 +330,33 @@ TYPED_TEST(Gauss2Fast, StopsAtAPoll)
 // handler spoils the rows that a call must be done with when it asks.
 TYPED_TEST(Gauss2Fast, PollsInTime)
 {
-    constexpr int32_t height = 400;
     for (const filter& each : filters)
         for (const int64_t unpolled : {1, 2, 5}) {
             SCOPED_TRACE(testing::Message() << each.name << ", unpolled " << unpolled);
             test_random random = test_randomFor(4000);
-            const oracle_gauss2Planes source = this->noisy(&random, height);
-            const oracle_gauss2Planes values = call<TypeParam>::expected(each, source);
+            const oracle_gauss2Planes source = this->noisy(&random, 400);
+            const request<TypeParam> made = {each, source};
             test_atEveryLevel([&](const std::string&) {
-                call<TypeParam> made(&random, each, source);
+                const call<TypeParam> one(&random, made);
                 int64_t polls = 0;
-                const std::function<void()> spoil = [&] {
-                    const int64_t together = each.pollsFirst() ? each.polls(height) - unpolled : height;
+                std::function<void()> spoil = [&] {
+                    const int64_t together = made.polls() - (each.pollsFirst() ? unpolled : 0);
                     for (int64_t y = 0; y < rowsPerPoll * std::min(polls, together) - 2; ++y)
-                        std::fill_n(made.src.row(y), source.pixels.width, static_cast<unsigned char>(0));
+                        std::fill_n(one.src.row(y), source.pixels.width, static_cast<unsigned char>(0));
                     ++polls;
                 };
                 qsys_attention_setHandler(
                     [](void* context) {
-                        (*static_cast<const std::function<void()>*>(context))();
-                        return qsys_status{0};
+                        return (*static_cast<std::function<void()>*>(context))(), QSYS_OK;
                     },
-                    const_cast<std::function<void()>*>(&spoil));
-                const qip_status status = made.run(unpolled * rowsPerPoll * source.pixels.width);
+                    &spoil);
+                const qip_status status = one.run(unpolled * rowsPerPoll * source.pixels.width);
                 qsys_attention_setHandler(nullptr, nullptr);
-                if (made.mayDecline() && status == QIP_E_FALLBACK)
+                if (one.isDeclined(status))
                     return;
                 EXPECT_EQ(status, QIP_OK);
-                EXPECT_EQ(polls, each.polls(height));
-                made.expectRows(values, values.pixels.height);
+                EXPECT_EQ(polls, made.polls());
+                one.expectRows(made.values.pixels.height);
             });
         }
 }
@@ -369,23 +369,22 @@ TYPED_TEST(Gauss2Fast, FailuresOfServicesComeBack)
     for (const filter& each : filters)
         for (const int64_t bound : bounds) {
             SCOPED_TRACE(testing::Message() << each.name << ", bound " << bound);
-            const oracle_gauss2Planes values = call<TypeParam>::expected(each, source);
-            call<TypeParam> made(&random, each, source);
-            made.hasDstMask = true;
+            const request<TypeParam> made = {each, source};
+            const call<TypeParam> one(nullptr, made);
             qsys_cpuinfo_setFailure(QSYS_E_RANGE);
-            EXPECT_EQ(made.run(bound), QSYS_E_RANGE);
+            EXPECT_EQ(one.run(bound), QSYS_E_RANGE);
             qsys_cpuinfo_setFailure(0);
             const int64_t before = test_allocator::liveBlocks();
             bool failed = true;
             for (int64_t n = 1; failed; ++n) {
-                made.expectRows(values, 0);
+                one.expectRows(0);
                 allocator.arm(n, false);
-                const qip_status status = made.run(bound);
+                const qip_status status = one.run(bound);
                 failed = allocator.disarm();
                 EXPECT_EQ(status, failed ? QSYS_E_MEMORY : QIP_OK);
                 EXPECT_EQ(test_allocator::liveBlocks(), before);
             }
-            made.expectRows(values, values.pixels.height);
+            one.expectRows(made.values.pixels.height);
         }
 }
 
@@ -400,18 +399,18 @@ void bench(const filter& filter)
 {
     constexpr int32_t width = 512; // with what is made of it in the second-level cache
     constexpr int32_t height = 128;
-    const char* const names[] = {"full", "empty", "dust", "noise"};
-    for (const maskKind mask : {full, dust, noise}) {
-        using Call = call<Planes>;
-        if (!Call::masked && mask != full)
+    using Pixel = typename gauss2_kind<Planes>::Pixel;
+    for (const auto& [mask, name] : {std::pair(full, "full"), {dust, "dust"}, {noise, "noise"}}) {
+        const bool masked = request<Planes>::masked;
+        if (!masked && mask != full)
             continue;
         test_random random = test_randomFor(0);
-        Call made(nullptr, filter,
-                  picture(&random, width, height, sizeof(typename Call::Pixel), anything, mask));
-        std::printf("%-6s %2zu %-6s", filter.name, 8 * sizeof(typename Call::Pixel),
-                    Call::masked ? names[mask] : "-");
+        const oracle_gauss2Planes source = picture(&random, width, height, sizeof(Pixel), anything, mask);
+        const request<Planes> made = {filter, source};
+        const call<Planes> one(nullptr, made);
+        std::printf("%-6s %2zu %-6s", filter.name, 8 * sizeof(Pixel), masked ? name : "-");
         test_atEveryLevel([&](const std::string& level) {
-            const test_cycles cycles = test_cyclesOf([&] { made.run(); });
+            const test_cycles cycles = test_cyclesOf([&] { one.run(); });
             constexpr double pixels = double{width} * height;
             std::printf("  %-5s %7.3f (%.3f to %.3f)", level.c_str(), cycles.median / pixels,
                         cycles.low / pixels, cycles.high / pixels);
