@@ -11,6 +11,7 @@
 
 #include <fstream>
 #include <set>
+#include <sstream>
 
 // One call in the terms of a scene `s`, under the function's name.
 #define CALL(function, ...)                                                                                \
@@ -62,21 +63,12 @@ std::vector<test_operation> halfResolution()
         for (const char* inhibited : {"", "*"}) {
             all.push_back({what.name, [&what, inhibited](test_scene& s) {
                                const bool wide = what.pixelSize == 2;
-                               oracle_gauss2Arguments arguments;
-                               arguments.src = wide ? &s.src16 : &s.bent8;
-                               arguments.srcMask = &s.mask;
-                               arguments.dst = wide ? &s.dst16 : &s.dst8;
-                               arguments.dstMask = &s.dstMask;
-                               arguments.srcWin = wide ? &s.srcWindow16 : &s.srcWindow8;
-                               arguments.srcMaskWin = &s.maskWindow;
-                               arguments.dstWin = wide ? &s.window16 : &s.window8;
-                               arguments.dstMaskWin = &s.windowMask;
-                               arguments.srcTransform = &s.linear;
-                               arguments.dstTransform = &s.linearOut;
-                               arguments.passesX = 6;
-                               arguments.passesY = 4;
                                const test_inhibition inhibition(inhibited);
-                               return what.call(arguments);
+                               return what.call({wide ? &s.src16 : &s.bent8, &s.mask,
+                                                 wide ? &s.dst16 : &s.dst8, &s.dstMask,
+                                                 wide ? &s.srcWindow16 : &s.srcWindow8, &s.maskWindow,
+                                                 wide ? &s.window16 : &s.window8, &s.windowMask, &s.linear,
+                                                 &s.linearOut, 6, 4});
                            }});
             // The image forms bind their destinations at first; passes take turns in the destination.
             all.back().mayChange = !what.windows || !what.sampled;
@@ -115,30 +107,13 @@ std::vector<test_operation> working()
 }
 
 // The functions that need no memory and ask no handler.
-const char* const takingNothing[] = {
-    "gauss_checkImageWindowMatch",
-    "gauss_checkWindowMatch",
-    "gauss_computeSampleStartOffset",
-    "gauss_computeSrcRectsFromDstRect",
-    "gauss_pelCopySampledWindow8",
-    "gauss_setup",
-    "qfGaussGetDstReg",
-    "qfGaussGetDummyReg",
-    "qfGaussNullParams",
-    "qip_filterMaskParams_compareEqual",
-    "qip_filterMaskParams_init",
-    "qip_filterMaskParams_validate",
-    "qip_gauss2GetDestRect",
-    "qip_gauss2NoSampleGetDestRect",
-    "qip_gauss2XGetDestRect",
-    "qip_gauss2YGetDestRect",
-    "qip_gaussParams_compareEqual",
-    "qip_gaussParams_init",
-    "qip_gaussParams_validate",
-    "qip_gaussParamsGetMaxSigma",
-    "qip_gaussParamsGetMaxSigma16",
-    "qsGaussParamsNull",
-};
+const char takingNothing[] =
+    "gauss_checkImageWindowMatch gauss_checkWindowMatch gauss_computeSampleStartOffset gauss_setup "
+    "gauss_computeSrcRectsFromDstRect gauss_pelCopySampledWindow8 qfGaussGetDstReg qfGaussGetDummyReg "
+    "qfGaussNullParams qip_filterMaskParams_compareEqual qip_filterMaskParams_init "
+    "qip_filterMaskParams_validate qip_gauss2GetDestRect qip_gauss2NoSampleGetDestRect "
+    "qip_gauss2XGetDestRect qip_gauss2YGetDestRect qip_gaussParams_compareEqual qip_gaussParams_init "
+    "qip_gaussParams_validate qip_gaussParamsGetMaxSigma qip_gaussParamsGetMaxSigma16 qsGaussParamsNull";
 
 // Forty jobs, from construction to the end: all of them run, or none.
 qsys_status runJobs(test_scene& s)
@@ -218,7 +193,10 @@ TEST(Faults, EveryAllocationOfTheServices)
 // No exported function is missing from the tables.
 TEST(Faults, EveryExportedFunctionIsTested)
 {
-    std::set<std::string> tested(std::begin(takingNothing), std::end(takingNothing));
+    std::istringstream names(takingNothing);
+    std::set<std::string> tested;
+    for (std::string name; names >> name;)
+        tested.insert(name);
     for (const test_operation& operation : working())
         tested.insert(operation.name);
     std::set<std::string> exported;

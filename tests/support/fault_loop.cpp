@@ -115,7 +115,6 @@ uint64_t test_scene::digest() const
         mixPixels(&hash, test_legacyView(made));
     }
     mix(&hash, &region, sizeof region);
-    mix(&hash, rects, sizeof rects);
     mix(&hash, &linearOut, sizeof linearOut);
     mixHandle(&hash, &out);
     mixHandle(&hash, &fresh);
@@ -147,42 +146,18 @@ void expectOutcome(const outcome& clean, qsys_status status, const test_scene& s
     EXPECT_EQ(scene.digest(), clean.digest) << "another result than without faults";
 }
 
-// One run with the n-th allocation failing. Returns whether there was one.
-bool failAllocation(const test_operation& operation, const outcome& clean, test_allocator* allocator,
-                    int64_t n, bool andAllLater)
+// One run; `call` answers whether it met a fault, which must come back as `expected`.
+template <class Call>
+bool runOnce(const test_operation& operation, const outcome& clean, qsys_status expected, bool mayChange,
+             const Call& call)
 {
-    SCOPED_TRACE("allocation " + std::to_string(n) + (andAllLater ? " and all later" : ""));
     test_scene scene;
     const uint64_t before = scene.digest();
-    allocator->arm(n, andAllLater);
-    const qsys_status status = operation.call(scene);
-    const bool fired = allocator->disarm();
-    if (!fired || (operation.mayRecover && status >= 0)) {
-        expectOutcome(clean, status, scene);
-        return fired;
-    }
-    EXPECT_EQ(status, QSYS_E_MEMORY);
-    if (!operation.mayChange) {
-        EXPECT_EQ(scene.digest(), before) << "changed by a call that failed";
-    }
-    expectOutcome(clean, operation.call(scene), scene);
-    return true;
-}
-
-// One run with the n-th poll answering `stopped`.
-bool failPoll(const test_operation& operation, const outcome& clean, int64_t n)
-{
-    SCOPED_TRACE("poll " + std::to_string(n));
-    test_scene scene;
     qsys_status status = 0;
-    bool fired = false;
-    {
-        const test_attention attention(n, stopped);
-        status = operation.call(scene);
-        fired = attention.polls() >= n;
-    }
+    const bool fired = call(scene, &status);
     if (fired) {
-        EXPECT_EQ(status, stopped);
+        EXPECT_EQ(status, expected);
+        EXPECT_TRUE(mayChange || scene.digest() == before) << "changed by a call that failed";
         status = operation.call(scene);
     }
     expectOutcome(clean, status, scene);
@@ -196,19 +171,22 @@ void test_failEveryAllocation(const test_operation& operation)
     SCOPED_TRACE(operation.name);
     const outcome clean = cleanRun(operation);
     test_allocator allocator;
-    for (const bool andAllLater : {false, true})
-        for (int64_t n = 1;; ++n) {
+    for (const bool andAllLater : {false, true}) {
+        bool fired = true;
+        for (int64_t n = 1; fired && !testing::Test::HasFailure(); ++n) {
+            SCOPED_TRACE("allocation " + std::to_string(n) + (andAllLater ? " and all later" : ""));
             ASSERT_LE(n, mostFaults);
             const int64_t before = test_allocator::liveBlocks();
-            const bool fired = failAllocation(operation, clean, &allocator, n, andAllLater);
-            EXPECT_EQ(test_allocator::liveBlocks(), before) << "blocks lost at allocation " << n;
-            if (!fired) {
-                EXPECT_TRUE(n > 1 || operation.mayTakeNone) << "takes no memory: nothing was tested";
-                break;
-            }
-            if (testing::Test::HasFailure())
-                return;
+            fired = runOnce(operation, clean, QSYS_E_MEMORY, operation.mayChange,
+                            [&](test_scene& scene, qsys_status* status) {
+                                allocator.arm(n, andAllLater);
+                                *status = operation.call(scene);
+                                return allocator.disarm();
+                            });
+            EXPECT_EQ(test_allocator::liveBlocks(), before) << "blocks lost";
+            EXPECT_TRUE(fired || n > 1 || operation.mayTakeNone) << "takes no memory: nothing was tested";
         }
+    }
 }
 
 void test_failEveryPoll(const test_operation& operation)
@@ -216,10 +194,16 @@ void test_failEveryPoll(const test_operation& operation)
     SCOPED_TRACE(operation.name);
     const outcome clean = cleanRun(operation);
     const test_allocator allocator;
-    const int64_t before = test_allocator::liveBlocks();
-    for (int64_t n = 1; failPoll(operation, clean, n) && !testing::Test::HasFailure(); ++n) {
+    bool fired = true;
+    for (int64_t n = 1; fired && !testing::Test::HasFailure(); ++n) {
+        SCOPED_TRACE("poll " + std::to_string(n));
         ASSERT_LE(n, mostFaults);
-        EXPECT_EQ(test_allocator::liveBlocks(), before) << "blocks lost at poll " << n;
+        const int64_t before = test_allocator::liveBlocks();
+        fired = runOnce(operation, clean, stopped, true, [&](test_scene& scene, qsys_status* status) {
+            const test_attention attention(n, stopped);
+            *status = operation.call(scene);
+            return attention.polls() >= n;
+        });
+        EXPECT_EQ(test_allocator::liveBlocks(), before) << "blocks lost";
     }
-    EXPECT_EQ(test_allocator::liveBlocks(), before);
 }

@@ -48,7 +48,6 @@ public:
     qsVImage* made = nullptr;
     qsGaussParams legacyParams;
     qsIRegion region = {5, 6, 20, 30};
-    qstd_rect32 rects[5] = {};
     qmath_xformLinear linear;
     qmath_xformLinear linearOut = {};
     qmath_xformPtrhConst handle = {}; // linear
@@ -69,14 +68,13 @@ private:
 struct test_operation {
     const char* name;
     std::function<qsys_status(test_scene& scene)> call;
-    bool mayRecover = false;  // a failed allocation may also lead to full success
     bool mayTakeNone = false; // there may be no allocation to fail
     bool mayChange = false;   // a failure may leave something changed
 };
 
-// Fails every allocation in turn, alone and with all later ones. Expects QSYS_E_MEMORY, no block lost, and
-// that the same call then works on the same scene and gives the result of a call that met no fault.
+// Fails every allocation in turn, alone and with all later ones. Expects QSYS_E_MEMORY, nothing changed, no block
+// lost, and that the same call then works on the same scene and gives the result of a call that met no fault.
 void test_failEveryAllocation(const test_operation& operation);
 
-// The same with the attention handler's answers, which must come back as they stand.
+// The same with the attention handler's answers, which must come back as they stand; rows may be written.
 void test_failEveryPoll(const test_operation& operation);
