@@ -7,6 +7,7 @@
 #include "support/cycles.h"
 #include "support/faults.h"
 #include "support/oracle_gauss2.h"
+#include "support/pictures.h"
 #include "support/policy.h"
 
 #include <qbase/attention.h>
@@ -55,49 +56,11 @@ bool declines(const filter& filter, size_t pixelSize, int32_t height, bool hasDs
 
 // ---- pictures ----
 
-enum maskKind { full, empty, dust, noise, binary, faint, patches, maskKinds };
-enum pixelKind { brightest, checkers, extremes, anything, pixelKinds };
-
-uint16_t maskValue(test_random* random, int64_t kind)
-{
-    switch (kind) {
-    case dust: // one pixel in 500 masked out alone
-        return test_randomInt(random, 0, 499) ? 255 : 0;
-    case noise:
-        return static_cast<uint16_t>(test_randomInt(random, 0, 255));
-    case binary:
-        return test_chance(random, 50) ? 255 : 0;
-    case faint: // weights whose share rounds to 0
-        return test_randomInt(random, 0, 15) ? 0 : 1;
-    default:
-        return kind == full ? 255 : 0;
-    }
-}
-
-oracle_gauss2Planes picture(test_random* random, int32_t width, int32_t height, size_t pixelSize,
+oracle_gauss2Planes picture(test_random* random, int32_t width, int32_t height, int32_t pixelSize,
                             int64_t pixelKind, int64_t maskKind)
 {
-    const uint16_t most = pixelSize == 1 ? 255 : 65535;
-    oracle_gauss2Planes made = {test_grid(width, height, most), test_grid(width, height)};
-    for (int32_t y = 0; y < height; ++y)
-        for (int32_t x = 0; x < width; ++x) {
-            const bool isBlack = pixelKind == checkers ? (x ^ y) & 1 : test_chance(random, 50);
-            if (pixelKind == anything)
-                made.pixels.at(x, y) = static_cast<uint16_t>(test_randomBits(random)) & most;
-            else if (pixelKind != brightest && isBlack)
-                made.pixels.at(x, y) = 0;
-            made.mask->at(x, y) = maskValue(random, maskKind);
-        }
-    // Masks that are alike over areas larger than a vector and change within one, both ways.
-    for (int patch = 0; maskKind == patches && patch < 6; ++patch) {
-        const int64_t right = test_randomRange(random, 1, width);
-        const int64_t bottom = test_randomRange(random, 1, height);
-        const auto value = static_cast<uint16_t>(std::clamp(test_randomInt(random, -200, 455), 0, 255));
-        for (int64_t y = test_randomRange(random, 0, bottom - 1); y < bottom; ++y)
-            for (int64_t x = test_randomRange(random, 0, right - 1) / 2; x < right; ++x)
-                made.mask->at(x, y) = value;
-    }
-    return made;
+    return {test_randomPixels(random, width, height, pixelSize, pixelKind),
+            test_randomMask(random, width, height, maskKind)};
 }
 
 // ---- calls ----
@@ -230,7 +193,7 @@ struct Gauss2Fast : testing::Test {
     // A picture that tells its rows apart.
     static oracle_gauss2Planes noisy(test_random* random, int32_t height)
     {
-        return picture(random, 90, height, sizeof(Pixel), anything, noise);
+        return picture(random, 90, height, sizeof(Pixel), test_anything, test_noise);
     }
 };
 
@@ -248,7 +211,8 @@ TYPED_TEST(Gauss2Fast, EverySmallSize)
     for (int32_t width = 1; width <= 140 && !this->HasFailure(); ++width)
         for (const int32_t height : {1 + width % 4, 5 + width % 8}) {
             ++number;
-            this->checkAll(number, width, height, anything, static_cast<int64_t>(number % maskKinds));
+            this->checkAll(number, width, height, test_anything,
+                           static_cast<int64_t>(number % test_maskKinds));
         }
 }
 
@@ -258,8 +222,8 @@ TYPED_TEST(Gauss2Fast, RandomSizes)
         test_random random = test_randomFor(number);
         const int32_t width = test_randomInt(&random, 1, 400);
         const int32_t height = test_randomInt(&random, 1, 150);
-        this->checkAll(number, width, height, test_randomInt(&random, 0, pixelKinds - 1),
-                       number % 2 ? int64_t{patches} : test_randomInt(&random, 0, maskKinds - 1));
+        this->checkAll(number, width, height, test_randomInt(&random, 0, test_pixelKinds - 1),
+                       number % 2 ? int64_t{test_patches} : test_randomInt(&random, 0, test_maskKinds - 1));
     }
 }
 
@@ -267,10 +231,10 @@ TYPED_TEST(Gauss2Fast, RandomSizes)
 TYPED_TEST(Gauss2Fast, ExtremesAndEveryHeight)
 {
     for (int32_t height = 1; height <= 140 && !this->HasFailure(); height += height == 20 ? 41 : 1)
-        for (const pixelKind kind : {brightest, checkers}) {
+        for (const test_pixelKind kind : {test_brightest, test_checkers}) {
             const int32_t width = 3 + height * 37 % 98;
             this->checkAll(static_cast<uint64_t>(2000 + height), width, height, kind,
-                           height % 3 ? full : dust);
+                           height % 3 ? test_full : test_dust);
         }
 }
 
@@ -295,7 +259,7 @@ TYPED_TEST(Gauss2Fast, EveryRoundingDirection)
     for (const int direction : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
         std::fesetround(direction);
         for (uint64_t number = 3000; number < 3006; ++number)
-            this->checkAll(number, 90, 40, anything, number % 2 ? noise : faint);
+            this->checkAll(number, 90, 40, test_anything, number % 2 ? test_noise : test_faint);
     }
     std::fesetround(before);
 }
@@ -400,12 +364,14 @@ void bench(const filter& filter)
     constexpr int32_t width = 512; // with what is made of it in the second-level cache
     constexpr int32_t height = 128;
     using Pixel = typename gauss2_kind<Planes>::Pixel;
-    for (const auto& [mask, name] : {std::pair(full, "full"), {dust, "dust"}, {noise, "noise"}}) {
+    for (const auto& [mask, name] :
+         {std::pair(test_full, "full"), {test_dust, "dust"}, {test_noise, "noise"}}) {
         const bool masked = request<Planes>::masked;
-        if (!masked && mask != full)
+        if (!masked && mask != test_full)
             continue;
         test_random random = test_randomFor(0);
-        const oracle_gauss2Planes source = picture(&random, width, height, sizeof(Pixel), anything, mask);
+        const oracle_gauss2Planes source =
+            picture(&random, width, height, sizeof(Pixel), test_anything, mask);
         const request<Planes> made = {filter, source};
         const call<Planes> one(nullptr, made);
         std::printf("%-6s %2zu %-6s", filter.name, 8 * sizeof(Pixel), masked ? name : "-");

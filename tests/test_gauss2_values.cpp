@@ -4,6 +4,7 @@
 #include "support/faults.h"
 #include "support/images.h"
 #include "support/oracle_gauss2.h"
+#include "support/pictures.h"
 #include "support/policy.h"
 
 #include <qip/status.h>
@@ -59,31 +60,6 @@ void place(test_random* random, const oracle_rect& rect, int32_t pixelSize, plac
         std::make_unique<test_pixels>(test_randomLayout(random, rect.width, rect.height, pixelSize));
 }
 
-// Noise, or what drives the sums to their ends: all bright, bright and dark columns, one level.
-void fillPixels(test_random* random, const placed& made)
-{
-    const auto kind = test_randomRange(random, 0, 5);
-    const auto level = static_cast<uint32_t>(test_randomBits(random) >> 48);
-    test_fill(made.pixels.get(), [&](int32_t x, int32_t) {
-        const auto noise = static_cast<uint32_t>(test_randomBits(random) >> 40);
-        const uint32_t columns = x / 2 % 2 ? 0xffff : 0;
-        return kind == 0 ? 0xffff : kind == 1 ? columns : kind == 2 ? level : noise;
-    });
-}
-
-// Noise, all present, all absent, present here and there, and weights so small that their share rounds to 0.
-void fillMask(test_random* random, const placed& made)
-{
-    const auto kind = test_randomRange(random, 0, 6);
-    test_fill(made.pixels.get(), [&](int32_t, int32_t) {
-        const auto noise = static_cast<uint32_t>(test_randomBits(random) >> 40);
-        const uint32_t sparse = noise % 8 == 0 ? noise >> 8 : 0;
-        const uint32_t faint = noise % 16 == 0;
-        const uint32_t values[] = {noise, 255, 0, sparse, faint, noise % 2 * 255, noise};
-        return values[kind];
-    });
-}
-
 // D itself, a part of it, beyond it, sometimes beside it. Parts of an odd source begin inside it more often
 // than not, so that few requests are refused.
 oracle_rect randomDestination(test_random* random, const oracle_gauss2Export& what,
@@ -135,13 +111,13 @@ request randomRequest(test_random* random)
     made.passesX = simple ? 2 * test_randomInt(random, 0, 1) : test_randomInt(random, -3, 7);
     made.passesY = simple ? 2 * test_randomInt(random, 0, 1) : test_randomInt(random, -3, 7);
     place(random, randomSource(random), what.pixelSize, &made.src);
-    fillPixels(random, made.src);
+    test_fillAnyPixels(random, made.src.pixels.get());
     if (what.windows || test_chance(random, 60))
         place(random, randomDestination(random, what, made.src.rect), what.pixelSize, &made.dst);
     if (!what.masked)
         return made;
     place(random, grown(random, made.src.rect), 1, &made.srcMask);
-    fillMask(random, made.srcMask);
+    test_fillAnyMask(random, made.srcMask.pixels.get());
     made.wantsMask = test_chance(random, 70);
     const oracle_rect& written =
         made.dst.pixels ? made.dst.rect : oracle_gauss2PlanOf(what, made.src.rect, {}).full;

@@ -5,6 +5,7 @@
 // These are the values of the reference path. Fast paths are inhibited: some are required to differ from it.
 #include "support/gauss_calls.h"
 #include "support/images.h"
+#include "support/pictures.h"
 #include "support/policy.h"
 
 #include <qip/smoothing.h>
@@ -44,19 +45,6 @@ float randomGain(test_random* random)
     default:
         return static_cast<float>(test_randomRange(random, 1, 1000000)) / 2777.0F;
     }
-}
-
-void randomPixels(test_random* random, test_pixels* pixels)
-{
-    const auto kind = test_randomRange(random, 0, 5);
-    const auto level = static_cast<uint32_t>(test_randomRange(random, 0, 255));
-    test_fill(pixels, [&](int32_t x, int32_t y) {
-        if (kind == 0)
-            return 255U;
-        if (kind == 1)
-            return (x + y) % 2 ? 255U : 0U;
-        return kind == 2 ? level : static_cast<uint32_t>(test_randomBits(random) >> 40);
-    });
 }
 
 // One request with its memory. Destinations of image forms may start unbound; then there are no pixels.
@@ -110,7 +98,7 @@ smoothing randomSmoothing(test_random* random)
                    randomSize(random), randomSize(random)};
     made.sourcePixels =
         std::make_unique<test_pixels>(test_randomLayout(random, made.source.width, made.source.height, 1));
-    randomPixels(random, made.sourcePixels.get());
+    test_fillAnyPixels(random, made.sourcePixels.get());
     if (test_chance(random, 20))
         makeTies(random, &made);
     if (made.windows || test_chance(random, 60)) {
