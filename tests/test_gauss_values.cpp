@@ -28,23 +28,12 @@ int32_t randomSize(test_random* random)
     return test_randomInt(random, 1, test_chance(random, 20) ? 80 : 32);
 }
 
-int64_t randomKernel(test_random* random)
-{
-    return test_randomRange(random, 0, test_pick(random, std::array{0, 3, 3, 15, 63}));
-}
-
 float randomGain(test_random* random)
 {
-    switch (test_randomRange(random, 0, 3)) {
-    case 0:
-        return 1.0F;
-    case 1:
-        return std::ldexp(1.0F, test_randomInt(random, -3, 5));
-    case 2:
-        return static_cast<float>(test_randomRange(random, 1, 400)) / 100.0F;
-    default:
-        return static_cast<float>(test_randomRange(random, 1, 1000000)) / 2777.0F;
-    }
+    const float gains[] = {1.0F, std::ldexp(1.0F, test_randomInt(random, -3, 5)),
+                           static_cast<float>(test_randomInt(random, 1, 400)) / 100.0F,
+                           static_cast<float>(test_randomInt(random, 1, 1000000)) / 2777.0F};
+    return test_pick(random, gains);
 }
 
 // One request with its memory. Destinations of image forms may start unbound; then there are no pixels.
@@ -87,8 +76,8 @@ smoothing randomSmoothing(test_random* random)
     smoothing made;
     made.request.sampleX = test_chance(random, 50) ? 1 : test_randomRange(random, 1, 9);
     made.request.sampleY = test_chance(random, 50) ? 1 : test_randomRange(random, 1, 9);
-    made.request.kernelX = randomKernel(random);
-    made.request.kernelY = randomKernel(random);
+    for (int64_t* const kernel : {&made.request.kernelX, &made.request.kernelY})
+        *kernel = test_randomRange(random, 0, test_pick(random, std::array{0, 3, 3, 15, 63}));
     made.request.round = test_chance(random, 50);
     made.request.gain = randomGain(random);
     made.pixelSize = test_chance(random, 50) ? 1 : 2;
@@ -109,53 +98,6 @@ smoothing randomSmoothing(test_random* random)
     return made;
 }
 
-// A random map with a determinant well away from zero.
-qmath_xformLinear randomLinear(test_random* random)
-{
-    const auto number = [&](int64_t low, int64_t high) {
-        return static_cast<double>(test_randomRange(random, low, high)) / 16.0;
-    };
-    return {number(8, 32), number(-6, 6),     number(-6, 6),
-            number(8, 32), number(-999, 999), number(-999, 999)};
-}
-
-// A client-to-image transform: nothing, linear, non-linear, both.
-void setRandomTransform(test_random* random, qimg_image* image)
-{
-    const qmath_xformLinear linear = randomLinear(random);
-    qmath_xformPtrhConst handle = {};
-    switch (test_randomRange(random, 0, 3)) {
-    case 0:
-        return;
-    case 1:
-        EXPECT_EQ(qimg_image_setLinearImageFromClientXform(image, &linear), 0);
-        return;
-    default:
-        EXPECT_EQ(test_constructBent(&handle), 0);
-        if (test_chance(random, 50)) {
-            EXPECT_EQ(qmath_xformPtrhConst_assignComposePtrhLinear(&handle, &handle, &linear), 0);
-        }
-        EXPECT_EQ(qimg_image_setImageFromClientXform(image, &handle), 0);
-        qmath_xformPtrhConst_destruct(&handle);
-    }
-}
-
-// A destination pixel's centre is, in client coordinates, the centre of the source pixels that it was computed
-// from, whatever the source's transform. Coordinates are below about 1000, where single precision keeps a few 1e-4
-// through the composition.
-void expectCentres(const smoothing& made, const qimg_image* source, const qimg_image* destination,
-                   const oracle_rect& rect)
-{
-    for (const int64_t x : {rect.x, rect.x + rect.width - 1})
-        for (const int64_t y : {rect.y, rect.y + rect.height - 1}) {
-            const qmath_point point = test_throughClient(
-                source, destination, oracle_supportCentre(x, made.request.sampleX, made.request.kernelX),
-                oracle_supportCentre(y, made.request.sampleY, made.request.kernelY));
-            EXPECT_NEAR(point.x, static_cast<double>(x) + 0.5, 2e-3);
-            EXPECT_NEAR(point.y, static_cast<double>(y) + 0.5, 2e-3);
-        }
-}
-
 void run(const smoothing& made, test_random* random)
 {
     const oracle_rect all = oracle_destination(made.source, made.request);
@@ -167,7 +109,7 @@ void run(const smoothing& made, test_random* random)
         const auto smooth = wide ? qip_gauss_smoothWindow8_16 : qip_gauss_smoothWindow8_8;
         EXPECT_EQ(smooth(&source.windowConst, &destination.window, &params), QIP_OK);
     } else {
-        setRandomTransform(random, &source.image.record);
+        test_setRandomTransform(random, &source.image.record);
         const auto smooth = wide ? qip_gauss_smooth8_16 : qip_gauss_smooth8_8;
         EXPECT_EQ(smooth(&source.image.record, &destination.image.record, &params), QIP_OK);
     }
@@ -183,7 +125,8 @@ void run(const smoothing& made, test_random* random)
         view, rect, wasBound ? wide ? test_canary * 257 : test_canary : 0,
         oracle_smooth(made.sourcePixels->view(), made.source.x, made.source.y, made.request, written));
     if (!made.windows && !written.isNull() && std::max(std::abs(rect.x), std::abs(rect.y)) < 150)
-        expectCentres(made, &source.image.record, &destination.image.record, written);
+        // Coordinates are below about 1000, where single precision keeps a few 1e-4 through the composition.
+        test_expectCentres(&source.image.record, &destination.image.record, made.request, written, 2e-3);
     if (wasBound) {
         EXPECT_TRUE(test_undamaged(*made.destinationPixels));
     }

@@ -88,6 +88,24 @@ qsys_status test_constructBent(qmath_xformPtrhConst* handle)
     return qmath_xformPtrhConst_constructFunctions(handle, bend, straighten, nullptr, nullptr);
 }
 
+void test_setRandomTransform(test_random* random, qimg_image* image)
+{
+    const auto number = [&](int64_t low, int64_t high) {
+        return static_cast<double>(test_randomRange(random, low, high)) / 16.0;
+    };
+    const qmath_xformLinear linear = {number(8, 32), number(-6, 6),     number(-6, 6),
+                                      number(8, 32), number(-999, 999), number(-999, 999)};
+    qmath_xformPtrhConst handle = {};
+    if (test_chance(random, 50)) {
+        EXPECT_EQ(test_constructBent(&handle), 0);
+    }
+    if (test_chance(random, 50)) {
+        EXPECT_EQ(qmath_xformPtrhConst_assignComposePtrhLinear(&handle, &handle, &linear), 0);
+    }
+    EXPECT_EQ(qimg_image_setImageFromClientXform(image, &handle), 0);
+    qmath_xformPtrhConst_destruct(&handle);
+}
+
 void test_fillRandom(test_pixels* pixels, uint64_t caseNumber)
 {
     test_random random = test_randomFor(caseNumber);

@@ -82,3 +82,6 @@ qmath_xformLinear test_clientFromImage(const qimg_image* image);
 
 // A transform that is not linear: (x + y * y / 1000, y).
 qsys_status test_constructBent(qmath_xformPtrhConst* handle);
+
+// Gives an image a client-to-image transform: nothing, linear with a determinant well away from zero, not linear.
+void test_setRandomTransform(test_random* random, qimg_image* image);
