@@ -22,26 +22,19 @@ namespace
 constexpr qmath_xformLinear srcTransform = {2.0, 0.0, 0.0, 4.0, 10.0, 20.0};
 constexpr qmath_xformLinear untouched = {7.0, 0.0, 0.0, 7.0, 7.0, 7.0};
 
-// Pixels with noise, under an image and a window.
-struct plane {
+struct memory {
     test_pixels pixels;
-    test_image image;
-    qimg_window window;
-    qimg_windowConst windowConst;
+};
 
+// Pixels with noise, or canaries for seed 0, under an image and a window.
+struct plane : memory, test_plane {
     plane(const oracle_rect& rect, int32_t pixelSize, uint64_t seed)
-        : pixels({static_cast<int32_t>(rect.width), static_cast<int32_t>(rect.height), pixelSize}),
-          image(pixels, static_cast<int32_t>(rect.x), static_cast<int32_t>(rect.y)),
-          window(test_windowOver(pixels, static_cast<int32_t>(rect.x), static_cast<int32_t>(rect.y))),
-          windowConst(qimg_window_asConst(&window))
+        : memory{test_pixels(
+              {static_cast<int32_t>(rect.width), static_cast<int32_t>(rect.height), pixelSize})},
+          test_plane(&pixels, rect)
     {
         if (seed)
             test_fillRandom(&pixels, seed);
-    }
-
-    test_grid grid() const
-    {
-        return test_grid(pixels.view());
     }
 };
 
@@ -129,9 +122,9 @@ struct request {
 
     oracle_gauss2Planes expected(int32_t passesX, int32_t passesY) const
     {
-        oracle_gauss2Planes used = {src.grid(), {}};
+        oracle_gauss2Planes used = {test_grid(src.pixels.view()), {}};
         if (what.masked)
-            used.mask = srcMask.grid();
+            used.mask = test_grid(srcMask.pixels.view());
         return *oracle_gauss2Smooth(what, used, passesX, passesY);
     }
 };
