@@ -1,5 +1,5 @@
-// Which engine runs on which processor, and what becomes of its answer. The engines are stand-ins that record
-// that they were called.
+// Which engine runs on which processor, and what becomes of its answer. The engines are stand-ins that
+// record that they were called.
 #include "frame/fast_path.h"
 #include "frame/level.h"
 #include "unmasked/dispatch.h"

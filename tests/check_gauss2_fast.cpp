@@ -1,5 +1,5 @@
-// The fast filters of the half-resolution and binomial family: all six, both depths, with and without a mask, at
-// every processor level, against the weighted sums written out pixel by pixel, on guarded memory.
+// The fast filters of the half-resolution and binomial family: all six, both depths, with and without a
+// mask, at every processor level, against the weighted sums written out pixel by pixel, on guarded memory.
 //
 //   check_gauss2_fast --bench     also times what it has verified, in cycles for each source pixel
 #include "gauss2/fast.h"
@@ -65,7 +65,8 @@ oracle_gauss2Planes picture(test_random* random, int32_t width, int32_t height, 
 
 // ---- calls ----
 
-// One filter on one picture, and what is expected of it. Of the picture's planes it takes those that its kind has.
+// One filter on one picture, and what is expected of it. Of the picture's planes it takes those that its
+// kind has.
 template <class Planes>
 struct request {
     using Pixel = typename gauss2_kind<Planes>::Pixel;
@@ -238,8 +239,8 @@ TYPED_TEST(Gauss2Fast, ExtremesAndEveryHeight)
         }
 }
 
-// All combinations of the low four bits, which alone decide the rounding of a sum of weight 16, at the bottom and
-// at the top of the range. One column of the picture is one combination.
+// All combinations of the low four bits, which alone decide the rounding of a sum of weight 16, at the
+// bottom and at the top of the range. One column of the picture is one combination.
 TYPED_TEST(Gauss2Fast, EveryRoundingOfFivePixels)
 {
     using Pixel = typename TestFixture::Pixel;
@@ -290,8 +291,8 @@ TYPED_TEST(Gauss2Fast, StopsAtAPoll)
             }
 }
 
-// Filters that poll first still ask while they work, but for the polls of the last `mostUnpolled` pixels. This
-// handler spoils the rows that a call must be done with when it asks.
+// Filters that poll first still ask while they work, but for the polls of the last `mostUnpolled` pixels.
+// This handler spoils the rows that a call must be done with when it asks.
 TYPED_TEST(Gauss2Fast, PollsInTime)
 {
     for (const filter& each : filters)

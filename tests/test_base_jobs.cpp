@@ -158,8 +158,8 @@ TEST(Jobs, SeveralThreadsMayDispatchAtOnce)
     EXPECT_EQ(wrong, 0);
 }
 
-// A worker computes as the dispatching thread would, whatever thread started it; the attention handler stays
-// with its own thread.
+// A worker computes as the dispatching thread would, whatever thread started it; the attention handler
+// stays with its own thread.
 TEST(Jobs, WhatWorkersInherit)
 {
     const ThreadCount count(4);
@@ -253,8 +253,7 @@ TEST(Jobs, NullPointersAreAStatus)
     qsys_jobRequestSet requests = {};
     qsys_jobResultSet results = {};
     int32_t number = 0;
-    void* data = &number;
-    void* none = nullptr;
+    void *data = &number, *none = nullptr;
     const void* seen = nullptr;
     test_refusesNull("threadState", qsys_jobGetCurrentThreadState, {}, &state, &group);
     test_refusesNull("takeData", qsys_jobParams_takeData, {}, &params, &data, countRelease);
@@ -333,9 +332,7 @@ struct LateUser {
     for (int t = 0; t < 2; ++t)
         std::thread([&started] {
             for (int round = 0;; ++round) {
-                test_jobSet set;
-                set.add(16, [] { std::this_thread::sleep_for(100us); });
-                set.run();
+                twentyRun();
                 if (round == 3)
                     started.count_down();
             }

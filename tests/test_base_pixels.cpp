@@ -274,10 +274,9 @@ TEST(BaseLegacyImage, ViewsCarryTheTransformOfTheImage)
     const auto undefined = [](void*, qmath_point*) -> qsys_status {
         return QSYS_FAILURE(0x4321);
     };
-    qmath_xformPtrhConst handle;
+    test_handle handle;
     ASSERT_EQ(qmath_xformPtrhConst_constructFunctions(&handle, undefined, undefined, nullptr, nullptr), 0);
     ASSERT_EQ(qimg_image_setImageFromClientXform(image, &handle), 0);
-    qmath_xformPtrhConst_destruct(&handle);
     ASSERT_EQ(generate_qsUSImage_from_qimg_image16Const(image, &view), 0);
     EXPECT_EQ(qsVImageClientCoords(view), (qsFXform{1.0f, 0.0f, 0.0f, 1.0f, 0.0f, 0.0f}));
     qsImageFree(view);

@@ -34,19 +34,6 @@ struct Wave {
     }
 };
 
-struct Handle : qmath_xformPtrhConst {
-    Handle()
-    {
-        qmath_xformPtrhConst_construct(this);
-    }
-    ~Handle()
-    {
-        qmath_xformPtrhConst_destruct(this);
-    }
-    Handle(const Handle&) = delete;
-    Handle& operator=(const Handle&) = delete;
-};
-
 qmath_point mapBy(const qmath_xformLinear& l, const qmath_point& p)
 {
     return {l.m00 * p.x + l.m01 * p.y + l.tx, l.m10 * p.x + l.m11 * p.y + l.ty};
@@ -76,17 +63,17 @@ void expectMaps(const qmath_xformPtrhConst& handle, qmath_point point, const qma
 
 // A transform that is made of parts, and a point with its image, which move along as parts are added.
 struct Word {
-    Handle whole;
+    test_handle whole;
     qmath_point start, end;
     bool linear = true;
 };
 
 // Adds a part to either end.
-void extend(Word* word, const Handle& waves, Wave* wave, test_random* random)
+void extend(Word* word, const test_handle& waves, Wave* wave, test_random* random)
 {
     const qmath_xformLinear l = randomLinear(random);
     qmath_xformLinear back;
-    Handle part;
+    test_handle part;
     const int64_t kind = test_randomRange(random, 0, 3);
     word->linear = word->linear && kind < 2;
     switch (kind) {
@@ -121,7 +108,7 @@ TEST(BaseXform, HandlesMapAsTheirPartsDo)
         test_random random = test_randomFor(c);
         Wave wave = {randomUnit(&random)};
         {
-            Handle waves, inverse, doubled;
+            test_handle waves, inverse, doubled;
             ASSERT_EQ(qmath_xformPtrhConst_constructFunctions(&waves, Wave::forward, Wave::backward, &wave,
                                                               Wave::release),
                       0);
@@ -150,7 +137,7 @@ TEST(BaseXform, LinearisationHasTheDerivatives)
         *p = {p->x * std::cos(p->y), p->x * std::sin(p->y)};
         return 0;
     };
-    Handle polar;
+    test_handle polar;
     ASSERT_EQ(qmath_xformPtrhConst_constructFunctions(&polar, forward, forward, nullptr, nullptr), 0);
     const qmath_point at = {2000.0, 0.6};
     qmath_xformLinear l;
@@ -174,7 +161,7 @@ TEST(BaseXform, FailuresOfFunctionsComeBackUnchanged)
         *p = {std::sqrt(p->x), 77};
         return defined ? 3 : QSYS_FAILURE(0x4321);
     };
-    Handle handle;
+    test_handle handle;
     const qmath_xformLinear shift = {1, 0, 0, 1, -10, 0};
     ASSERT_EQ(qmath_xformPtrhConst_constructFunctions(&handle, root, root, nullptr, nullptr), 0);
     ASSERT_EQ(qmath_xformPtrhConst_assignComposePtrhLinear(&handle, &handle, &shift), 0);
@@ -199,7 +186,7 @@ TEST(BaseXform, SingularTransformsHaveNoInverse)
     EXPECT_EQ(out, singular);
 
     test_allocator allocator;
-    Handle handle;
+    test_handle handle;
     Wave wave = {1};
     ASSERT_EQ(
         qmath_xformPtrhConst_constructFunctions(&handle, Wave::forward, Wave::backward, &wave, nullptr), 0);
@@ -242,13 +229,13 @@ TEST(BaseXform, SharedBetweenThreads)
 {
     Wave wave = {1};
     {
-        Handle shared;
+        test_handle shared;
         ASSERT_EQ(qmath_xformPtrhConst_constructFunctions(&shared, Wave::forward, Wave::backward, &wave,
                                                           Wave::release),
                   0);
         const auto copyAndUse = [&shared] {
             for (int i = 0; i < 300; ++i) {
-                Handle copy, inverse;
+                test_handle copy, inverse;
                 qmath_xformPtrhConst_assign(&copy, &shared);
                 qmath_xformPtrhConst_assignInverse(&inverse, &copy);
                 expectMaps(inverse, {1 + std::sin(2.0), 2}, {1, 2});

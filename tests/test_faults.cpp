@@ -1,5 +1,5 @@
-// Every function under failing allocations and an attention handler that says stop: the right status, everything
-// as it was, nothing lost, and the next call works.
+// Every function under failing allocations and an attention handler that says stop: the right status,
+// everything as it was, nothing lost, and the next call works.
 //
 // A new function needs one line: in `working` when it takes memory or polls, else in `takingNothing`.
 #include "support/fault_loop.h"

@@ -315,8 +315,8 @@ TEST(Gauss2Contract, PassCountsAtTheirEnds)
 
 // ---- polls ----
 
-// A call that is ended has written the rows before the poll: half as many when rows are sampled, none when the
-// polls all come before the copy. The transform is not set.
+// A call that is ended has written the rows before the poll: half as many when rows are sampled, none when
+// the polls all come before the copy. The transform is not set.
 TEST(Gauss2Contract, EndedCalls)
 {
     forEveryExport([](const oracle_gauss2Export& what) {
@@ -342,8 +342,8 @@ TEST(Gauss2Contract, EndedCalls)
     });
 }
 
-// Any status of the fallback class from a fast filter starts the plain one anew; from the plain one it is the
-// result.
+// Any status of the fallback class from a fast filter starts the plain one anew; from the plain one it is
+// the result.
 TEST(Gauss2Contract, AnAnswerOfTheFallbackClass)
 {
     for (const qsys_status code : {QIP_E_FALLBACK, QSYS_FAILURE(0x061f)})

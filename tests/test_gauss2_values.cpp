@@ -1,6 +1,6 @@
 // The 28 smoothing exports of the half-resolution family against direct two-dimensional sums: random sizes,
-// origins, destinations, masks, pass counts, memory layouts; each request at two processor levels, once with a
-// name inhibited. Pixels, masks, transforms, polls, and the names asked.
+// origins, destinations, masks, pass counts, memory layouts; each request at two processor levels, once
+// with a name inhibited. Pixels, masks, transforms, polls, and the names asked.
 #include "support/faults.h"
 #include "support/images.h"
 #include "support/oracle_gauss2.h"

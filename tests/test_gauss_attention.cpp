@@ -15,8 +15,8 @@
 namespace
 {
 
-// Ends a smoothing at every poll in turn, and at none: the status comes back, the rows finished by then are written
-// and no others, the transform is set by the last call only.
+// Ends a smoothing at every poll in turn, and at none: the status comes back, the rows finished by then are
+// written and no others, the transform is set by the last call only.
 void endAtEveryPoll(int32_t height, int32_t sample, int32_t kernel)
 {
     test_pixels source({5, height, 1});
@@ -28,8 +28,8 @@ void endAtEveryPoll(int32_t height, int32_t sample, int32_t kernel)
     const auto lastRowUnder = [&](int64_t y) {
         return oracle_centre(y, sample, kernel) + 3 * kernel - 3 * kernel / 2;
     };
-    // Asked is once before the walk, which goes from the first to the last row under the kernels, and then before
-    // every row that 64 divides, counted from the source's top.
+    // Asked is once before the walk, which goes from the first to the last row under the kernels, and then
+    // before every row that 64 divides, counted from the source's top.
     std::vector<int64_t> asked = {std::numeric_limits<int64_t>::min()};
     for (int64_t y = lastRowUnder(rect.y) - 3 * kernel; y <= lastRowUnder(rect.y + rect.height - 1); ++y)
         if (y % 64 == 0)

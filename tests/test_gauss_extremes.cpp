@@ -40,8 +40,9 @@ oracle_rect extremeRect(test_random* random)
 
 } // namespace
 
-// Kernels and samplings up to the greatest number, rectangles at the ends of the 32-bit range: the pixels of
-// the definition, or a range status with the destination unbound, and never a block that follows the kernel.
+// Kernels and samplings up to the greatest number, rectangles at the ends of the 32-bit range: the pixels
+// of the definition, or a range status with the destination unbound, and never a block that follows the
+// kernel.
 TEST(GaussExtremes, KernelsSamplingsAndOrigins)
 {
     const test_inhibition reference("gauss");
@@ -68,8 +69,8 @@ TEST(GaussExtremes, KernelsSamplingsAndOrigins)
             continue;
         ++computed;
         EXPECT_TRUE(test_sameRect(rect, destination.rect()));
-        // A kernel of thousands of millions spreads a few pixels over so many that less than a level, and less
-        // than half a level, remains of them.
+        // A kernel of thousands of millions spreads a few pixels over so many that less than a level, and
+        // less than half a level, remains of them.
         const bool isHuge = params.kernelSizeX > 150 || params.kernelSizeY > 150;
         test_expectValues(destination.view(), rect, 0,
                           oracle_smooth(pixels.view(), source.x, source.y, test_gaussRequest(params),

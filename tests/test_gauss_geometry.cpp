@@ -178,9 +178,9 @@ TEST(GaussGeometry, RectanglesOfAMaskedSmoothing)
         if (written.isNull() || common.isNull())
             continue;
         ++computed;
-        // The bands of a destination together read what the whole of it reads: of a copy that has its margins the
-        // rows under their kernels, of the source itself as many rows less as the margins have. The last band may
-        // be longer than what is left.
+        // The bands of a destination together read what the whole of it reads: of a copy that has its
+        // margins the rows under their kernels, of the source itself as many rows less as the margins have.
+        // The last band may be longer than what is left.
         int32_t sourceEnd = 0;
         const int32_t rows = test_randomInt(&random, 1, effective.height);
         for (int32_t top = 0; top < effective.height; top += rows) {

@@ -1,5 +1,5 @@
-// The doors on older records: destinations given and created, regions asked for and reported, what is written, peak
-// normalisation, client coordinates and z-scale, and the choice of path.
+// The doors on older records: destinations given and created, regions asked for and reported, what is
+// written, peak normalisation, client coordinates and z-scale, and the choice of path.
 #include "support/gauss_calls.h"
 #include "support/images.h"
 #include "support/nulls.h"
@@ -113,8 +113,8 @@ qsGaussParams legacyParams(const oracle_gauss& request, const qsVImage* prototyp
             0};
 }
 
-// The client point seen by the source at the middle of a support is seen by the destination at the centre of
-// the pixel.
+// The client point seen by the source at the middle of a support is seen by the destination at the centre
+// of the pixel.
 void expectCentres(const qsFXform& source, const qsFXform& destination, const oracle_gauss& request)
 {
     qsFXform clientFromSource = {};
@@ -192,8 +192,8 @@ TEST(GaussLegacy, BadArguments)
     EXPECT_EQ(qip_gauss(&source, nullptr, &bad, nullptr, &out), QIP_E_KERNEL_SIZE);
 }
 
-// An engine that cannot be chosen: a status of the fallback class runs the reference path, any other ends the
-// call, and inhibited code asks no processor.
+// An engine that cannot be chosen: a status of the fallback class runs the reference path, any other ends
+// the call, and inhibited code asks no processor.
 TEST(GaussLegacy, FailuresOfTheProcessorService)
 {
     test_pixels pixels({8, 8, 1});

@@ -1,8 +1,9 @@
-// The four smoothing functions against a direct convolution: random sizes (tiny ones and kernels larger than
-// the image included), origins, kernels, samplings, gains, destination rectangles, memory layouts, depths;
-// and the transforms that they leave on their destinations.
+// The four smoothing functions against a direct convolution: random sizes (tiny ones and kernels larger
+// than the image included), origins, kernels, samplings, gains, destination rectangles, memory layouts,
+// depths; and the transforms that they leave on their destinations.
 //
-// These are the values of the reference path. Fast paths are inhibited: some are required to differ from it.
+// These are the values of the reference path. Fast paths are inhibited: some are required to differ from
+// it.
 #include "support/gauss_calls.h"
 #include "support/images.h"
 #include "support/pictures.h"
@@ -125,7 +126,8 @@ void run(const smoothing& made, test_random* random)
         view, rect, wasBound ? wide ? test_canary * 257 : test_canary : 0,
         oracle_smooth(made.sourcePixels->view(), made.source.x, made.source.y, made.request, written));
     if (!made.windows && !written.isNull() && std::max(std::abs(rect.x), std::abs(rect.y)) < 150)
-        // Coordinates are below about 1000, where single precision keeps a few 1e-4 through the composition.
+        // Coordinates are below about 1000, where single precision keeps a few 1e-4 through the
+        // composition.
         test_expectCentres(&source.image.record, &destination.image.record, made.request, written, 2e-3);
     if (wasBound) {
         EXPECT_TRUE(test_undamaged(*made.destinationPixels));
@@ -150,8 +152,8 @@ TEST(GaussValues, EqualADirectConvolution)
     }
 }
 
-// Exact half-way results from images so small that most of the kernel meets nothing: the accumulator goes on
-// rounding there, column by column.
+// Exact half-way results from images so small that most of the kernel meets nothing: the accumulator goes
+// on rounding there, column by column.
 TEST(GaussValues, TiesWhereTheKernelIsLargerThanTheImage)
 {
     const test_inhibition reference("gauss");

@@ -1,5 +1,5 @@
-// The harness must catch what it is there to catch: a kernel that is wrong in one pixel, one that writes and
-// one that reads a byte too far. The oracle is held against numbers worked out by hand.
+// The harness must catch what it is there to catch: a kernel that is wrong in one pixel, one that writes
+// and one that reads a byte too far. The oracle is held against numbers worked out by hand.
 #include "support/faults.h"
 #include "support/images.h"
 

@@ -1,5 +1,5 @@
-// Picture files in and out: every kind that is understood, every way to be broken, and outputs that appear whole
-// or not at all.
+// Picture files in and out: every kind that is understood, every way to be broken, and outputs that appear
+// whole or not at all.
 #include "support/program.h"
 #include "support/random.h"
 
@@ -292,8 +292,8 @@ TEST_F(ProgramFiles, FailedWritesLeaveTheOldFile)
     EXPECT_EQ(folder.listing(), "in.pgm out.pgm out.png ");
 }
 
-// Of two outputs the second cannot be put into place. The program is stopped between writing and renaming by a
-// report that waits in a full pipe; meanwhile the second destination becomes a folder.
+// Of two outputs the second cannot be put into place. The program is stopped between writing and renaming
+// by a report that waits in a full pipe; meanwhile the second destination becomes a folder.
 TEST_F(ProgramFiles, TwoOutputsAreBothOrNone)
 {
     program_writeFile(folder.file("in.pgm"), program_pgmOf({4, 4, 255, std::vector<uint16_t>(16, 200)}));

@@ -1,4 +1,5 @@
-// What the program says to a command line that is wrong, to values that the library refuses, and to questions.
+// What the program says to a command line that is wrong, to values that the library refuses, and to
+// questions.
 #include "support/program.h"
 
 #include <qip/export.h>

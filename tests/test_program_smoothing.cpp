@@ -217,8 +217,8 @@ TEST(ProgramSmoothing, HalfAndBinomialAreTheLibrarys)
         }
 }
 
-// The pictures of the repository are those that the generator paints; compared as pixels, because packed bytes
-// depend on the compressor's version.
+// The pictures of the repository are those that the generator paints; compared as pixels, because packed
+// bytes depend on the compressor's version.
 TEST(ProgramSmoothing, SamplesAreTheGenerators)
 {
     const program_folder folder;

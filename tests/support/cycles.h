@@ -1,10 +1,11 @@
-// Times calls by the processor's cycle counter, for the checks that can also tell how fast the code is that they
-// have just verified.
+// Times calls by the processor's cycle counter, for the checks that can also tell how fast the code is that
+// they have just verified.
 #pragma once
 
 #include <functional>
 
-// What many calls took, each on its own, after a warm-up: the one in the middle, and one tenth from either end.
+// What many calls took, each on its own, after a warm-up: the one in the middle, and one tenth from either
+// end.
 struct test_cycles {
     double median;
     double low;

@@ -72,8 +72,9 @@ struct test_operation {
     bool mayChange = false;   // a failure may leave something changed
 };
 
-// Fails every allocation in turn, alone and with all later ones. Expects QSYS_E_MEMORY, nothing changed, no block
-// lost, and that the same call then works on the same scene and gives the result of a call that met no fault.
+// Fails every allocation in turn, alone and with all later ones. Expects QSYS_E_MEMORY, nothing changed, no
+// block lost, and that the same call then works on the same scene and gives the result of a call that met
+// no fault.
 void test_failEveryAllocation(const test_operation& operation);
 
 // The same with the attention handler's answers, which must come back as they stand; rows may be written.

@@ -29,8 +29,8 @@ public:
     static int64_t largestBlock();
 };
 
-// The attention handler of the calling thread. It counts its calls and answers `status` at the n-th call, and at
-// all later ones unless it answers once; else 0.
+// The attention handler of the calling thread. It counts its calls and answers `status` at the n-th call,
+// and at all later ones unless it answers once; else 0.
 class test_attention
 {
 public:

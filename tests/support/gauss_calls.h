@@ -26,8 +26,8 @@ void test_putValues(test_grid* grid, const oracle_rect& gridRect, const oracle_v
 void test_expectValues(const test_view& actual, const oracle_rect& rect, uint16_t before,
                        const oracle_values& values);
 
-// Expects that the centres of a destination's outer pixels are, in client coordinates, the centres of the source
-// pixels that they were computed from.
+// Expects that the centres of a destination's outer pixels are, in client coordinates, the centres of the
+// source pixels that they were computed from.
 void test_expectCentres(const qimg_image* source, const qimg_image* destination,
                         const oracle_gauss& request, const oracle_rect& rect, double tolerance);
 

@@ -1,7 +1,7 @@
 // Pixel memory that catches a kernel that reaches too far.
 //
-// Every row can lie against pages that nobody may touch, so that one byte too far, read or written, ends the
-// process at once; everything else around the rows is filled with canaries, so that a stray write that
+// Every row can lie against pages that nobody may touch, so that one byte too far, read or written, ends
+// the process at once; everything else around the rows is filled with canaries, so that a stray write that
 // meets no such page is found afterwards.
 #pragma once
 

@@ -39,33 +39,30 @@ test_view test_image::view() const
 
 qmath_xformLinear test_imageFromClient(const qimg_image* image)
 {
-    qmath_xformPtrhConst handle = {};
+    test_handle handle;
     qmath_xformLinear linear = {};
     const qmath_point origin{0.0, 0.0};
     EXPECT_EQ(qimg_imageConst_getImageFromClientXform(image, &handle), 0);
     EXPECT_EQ(qmath_xformPtrhConst_getLinear(&handle, &origin, &linear), 0);
-    qmath_xformPtrhConst_destruct(&handle);
     return linear;
 }
 
 qmath_point test_throughClient(const qimg_image* source, const qimg_image* destination, double x, double y)
 {
     qmath_point point{x, y};
-    qmath_xformPtrhConst handle = {};
+    test_handle handle;
     EXPECT_EQ(qimg_imageConst_getClientFromImageXform(source, &handle), 0);
     EXPECT_EQ(qmath_xformPtrhConst_mapPoint(&handle, &point), 0);
     EXPECT_EQ(qimg_imageConst_getImageFromClientXform(destination, &handle), 0);
     EXPECT_EQ(qmath_xformPtrhConst_mapPoint(&handle, &point), 0);
-    qmath_xformPtrhConst_destruct(&handle);
     return point;
 }
 
 void test_setClientFromImage(qimg_image* image, const qmath_xformLinear& linear)
 {
-    qmath_xformPtrhConst handle = {};
+    test_handle handle;
     EXPECT_EQ(qmath_xformPtrhConst_constructLinear(&handle, &linear), 0);
     EXPECT_EQ(qimg_image_setClientFromImageXform(image, &handle), 0);
-    qmath_xformPtrhConst_destruct(&handle);
 }
 
 qmath_xformLinear test_clientFromImage(const qimg_image* image)
@@ -95,7 +92,7 @@ void test_setRandomTransform(test_random* random, qimg_image* image)
     };
     const qmath_xformLinear linear = {number(8, 32), number(-6, 6),     number(-6, 6),
                                       number(8, 32), number(-999, 999), number(-999, 999)};
-    qmath_xformPtrhConst handle = {};
+    test_handle handle;
     if (test_chance(random, 50)) {
         EXPECT_EQ(test_constructBent(&handle), 0);
     }
@@ -103,7 +100,6 @@ void test_setRandomTransform(test_random* random, qimg_image* image)
         EXPECT_EQ(qmath_xformPtrhConst_assignComposePtrhLinear(&handle, &handle, &linear), 0);
     }
     EXPECT_EQ(qimg_image_setImageFromClientXform(image, &handle), 0);
-    qmath_xformPtrhConst_destruct(&handle);
 }
 
 void test_fillRandom(test_pixels* pixels, uint64_t caseNumber)

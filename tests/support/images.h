@@ -39,8 +39,8 @@ void test_fillRandom(test_pixels* pixels, uint64_t caseNumber = 0);
 qimg_window test_windowOver(const test_pixels& pixels, int32_t x, int32_t y);
 qimg_windowConst test_windowConstOver(const test_pixels& pixels, int32_t x, int32_t y);
 
-// Pixels as the functions see them: an image and a window with the first pixel at the place of `rect`; without
-// pixels both are unbound.
+// Pixels as the functions see them: an image and a window with the first pixel at the place of `rect`;
+// without pixels both are unbound.
 struct test_plane {
     test_image image;
     qimg_window window = {};
@@ -80,8 +80,23 @@ bool operator==(const Xform& a, const Xform& b)
 void test_setClientFromImage(qimg_image* image, const qmath_xformLinear& linear);
 qmath_xformLinear test_clientFromImage(const qimg_image* image);
 
+// A handle that is released at the end of the scope.
+struct test_handle : qmath_xformPtrhConst {
+    test_handle()
+    {
+        qmath_xformPtrhConst_construct(this);
+    }
+    ~test_handle()
+    {
+        qmath_xformPtrhConst_destruct(this);
+    }
+    test_handle(const test_handle&) = delete;
+    test_handle& operator=(const test_handle&) = delete;
+};
+
 // A transform that is not linear: (x + y * y / 1000, y).
 qsys_status test_constructBent(qmath_xformPtrhConst* handle);
 
-// Gives an image a client-to-image transform: nothing, linear with a determinant well away from zero, not linear.
+// Gives an image a client-to-image transform: nothing, linear with a determinant well away from zero, not
+// linear.
 void test_setRandomTransform(test_random* random, qimg_image* image);

@@ -28,8 +28,8 @@ public:
     test_jobSet(const test_jobSet&) = delete;
     test_jobSet& operator=(const test_jobSet&) = delete;
 
-    // A job is a function without arguments that returns a status, or nothing for success. The services' answer;
-    // the set is unchanged when it is a failure.
+    // A job is a function without arguments that returns a status, or nothing for success. The services'
+    // answer; the set is unchanged when it is a failure.
     template <class Job>
     qsys_status add(Job job)
     {

@@ -55,8 +55,8 @@ normalisation normalise(const oracle_gauss& request)
 }
 
 // One row of sums to values. The accumulator starts at `half` and takes the kernel's sum column by column,
-// beginning at the first support column of the first output, with everything to the left taken as 0; what it
-// has gained at the last support column of an output is that output's weighted sum.
+// beginning at the first support column of the first output, with everything to the left taken as 0; what
+// it has gained at the last support column of an output is that output's weighted sum.
 void finishRow(const std::vector<int64_t>& column, const std::vector<int64_t>& weights,
                const oracle_gauss& request, const oracle_rect& rect, const normalisation& scale,
                int64_t sourceX, int64_t* values)

@@ -75,7 +75,8 @@ void PrintTo(const program_picture& picture, std::ostream* stream);
 std::string program_pgmOf(const program_picture& picture);
 program_picture program_readPgm(const std::string& path);
 
-// From flat JSON: the number or the numbers behind a key; the keys in their order, with a blank behind each.
+// From flat JSON: the number or the numbers behind a key; the keys in their order, with a blank behind
+// each.
 std::vector<double> program_jsonNumbers(const std::string& json, const std::string& key);
 double program_jsonNumber(const std::string& json, const std::string& key);
 std::string program_jsonKeys(const std::string& json);
