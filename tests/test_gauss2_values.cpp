@@ -2,6 +2,7 @@
 // origins, destinations, masks, pass counts, memory layouts; each request at two processor levels, once
 // with a name inhibited. Pixels, masks, transforms, polls, and the names asked.
 #include "support/faults.h"
+#include "support/gauss_calls.h"
 #include "support/images.h"
 #include "support/oracle_gauss2.h"
 #include "support/pictures.h"
@@ -29,6 +30,12 @@ struct placed {
     std::unique_ptr<test_pixels> pixels;
     oracle_rect rect = {};
 
+    void place(test_random* random, const oracle_rect& place, int32_t pixelSize)
+    {
+        rect = place;
+        pixels =
+            std::make_unique<test_pixels>(test_randomLayout(random, rect.width, rect.height, pixelSize));
+    }
     test_plane over() const
     {
         return {pixels.get(), rect};
@@ -37,13 +44,9 @@ struct placed {
 
 struct request {
     const oracle_gauss2Export* what;
-    placed src;
-    placed srcMask;
-    placed dst;
-    placed dstMask;
+    placed src, srcMask, dst, dstMask;
     bool wantsMask;
-    int32_t passesX;
-    int32_t passesY;
+    int32_t passesX, passesY;
 };
 
 int64_t randomSize(test_random* random)
@@ -51,13 +54,6 @@ int64_t randomSize(test_random* random)
     if (test_chance(random, 50))
         return test_randomRange(random, 1, 9);
     return test_randomRange(random, 1, test_chance(random, 25) ? 80 : 40);
-}
-
-void place(test_random* random, const oracle_rect& rect, int32_t pixelSize, placed* made)
-{
-    made->rect = rect;
-    made->pixels =
-        std::make_unique<test_pixels>(test_randomLayout(random, rect.width, rect.height, pixelSize));
 }
 
 // D itself, a part of it, beyond it, sometimes beside it. Parts of an odd source begin inside it more often
@@ -110,19 +106,19 @@ request randomRequest(test_random* random)
     const bool simple = test_chance(random, 40);
     made.passesX = simple ? 2 * test_randomInt(random, 0, 1) : test_randomInt(random, -3, 7);
     made.passesY = simple ? 2 * test_randomInt(random, 0, 1) : test_randomInt(random, -3, 7);
-    place(random, randomSource(random), what.pixelSize, &made.src);
+    made.src.place(random, randomSource(random), what.pixelSize);
     test_fillAnyPixels(random, made.src.pixels.get());
     if (what.windows || test_chance(random, 60))
-        place(random, randomDestination(random, what, made.src.rect), what.pixelSize, &made.dst);
+        made.dst.place(random, randomDestination(random, what, made.src.rect), what.pixelSize);
     if (!what.masked)
         return made;
-    place(random, grown(random, made.src.rect), 1, &made.srcMask);
+    made.srcMask.place(random, grown(random, made.src.rect), 1);
     test_fillAnyMask(random, made.srcMask.pixels.get());
     made.wantsMask = test_chance(random, 70);
     const oracle_rect& written =
         made.dst.pixels ? made.dst.rect : oracle_gauss2PlanOf(what, made.src.rect, {}).full;
     if (made.wantsMask && !written.isNull() && (what.windows || test_chance(random, 60)))
-        place(random, grown(random, written), 1, &made.dstMask);
+        made.dstMask.place(random, grown(random, written), 1);
     made.wantsMask = made.wantsMask && (made.dstMask.pixels || !what.windows);
     return made;
 }
@@ -192,9 +188,8 @@ void expectTransform(const request& made, const expectation& expected, const qma
     }
     EXPECT_DOUBLE_EQ(wanted.tx, actual.tx);
     EXPECT_DOUBLE_EQ(wanted.ty, actual.ty);
-    wanted.tx = actual.tx;
-    wanted.ty = actual.ty;
-    EXPECT_EQ(wanted, actual);
+    EXPECT_EQ((qmath_xformLinear{wanted.m00, wanted.m01, wanted.m10, wanted.m11, actual.tx, actual.ty}),
+              actual);
 }
 
 // A plane holds `values` at the written part, when there are any, and elsewhere what it held before: the
@@ -214,13 +209,10 @@ void expectPlane(const placed& made, const test_plane& after, const expectation&
         return;
     const test_view view = after.image.view();
     const uint32_t before = made.pixels ? background & (view.pixelSize == 1 ? 0xff : 0xffff) : 0;
-    test_grid grid(view.width, view.height, static_cast<uint16_t>(before));
-    const oracle_rect& written = expected.plan.written;
-    for (int64_t y = 0; values && y < written.height; ++y)
-        for (int64_t x = 0; x < written.width; ++x)
-            grid.at(x + written.x - rect.x, y + written.y - rect.y) =
-                values->values[static_cast<size_t>(y * written.width + x)];
-    EXPECT_TRUE(test_samePixels(grid, view));
+    test_expectValues(
+        view, rect, static_cast<uint16_t>(before),
+        values ? oracle_values{expected.plan.written, {values->values.begin(), values->values.end()}}
+               : oracle_values{});
     if (made.pixels) {
         EXPECT_TRUE(test_undamaged(*made.pixels));
     }
