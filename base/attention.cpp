@@ -1,5 +1,5 @@
-// The attention handler of each thread. A check costs one look at a thread-local pointer while no handler is
-// installed.
+// The attention handler of each thread. A check costs one look at a thread-local pointer while no handler
+// is installed.
 #include <qbase/attention.h>
 
 namespace

@@ -20,7 +20,7 @@ qsys_status pushEntry(qsys_cleanupEntry* stack, int capacity, int* count, int32_
 {
     if (!stack || !count || !release || *count < 0)
         return QSYS_E_ARGUMENT;
-    // Numbers go on from the newest entry; when they are used up the stack counts as full.
+    // Identifiers continue from that of the newest entry; when they are used up the stack counts as full.
     const int32_t newest = *count > 0 && *count < capacity ? stack[*count - 1].id : -1;
     if (*count >= capacity || newest == INT32_MAX)
         return QSYS_E_CLEANUP_FULL;

@@ -1,23 +1,23 @@
-// What the CPU service learns from the machine, as functions of plain values, so that machines which are not at
-// hand can be tested too.
+// What the CPU service learns from the machine, as functions of plain values, so that machines which are
+// not at hand can be tested too.
 #pragma once
 
 #include <qbase/cpuinfo.h>
 
 // The words of CPUID and the register of the operating system that decide the feature bits. A word that the
 // processor does not have is 0.
-struct qsys_cpuRegisters {
+struct base_cpuRegisters {
     uint32_t leaf1Ecx;
     uint32_t leaf7Ebx;
     uint32_t xcr0; // register sets that the system saves and restores
 };
 
 // The feature bits, QSYS_CPU_BIT_..., of a processor with these registers.
-uint32_t qsys_cpuDetect_features(const qsys_cpuRegisters* registers);
+uint32_t base_cpuDetect_features(const base_cpuRegisters* registers);
 
 // The feature bits that a level reports on a machine with the bits `machine`.
 // Errors:  QSYS_E_LEVEL_UNKNOWN, QSYS_E_LEVEL_UNAVAILABLE; *features is then untouched.
-qsys_status qsys_cpuDetect_levelFeatures(const char* level, uint32_t machine, uint32_t* features);
+qsys_status base_cpuDetect_levelFeatures(const char* level, uint32_t machine, uint32_t* features);
 
 // The processors that this process may run on, at least 1; asked once.
-int32_t qsys_cpuDetect_processorCount();
+int32_t base_cpuDetect_processorCount();

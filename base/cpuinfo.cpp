@@ -35,10 +35,10 @@ constexpr Level levels[] = {{"plain", 0}, {"sse", sseBits}, {"avx2", avx2Bits}};
 
 constexpr int32_t machineClass = QSYS_CPU_CLASS_X86;
 
-qsys_cpuRegisters readRegisters()
+base_cpuRegisters readRegisters()
 {
     constexpr uint32_t osxsave = 1u << 27;
-    qsys_cpuRegisters registers = {};
+    base_cpuRegisters registers = {};
     uint32_t eax = 0;
     uint32_t ebx = 0;
     uint32_t ecx = 0;
@@ -57,7 +57,7 @@ qsys_cpuRegisters readRegisters()
 
 constexpr int32_t machineClass = QSYS_CPU_CLASS_OTHER;
 
-qsys_cpuRegisters readRegisters()
+base_cpuRegisters readRegisters()
 {
     return {};
 }
@@ -67,8 +67,8 @@ qsys_cpuRegisters readRegisters()
 uint32_t machineFeatures()
 {
     static const uint32_t features = [] {
-        const qsys_cpuRegisters registers = readRegisters();
-        return qsys_cpuDetect_features(&registers);
+        const base_cpuRegisters registers = readRegisters();
+        return base_cpuDetect_features(&registers);
     }();
     return features;
 }
@@ -104,7 +104,7 @@ uint32_t reportedFeatures()
 
 } // namespace
 
-uint32_t qsys_cpuDetect_features(const qsys_cpuRegisters* registers)
+uint32_t base_cpuDetect_features(const base_cpuRegisters* registers)
 {
     constexpr uint32_t sse3 = 1u << 0;
     constexpr uint32_t ssse3 = 1u << 9;
@@ -124,7 +124,7 @@ uint32_t qsys_cpuDetect_features(const qsys_cpuRegisters* registers)
     return wide ? avx2Bits : sseBits;
 }
 
-qsys_status qsys_cpuDetect_levelFeatures(const char* level, uint32_t machine, uint32_t* features)
+qsys_status base_cpuDetect_levelFeatures(const char* level, uint32_t machine, uint32_t* features)
 {
     if (std::strcmp(level, "auto") == 0) {
         *features = machine;
@@ -141,7 +141,7 @@ qsys_status qsys_cpuDetect_levelFeatures(const char* level, uint32_t machine, ui
     return QSYS_E_LEVEL_UNKNOWN;
 }
 
-int32_t qsys_cpuDetect_processorCount()
+int32_t base_cpuDetect_processorCount()
 {
     static const int32_t count = countProcessors();
     return count;
@@ -155,7 +155,7 @@ qsys_status qsys_cpuinfo_init(qsys_cpuinfo* info)
     if (failure < 0)
         return failure;
     const Limit now = limit.load();
-    *info = {now.processorClass, qsys_cpuDetect_processorCount(), machineFeatures() & now.mask, 0};
+    *info = {now.processorClass, base_cpuDetect_processorCount(), machineFeatures() & now.mask, 0};
     return QSYS_OK;
 }
 
@@ -164,7 +164,7 @@ qsys_status qsys_cpuinfo_limitLevel(const char* level)
     if (!level)
         return QSYS_E_ARGUMENT;
     uint32_t features = 0;
-    const qsys_status status = qsys_cpuDetect_levelFeatures(level, machineFeatures(), &features);
+    const qsys_status status = base_cpuDetect_levelFeatures(level, machineFeatures(), &features);
     if (status >= 0)
         limit.store({machineClass, features});
     return status;

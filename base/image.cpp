@@ -1,18 +1,18 @@
 // Images: a counted reference to a pixel buffer, a rectangle, and two transforms that are each other's
 // inverse. Whatever can fail is done on new objects first; the image changes only when all of it worked.
+#include "base/pixel_memory.h"
+#include "base/rect_arithmetic.h"
+#include "base/refcount.h"
+
 #include <qbase/image.h>
 #include <qbase/memory.h>
 
 #include <algorithm>
 #include <new>
 
-#include "pixel_memory.h"
-#include "rect_arithmetic.h"
-#include "refcount.h"
-
 // What images over the same pixels share. Pixels made here stand behind the record in the same block.
 struct qimg_buffer {
-    qbase_refcount count;
+    base_refcount count;
     qimg_releaseFunction release; // null for pixels made here
     void* context;
     void* firstPixel;
@@ -22,12 +22,12 @@ namespace
 {
 
 // The space of the record before pixels made here, which keeps them aligned.
-constexpr int64_t headerSize = qimg_rowAlignment;
+constexpr int64_t headerSize = base_rowAlignment;
 static_assert(sizeof(qimg_buffer) <= headerSize);
 
 void dropBuffer(qimg_buffer* buffer)
 {
-    if (!buffer || !qbase_refcount_releaseIsLast(&buffer->count))
+    if (!buffer || !base_refcount_releaseIsLast(&buffer->count))
         return;
     if (buffer->release)
         buffer->release(buffer->context, buffer->firstPixel);
@@ -44,7 +44,7 @@ struct Binding {
     int32_t pixelSize;
 };
 
-// The reference of `next` goes over to the image.
+// Lets go of the image's buffer. The image takes over the reference to a buffer that `next` holds.
 void bind(qimg_image* image, const Binding& next)
 {
     dropBuffer(image->buffer);
@@ -59,9 +59,9 @@ qsys_status makePixels(int32_t pixelSize, const qstd_rect32& rect, Binding* made
 {
     if (pixelSize != 1 && pixelSize != 2)
         return QSYS_E_ARGUMENT;
-    qimg_pixelLayout layout;
-    if (rect.width < 0 || rect.height < 0 || !qstd_rect64_fits(qstd_rect64_of(rect)) ||
-        !qimg_pixelLayout_init(&layout, pixelSize, rect.width, rect.height))
+    base_pixelLayout layout;
+    if (rect.width < 0 || rect.height < 0 || !base_rect64_fits(base_rect64_of(rect)) ||
+        !base_pixelLayout_init(&layout, pixelSize, rect.width, rect.height))
         return QSYS_E_RANGE;
     void* block = nullptr;
     if (const qsys_status status = qsys_memory_allocClear_internal(headerSize + layout.size, &block);
@@ -157,8 +157,8 @@ qsys_status qimg_image_constructMemory(qimg_image* image, int32_t pixelSize, con
     if (status < 0)
         return status;
     auto* const buffer = new (block) qimg_buffer{{}, release, context, firstPixel};
-    const qstd_rect32 place = {window.x, window.y, window.width, window.height};
-    bind(image, {buffer, firstPixel, place, stride, pixelSize});
+    const qstd_rect32 covered = {window.x, window.y, window.width, window.height};
+    bind(image, {buffer, firstPixel, covered, stride, pixelSize});
     return QSYS_OK;
 }
 
@@ -201,7 +201,7 @@ qsys_status qimg_image_assign(qimg_image* dst, const qimg_image* src)
     if (!dst || !src)
         return QSYS_E_ARGUMENT;
     if (src->buffer)
-        qbase_refcount_retain(&src->buffer->count);
+        base_refcount_retain(&src->buffer->count);
     bind(dst, {src->buffer, src->firstPixel, src->rect, src->stride, src->pixelSize});
     return QSYS_OK;
 }

@@ -1,5 +1,5 @@
-// The records of the job service. Every handle is empty while its pointer is null, so constructing one takes no
-// memory; what handles hold comes from the memory service:
+// The records of the job service. Every handle is empty while its pointer is null, so constructing one
+// takes no memory; what handles hold comes from the memory service:
 //
 //     parameters    a counted object that owns the application's data, shared by the requests made from it
 //     request set   a growing list of jobs, each with its share of the parameters' data
@@ -22,7 +22,7 @@ namespace
 {
 
 struct SharedData {
-    qbase_refcount owners;
+    base_refcount owners;
     void* data;
     qsys_jobParams_releaseFunction release;
 };
@@ -36,7 +36,7 @@ void letGo(qsys_jobParams* params)
 {
     SharedData* const shared = sharedData(params);
     params->implementation = nullptr;
-    if (!shared || !qbase_refcount_releaseIsLast(&shared->owners))
+    if (!shared || !base_refcount_releaseIsLast(&shared->owners))
         return;
     shared->release(&shared->data);
     void* block = shared;
@@ -55,7 +55,7 @@ struct alignas(Item) List {
     }
 };
 
-using RequestList = List<qsys_job>;
+using RequestList = List<base_job>;
 using ResultList = List<qsys_status>;
 
 template <class Item>
@@ -114,7 +114,7 @@ qsys_status qsys_jobs_setThreadCount(int32_t count)
 int32_t qsys_jobs_getThreadCount(void)
 {
     const int32_t count = threadCount.load();
-    return std::min(count > 0 ? count : qsys_cpuDetect_processorCount(), qsys_jobPool_mostThreads);
+    return std::min(count > 0 ? count : base_cpuDetect_processorCount(), base_jobPool_mostThreads);
 }
 
 qsys_status qsys_jobThreadGroup_construct(qsys_jobThreadGroup* group)
@@ -131,7 +131,7 @@ qsys_status qsys_jobGetCurrentThreadState(qsys_jobThreadState* state, const qsys
 {
     if (!state || !group)
         return QSYS_E_ARGUMENT;
-    const bool inside = qsys_jobPool_isInsideJob();
+    const bool inside = base_jobPool_isInsideJob();
     *state = {inside ? 1 : qsys_jobs_getThreadCount(), inside};
     return QSYS_OK;
 }
@@ -197,8 +197,8 @@ qsys_status qsys_jobRequestSet_addFuncAndParams(qsys_jobRequestSet* requests, qs
         return status;
     auto* const list = static_cast<RequestList*>(requests->implementation);
     if (SharedData* const shared = sharedData(params))
-        qbase_refcount_retain(&shared->owners);
-    new (&list->items()[list->count++]) qsys_job{function, *params};
+        base_refcount_retain(&shared->owners);
+    new (&list->items()[list->count++]) base_job{function, *params};
     return QSYS_OK;
 }
 
@@ -229,7 +229,7 @@ qsys_status qsys_jobThreadGroup_dispatchAndWait(qsys_jobThreadGroup* group, qsys
     if (count == 0)
         return QSYS_OK;
     qsys_status* const first = statuses->items();
-    qsys_jobPool_run(list->items(), count, first);
+    base_jobPool_run(list->items(), count, first);
     qsys_status* const failed =
         std::find_if(first, first + count, [](qsys_status each) { return each < 0; });
     return failed == first + count ? QSYS_OK : *failed;

@@ -1,11 +1,12 @@
-// How the pool works. All of its state, and the progress of every batch, is guarded by one mutex: a job is large
-// (thousands of pixels at least) and takes it twice, so finer locking would buy nothing.
+// How the pool works. All of its state, and the progress of every batch, is guarded by one mutex: a job is
+// large (thousands of pixels at least) and takes it twice, so finer locking would buy nothing.
 //
 // A batch is a record on the dispatching thread's stack, linked into the pool's list while it has jobs that
-// nobody has claimed. The dispatching thread claims jobs of its own batch, a worker those of the oldest batch.
+// nobody has claimed. The dispatching thread claims jobs of its own batch, a worker those of the oldest
+// batch.
 //
-// The pool's memory is never released or destroyed: threads may still use it while the process ends. A worker
-// leaves when its index is not below `wanted`, which each dispatch and the end of the process set.
+// The pool's memory is never released or destroyed: threads may still use it while the process ends. A
+// worker leaves when its index is not below `wanted`, which each dispatch and the end of the process set.
 #include "base/jobs_pool.h"
 
 #include <algorithm>
@@ -22,7 +23,7 @@
 #include <pthread.h>
 #endif
 
-std::atomic<void (*)()> qsys_jobPool_beforeThreadStart = nullptr;
+std::atomic<void (*)()> base_jobPool_beforeThreadStart = nullptr;
 
 namespace
 {
@@ -30,7 +31,7 @@ namespace
 using Lock = std::unique_lock<std::mutex>;
 
 struct Batch {
-    const qsys_job* jobs;
+    const base_job* jobs;
     qsys_status* statuses;
     int32_t count;
     std::fenv_t environment = {};
@@ -54,7 +55,7 @@ struct Pool {
     int32_t wanted = 0;
     bool closed = false;
     int32_t slots = 0; // workers[slots] and those behind it were never started
-    Worker workers[qsys_jobPool_mostThreads - 1];
+    Worker workers[base_jobPool_mostThreads - 1];
 };
 
 alignas(Pool) unsigned char poolMemory[sizeof(Pool)];
@@ -78,8 +79,9 @@ Pool* thePool()
 
 thread_local constinit bool insideJob = false;
 
-// noexcept: a job that throws breaks its contract, and unwinding the pool from here could only make it worse.
-qsys_status runJob(const qsys_job* job) noexcept
+// noexcept: a job that throws breaks its contract, and unwinding the pool from here could only make it
+// worse.
+qsys_status runJob(const base_job* job) noexcept
 {
     const bool outer = std::exchange(insideJob, true);
     const qsys_status status = job->function(&job->params);
@@ -103,8 +105,8 @@ void linkBatch(Pool* pool, Batch* batch)
     *link = batch;
 }
 
-// Claims one job of a linked batch and runs it; the lock is open meanwhile. The batch may be gone afterwards
-// unless the caller is its dispatching thread.
+// Claims one job of a linked batch and runs it; the lock is released meanwhile. The batch may be gone
+// afterwards unless the caller is its dispatching thread.
 void workOnBatch(Pool* pool, Batch* batch, Lock* lock)
 {
     const int32_t index = batch->claimed++;
@@ -139,7 +141,7 @@ bool startWorker(Pool* pool, int32_t index)
 {
     Worker* const worker = &pool->workers[index];
     try {
-        if (void (*const hook)() = qsys_jobPool_beforeThreadStart.load())
+        if (void (*const hook)() = base_jobPool_beforeThreadStart.load())
             hook();
         worker->thread = std::thread(workerMain, pool, index);
     } catch (const std::exception&) {
@@ -206,7 +208,7 @@ const PoolCloser closer;
 
 } // namespace
 
-void qsys_jobPool_run(const qsys_job* jobs, int32_t count, qsys_status* statuses)
+void base_jobPool_run(const base_job* jobs, int32_t count, qsys_status* statuses)
 {
     if (insideJob) {
         for (int32_t i = 0; i < count; ++i)
@@ -232,12 +234,12 @@ void qsys_jobPool_run(const qsys_job* jobs, int32_t count, qsys_status* statuses
     batch.allFinished.wait(lock, [&batch] { return batch.finished == batch.count; });
 }
 
-bool qsys_jobPool_isInsideJob()
+bool base_jobPool_isInsideJob()
 {
     return insideJob;
 }
 
-int32_t qsys_jobPool_workerCount()
+int32_t base_jobPool_workerCount()
 {
     Pool* const pool = thePool();
     const Lock lock(pool->mutex);

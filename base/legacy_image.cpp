@@ -1,13 +1,13 @@
-// The older images. Every image is a record of its own block; its pixels are a second block when the image
+// Legacy images. Every image is a record of its own block; its pixels are a second block when the image
 // owns them, and somebody else's when it is a view.
+#include "base/pixel_memory.h"
+#include "base/rect_arithmetic.h"
+
 #include <qbase/legacy_image.h>
 #include <qbase/memory.h>
 
 #include <algorithm>
 #include <new>
-
-#include "pixel_memory.h"
-#include "rect_arithmetic.h"
 
 namespace
 {
@@ -32,12 +32,12 @@ bool isWritable(const qsVImage* image)
 
 bool hasPixels(const qsVImage& image)
 {
-    return image.firstPixel && !qstd_rect64_isNull(qstd_rect64_of(image.region));
+    return image.firstPixel && !base_rect64_isNull(base_rect64_of(image.region));
 }
 
 void* pixelAddress(const qsVImage& image, int64_t x, int64_t y)
 {
-    return qimg_pixelAddress(image.firstPixel, image.rowStride, pixelSizeOf(image.type), x - image.region.x,
+    return base_pixelAddress(image.firstPixel, image.rowStride, pixelSizeOf(image.type), x - image.region.x,
                              y - image.region.y);
 }
 
@@ -53,10 +53,10 @@ qsys_status makeImage(const qsVImage& image, qsVImage** out)
 // Takes the pixels of an image that has its type and a region without negative sizes.
 qsys_status makePixels(qsVImage* image)
 {
-    qimg_pixelLayout layout;
+    base_pixelLayout layout;
     const qsIRegion& region = image->region;
-    if (!qstd_rect64_fits(qstd_rect64_of(region)) ||
-        !qimg_pixelLayout_init(&layout, pixelSizeOf(image->type), region.width, region.height))
+    if (!base_rect64_fits(base_rect64_of(region)) ||
+        !base_pixelLayout_init(&layout, pixelSizeOf(image->type), region.width, region.height))
         return QSYS_E_RANGE;
     if (layout.size == 0)
         return QSYS_OK;
@@ -73,6 +73,8 @@ qsys_status viewWindow(const qimg_windowConst& window, int32_t type, const qsFXf
         return QIMG_E_UNBOUND;
     if (window.pixelSize != pixelSizeOf(type))
         return QIMG_E_PIXEL_SIZE;
+    if (base_lacksMemory(window))
+        return QIMG_E_UNBOUND;
     return makeImage({type,
                       window.stride,
                       {window.x, window.y, window.width, window.height},
@@ -157,7 +159,7 @@ void qsImageFree(qsVImage* image)
 void qsImageMoveTo(qsImage* image, int32_t x, int32_t y)
 {
     if (isWritable(image))
-        qstd_rect64_store({x, y, image->region.width, image->region.height}, &image->region);
+        base_rect64_store({x, y, image->region.width, image->region.height}, &image->region);
 }
 
 void qsImageCopy(const qsImage* src, qsImage* dst)
@@ -165,8 +167,8 @@ void qsImageCopy(const qsImage* src, qsImage* dst)
     if (!src || !dst || src->type != QS_IMAGE_TYPE_8 || dst->type != QS_IMAGE_TYPE_8 || !hasPixels(*src) ||
         !hasPixels(*dst))
         return;
-    const qstd_rect64 common =
-        qstd_rect64_intersect(qstd_rect64_of(src->region), qstd_rect64_of(dst->region));
+    const base_rect64 common =
+        base_rect64_intersect(base_rect64_of(src->region), base_rect64_of(dst->region));
     const void* const from = pixelAddress(*src, common.x, common.y);
     void* const to = pixelAddress(*dst, common.x, common.y);
     if (from != to || src->rowStride != dst->rowStride)

@@ -1,6 +1,6 @@
 // Memory blocks. Every block begins on a 64-byte boundary of a larger piece of memory; a small record right
-// in front of it remembers where that piece starts and how to give it back, so that a block returns to its own
-// allocator whatever is installed by then.
+// in front of it remembers where that piece starts and how to give it back, so that a block returns to its
+// own allocator whatever is installed by then.
 #include <qbase/memory.h>
 
 #include <cstdint>

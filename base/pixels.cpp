@@ -1,9 +1,9 @@
 // Services on the pixels of windows: copy, fill, and the question whether two windows share memory.
+#include "base/pixel_memory.h"
+#include "base/row_overlap.h"
+
 #include <qbase/memory.h>
 #include <qbase/pixels.h>
-
-#include "pixel_memory.h"
-#include "row_overlap.h"
 
 namespace
 {
@@ -27,6 +27,8 @@ qsys_status copyWindow(const qimg_windowConst* src, const qimg_window* dst, int3
         return QIMG_E_PIXEL_SIZE;
     if (src->width != dst->width || src->height != dst->height)
         return QIP_E_PEL_SIZE;
+    if (base_lacksMemory(*src) || base_lacksMemory(*dst))
+        return QIMG_E_UNBOUND;
     return qsys_memory_copyRect(int64_t{src->width} * pixelSize, src->height, src->stride, dst->stride,
                                 src->firstPixel, dst->firstPixel);
 }
@@ -37,7 +39,7 @@ bool hasPixelSize(const qimg_windowConst& window)
     return window.pixelSize == 1 || window.pixelSize == 2;
 }
 
-qip_pixelRows rowsOf(const qimg_windowConst& window)
+base_pixelRows rowsOf(const qimg_windowConst& window)
 {
     return {reinterpret_cast<uintptr_t>(window.firstPixel), window.stride,
             int64_t{window.width} * window.pixelSize, window.height};
@@ -63,9 +65,11 @@ qsys_status qip_pelSetWindow8(const qimg_window8* window, int32_t value)
         return QSYS_OK;
     if (window->pixelSize != 1)
         return QIMG_E_PIXEL_SIZE;
+    if (base_lacksMemory(*window))
+        return QIMG_E_UNBOUND;
     qsys_status status = QSYS_OK;
     for (int32_t y = 0; y < window->height && status >= 0; ++y)
-        status = qsys_memory_fill(qimg_pixelAddress(window->firstPixel, window->stride, 1, 0, y),
+        status = qsys_memory_fill(base_pixelAddress(window->firstPixel, window->stride, 1, 0, y),
                                   window->width, value);
     return status;
 }
@@ -75,9 +79,9 @@ qsys_status qip_pelfunc_checkMemoryOverlap(const qimg_windowConst* a, const qimg
     if (!a || !b)
         return QSYS_E_ARGUMENT;
     const bool identical = a->firstPixel == b->firstPixel && a->stride == b->stride;
-    if (isNullWindow(*a) || isNullWindow(*b) || identical)
+    if (isNullWindow(*a) || isNullWindow(*b) || identical || !a->firstPixel || !b->firstPixel)
         return QSYS_OK;
     if (!hasPixelSize(*a) || !hasPixelSize(*b))
         return QSYS_E_ARGUMENT;
-    return qip_pixelRows_overlap(rowsOf(*a), rowsOf(*b)) ? QIP_E_PEL_OVERLAP : QSYS_OK;
+    return base_pixelRows_overlap(rowsOf(*a), rowsOf(*b)) ? QIP_E_PEL_OVERLAP : QSYS_OK;
 }

@@ -7,41 +7,41 @@
 #include <cstdint>
 #include <limits>
 
-struct qstd_rect64 {
+struct base_rect64 {
     int64_t x, y, width, height;
 };
 
 template <class Rect>
-qstd_rect64 qstd_rect64_of(const Rect& rect)
+base_rect64 base_rect64_of(const Rect& rect)
 {
     return {rect.x, rect.y, rect.width, rect.height};
 }
 
-inline bool qstd_rect64_isNull(const qstd_rect64& rect)
+inline bool base_rect64_isNull(const base_rect64& rect)
 {
     return rect.width <= 0 || rect.height <= 0;
 }
 
-inline bool qstd_rect64_fitsIn32(int64_t value)
+inline bool base_rect64_fitsIn32(int64_t value)
 {
     return value >= std::numeric_limits<int32_t>::min() && value <= std::numeric_limits<int32_t>::max();
 }
 
 // A null rectangle has no last pixel, so only its numbers have to fit.
-inline bool qstd_rect64_fits(const qstd_rect64& rect)
+inline bool base_rect64_fits(const base_rect64& rect)
 {
     for (const int64_t value : {rect.x, rect.y, rect.width, rect.height})
-        if (!qstd_rect64_fitsIn32(value))
+        if (!base_rect64_fitsIn32(value))
             return false;
-    return qstd_rect64_isNull(rect) || (qstd_rect64_fitsIn32(rect.x + rect.width - 1) &&
-                                        qstd_rect64_fitsIn32(rect.y + rect.height - 1));
+    return base_rect64_isNull(rect) || (base_rect64_fitsIn32(rect.x + rect.width - 1) &&
+                                        base_rect64_fitsIn32(rect.y + rect.height - 1));
 }
 
 // False, with *out untouched, when the rectangle does not fit.
 template <class Rect>
-bool qstd_rect64_store(const qstd_rect64& rect, Rect* out)
+bool base_rect64_store(const base_rect64& rect, Rect* out)
 {
-    if (!qstd_rect64_fits(rect))
+    if (!base_rect64_fits(rect))
         return false;
     *out = {static_cast<int32_t>(rect.x), static_cast<int32_t>(rect.y), static_cast<int32_t>(rect.width),
             static_cast<int32_t>(rect.height)};
@@ -49,23 +49,23 @@ bool qstd_rect64_store(const qstd_rect64& rect, Rect* out)
 }
 
 // (0, 0, 0, 0) when the two share no pixel.
-inline qstd_rect64 qstd_rect64_intersect(const qstd_rect64& a, const qstd_rect64& b)
+inline base_rect64 base_rect64_intersect(const base_rect64& a, const base_rect64& b)
 {
     const int64_t x = std::max(a.x, b.x);
     const int64_t y = std::max(a.y, b.y);
-    const qstd_rect64 common = {x, y, std::min(a.x + a.width, b.x + b.width) - x,
+    const base_rect64 common = {x, y, std::min(a.x + a.width, b.x + b.width) - x,
                                 std::min(a.y + a.height, b.y + b.height) - y};
-    if (qstd_rect64_isNull(a) || qstd_rect64_isNull(b) || qstd_rect64_isNull(common))
+    if (base_rect64_isNull(a) || base_rect64_isNull(b) || base_rect64_isNull(common))
         return {0, 0, 0, 0};
     return common;
 }
 
 // A null inner rectangle lies in everything.
-inline bool qstd_rect64_contains(const qstd_rect64& outer, const qstd_rect64& inner)
+inline bool base_rect64_contains(const base_rect64& outer, const base_rect64& inner)
 {
-    if (qstd_rect64_isNull(inner))
+    if (base_rect64_isNull(inner))
         return true;
-    return !qstd_rect64_isNull(outer) && inner.x >= outer.x && inner.y >= outer.y &&
+    return !base_rect64_isNull(outer) && inner.x >= outer.x && inner.y >= outer.y &&
            inner.x + inner.width <= outer.x + outer.width &&
            inner.y + inner.height <= outer.y + outer.height;
 }

@@ -1,17 +1,17 @@
 // Regions, the older form of rectangles: functions that answer with their result, and with the null region
 // for what does not fit.
-#include <qbase/rect.h>
+#include "base/rect_arithmetic.h"
 
-#include "rect_arithmetic.h"
+#include <qbase/rect.h>
 
 const qsIRegion qsIRegionNull = {0, 0, 0, 0};
 
 namespace
 {
 
-qsIRegion* storeOrNull(const qstd_rect64& rect, qsIRegion* out)
+qsIRegion* storeOrNull(const base_rect64& rect, qsIRegion* out)
 {
-    if (!qstd_rect64_store(rect, out))
+    if (!base_rect64_store(rect, out))
         *out = qsIRegionNull;
     return out;
 }
@@ -27,10 +27,10 @@ qsIRegion* qsIRegionErode(const qsIRegion* region, const qsIRegion* kernel, qsIR
 {
     if (!region || !kernel || !out)
         return nullptr;
-    const qstd_rect64 r = qstd_rect64_of(*region);
-    const qstd_rect64 k = qstd_rect64_of(*kernel);
-    const qstd_rect64 positions = {r.x - k.x, r.y - k.y, r.width - k.width + 1, r.height - k.height + 1};
-    if (qstd_rect64_isNull(r) || qstd_rect64_isNull(k) || qstd_rect64_isNull(positions))
+    const base_rect64 r = base_rect64_of(*region);
+    const base_rect64 k = base_rect64_of(*kernel);
+    const base_rect64 positions = {r.x - k.x, r.y - k.y, r.width - k.width + 1, r.height - k.height + 1};
+    if (base_rect64_isNull(r) || base_rect64_isNull(k) || base_rect64_isNull(positions))
         return storeOrNull({0, 0, 0, 0}, out);
     return storeOrNull(positions, out);
 }
@@ -39,9 +39,9 @@ qsIRegion* qsIRegionDilate(const qsIRegion* region, const qsIRegion* kernel, qsI
 {
     if (!region || !kernel || !out)
         return nullptr;
-    const qstd_rect64 r = qstd_rect64_of(*region);
-    const qstd_rect64 k = qstd_rect64_of(*kernel);
-    if (qstd_rect64_isNull(r) || qstd_rect64_isNull(k))
+    const base_rect64 r = base_rect64_of(*region);
+    const base_rect64 k = base_rect64_of(*kernel);
+    if (base_rect64_isNull(r) || base_rect64_isNull(k))
         return storeOrNull({0, 0, 0, 0}, out);
     return storeOrNull({r.x + k.x, r.y + k.y, r.width + k.width - 1, r.height + k.height - 1}, out);
 }
@@ -50,15 +50,15 @@ qsIRegion* qsIRegionIntersect(const qsIRegion* a, const qsIRegion* b, qsIRegion*
 {
     if (!a || !b || !out)
         return nullptr;
-    return storeOrNull(qstd_rect64_intersect(qstd_rect64_of(*a), qstd_rect64_of(*b)), out);
+    return storeOrNull(base_rect64_intersect(base_rect64_of(*a), base_rect64_of(*b)), out);
 }
 
 int qsIRegionContains(const qsIRegion* outer, const qsIRegion* inner)
 {
-    return outer && inner && qstd_rect64_contains(qstd_rect64_of(*outer), qstd_rect64_of(*inner));
+    return outer && inner && base_rect64_contains(base_rect64_of(*outer), base_rect64_of(*inner));
 }
 
 int qsIRegionIsNull(const qsIRegion* region)
 {
-    return !region || qstd_rect64_isNull(qstd_rect64_of(*region));
+    return !region || base_rect64_isNull(base_rect64_of(*region));
 }

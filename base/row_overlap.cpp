@@ -10,7 +10,7 @@
 // Euclid's algorithm.
 //
 // All numbers stay below 2^63: offsets of rows are below 2^62, and at most two of them are added.
-#include "row_overlap.h"
+#include "base/row_overlap.h"
 
 #include <algorithm>
 #include <utility>
@@ -30,7 +30,7 @@ int64_t divideUp(int64_t value, int64_t divisor)
 }
 
 // The same rows from the lowest upward, with a stride that can be divided by.
-qip_pixelRows ascending(qip_pixelRows rows)
+base_pixelRows ascending(base_pixelRows rows)
 {
     if (rows.stride < 0) {
         rows.first += static_cast<uint64_t>((rows.rowCount - 1) * rows.stride);
@@ -41,9 +41,9 @@ qip_pixelRows ascending(qip_pixelRows rows)
     return rows;
 }
 
-// Whether `size` bytes at `offset` from the first row meet a row. Of the rows that end behind the offset
-// the first one begins first.
-bool meetsRow(const qip_pixelRows& rows, int64_t offset, int64_t size)
+// Whether `size` bytes at `offset` from the first row meet a row. The first row that ends behind the offset
+// decides, since those after it begin later.
+bool meetsRow(const base_pixelRows& rows, int64_t offset, int64_t size)
 {
     const int64_t row = offset < rows.rowSize ? 0 : (offset - rows.rowSize) / rows.stride + 1;
     return row < rows.rowCount && row * rows.stride < offset + size;
@@ -53,8 +53,9 @@ bool meetsRow(const qip_pixelRows& rows, int64_t offset, int64_t size)
 // 0 <= step < modulus, 0 < low <= high < modulus.
 int64_t firstInRange(int64_t step, int64_t modulus, int64_t low, int64_t high)
 {
-    // Walking downward by the complement meets the mirrored interval; so the step is at most half of the
-    // modulus, and the modulus is halved by every call below.
+    // To add a step is to subtract the rest of the modulus. Mirrored, that is the same question with the
+    // smaller step; so the step is at most half of the modulus, and every call below at least halves the
+    // modulus.
     if (step > modulus - step)
         return firstInRange(modulus - step, modulus, modulus - high, modulus - low);
     if (step == 0)
@@ -70,7 +71,7 @@ int64_t firstInRange(int64_t step, int64_t modulus, int64_t low, int64_t high)
 
 } // namespace
 
-bool qip_pixelRows_overlap(qip_pixelRows a, qip_pixelRows b)
+bool base_pixelRows_overlap(base_pixelRows a, base_pixelRows b)
 {
     a = ascending(a);
     b = ascending(b);

@@ -1,12 +1,12 @@
 // Windows. The writable and the read-only record differ in one pointer's constness, so each operation is
 // written once for both.
+#include "base/pixel_memory.h"
+#include "base/rect_arithmetic.h"
+
 #include <qbase/image.h>
 #include <qbase/window.h>
 
 #include <algorithm>
-
-#include "pixel_memory.h"
-#include "rect_arithmetic.h"
 
 namespace
 {
@@ -36,7 +36,7 @@ qsys_status initImage(Window* window, const qimg_image* image, int32_t pixelSize
 }
 
 // Rows of more than one must not run into each other; 16-bit pixels lie at even addresses.
-bool isUsableMemory(int32_t pixelSize, const qstd_rect64& rect, int64_t stride, const void* firstPixel)
+bool isUsableMemory(int32_t pixelSize, const base_rect64& rect, int64_t stride, const void* firstPixel)
 {
     if (!firstPixel || (pixelSize != 1 && pixelSize != 2))
         return false;
@@ -51,10 +51,10 @@ qsys_status initMemory(Window* window, int32_t pixelSize, const qstd_rect32* rec
 {
     if (initUnbound(window) < 0 || !rect)
         return QSYS_E_ARGUMENT;
-    const qstd_rect64 wide = qstd_rect64_of(*rect);
+    const base_rect64 wide = base_rect64_of(*rect);
     if (!isUsableMemory(pixelSize, wide, stride, firstPixel))
         return QSYS_E_ARGUMENT;
-    if (!qstd_rect64_fits(wide))
+    if (!base_rect64_fits(wide))
         return QSYS_E_RANGE;
     *window = {rect->width, rect->height, stride, firstPixel, 1, pixelSize, rect->x, rect->y};
     return QSYS_OK;
@@ -87,14 +87,18 @@ qsys_status windowRect(Window* window, const qstd_rect32* rect, int32_t flags)
         return QSYS_E_ARGUMENT;
     if (!window->bound)
         return QIMG_E_UNBOUND;
-    const qstd_rect64 current = qstd_rect64_of(*window);
-    const qstd_rect64 wanted = qstd_rect64_of(*rect);
-    if (!qstd_rect64_contains(current, wanted))
+    const base_rect64 current = base_rect64_of(*window);
+    const base_rect64 wanted = base_rect64_of(*rect);
+    if (!base_rect64_contains(current, wanted))
         return QIMG_E_OUTSIDE;
     // An empty window may stand anywhere, so its address stays what it was.
-    if (!qstd_rect64_isNull(wanted))
-        window->firstPixel = qimg_pixelAddress(window->firstPixel, window->stride, window->pixelSize,
+    if (!base_rect64_isNull(wanted)) {
+        // An offset from no address would be an address of nothing.
+        if (!window->firstPixel)
+            return QIMG_E_UNBOUND;
+        window->firstPixel = base_pixelAddress(window->firstPixel, window->stride, window->pixelSize,
                                                wanted.x - current.x, wanted.y - current.y);
+    }
     window->x = rect->x;
     window->y = rect->y;
     window->width = std::max(rect->width, 0);

@@ -1,12 +1,12 @@
 // Transform handles: owning references to immutable transforms. An output handle changes only after
 // everything that can fail has worked, so it may be one of the inputs.
+#include "base/xform_linear.h"
+#include "base/xform_steps.h"
+
 #include <qbase/xform.h>
 
 #include <algorithm>
 #include <cmath>
-
-#include "xform_linear.h"
-#include "xform_steps.h"
 
 namespace
 {
@@ -14,7 +14,7 @@ namespace
 // The handle takes over the caller's reference.
 void replace(qmath_xformPtrhConst* handle, const qmath_xform* xform)
 {
-    qmath_xform_release(handle->xform);
+    base_xform_release(handle->xform);
     handle->xform = xform;
 }
 
@@ -33,7 +33,7 @@ qsys_status linearise(const qmath_xform* xform, const qmath_point& at, qmath_xfo
     const qmath_point above = {at.x, at.y - stepY}, below = {at.x, at.y + stepY};
     qmath_point centre = at, l = left, r = right, a = above, b = below;
     for (qmath_point* point : {&centre, &l, &r, &a, &b})
-        if (const qsys_status status = qmath_xform_map(xform, point); status < 0)
+        if (const qsys_status status = base_xform_map(xform, point); status < 0)
             return status;
 
     // The distances of the points as they were rounded, not twice the steps.
@@ -43,7 +43,7 @@ qsys_status linearise(const qmath_xform* xform, const qmath_point& at, qmath_xfo
         (r.x - l.x) / dx, (b.x - a.x) / dy, (r.y - l.y) / dx, (b.y - a.y) / dy, 0, 0};
     result.tx = centre.x - (result.m00 * at.x + result.m01 * at.y);
     result.ty = centre.y - (result.m10 * at.x + result.m11 * at.y);
-    if (!qmath_linear_isFinite(result))
+    if (!base_linear_isFinite(result))
         return QMATH_E_NOT_LINEAR;
     *linear = result;
     return QSYS_OK;
@@ -66,7 +66,7 @@ qsys_status qmath_xformPtrhConst_constructLinear(qmath_xformPtrhConst* handle,
 {
     if (qmath_xformPtrhConst_construct(handle) < 0 || !linear)
         return QSYS_E_ARGUMENT;
-    return qmath_xform_makeLinear(*linear, &handle->xform);
+    return base_xform_makeLinear(*linear, &handle->xform);
 }
 
 qsys_status qmath_xformPtrhConst_constructFunctions(qmath_xformPtrhConst* handle,
@@ -76,7 +76,7 @@ qsys_status qmath_xformPtrhConst_constructFunctions(qmath_xformPtrhConst* handle
 {
     if (qmath_xformPtrhConst_construct(handle) < 0 || !forward || !inverse)
         return QSYS_E_ARGUMENT;
-    return qmath_xform_makeFunctions(forward, inverse, context, release, &handle->xform);
+    return base_xform_makeFunctions(forward, inverse, context, release, &handle->xform);
 }
 
 qsys_status qmath_xformPtrhConst_destruct(qmath_xformPtrhConst* handle)
@@ -90,7 +90,7 @@ qsys_status qmath_xformPtrhConst_assign(qmath_xformPtrhConst* out, const qmath_x
 {
     if (!out || !handle)
         return QSYS_E_ARGUMENT;
-    qmath_xform_retain(handle->xform);
+    base_xform_retain(handle->xform);
     replace(out, handle->xform);
     return QSYS_OK;
 }
@@ -101,7 +101,7 @@ qsys_status qmath_xformPtrhConst_getIsLinear(const qmath_xformPtrhConst* handle,
 {
     if (!handle || !isLinear)
         return QSYS_E_ARGUMENT;
-    *isLinear = qmath_xform_getLinear(handle->xform) != nullptr;
+    *isLinear = base_xform_getLinear(handle->xform) != nullptr;
     return QSYS_OK;
 }
 
@@ -110,7 +110,7 @@ qsys_status qmath_xformPtrhConst_getLinear(const qmath_xformPtrhConst* handle, c
 {
     if (!handle || !linear)
         return QSYS_E_ARGUMENT;
-    if (const qmath_xformLinear* const exact = qmath_xform_getLinear(handle->xform)) {
+    if (const qmath_xformLinear* const exact = base_xform_getLinear(handle->xform)) {
         *linear = *exact;
         return QSYS_OK;
     }
@@ -122,7 +122,7 @@ qsys_status qmath_xformPtrhConst_mapPoint(const qmath_xformPtrhConst* handle, qm
     if (!handle || !point)
         return QSYS_E_ARGUMENT;
     qmath_point mapped = *point;
-    if (const qsys_status status = qmath_xform_map(handle->xform, &mapped); status < 0)
+    if (const qsys_status status = base_xform_map(handle->xform, &mapped); status < 0)
         return status;
     *point = mapped;
     return QSYS_OK;
@@ -138,7 +138,7 @@ qsys_status qmath_xformPtrhConst_assignCompose(qmath_xformPtrhConst* out, const 
     if (!a->xform || !b->xform)
         return qmath_xformPtrhConst_assign(out, a->xform ? a : b);
     const qmath_xform* xform = nullptr;
-    if (const qsys_status status = qmath_xform_makeComposition(a->xform, b->xform, &xform); status < 0)
+    if (const qsys_status status = base_xform_makeComposition(a->xform, b->xform, &xform); status < 0)
         return status;
     replace(out, xform);
     return QSYS_OK;
@@ -164,7 +164,7 @@ qsys_status qmath_xformPtrhConst_assignInverse(qmath_xformPtrhConst* out, const 
         return QSYS_E_ARGUMENT;
     const qmath_xform* xform = nullptr;
     if (a->xform)
-        if (const qsys_status status = qmath_xform_makeInverse(a->xform, &xform); status < 0)
+        if (const qsys_status status = base_xform_makeInverse(a->xform, &xform); status < 0)
             return status;
     replace(out, xform);
     return QSYS_OK;

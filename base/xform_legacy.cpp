@@ -1,7 +1,7 @@
 // The older linear transforms, in single precision.
-#include <qbase/xform.h>
+#include "base/xform_linear.h"
 
-#include "xform_linear.h"
+#include <qbase/xform.h>
 
 qsFXform* qsFXformElemCT(float scaleX, float scaleY, float tx, float ty, qsFXform* out)
 {
@@ -14,13 +14,13 @@ qsys_status qsFXformInv(const qsFXform* xform, qsFXform* out)
 {
     if (!xform || !out)
         return QSYS_E_ARGUMENT;
-    return qmath_linear_invert(*xform, out) ? QSYS_OK : QMATH_E_SINGULAR;
+    return base_linear_invert(*xform, out) ? QSYS_OK : QMATH_E_SINGULAR;
 }
 
 qsFXform* qsFXformCompose(const qsFXform* a, const qsFXform* b, qsFXform* out)
 {
     if (!a || !b || !out)
         return nullptr;
-    *out = qmath_linear_compose(*a, *b);
+    *out = base_linear_compose(*a, *b);
     return out;
 }

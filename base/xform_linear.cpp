@@ -1,7 +1,7 @@
 // Linear transforms in double precision.
-#include <qbase/xform.h>
+#include "base/xform_linear.h"
 
-#include "xform_linear.h"
+#include <qbase/xform.h>
 
 qsys_status qmath_xformLinear_initMatrixTransElements(qmath_xformLinear* xform, double m00, double m01,
                                                       double m10, double m11, double tx, double ty)
@@ -17,7 +17,7 @@ qsys_status qmath_xformLinear_initCompose(qmath_xformLinear* out, const qmath_xf
 {
     if (!out || !a || !b)
         return QSYS_E_ARGUMENT;
-    *out = qmath_linear_compose(*a, *b);
+    *out = base_linear_compose(*a, *b);
     return QSYS_OK;
 }
 
@@ -25,5 +25,5 @@ qsys_status qmath_xformLinear_getInverse(const qmath_xformLinear* xform, qmath_x
 {
     if (!xform || !inverse)
         return QSYS_E_ARGUMENT;
-    return qmath_linear_invert(*xform, inverse) ? QSYS_OK : QMATH_E_SINGULAR;
+    return base_linear_invert(*xform, inverse) ? QSYS_OK : QMATH_E_SINGULAR;
 }

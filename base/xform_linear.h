@@ -7,7 +7,7 @@
 
 // Maps a point by b, then by a.
 template <class Xform>
-Xform qmath_linear_compose(const Xform& a, const Xform& b)
+Xform base_linear_compose(const Xform& a, const Xform& b)
 {
     return {a.m00 * b.m00 + a.m01 * b.m10,      a.m00 * b.m01 + a.m01 * b.m11,
             a.m10 * b.m00 + a.m11 * b.m10,      a.m10 * b.m01 + a.m11 * b.m11,
@@ -15,7 +15,7 @@ Xform qmath_linear_compose(const Xform& a, const Xform& b)
 }
 
 template <class Xform>
-bool qmath_linear_isFinite(const Xform& xform)
+bool base_linear_isFinite(const Xform& xform)
 {
     for (const auto element : {xform.m00, xform.m01, xform.m10, xform.m11, xform.tx, xform.ty})
         if (!std::isfinite(element))
@@ -26,7 +26,7 @@ bool qmath_linear_isFinite(const Xform& xform)
 // False, with *inverse untouched, when the determinant is zero or the inverse is not finite. Zeros are
 // negated by subtraction, which gives no negative zeros.
 template <class Xform>
-bool qmath_linear_invert(const Xform& xform, Xform* inverse)
+bool base_linear_invert(const Xform& xform, Xform* inverse)
 {
     const auto determinant = xform.m00 * xform.m11 - xform.m01 * xform.m10;
     Xform result = {xform.m11 / determinant,
@@ -37,7 +37,7 @@ bool qmath_linear_invert(const Xform& xform, Xform* inverse)
                     0};
     result.tx = 0 - (result.m00 * xform.tx + result.m01 * xform.ty);
     result.ty = 0 - (result.m10 * xform.tx + result.m11 * xform.ty);
-    if (determinant == 0 || !qmath_linear_isFinite(result))
+    if (determinant == 0 || !base_linear_isFinite(result))
         return false;
     *inverse = result;
     return true;

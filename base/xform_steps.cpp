@@ -1,23 +1,22 @@
-// A transform is kept in a normal form: the list of its steps in the order in which a point passes them, each
-// step linear or half of a function pair, never two linear ones in a row. So a composition is a
+// A transform is kept in a normal form: the list of its steps in the order in which a point passes them,
+// each step linear or half of a function pair, never two linear ones in a row. So a composition is a
 // concatenation, an inverse is the list backwards, nothing recurses however long the history of an image
 // is, and "linear" means one linear step. Lists are immutable and shared, function pairs are shared by the
 // lists that contain them.
-#include "xform_steps.h"
+#include "base/xform_steps.h"
+#include "base/refcount.h"
+#include "base/xform_linear.h"
 
 #include <qbase/memory.h>
 
 #include <limits>
 #include <new>
 
-#include "refcount.h"
-#include "xform_linear.h"
-
 namespace
 {
 
 struct FunctionPair {
-    qbase_refcount count;
+    base_refcount count;
     qmath_xformFunction forward;
     qmath_xformFunction inverse;
     void* context;
@@ -36,7 +35,7 @@ constexpr qmath_xformLinear identity = {1, 0, 0, 1, 0, 0};
 
 // The steps stand behind the record in the same block.
 struct qmath_xform {
-    mutable qbase_refcount count;
+    mutable base_refcount count;
     int64_t stepCount = 0;
 
     Step* steps()
@@ -75,7 +74,7 @@ qsys_status makeEmpty(int64_t capacity, qmath_xform** xform)
 
 void releaseFunctions(FunctionPair* functions)
 {
-    if (!functions || !qbase_refcount_releaseIsLast(&functions->count))
+    if (!functions || !base_refcount_releaseIsLast(&functions->count))
         return;
     if (functions->release)
         functions->release(functions->context);
@@ -88,11 +87,11 @@ void append(qmath_xform* xform, const Step& step)
 {
     Step* const end = xform->steps() + xform->stepCount;
     if (!step.functions && xform->stepCount > 0 && !end[-1].functions) {
-        end[-1].linear = qmath_linear_compose(step.linear, end[-1].linear);
+        end[-1].linear = base_linear_compose(step.linear, end[-1].linear);
         return;
     }
     if (step.functions)
-        qbase_refcount_retain(&step.functions->count);
+        base_refcount_retain(&step.functions->count);
     new (end) Step(step);
     ++xform->stepCount;
 }
@@ -116,7 +115,7 @@ qsys_status mapByStep(const Step& step, qmath_point* point)
 
 } // namespace
 
-qsys_status qmath_xform_makeLinear(const qmath_xformLinear& linear, const qmath_xform** out)
+qsys_status base_xform_makeLinear(const qmath_xformLinear& linear, const qmath_xform** out)
 {
     qmath_xform* xform = nullptr;
     if (const qsys_status status = makeEmpty(1, &xform); status < 0)
@@ -126,16 +125,16 @@ qsys_status qmath_xform_makeLinear(const qmath_xformLinear& linear, const qmath_
     return QSYS_OK;
 }
 
-qsys_status qmath_xform_makeFunctions(qmath_xformFunction forward, qmath_xformFunction inverse,
-                                      void* context, qmath_xformReleaseFunction release,
-                                      const qmath_xform** out)
+qsys_status base_xform_makeFunctions(qmath_xformFunction forward, qmath_xformFunction inverse,
+                                     void* context, qmath_xformReleaseFunction release,
+                                     const qmath_xform** out)
 {
     qmath_xform* xform = nullptr;
     if (const qsys_status status = makeEmpty(1, &xform); status < 0)
         return status;
     void* block = nullptr;
     if (const qsys_status status = qsys_memory_alloc_internal(sizeof(FunctionPair), &block); status < 0) {
-        qmath_xform_release(xform);
+        base_xform_release(xform);
         return status;
     }
     auto* const functions = new (block) FunctionPair{{}, forward, inverse, context, release};
@@ -145,8 +144,8 @@ qsys_status qmath_xform_makeFunctions(qmath_xformFunction forward, qmath_xformFu
     return QSYS_OK;
 }
 
-qsys_status qmath_xform_makeComposition(const qmath_xform* outer, const qmath_xform* inner,
-                                        const qmath_xform** out)
+qsys_status base_xform_makeComposition(const qmath_xform* outer, const qmath_xform* inner,
+                                       const qmath_xform** out)
 {
     qmath_xform* xform = nullptr;
     if (const qsys_status status = makeEmpty(stepCountOf(inner) + stepCountOf(outer), &xform); status < 0)
@@ -157,7 +156,7 @@ qsys_status qmath_xform_makeComposition(const qmath_xform* outer, const qmath_xf
     return QSYS_OK;
 }
 
-qsys_status qmath_xform_makeInverse(const qmath_xform* xform, const qmath_xform** out)
+qsys_status base_xform_makeInverse(const qmath_xform* xform, const qmath_xform** out)
 {
     qmath_xform* backwards = nullptr;
     if (const qsys_status status = makeEmpty(stepCountOf(xform), &backwards); status < 0)
@@ -165,8 +164,8 @@ qsys_status qmath_xform_makeInverse(const qmath_xform* xform, const qmath_xform*
     for (int64_t i = stepCountOf(xform); i-- > 0;) {
         Step step = xform->steps()[i];
         step.inverted = !step.inverted;
-        if (!step.functions && !qmath_linear_invert(step.linear, &step.linear)) {
-            qmath_xform_release(backwards);
+        if (!step.functions && !base_linear_invert(step.linear, &step.linear)) {
+            base_xform_release(backwards);
             return QMATH_E_SINGULAR;
         }
         append(backwards, step);
@@ -175,15 +174,15 @@ qsys_status qmath_xform_makeInverse(const qmath_xform* xform, const qmath_xform*
     return QSYS_OK;
 }
 
-void qmath_xform_retain(const qmath_xform* xform)
+void base_xform_retain(const qmath_xform* xform)
 {
     if (xform)
-        qbase_refcount_retain(&xform->count);
+        base_refcount_retain(&xform->count);
 }
 
-void qmath_xform_release(const qmath_xform* xform)
+void base_xform_release(const qmath_xform* xform)
 {
-    if (!xform || !qbase_refcount_releaseIsLast(&xform->count))
+    if (!xform || !base_refcount_releaseIsLast(&xform->count))
         return;
     for (int64_t i = 0; i < xform->stepCount; ++i)
         releaseFunctions(xform->steps()[i].functions);
@@ -191,7 +190,7 @@ void qmath_xform_release(const qmath_xform* xform)
     qsys_memory_free_internal(&block);
 }
 
-const qmath_xformLinear* qmath_xform_getLinear(const qmath_xform* xform)
+const qmath_xformLinear* base_xform_getLinear(const qmath_xform* xform)
 {
     if (stepCountOf(xform) == 0)
         return &identity;
@@ -199,7 +198,7 @@ const qmath_xformLinear* qmath_xform_getLinear(const qmath_xform* xform)
     return xform->stepCount == 1 && !step.functions ? &step.linear : nullptr;
 }
 
-qsys_status qmath_xform_map(const qmath_xform* xform, qmath_point* point)
+qsys_status base_xform_map(const qmath_xform* xform, qmath_point* point)
 {
     for (int64_t i = 0; i < stepCountOf(xform); ++i)
         if (const qsys_status status = mapByStep(xform->steps()[i], point); status < 0)

@@ -9,25 +9,26 @@
 #include <map>
 #include <new>
 #include <random>
+#include <tuple>
 #include <utility>
 #include <vector>
 
 namespace
 {
 
-constexpr std::array<bench_size, 3> bench_sizes{{{256, 256}, {1024, 1024}, {4096, 3072}}};
-constexpr std::array<const char*, 3> bench_levels{"plain", "sse", "avx2"};
+constexpr std::array<bench_size, 3> sizes{{{256, 256}, {1024, 1024}, {4096, 3072}}};
+constexpr std::array<const char*, 3> levels{"plain", "sse", "avx2"};
 
-struct bench_variant {
+struct variantRecord {
     std::string caseName;
     std::string name;
     bool isOurs; // the name is a processor level
     bench_prepare prepare;
 };
 
-std::vector<bench_variant>& bench_variants()
+std::vector<variantRecord>& variants()
 {
-    static std::vector<bench_variant> variants;
+    static std::vector<variantRecord> variants;
     return variants;
 }
 
@@ -64,7 +65,7 @@ double memcpySeconds(int64_t bytes)
     return samples[samples.size() / 2];
 }
 
-void measure(benchmark::State& state, const bench_variant& variant, const bench_size& size)
+void measure(benchmark::State& state, const variantRecord& variant, const bench_size& size)
 {
     if (variant.isOurs)
         qsys_cpuinfo_limitLevel(variant.name.c_str());
@@ -109,33 +110,76 @@ void fillRandom(const bench_image& image)
     }
 }
 
-void fillDust(const bench_image& mask)
+// Sets the round area to 0, as far as it lies in the mask; the number of pixels that were not 0 before.
+int64_t clearDisc(const bench_image& mask, int32_t centreX, int32_t centreY, int32_t radius)
 {
-    const int32_t width = mask->rect.width;
-    const int32_t height = mask->rect.height;
-    for (int32_t y = 0; y < height; ++y)
-        std::memset(rowOf(mask, y), 255, static_cast<std::size_t>(width));
-    std::mt19937 random(21);
-    for (int64_t covered = 0; covered < int64_t{width} * height / 10;) {
-        const auto radius = static_cast<int32_t>(2 + random() % 20);
-        const auto centreX = static_cast<int32_t>(random() % static_cast<unsigned>(width));
-        const auto centreY = static_cast<int32_t>(random() % static_cast<unsigned>(height));
-        covered += int64_t{3} * radius * radius;
-        for (int32_t y = std::max(0, centreY - radius); y < std::min(height, centreY + radius); ++y)
-            for (int32_t x = std::max(0, centreX - radius); x < std::min(width, centreX + radius); ++x)
-                if ((x - centreX) * (x - centreX) + (y - centreY) * (y - centreY) < radius * radius)
-                    rowOf(mask, y)[x] = 0;
+    int64_t cleared = 0;
+    for (int32_t y = std::max(0, centreY - radius); y < std::min(mask->rect.height, centreY + radius); ++y)
+        for (int32_t x = std::max(0, centreX - radius); x < std::min(mask->rect.width, centreX + radius);
+             ++x)
+            if ((x - centreX) * (x - centreX) + (y - centreY) * (y - centreY) < radius * radius) {
+                cleared += rowOf(mask, y)[x] != 0;
+                rowOf(mask, y)[x] = 0;
+            }
+    return cleared;
+}
+
+// Sets discs to 0 until a share of the valid mask is; the radius is drawn from low to high.
+void clearDiscs(const bench_image& mask, std::mt19937& random, double share, int32_t low, int32_t high)
+{
+    const auto below = [&](int32_t bound) {
+        return static_cast<int32_t>(random() % static_cast<unsigned>(bound));
+    };
+    auto left = static_cast<int64_t>(share * mask->rect.width * mask->rect.height);
+    while (left > 0) {
+        const int32_t radius = low + below(high - low + 1);
+        const int32_t centreX = below(mask->rect.width);
+        const int32_t centreY = below(mask->rect.height);
+        left -= clearDisc(mask, centreX, centreY, radius);
     }
 }
 
-// The picture kept for a key, made by `fill` at first use.
-bench_image kept(const bench_size& size, int32_t pixelSize, bool isMask, void (*fill)(const bench_image&))
+void fillValid(const bench_image& mask)
 {
-    static std::map<std::array<int32_t, 4>, bench_image> pictures;
-    bench_image& picture = pictures[{size.width, size.height, pixelSize, isMask}];
+    for (int32_t y = 0; y < mask->rect.height; ++y)
+        std::memset(rowOf(mask, y), 255, static_cast<std::size_t>(mask->rect.width));
+}
+
+void fillSpots(const bench_image& mask)
+{
+    std::mt19937 random(21);
+    fillValid(mask);
+    clearDiscs(mask, random, 0.1, 2, 21);
+}
+
+void fillDust(const bench_image& mask)
+{
+    std::mt19937 random(22);
+    fillValid(mask);
+    // Smaller areas in a small picture, so that the share is met there too.
+    const int32_t greatest = std::min({120, mask->rect.width / 8, mask->rect.height / 8});
+    clearDiscs(mask, random, 0.25, 20, std::max(20, greatest));
+    for (int32_t y = 0; y < mask->rect.height; ++y)
+        for (int32_t x = 0; x < mask->rect.width; ++x)
+            if (random() % 500 == 0)
+                rowOf(mask, y)[x] = 0;
+}
+
+enum class content { random, spots, dust };
+
+// The picture of this size, depth and content, made at first use.
+bench_image kept(const bench_size& size, int32_t pixelSize, content what)
+{
+    static std::map<std::tuple<int32_t, int32_t, int32_t, content>, bench_image> pictures;
+    bench_image& picture = pictures[{size.width, size.height, pixelSize, what}];
     if (!picture) {
         picture = newImage(size, pixelSize);
-        fill(picture);
+        if (what == content::random)
+            fillRandom(picture);
+        else if (what == content::spots)
+            fillSpots(picture);
+        else
+            fillDust(picture);
     }
     return picture;
 }
@@ -144,27 +188,27 @@ bench_image kept(const bench_size& size, int32_t pixelSize, bool isMask, void (*
 
 void bench_addOurs(const std::string& caseName, const bench_prepare& prepare)
 {
-    for (const char* level : bench_levels)
+    for (const char* level : levels)
         if (qsys_cpuinfo_limitLevel(level) >= 0)
-            bench_variants().push_back({caseName, level, true, prepare});
+            variants().push_back({caseName, level, true, prepare});
     qsys_cpuinfo_limitLevel("auto");
 }
 
 void bench_addPeer(const std::string& caseName, const std::string& variant, const bench_prepare& prepare)
 {
-    bench_variants().push_back({caseName, variant, false, prepare});
+    variants().push_back({caseName, variant, false, prepare});
 }
 
 void bench_registerAll()
 {
-    std::vector<bench_variant>& variants = bench_variants();
-    std::stable_sort(variants.begin(), variants.end(), [](const bench_variant& a, const bench_variant& b) {
+    std::vector<variantRecord>& all = variants();
+    std::stable_sort(all.begin(), all.end(), [](const variantRecord& a, const variantRecord& b) {
         return a.caseName < b.caseName;
     });
-    for (auto first = variants.begin(); first != variants.end();) {
+    for (auto first = all.begin(); first != all.end();) {
         const auto last = std::find_if(
-            first, variants.end(), [&](const bench_variant& v) { return v.caseName != first->caseName; });
-        for (const bench_size& size : bench_sizes)
+            first, all.end(), [&](const variantRecord& v) { return v.caseName != first->caseName; });
+        for (const bench_size& size : sizes)
             for (auto variant = first; variant != last; ++variant) {
                 const std::string name = variant->caseName + "/" + std::to_string(size.width) + "x" +
                                          std::to_string(size.height) + "/" + variant->name;
@@ -178,12 +222,12 @@ void bench_registerAll()
 
 bench_image bench_source(const bench_size& size, int32_t pixelSize)
 {
-    return kept(size, pixelSize, false, fillRandom);
+    return kept(size, pixelSize, content::random);
 }
 
-bench_image bench_mask(const bench_size& size)
+bench_image bench_mask(const bench_size& size, bench_maskKind kind)
 {
-    return kept(size, 1, true, fillDust);
+    return kept(size, 1, kind == bench_maskKind::spots ? content::spots : content::dust);
 }
 
 bench_image bench_unbound()

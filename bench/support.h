@@ -48,12 +48,30 @@ bool bench_opencvAgrees();
 
 using bench_image = std::shared_ptr<qimg_image>;
 
-// A picture of this size with 1 or 2 bytes a pixel, each of its own random value. Made once for every size and
-// depth, and not to be written.
+// A picture of this size with 1 or 2 bytes a pixel, each of its own random value. Pictures and masks are made once
+// for every size and kind, and are not to be written.
 bench_image bench_source(const bench_size& size, int32_t pixelSize);
 
-// A mask of this size as dust leaves it: all valid (255) but for round spots of 0 over about a tenth.
-bench_image bench_mask(const bench_size& size);
+// Masks of 255 (valid) and 0.
+enum class bench_maskKind {
+    spots, // round spots of 0, radius 2 to 21, over about a tenth of the picture
+    dust, // round areas of 0, radius 20 to 120, over a quarter; in the rest one pixel in 500 is 0 by itself
+};
+
+bench_image bench_mask(const bench_size& size, bench_maskKind kind);
+
+// The ways in which every masked case is measured; the name is a part of the case's.
+struct bench_masking {
+    const char* name;
+    bench_maskKind source;
+    bool hasDstMask; // whether the call asks for the destination's mask
+};
+
+inline constexpr bench_masking bench_maskings[] = {
+    {"spots", bench_maskKind::spots, true},
+    {"dust", bench_maskKind::dust, true},
+    {"dust-nomask", bench_maskKind::dust, false},
+};
 
 // An image that the first call binds.
 bench_image bench_unbound();

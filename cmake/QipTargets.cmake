@@ -63,7 +63,7 @@ function(qip_add_library name)
 endfunction()
 
 # The table of processor levels: a file whose name ends so is compiled with that flag, and no other file
-# is compiled with any.
+# is compiled with any; _portable.cpp is the level that needs none.
 function(qip_set_level_flags)
     foreach(source IN LISTS ARGN)
         if(source MATCHES "_sse41\\.cpp$")

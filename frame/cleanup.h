@@ -19,7 +19,8 @@ struct frame_cleanup {
     int status;
 };
 
-// The release function of an object type, in the form that the clean-up stack calls.
+// The release function of an object type, in the form that the clean-up stack calls. Some answer with a
+// status, some with nothing.
 template <auto Destruct>
 struct frame_release;
 template <class Object, qsys_status (*Destruct)(Object*)>
@@ -29,15 +30,29 @@ struct frame_release<Destruct> {
         return Destruct(static_cast<Object*>(resource));
     }
 };
+template <class Object, void (*Free)(Object*)>
+struct frame_release<Free> {
+    static qsys_status call(void* resource)
+    {
+        Free(static_cast<Object*>(resource));
+        return QSYS_OK;
+    }
+};
 
-// Registers an object that was just constructed: frame_cleanupObject<qimg_image_destruct>(&cleanup, &image).
-// `id`, when given, receives the entry's identifier for frame_cleanupNow.
-template <auto Destruct, class Object>
-qsys_status frame_cleanupObject(frame_cleanup* cleanup, Object* object, int* id = nullptr)
+// Registers a resource. When the record is full the resource is released at once: QSYS_E_CLEANUP_FULL.
+inline qsys_status frame_cleanupRegister(frame_cleanup* cleanup, int32_t kind, void* resource,
+                                         qsys_cleanup_releaseFunction release)
 {
     return qsys_cleanup_register_(cleanup->entries, frame_cleanupCapacity, &cleanup->count,
-                                  &cleanup->status, QSYS_CLEANUP_OBJECT, object,
-                                  frame_release<Destruct>::call, id);
+                                  &cleanup->status, kind, resource, release, nullptr);
+}
+
+// Registers an object that was just constructed, which must outlive the clean-up:
+// frame_cleanupObject<qimg_image_destruct>(&cleanup, &image).
+template <auto Destruct, class Object>
+qsys_status frame_cleanupObject(frame_cleanup* cleanup, Object* object)
+{
+    return frame_cleanupRegister(cleanup, QSYS_CLEANUP_OBJECT, object, frame_release<Destruct>::call);
 }
 
 inline qsys_status frame_freeBlock(void* block)
@@ -45,7 +60,9 @@ inline qsys_status frame_freeBlock(void* block)
     return qsys_memory_free_internal(static_cast<void**>(block));
 }
 
-// Takes a block of `count` elements through `alloc`, one of the memory service's functions, and registers it.
+// Takes a block of `count` elements through `alloc`, one of the memory service's functions, and registers
+// it.
+// Errors:  QSYS_E_RANGE, QSYS_E_MEMORY. `block`, the caller's pointer, must outlive the clean-up.
 template <class Element>
 qsys_status frame_cleanupTake(frame_cleanup* cleanup, int64_t count, Element** block,
                               qsys_status (*alloc)(int64_t, void**))
@@ -57,11 +74,10 @@ qsys_status frame_cleanupTake(frame_cleanup* cleanup, int64_t count, Element** b
     const qsys_status status = alloc(count * static_cast<int64_t>(sizeof(Element)), address);
     if (status < 0)
         return status;
-    return qsys_cleanup_register_(cleanup->entries, frame_cleanupCapacity, &cleanup->count,
-                                  &cleanup->status, QSYS_CLEANUP_MEMORY, address, frame_freeBlock, nullptr);
+    return frame_cleanupRegister(cleanup, QSYS_CLEANUP_MEMORY, address, frame_freeBlock);
 }
 
-// Takes a block of `count` elements, unspecified or zeroed, and registers it. `block` must outlive the clean-up.
+// The same with unspecified or zeroed elements.
 template <class Element>
 qsys_status frame_cleanupAlloc(frame_cleanup* cleanup, int64_t count, Element** block)
 {
@@ -72,12 +88,6 @@ template <class Element>
 qsys_status frame_cleanupAllocClear(frame_cleanup* cleanup, int64_t count, Element** block)
 {
     return frame_cleanupTake(cleanup, count, block, qsys_memory_allocClear_internal);
-}
-
-// Releases one registered resource now.
-inline qsys_status frame_cleanupNow(frame_cleanup* cleanup, int id)
-{
-    return qsys_cleanup_doId_(cleanup->entries, &cleanup->count, &cleanup->status, id, 1);
 }
 
 // Ends an operation: releases everything and returns the first negative status met, else `status`.

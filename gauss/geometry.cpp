@@ -11,17 +11,17 @@ namespace
 
 // The parts of the sampling map that do not depend on the index: s / 2, and 1 when step and box width are
 // both odd.
-int64_t gauss_halfStep(gauss_axis axis)
+int64_t halfStep(gauss_axis axis)
 {
     return axis.step / 2;
 }
 
-int64_t gauss_oddCentre(gauss_axis axis)
+int64_t oddCentre(gauss_axis axis)
 {
     return axis.step & (axis.kernelSize + 1) & 1;
 }
 
-gauss_span gauss_intersectSpan(gauss_span a, gauss_span b)
+gauss_span intersectSpan(gauss_span a, gauss_span b)
 {
     const int64_t start = std::max(a.start, b.start);
     return {start, std::min(a.start + a.length, b.start + b.length) - start};
@@ -41,13 +41,13 @@ gauss_grid gauss_gridOf(const qsGaussParams* params)
 
 int64_t gauss_samplePosition(gauss_axis axis, int64_t index)
 {
-    return index * axis.step + gauss_halfStep(axis) + gauss_oddCentre(axis) - 1;
+    return index * axis.step + halfStep(axis) + oddCentre(axis) - 1;
 }
 
 gauss_span gauss_dstSpan(gauss_axis axis, gauss_span src)
 {
-    const int64_t h = gauss_halfStep(axis);
-    const int64_t t = gauss_oddCentre(axis);
+    const int64_t h = halfStep(axis);
+    const int64_t t = oddCentre(axis);
     const int64_t start = qmath_idiv(t - 1 + h - src.start, -axis.step);
     return {start, qmath_idiv(src.length + src.start - h - t, axis.step) + 1 - start};
 }
@@ -77,6 +77,11 @@ gauss_area gauss_areaOf(const qstd_rect32* rect)
     return {{rect->x, rect->width}, {rect->y, rect->height}};
 }
 
+qip_status gauss_rectOf(gauss_area area, qstd_rect32* rect)
+{
+    return qstd_rect32_init(rect, area.x.start, area.y.start, area.x.length, area.y.length);
+}
+
 qip_status gauss_regionOf(gauss_area area, qsIRegion* region)
 {
     if (gauss_areaIsNull(area)) {
@@ -84,8 +89,7 @@ qip_status gauss_regionOf(gauss_area area, qsIRegion* region)
         return QIP_OK;
     }
     qstd_rect32 rect;
-    const qip_status status =
-        qstd_rect32_init(&rect, area.x.start, area.y.start, area.x.length, area.y.length);
+    const qip_status status = gauss_rectOf(area, &rect);
     if (status >= 0)
         *region = {rect.x, rect.y, rect.width, rect.height};
     return status;
@@ -108,7 +112,7 @@ gauss_area gauss_areaIntersect(gauss_area a, gauss_area b)
 {
     if (gauss_areaIsNull(a) || gauss_areaIsNull(b))
         return {};
-    const gauss_area common = {gauss_intersectSpan(a.x, b.x), gauss_intersectSpan(a.y, b.y)};
+    const gauss_area common = {intersectSpan(a.x, b.x), intersectSpan(a.y, b.y)};
     return gauss_areaIsNull(common) ? gauss_area{} : common;
 }
 
@@ -189,8 +193,7 @@ gauss_area gauss_computeDstRegion(gauss_area src, const qsGaussParams* params)
 qip_status gauss_computeDstRect(const qstd_rect32* src, const qip_gaussParams* params, qstd_rect32* dst)
 {
     const qsGaussParams legacy = gauss_legacyParams(params, qsUSImageNull);
-    const gauss_area area = gauss_computeDstRegion(gauss_areaOf(src), &legacy);
-    return qstd_rect32_init(dst, area.x.start, area.y.start, area.x.length, area.y.length);
+    return gauss_rectOf(gauss_computeDstRegion(gauss_areaOf(src), &legacy), dst);
 }
 
 int64_t gauss_computeJobCount(const qip_gaussParams* params, const qstd_rect32* areaRect,

@@ -47,8 +47,8 @@ gauss_span gauss_srcSpan(gauss_axis axis, gauss_span dst);
 // The kernel's support around a sampled position: -(3 k) / 2 .. 3 k - (3 k) / 2.
 gauss_span gauss_kernelSpan(gauss_axis axis);
 
-// The offset of the map from destination to source coordinates, x_src = s x_dst + offset: half a pixel where
-// sampling factor and box width differ in parity.
+// The offset of the map from destination to source coordinates, x_src = s x_dst + offset: half a pixel
+// where sampling factor and box width differ in parity.
 float gauss_sampleOffset(gauss_axis axis);
 
 // ---- regions ----
@@ -56,8 +56,10 @@ float gauss_sampleOffset(gauss_axis axis);
 gauss_area gauss_areaOf(const qsIRegion* region);
 gauss_area gauss_areaOf(const qstd_rect32* rect);
 
-// QSYS_E_RANGE when the area does not fit; a null area becomes (0, 0, 0, 0).
+// QSYS_E_RANGE when the area does not fit 32 bits. A null area becomes the region (0, 0, 0, 0); a rectangle
+// keeps its numbers.
 qip_status gauss_regionOf(gauss_area area, qsIRegion* region);
+qip_status gauss_rectOf(gauss_area area, qstd_rect32* rect);
 
 bool gauss_areaIsNull(gauss_area area);
 bool gauss_areaContains(gauss_area outer, gauss_area inner);
@@ -71,7 +73,7 @@ gauss_area gauss_dstArea(gauss_grid grid, gauss_area src);
 gauss_area gauss_srcArea(gauss_grid grid, gauss_area dst);
 gauss_area gauss_kernelArea(gauss_grid grid);
 
-// `dst` cut to the indices whose samples lie in `valid`: itself when all do.
+// The part of `dst` whose samples lie in `valid`; `dst` as it is when all do.
 gauss_area gauss_clipToSource(gauss_grid grid, gauss_area dst, gauss_area valid);
 
 // ---- requests ----

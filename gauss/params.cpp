@@ -1,5 +1,5 @@
 // The parameter records: defaults, validation, comparison, and the greatest kernel sizes of the masked
-// family. Relies on the processor service only.
+// family. Of the services, only that of the processor is asked.
 #include "frame/level.h"
 
 #include <qip/params.h>
@@ -9,7 +9,7 @@ namespace
 
 // "Different" means that one is less than the other: a value that is not a number equals everything, and
 // the two zeros are equal. Required behaviour.
-bool frame_differs(double a, double b)
+bool differs(double a, double b)
 {
     return a < b || a > b;
 }
@@ -52,7 +52,7 @@ qip_status qip_gaussParams_compareEqual(const qip_gaussParams* a, const qip_gaus
     if (!a || !b || !equal)
         return QSYS_E_ARGUMENT;
     *equal = a->sampleX == b->sampleX && a->sampleY == b->sampleY && a->kernelSizeX == b->kernelSizeX &&
-             a->kernelSizeY == b->kernelSizeY && !frame_differs(a->gain, b->gain) && a->round == b->round;
+             a->kernelSizeY == b->kernelSizeY && !differs(a->gain, b->gain) && a->round == b->round;
     return *equal ? qip_filterMaskParams_compareEqual(&a->maskParams, &b->maskParams, equal) : QIP_OK;
 }
 
@@ -103,7 +103,6 @@ qip_status qip_filterMaskParams_compareEqual(const qip_filterMaskParams* a, cons
 {
     if (!a || !b || !equal)
         return QSYS_E_ARGUMENT;
-    *equal =
-        a->mode == b->mode && a->resultMode == b->resultMode && !frame_differs(a->threshold, b->threshold);
+    *equal = a->mode == b->mode && a->resultMode == b->resultMode && !differs(a->threshold, b->threshold);
     return QIP_OK;
 }

@@ -1,15 +1,15 @@
-// The reference smoothing: any parameters, any processor, from an 8-bit legacy image into an 8-bit or 16-bit
-// one. It is the definition of the values that every other path is held against.
+// The reference smoothing: any parameters, any processor, from an 8-bit legacy image into an 8-bit or
+// 16-bit one. It is the definition of the values that every other path is held against.
 #pragma once
 
 #include <qip/smoothing.h>
 
-// The five arguments of qip_gauss, checked by the caller: src is an 8-bit image, params is valid as to
-// sampling factors and kernel sizes, dst or params->prototype is there.
-// Result:  *dstOut receives the destination, created when dst is null. A region that reaches no source pixel
-//          is success: nothing is written and nothing but a missing destination is allocated.
-// Errors:  QSYS_E_RANGE, QSYS_E_MEMORY, what the attention check answers (rows already written stay written).
-//          A destination created here is released again and *dstOut is null.
+// The five arguments of qip_gauss, checked by the caller: src is an 8-bit image, the sampling factors and
+// kernel sizes of params are valid, dst or params->prototype is there, src and dst have their pixels.
+// Result:  *dstOut receives the destination, created when dst is null. A region that reaches no source
+//          pixel is success: nothing is written and nothing but a missing destination is allocated.
+// Errors:  QSYS_E_RANGE, QSYS_E_MEMORY, what the attention check answers (rows already written stay
+//          written). A destination created here is released again and *dstOut is null.
 // Polls:   once before the first row, then before each source row y with y & 63 == 0.
 qip_status gauss_smoothReference(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
                                  qsIRegion* dstRegion, qsVImage** dstOut);

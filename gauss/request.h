@@ -11,10 +11,18 @@ struct gauss_request {
     gauss_area margin; // the shifts of `read` that stay inside N
 };
 
-// Computes the regions of a request, creates the destination from the prototype when `dst` is null, sets the
-// destination's client coordinates, and stores it in *dstOut. dstRegion may be null; it is the request when
-// the destination has to be created, and receives R.
-// Errors: QSYS_E_RANGE, QSYS_E_MEMORY, QMATH_E_SINGULAR; nothing was created then and nothing is changed but
-// dstRegion.
+// Whether an image that a caller may have filled by hand has the pixels that its region speaks of.
+// Errors:  QIMG_E_UNBOUND.
+qip_status gauss_checkPixels(const qsVImage* image);
+
+// The same for a source, all of whose columns and rows must have 32-bit coordinates too.
+// Errors:  QIMG_E_UNBOUND, QSYS_E_RANGE.
+qip_status gauss_checkSource(const qsImage* src);
+
+// Computes the regions of a request, creates the destination from the prototype when `dst` is null, sets
+// the destination's client coordinates, and stores it in *dstOut. dstRegion may be null; it is the request
+// when the destination has to be created, and receives R.
+// Errors:  QSYS_E_RANGE, QSYS_E_MEMORY, QMATH_E_SINGULAR; nothing was created then and nothing is changed
+//          but dstRegion.
 qip_status gauss_setupReference(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
                                 qsIRegion* dstRegion, qsVImage** dstOut, gauss_request* request);

@@ -22,13 +22,13 @@ gauss_stretch gauss_stretchAt(const gauss_walk* walk, int64_t position, int64_t 
 {
     gauss_stretch stretch = {most, {}, true};
     for (int tap = 0; tap < 4; ++tap) {
-        const int64_t place = position - tap * walk->box;
-        stretch.inside[tap] = place >= walk->first && place <= walk->last;
-        stretch.quiet = stretch.quiet && !stretch.inside[tap];
-        if (place < walk->first)
-            stretch.length = std::min(stretch.length, walk->first - place);
-        else if (place <= walk->last)
-            stretch.length = std::min(stretch.length, walk->last + 1 - place);
+        const int64_t at = position - tap * walk->box;
+        stretch.inside[tap] = at >= walk->first && at <= walk->last;
+        stretch.isEmpty = stretch.isEmpty && !stretch.inside[tap];
+        if (at < walk->first)
+            stretch.length = std::min(stretch.length, walk->first - at);
+        else if (at <= walk->last)
+            stretch.length = std::min(stretch.length, walk->last + 1 - at);
     }
     return stretch;
 }

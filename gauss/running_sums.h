@@ -1,11 +1,12 @@
-// How the cube of a box is summed along one axis without multiplications by weights, and at which positions.
+// How the cube of a box is summed along one axis without multiplications by weights, and at which
+// positions.
 //
 // With n the box width and x(p) the data at position p, the third difference
 //     e(p) = x(p) - 3 x(p - n) + 3 x(p - 2n) - x(p - 3n)
 // is integrated three times. After position p the last sum holds the cube-of-box sum whose last tap is p.
-// Data exists only from the first tap of the first output (but no further than one reflection of the source)
-// to the last one needed; outside, x is zero. Where all four taps are outside, the integrators move in closed
-// form, so the work follows the data and never the kernel.
+// Data exists only from the first tap of the first output (but no further than one reflection of the
+// source) to the last one needed; outside, x is zero. Where all four taps are outside for long, the
+// integrators move on in closed form, so the work grows with the data and not with the kernel.
 #pragma once
 
 #include "gauss/geometry.h"
@@ -27,7 +28,7 @@ gauss_walk gauss_walkOf(gauss_axis axis, gauss_span dst, gauss_span src);
 struct gauss_stretch {
     int64_t length;
     bool inside[4]; // tap j, at distance j n
-    bool quiet;     // no tap inside
+    bool isEmpty;   // no tap inside
 };
 
 // The stretch that begins at `position`, no longer than `most`.
@@ -57,9 +58,9 @@ inline void gauss_integrate(gauss_integrators* sums, double difference)
     sums->s3 += sums->s2;
 }
 
-// `count` integrations of a zero difference. Short stretches are stepped through: where rounding started the
-// last sum at a number that is not exact, each step rounds it again, and that is the definition. Long ones,
-// which only kernels of more than a thousand pixels have, move in closed form.
+// `count` integrations of a zero difference. A short stretch is stepped through: a last sum that started at
+// half a divisor may not be exact, then each step rounds it again, and that is the definition. A long one,
+// which only kernels of more than a thousand pixels have, is crossed in closed form.
 inline void gauss_integrateZeros(gauss_integrators* sums, int64_t count)
 {
     constexpr int64_t mostSteps = 1024;

@@ -1,14 +1,13 @@
-// The destination's client transform: a point keeps its client coordinates across smoothing and sampling.
-#include "frame/cleanup.h"
-#include "gauss/geometry.h"
+#include "gauss/transform.h"
+
+#include "frame/handles.h"
 
 namespace
 {
 
-// From destination to source pixel coordinates, inverted.
-qip_status gauss_dstFromSrc(const qip_gaussParams* params, qmath_xformLinear* dstFromSrc)
+// From source to destination pixels: the inverse of the sampling map.
+qip_status getDstFromSrc(gauss_grid grid, qmath_xformLinear* dstFromSrc)
 {
-    const gauss_grid grid = gauss_gridOf(params);
     qmath_xformLinear srcFromDst;
     const qip_status status = qmath_xformLinear_initMatrixTransElements(
         &srcFromDst, static_cast<double>(grid.x.step), 0.0, 0.0, static_cast<double>(grid.y.step),
@@ -16,78 +15,55 @@ qip_status gauss_dstFromSrc(const qip_gaussParams* params, qmath_xformLinear* ds
     return status < 0 ? status : qmath_xformLinear_getInverse(&srcFromDst, dstFromSrc);
 }
 
-qip_status gauss_setLinearXform(const qmath_xformLinear* dstFromSrc, const qmath_xformPtrhConst* srcXform,
-                                qimg_image* dst, qimg_image* dst2)
-{
-    const qmath_point origin = {0.0, 0.0};
-    qmath_xformLinear srcFromClient;
-    qmath_xformLinear dstFromClient;
-    qip_status status = qmath_xformPtrhConst_getLinear(srcXform, &origin, &srcFromClient);
-    if (status >= 0)
-        status = qmath_xformLinear_initCompose(&dstFromClient, dstFromSrc, &srcFromClient);
-    if (status >= 0)
-        status = qimg_image_setLinearImageFromClientXform(dst, &dstFromClient);
-    if (status >= 0 && dst2)
-        status = qimg_image_setLinearImageFromClientXform(dst2, &dstFromClient);
-    return status;
-}
-
 // The handles of one call; they stand in the caller's frame, so that they outlive the clean-up.
-struct gauss_xforms {
-    qmath_xformPtrhConst src;
+struct Handles {
+    qmath_xformPtrhConst fromClient; // to source pixels, then to destination pixels
     qmath_xformPtrhConst dstFromSrc;
-    qmath_xformPtrhConst dst;
 };
 
-qip_status gauss_constructXform(qmath_xformPtrhConst* handle, frame_cleanup* cleanup)
+qip_status makeXform(const qimg_image* src, gauss_grid grid, Handles* handles, frame_cleanup* cleanup)
 {
-    const qip_status status = qmath_xformPtrhConst_construct(handle);
-    return status < 0 ? status : frame_cleanupObject<qmath_xformPtrhConst_destruct>(cleanup, handle);
-}
-
-qip_status gauss_setXform(const qmath_xformLinear* dstFromSrc, gauss_xforms* xforms, qimg_image* dst,
-                          qimg_image* dst2, frame_cleanup* cleanup)
-{
-    qip_status status = qmath_xformPtrhConst_constructLinear(&xforms->dstFromSrc, dstFromSrc);
-    if (status >= 0)
-        status = frame_cleanupObject<qmath_xformPtrhConst_destruct>(cleanup, &xforms->dstFromSrc);
-    if (status >= 0)
-        status = gauss_constructXform(&xforms->dst, cleanup);
-    if (status >= 0)
-        status = qmath_xformPtrhConst_assignCompose(&xforms->dst, &xforms->dstFromSrc, &xforms->src);
-    if (status >= 0)
-        status = qimg_image_setImageFromClientXform(dst, &xforms->dst);
-    if (status >= 0 && dst2)
-        status = qimg_image_setImageFromClientXform(dst2, &xforms->dst);
-    return status;
-}
-
-qip_status gauss_updateXform(const qimg_image* src, const qip_gaussParams* params, qimg_image* dst,
-                             qimg_image* dst2, gauss_xforms* xforms, frame_cleanup* cleanup)
-{
-    int isLinear = 0;
     qmath_xformLinear dstFromSrc;
-    qip_status status = gauss_constructXform(&xforms->src, cleanup);
+    qip_status status = frame_takeXform(cleanup, &handles->fromClient);
     if (status >= 0)
-        status = qimg_imageConst_getImageFromClientXform(src, &xforms->src);
+        status = qimg_imageConst_getImageFromClientXform(src, &handles->fromClient);
     if (status >= 0)
-        status = qmath_xformPtrhConst_getIsLinear(&xforms->src, &isLinear);
+        status = getDstFromSrc(grid, &dstFromSrc);
     if (status >= 0)
-        status = gauss_dstFromSrc(params, &dstFromSrc);
+        status = frame_takeLinearXform(cleanup, &dstFromSrc, &handles->dstFromSrc);
     if (status < 0)
         return status;
-    return isLinear ? gauss_setLinearXform(&dstFromSrc, &xforms->src, dst, dst2)
-                    : gauss_setXform(&dstFromSrc, xforms, dst, dst2, cleanup);
+    return qmath_xformPtrhConst_assignCompose(&handles->fromClient, &handles->dstFromSrc,
+                                              &handles->fromClient);
 }
 
 } // namespace
+
+qip_status gauss_dstClientCoords(const qsImage* src, gauss_grid grid, qsFXform* coords)
+{
+    qsFXform srcFromDst;
+    qsFXform dstFromSrc;
+    qsFXformElemCT(static_cast<float>(grid.x.step), static_cast<float>(grid.y.step),
+                   gauss_sampleOffset(grid.x), gauss_sampleOffset(grid.y), &srcFromDst);
+    const qip_status status = qsFXformInv(&srcFromDst, &dstFromSrc);
+    if (status < 0)
+        return status;
+    const qsFXform srcFromClient = qsImageClientCoords(src);
+    qsFXformCompose(&dstFromSrc, &srcFromClient, coords);
+    return QIP_OK;
+}
 
 qip_status gauss_udpateDstXform(const qimg_image* src, const qip_gaussParams* params, qimg_image* dst,
                                 qimg_image* dst2)
 {
     if (!src || !params || !dst)
         return QSYS_E_ARGUMENT;
-    gauss_xforms xforms = {};
+    Handles handles = {};
     frame_cleanup cleanup = {};
-    return frame_cleanupEnd(&cleanup, gauss_updateXform(src, params, dst, dst2, &xforms, &cleanup));
+    qip_status status = makeXform(src, gauss_gridOf(params), &handles, &cleanup);
+    if (status >= 0)
+        status = qimg_image_setImageFromClientXform(dst, &handles.fromClient);
+    if (status >= 0 && dst2)
+        status = qimg_image_setImageFromClientXform(dst2, &handles.fromClient);
+    return frame_cleanupEnd(&cleanup, status);
 }

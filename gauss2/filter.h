@@ -33,7 +33,7 @@ constexpr int gauss2_weightOf(gauss2_along direction)
 }
 
 // Half resolution in one direction: these filters answer to the attention handler before they write anything.
-constexpr bool gauss2_pollsFirst(gauss2_filter filter)
+constexpr bool gauss2_halvesOneDirection(gauss2_filter filter)
 {
     return gauss2_stepOf(filter.x) * gauss2_stepOf(filter.y) == 2;
 }

@@ -5,8 +5,11 @@
 #include <cstdint>
 #include <type_traits>
 
-template <class Pixel> // uint8_t or uint16_t
+template <class PixelType> // uint8_t or uint16_t
 struct gauss2_planes {
+    using Pixel = PixelType;
+    static constexpr bool masked = false;
+
     int32_t width; // of the source
     int32_t height;
     const Pixel* src;
@@ -16,13 +19,33 @@ struct gauss2_planes {
 };
 
 // The same with a source mask, and a destination mask that may be absent.
-template <class Pixel>
+template <class PixelType>
 struct gauss2_maskedPlanes {
+    using Pixel = PixelType;
+    static constexpr bool masked = true;
+
     gauss2_planes<Pixel> pixels;
     const uint8_t* mask;
     int64_t maskStride;
     uint8_t* dstMask; // null when absent
     int64_t dstMaskStride;
+};
+
+// The pixels of planes, whether masked or not, const or not.
+template <class Planes>
+auto& gauss2_pixelsOf(Planes& planes)
+{
+    if constexpr (Planes::masked)
+        return planes.pixels;
+    else
+        return planes;
+}
+
+// One plane of pixels or of a mask.
+template <class Pixel>
+struct gauss2_plane {
+    Pixel* first;
+    int64_t stride; // bytes
 };
 
 // Row y of a plane.
@@ -32,19 +55,3 @@ inline Pixel* gauss2_row(Pixel* first, int64_t stride, int64_t y)
     using Byte = std::conditional_t<std::is_const_v<Pixel>, const unsigned char, unsigned char>;
     return reinterpret_cast<Pixel*>(reinterpret_cast<Byte*>(first) + y * stride);
 }
-
-// What a template on either kind of planes asks of it.
-template <class Planes>
-struct gauss2_kind;
-
-template <class PixelType>
-struct gauss2_kind<gauss2_planes<PixelType>> {
-    using Pixel = PixelType;
-    static constexpr bool masked = false;
-};
-
-template <class PixelType>
-struct gauss2_kind<gauss2_maskedPlanes<PixelType>> {
-    using Pixel = PixelType;
-    static constexpr bool masked = true;
-};

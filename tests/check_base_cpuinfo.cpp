@@ -25,9 +25,9 @@ constexpr uint32_t leaf1Sse = 1u << 0 | 1u << 9 | 1u << 19;
 constexpr uint32_t leaf1Avx = leaf1Sse | 1u << 27 | 1u << 28;
 constexpr uint32_t leaf7Avx2 = 1u << 5;
 
-uint32_t features(const qsys_cpuRegisters& registers)
+uint32_t features(const base_cpuRegisters& registers)
 {
-    return qsys_cpuDetect_features(&registers);
+    return base_cpuDetect_features(&registers);
 }
 
 } // namespace
@@ -53,7 +53,7 @@ TEST(CpuDetect, ALevelNeedsItsMachine)
 {
     const auto ask = [](const char* level, uint32_t machine, uint32_t expected) {
         uint32_t features = 0xdead;
-        const qsys_status status = qsys_cpuDetect_levelFeatures(level, machine, &features);
+        const qsys_status status = base_cpuDetect_levelFeatures(level, machine, &features);
         EXPECT_EQ(features, status < 0 ? 0xdead : expected) << level;
         return status;
     };

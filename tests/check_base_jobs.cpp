@@ -44,9 +44,9 @@ size_t threadsOfARun(int jobs)
 
 bool workersBecome(int32_t expected)
 {
-    for (int wait = 0; wait < 20000 && qsys_jobPool_workerCount() != expected; ++wait)
+    for (int wait = 0; wait < 20000 && base_jobPool_workerCount() != expected; ++wait)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    return qsys_jobPool_workerCount() == expected;
+    return base_jobPool_workerCount() == expected;
 }
 
 } // namespace
@@ -55,21 +55,21 @@ TEST(JobPool, StartsOnlyWorkersThatHaveWorkAndLetsThemGo)
 {
     qsys_jobs_setThreadCount(1);
     EXPECT_EQ(threadsOfARun(10), 1u);
-    EXPECT_EQ(qsys_jobPool_workerCount(), 0);
+    EXPECT_EQ(base_jobPool_workerCount(), 0);
     qsys_jobs_setThreadCount(6);
     EXPECT_EQ(threadsOfARun(1), 1u);
-    EXPECT_EQ(qsys_jobPool_workerCount(), 0);
+    EXPECT_EQ(base_jobPool_workerCount(), 0);
     EXPECT_LE(threadsOfARun(3), 3u);
-    EXPECT_EQ(qsys_jobPool_workerCount(), 2);
+    EXPECT_EQ(base_jobPool_workerCount(), 2);
     threadsOfARun(30);
-    EXPECT_EQ(qsys_jobPool_workerCount(), 5);
+    EXPECT_EQ(base_jobPool_workerCount(), 5);
     qsys_jobs_setThreadCount(2);
     EXPECT_LE(threadsOfARun(30), 6u); // those who leave may be in a job still
     EXPECT_TRUE(workersBecome(1));
     EXPECT_LE(threadsOfARun(30), 2u);
     qsys_jobs_setThreadCount(4);
     threadsOfARun(30);
-    EXPECT_EQ(qsys_jobPool_workerCount(), 3);
+    EXPECT_EQ(base_jobPool_workerCount(), 3);
     qsys_jobs_setThreadCount(1);
     EXPECT_EQ(threadsOfARun(0), 0u);
     threadsOfARun(1);
@@ -83,16 +83,16 @@ TEST(JobPool, TheCallerDoesTheWorkOfThreadsThatCannotBeHad)
     threadsOfARun(1);
     ASSERT_TRUE(workersBecome(0));
     qsys_jobs_setThreadCount(5);
-    qsys_jobPool_beforeThreadStart = limitStarts;
+    base_jobPool_beforeThreadStart = limitStarts;
     for (const int possible : {0, 1, 3}) {
-        startsLeft = possible - qsys_jobPool_workerCount();
+        startsLeft = possible - base_jobPool_workerCount();
         EXPECT_LE(threadsOfARun(20), static_cast<size_t>(possible) + 1);
-        EXPECT_EQ(qsys_jobPool_workerCount(), possible);
+        EXPECT_EQ(base_jobPool_workerCount(), possible);
         EXPECT_EQ(startsLeft, -1); // one refusal is enough for one dispatch
     }
-    qsys_jobPool_beforeThreadStart = nullptr;
+    base_jobPool_beforeThreadStart = nullptr;
     threadsOfARun(20);
-    EXPECT_EQ(qsys_jobPool_workerCount(), 4);
+    EXPECT_EQ(base_jobPool_workerCount(), 4);
     qsys_jobs_setThreadCount(0);
 }
 
@@ -105,7 +105,7 @@ bool dispatchAfterTheEnd = false;
 __attribute__((destructor)) void afterTheEnd()
 {
     if (dispatchAfterTheEnd)
-        _exit(threadsOfARun(10) == 1 && qsys_jobPool_workerCount() == 0 ? 7 : 1);
+        _exit(threadsOfARun(10) == 1 && base_jobPool_workerCount() == 0 ? 7 : 1);
 }
 
 } // namespace

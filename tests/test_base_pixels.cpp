@@ -99,6 +99,44 @@ TEST(BasePixels, CopyRefusesWhatDoesNotMatch)
     EXPECT_TRUE(test_samePixels(test_grid(4, 3, test_canary), bytes.view()));
 }
 
+// A window may say that it is bound and leave out where its pixels are.
+TEST(BasePixels, WindowsWithoutAnAddressAreRefused)
+{
+    const test_pixels bytes({8, 8, 1}), words({8, 8, 2});
+    for (const test_pixels* pixels : {&bytes, &words}) {
+        const qimg_windowConst from = constWindowOf(*pixels);
+        const qimg_window to = windowOf(*pixels);
+        qimg_windowConst noSource = from;
+        qimg_window noDestination = to;
+        noSource.firstPixel = noDestination.firstPixel = nullptr;
+        const bool isByte = pixels == &bytes;
+        const auto copy = isByte ? qip_pelCopyWindow8 : qip_pelCopyWindow16;
+        EXPECT_EQ(copy(&noSource, &to), QIMG_E_UNBOUND);
+        EXPECT_EQ(copy(&from, &noDestination), QIMG_E_UNBOUND);
+        EXPECT_EQ(isByte ? qip_pelSetWindow8(&noDestination, 1) : QIMG_E_UNBOUND, QIMG_E_UNBOUND);
+        // It has no memory to share, however far its rows would reach.
+        noSource.stride = INT32_MAX;
+        noSource.height = INT32_MAX;
+        EXPECT_EQ(qip_pelfunc_checkMemoryOverlap(&noSource, &from), 0);
+
+        const auto makeView =
+            isByte ? generate_qsImage_from_qimg_windowConst : generate_qsUSImage_from_qimg_windowConst;
+        qsVImage* view = nullptr;
+        EXPECT_EQ(makeView(&noSource, &view), QIMG_E_UNBOUND);
+        EXPECT_EQ(view, nullptr);
+        noSource.height = 0;
+        EXPECT_EQ(makeView(&noSource, &view), 0) << "an empty window needs no pixels";
+        qsImageFree(view);
+
+        const qstd_rect32 inner = {5, -2, 3, 3}, none = {5, -2, 0, 3};
+        EXPECT_EQ(qimg_window_windowRect(&noDestination, &inner, 0), QIMG_E_UNBOUND);
+        EXPECT_EQ(noDestination.width, 8);
+        EXPECT_EQ(qimg_window_windowRect(&noDestination, &none, 0), 0);
+        EXPECT_EQ(noDestination.firstPixel, nullptr);
+    }
+    EXPECT_TRUE(test_samePixels(test_grid(8, 8, test_canary), bytes.view()));
+}
+
 // Small windows with strides of every kind, also ones whose rows run into each other.
 TEST(BasePixels, OverlapAgreesWithAMapOfBytes)
 {

@@ -85,10 +85,10 @@ struct request {
 
     // With other planes in some places.
     struct others {
-        const plane* src = nullptr;
-        const plane* srcMask = nullptr;
-        plane* dst = nullptr;
-        plane* dstMask = nullptr;
+        const test_plane* src = nullptr;
+        const test_plane* srcMask = nullptr;
+        test_plane* dst = nullptr;
+        test_plane* dstMask = nullptr;
     };
     qsys_status callOn(const others& o) const
     {
@@ -212,6 +212,7 @@ TEST(Gauss2Contract, OneImageInTwoPlaces)
         made.arguments.dst = &both.record;
         made.arguments.dstMask = &both.record;
         EXPECT_EQ(made.call(), what.pixelSize == 1 ? QIP_OK : QIMG_E_PIXEL_SIZE);
+        EXPECT_EQ(both.isBound(), what.pixelSize == 1);
     });
 }
 
@@ -255,23 +256,31 @@ TEST(Gauss2Contract, UnboundAndEmptyArguments)
 
 // ---- where a call reads and writes ----
 
-TEST(Gauss2Contract, MasksThatDoNotFit)
+// A refused call binds nothing, whichever of its arguments is at fault.
+TEST(Gauss2Contract, RefusedCallsBindNothing)
 {
     forEveryExport([](const oracle_gauss2Export& what) {
+        const oracle_rect source = {0, 0, 20, 20};
+        const plane shifted({1, 0, 20, 20}, 1, 3);
+        const plane other(source, 3 - what.pixelSize, 3);
+        plane small({0, 0, 5, 5}, 1, 3);
+        const test_plane unbound(nullptr, {});
+        request made(what, source);
+        test_image dst, dstMask;
+        made.arguments.dst = &dst.record;
+        made.arguments.dstMask = &dstMask.record;
+        const auto refuses = [&](const request::others& o, qsys_status status) {
+            EXPECT_EQ(made.callOn(o), status);
+            EXPECT_FALSE(dst.isBound() || dstMask.isBound());
+            EXPECT_EQ(test_clientFromImage(&dst.record), (qmath_xformLinear{1.0, 0.0, 0.0, 1.0, 0.0, 0.0}));
+            EXPECT_TRUE(made.isUntouched());
+        };
+        refuses({.src = &other}, QIMG_E_PIXEL_SIZE);
         if (!what.masked)
             return;
-        const request made(what, {0, 0, 20, 20});
-        const plane shifted({1, 0, 20, 20}, 1, 3);
-        plane small({0, 0, 5, 5}, 1, 3);
-        EXPECT_EQ(made.callOn({.srcMask = &shifted}), QIMG_E_OUTSIDE);
-        test_image dst;
-        EXPECT_EQ(made.callWith([&](auto& a) {
-            a.dst = &dst.record, a.dstMask = &small.image.record, a.dstMaskWin = &small.window;
-        }),
-                  QIMG_E_OUTSIDE);
-        EXPECT_EQ(dst.isBound(), !what.windows);
-        EXPECT_EQ(test_clientFromImage(&dst.record), (qmath_xformLinear{1.0, 0.0, 0.0, 1.0, 0.0, 0.0}));
-        EXPECT_TRUE(made.isUntouched());
+        refuses({.srcMask = &unbound}, QIMG_E_UNBOUND);
+        refuses({.srcMask = &shifted}, QIMG_E_OUTSIDE);
+        refuses({.dstMask = &small}, QIMG_E_OUTSIDE);
     });
 }
 
@@ -310,6 +319,21 @@ TEST(Gauss2Contract, PassCountsAtTheirEnds)
         const test_attention attention(100);
         EXPECT_EQ(made.call(), QSYS_E_CANCELLED);
         EXPECT_EQ(attention.polls(), 100);
+    });
+}
+
+// One pass takes a few rows, with and without a destination mask: no plane of pixels, no mask.
+TEST(Gauss2Contract, OnePassTakesAFewRows)
+{
+    forEveryExport([](const oracle_gauss2Export& what) {
+        request made(what, {0, 0, 400, 400});
+        for (int without = 0; without < 2; ++without) {
+            test_allocator allocator;
+            EXPECT_EQ(made.call(), QIP_OK);
+            EXPECT_LT(test_allocator::largestBlock(), 400 * 400 / 4);
+            made.arguments.dstMask = nullptr;
+            made.arguments.dstMaskWin = nullptr;
+        }
     });
 }
 
@@ -381,6 +405,11 @@ TEST(Gauss2Contract, AFailingProcessorServiceEndsFastPathsOnly)
         EXPECT_EQ(made.transform(), untouched);
         request narrow(what, {0, 0, 2, 12});
         EXPECT_EQ(narrow.call(), QIP_OK);
+        // Half resolution in two directions without a destination mask does not depend on that service.
+        made.arguments.dstMask = nullptr;
+        made.arguments.dstMaskWin = nullptr;
+        const bool countsAsPlain = what.masked && what.sampled && what.halveX && what.halveY;
+        EXPECT_EQ(made.call(), countsAsPlain ? QIP_OK : failure);
         const test_inhibition inhibition("*");
         EXPECT_EQ(made.call(), QIP_OK);
     });

@@ -45,6 +45,51 @@ TEST(GaussContract, SourcesAndDestinationsWithoutPixels)
     EXPECT_FALSE(destination.isBound());
 }
 
+// Windows that are filled by hand may leave out where their pixels are, or reach beyond 32-bit coordinates.
+TEST(GaussContract, WindowsThatCannotBeFollowedAreRefused)
+{
+    const test_pixels pixels({8, 8, 1});
+    const test_pixels pixels8({8, 8, 1});
+    const test_pixels pixels16({8, 8, 2});
+    const auto expect = [&](qip_status expected, const qimg_windowConst& from, bool hasDestination,
+                            const qip_gaussParams& params) {
+        for (const test_pixels* written : {&pixels8, &pixels16}) {
+            const auto smooth =
+                written == &pixels8 ? qip_gauss_smoothWindow8_8 : qip_gauss_smoothWindow8_16;
+            auto to = test_windowOver(*written, 0, 0);
+            to.x = from.x / params.sampleX;
+            to.y = from.y / params.sampleY;
+            if (!hasDestination)
+                to.firstPixel = nullptr;
+            EXPECT_EQ(smooth(&from, &to, &params), expected);
+            to.height = 0; // what is empty needs no pixels
+            EXPECT_EQ(smooth(&from, &to, &params), QSYS_FAILURE(0x03c3));
+        }
+    };
+    const auto source = test_windowConstOver(pixels, 0, 0);
+    auto noSource = source;
+    noSource.firstPixel = nullptr;
+    for (const int32_t sample : {1, 2}) {
+        const qip_gaussParams params = test_gaussParams(sample, 2);
+        expect(QIMG_E_UNBOUND, noSource, true, params);
+        expect(QIMG_E_UNBOUND, source, false, params);
+        expect(QIMG_E_UNBOUND, noSource, false, params);
+        auto far = source;
+        far.y = std::numeric_limits<int32_t>::max() - 3;
+        expect(QSYS_E_RANGE, far, true, params);
+        std::swap(far.x, far.y);
+        expect(QSYS_E_RANGE, far, true, params);
+    }
+    const int32_t one[2] = {1, 1};
+    const auto to = test_windowOver(pixels8, 0, 0);
+    auto noDestination = to;
+    noDestination.firstPixel = nullptr;
+    EXPECT_EQ(gauss_pelCopySampledWindow8(&noSource, one, one, &to), QIMG_E_UNBOUND);
+    EXPECT_EQ(gauss_pelCopySampledWindow8(&source, one, one, &noDestination), QIMG_E_UNBOUND);
+    EXPECT_TRUE(test_samePixels(test_grid(8, 8, test_canary), pixels8.view()));
+    EXPECT_TRUE(test_samePixels(test_grid(8, 8, 0x101 * test_canary), pixels16.view()));
+}
+
 TEST(GaussContract, PixelsOfTheOtherDepthAreRefused)
 {
     const test_pixels pixels8({9, 9, 1});
@@ -143,6 +188,52 @@ TEST(GaussContract, NothingToComputeIsSuccess)
         EXPECT_EQ(smooth(coarse), QIP_OK);
     });
     EXPECT_TRUE(test_samePixels(test_grid(6, 6, test_canary), narrow8.view()));
+}
+
+// The transforms of sources that no destination can take over: linear ones pass through single precision, where
+// they may vanish or overflow, and other ones may end in a linear step that sampling makes vanish.
+TEST(GaussContract, TransformsThatVanishAreRefusedFirst)
+{
+    const int32_t coarse = 4000000;
+    const test_pixels pixels({9, 9, 1});
+    const auto refuse = [&](const qmath_xformPtrhConst& xform, int32_t sample) {
+        const int32_t origin = sample / 2 - 4; // the source holds the first sample
+        test_image source(pixels, origin, origin);
+        ASSERT_EQ(qimg_image_setImageFromClientXform(&source.record, &xform), 0);
+        const qip_gaussParams params = test_gaussParams(sample, 2);
+        for (const int32_t pixelSize : {1, 2}) {
+            const auto smooth = pixelSize == 1 ? qip_gauss_smooth8_8 : qip_gauss_smooth8_16;
+            const test_attention attention;
+            test_image unbound;
+            EXPECT_EQ(smooth(&source.record, &unbound.record, &params), QMATH_E_SINGULAR);
+            EXPECT_FALSE(unbound.isBound());
+            const test_pixels written({9, 9, pixelSize});
+            const test_grid before(written.view());
+            test_image bound(written, -2, -2);
+            const qmath_xformLinear linear = {2, 0, 0, 2, 0, 0};
+            ASSERT_EQ(qimg_image_setLinearImageFromClientXform(&bound.record, &linear), 0);
+            EXPECT_EQ(smooth(&source.record, &bound.record, &params), QMATH_E_SINGULAR);
+            EXPECT_EQ(test_imageFromClient(&bound.record).m00, 2.0);
+            EXPECT_TRUE(test_samePixels(before, written.view()));
+            EXPECT_EQ(attention.polls(), 0);
+        }
+    };
+    // 2e-45 is the least single-precision number that is not 0; a third of it is rounded to 0.
+    for (const double scale : {1e-50, -1e-46, 2e-45, 1e60}) {
+        const qmath_xformLinear linear = {scale, 0, 0, scale, 5, 5};
+        test_handle handle;
+        ASSERT_EQ(qmath_xformPtrhConst_constructLinear(&handle, &linear), 0);
+        refuse(handle, 3);
+    }
+    const auto same = [](void*, qmath_point*) {
+        return qsys_status{0};
+    };
+    const qmath_xformLinear linear = {1e-160, 0, 0, 1e-160, 0, 0};
+    test_handle last, handle;
+    ASSERT_EQ(qmath_xformPtrhConst_constructLinear(&last, &linear), 0);
+    ASSERT_EQ(qmath_xformPtrhConst_constructFunctions(&handle, same, same, nullptr, nullptr), 0);
+    ASSERT_EQ(qmath_xformPtrhConst_assignCompose(&handle, &last, &handle), 0);
+    refuse(handle, coarse);
 }
 
 TEST(GaussContract, ThreadsSmoothOneSourceAtOnce)

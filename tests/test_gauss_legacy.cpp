@@ -192,8 +192,51 @@ TEST(GaussLegacy, BadArguments)
     EXPECT_EQ(qip_gauss(&source, nullptr, &bad, nullptr, &out), QIP_E_KERNEL_SIZE);
 }
 
-// An engine that cannot be chosen: a status of the fallback class runs the reference path, any other ends
-// the call, and inhibited code asks no processor.
+// Records that are filled by hand may leave out where their pixels are; a source may reach beyond 32 bits.
+TEST(GaussLegacy, ImagesThatCannotBeFollowedAreRefused)
+{
+    test_pixels pixels({8, 8, 1});
+    test_pixels written({8, 8, 1});
+    const qsVImage good = test_legacyOver(pixels, 0, 0);
+    qsVImage destination = test_legacyOver(written, 0, 0);
+    qsVImage noPixels = good;
+    noPixels.firstPixel = nullptr;
+    const auto refuse = [&](qip_status expected, qsVImage source, qsVImage* dst) {
+        for (const int32_t sample : {1, 2}) {
+            const oracle_gauss request{
+                .sampleX = sample, .sampleY = sample, .kernelX = 2, .kernelY = 2, .validOnly = sample == 2};
+            const qsGaussParams params = legacyParams(request, qsImageNull);
+            qsVImage* out = nullptr;
+            EXPECT_EQ(qip_gauss(&source, dst, &params, nullptr, &out), expected);
+            EXPECT_EQ(out, nullptr);
+        }
+        EXPECT_EQ(qfGauss(&source, dst, 2, 2, 2, 0, nullptr), nullptr);
+        if (!dst) {
+            EXPECT_EQ(qfGauss(&source, &source, 2, 2, 2, 0, nullptr), nullptr);
+        }
+    };
+    for (qsVImage* dst : {static_cast<qsVImage*>(nullptr), &destination}) {
+        refuse(QIMG_E_UNBOUND, noPixels, dst);
+        qsVImage far = good;
+        far.region.x = std::numeric_limits<int32_t>::max() - 3;
+        refuse(QSYS_E_RANGE, far, dst);
+        far.region = {0, std::numeric_limits<int32_t>::max() - 3, 8, 8};
+        refuse(QSYS_E_RANGE, far, dst);
+    }
+    refuse(QIMG_E_UNBOUND, good, &noPixels);
+    EXPECT_EQ(destination.clientZScale, 1.0F);
+    EXPECT_TRUE(test_samePixels(test_grid(8, 8, test_canary), written.view()));
+
+    // As many passes as the largest image can hold: no 64-bit number counts the bytes of their sums.
+    const int32_t most = std::numeric_limits<int32_t>::max();
+    qsVImage largest = good;
+    largest.rowStride = 0;
+    largest.region = {0, 0, most, most};
+    EXPECT_EQ(qfGauss(&largest, nullptr, most - 2, 1, 1, 0, nullptr), nullptr);
+}
+
+// An engine that cannot be chosen: a status of the fallback class runs the reference path, any other ends the
+// call, and inhibited code asks no processor.
 TEST(GaussLegacy, FailuresOfTheProcessorService)
 {
     test_pixels pixels({8, 8, 1});

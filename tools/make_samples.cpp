@@ -9,7 +9,7 @@
 // machine paints the same pixels.
 #include "failure.h"
 #include "output.h"
-#include "picture.h"
+#include "picture_file.h"
 
 #include <algorithm>
 #include <cmath>

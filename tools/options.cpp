@@ -1,7 +1,7 @@
 #include "options.h"
 
 #include "failure.h"
-#include "picture.h"
+#include "picture_file.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,11 +1,7 @@
 #include "picture.h"
 
 #include "failure.h"
-#include "png_file.h"
-#include "pnm_file.h"
 
-#include <algorithm>
-#include <cctype>
 #include <cstring>
 #include <limits>
 #include <new>
@@ -34,19 +30,6 @@ void greyFromRgb(uint8_t* bytes, size_t count)
 
 } // namespace
 
-picture_format picture_formatOf(const std::string& path)
-{
-    const size_t dot = path.rfind('.');
-    std::string ending = dot == std::string::npos ? "" : path.substr(dot + 1);
-    std::transform(ending.begin(), ending.end(), ending.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (ending == "png")
-        return picture_format::png;
-    if (ending == "pgm")
-        return picture_format::pgm;
-    return ending == "ppm" ? picture_format::ppm : picture_format::unknown;
-}
-
 void picture_allocate(picture& target, const std::string& path, uint64_t width, uint64_t height, int depth,
                       int channels)
 {
@@ -72,17 +55,4 @@ void picture_greyFromRgb(picture& target)
     else
         greyFromRgb<uint16_t>(target.pixels.get(), count);
     target.wasColour = true;
-}
-
-picture picture_read(const std::string& path)
-{
-    return picture_formatOf(path) == picture_format::png ? png_read(path) : pnm_read(path);
-}
-
-void picture_write(std::FILE* stream, const std::string& path, const picture_view& pixels)
-{
-    if (picture_formatOf(path) == picture_format::png)
-        png_write(stream, path, pixels);
-    else
-        pnm_write(stream, path, pixels);
 }

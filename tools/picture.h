@@ -1,9 +1,7 @@
-// A grey picture in memory, and the one door to the file formats.
+// A grey picture in memory.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <memory>
 #include <string>
 
@@ -31,11 +29,6 @@ struct picture_view {
     const uint8_t* firstPixel;
 };
 
-enum class picture_format { unknown, png, pgm, ppm };
-
-// What a file's ending says, in capital or small letters.
-picture_format picture_formatOf(const std::string& path);
-
 // Takes memory for `channels` samples a pixel; pixels that do not fit the library's 32-bit strides, or memory,
 // are a failure of the file.
 void picture_allocate(picture& target, const std::string& path, uint64_t width, uint64_t height, int depth,
@@ -43,9 +36,3 @@ void picture_allocate(picture& target, const std::string& path, uint64_t width, 
 
 // Turns red, green and blue samples into grey ones, in place.
 void picture_greyFromRgb(picture& target);
-
-// Reads a file. Failures: file_failure.
-picture picture_read(const std::string& path);
-
-// Writes a whole file in the format of the path's ending; the stream is left open. Failures: file_failure.
-void picture_write(std::FILE* stream, const std::string& path, const picture_view& pixels);

@@ -4,6 +4,9 @@
 
 #include "picture.h"
 
+#include <cstdio>
+#include <string>
+
 picture png_read(const std::string& path);
 
 // Grey, 8 or 16 bits.

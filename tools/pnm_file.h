@@ -4,6 +4,9 @@
 
 #include "picture.h"
 
+#include <cstdio>
+#include <string>
+
 picture pnm_read(const std::string& path);
 
 // P5 with the greatest value 255 or 65535.

@@ -2,6 +2,7 @@
 
 #include "failure.h"
 #include "output.h"
+#include "picture_file.h"
 #include "report.h"
 
 #include <algorithm>

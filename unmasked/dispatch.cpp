@@ -1,18 +1,19 @@
-// The door of every unmasked request: fast engine or reference path.
+// Every unmasked request passes through here: to a fast engine or to the reference path.
 #include "unmasked/dispatch.h"
 
 #include "frame/fast_path.h"
 #include "frame/level.h"
 #include "gauss/reference.h"
+#include "gauss/request.h"
 
 namespace
 {
 
 // No vector engine is part of this build, so every request runs on the reference path.
-constexpr unmasked_engines unmasked_builtInEngines = {nullptr, nullptr};
+constexpr unmasked_engines builtInEngines = {nullptr, nullptr};
 
-qip_status unmasked_checkArguments(const qsImage* src, const qsVImage* dst, const qsGaussParams* params,
-                                   qsVImage* const* dstOut)
+qip_status checkArguments(const qsImage* src, const qsVImage* dst, const qsGaussParams* params,
+                          qsVImage* const* dstOut)
 {
     if (!src || !params || !dstOut || (!dst && !params->prototype))
         return QSYS_E_ARGUMENT;
@@ -22,7 +23,8 @@ qip_status unmasked_checkArguments(const qsImage* src, const qsVImage* dst, cons
         return QIP_E_SAMPLING;
     if (params->kernelSizeX < 0 || params->kernelSizeY < 0)
         return QIP_E_KERNEL_SIZE;
-    return QIP_OK;
+    const qip_status status = gauss_checkSource(src);
+    return status < 0 || !dst ? status : gauss_checkPixels(dst);
 }
 
 } // namespace
@@ -36,7 +38,7 @@ qip_status unmasked_runEngine(const unmasked_engines* engines, const qsImage* sr
         return status;
     if (engines->newer && frame_cpuHas(&info, QSYS_CPU_BIT_VECTOR128 | QSYS_CPU_BIT_VECTOR256)) {
         const qip_status answer = engines->newer(src, dst, params, dstRegion, dstOut);
-        // Required behaviour: what the newer engine declines counts as done.
+        // A request that the newer engine declines counts as done: required behaviour.
         return answer == QIP_E_FALLBACK ? QIP_OK : answer;
     }
     if (engines->older && frame_cpuHas(&info, QSYS_CPU_BIT_VECTOR128))
@@ -44,20 +46,20 @@ qip_status unmasked_runEngine(const unmasked_engines* engines, const qsImage* sr
     return QIP_E_FALLBACK;
 }
 
-qip_status gauss_selectEngine(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
-                              qsIRegion* dstRegion, qsVImage** dstOut)
+qip_status unmasked_selectEngine(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
+                                 qsIRegion* dstRegion, qsVImage** dstOut)
 {
-    return unmasked_runEngine(&unmasked_builtInEngines, src, dst, params, dstRegion, dstOut);
+    return unmasked_runEngine(&builtInEngines, src, dst, params, dstRegion, dstOut);
 }
 
 qip_status qip_gauss(const qsImage* src, qsVImage* dst, const qsGaussParams* params, qsIRegion* dstRegion,
                      qsVImage** dstOut)
 {
-    const qip_status fault = unmasked_checkArguments(src, dst, params, dstOut);
+    const qip_status fault = checkArguments(src, dst, params, dstOut);
     if (fault < 0)
         return fault;
     const qip_status status = frame_isInhibited("gauss")
                                   ? QIP_E_FALLBACK
-                                  : gauss_selectEngine(src, dst, params, dstRegion, dstOut);
+                                  : unmasked_selectEngine(src, dst, params, dstRegion, dstOut);
     return frame_isFallback(status) ? gauss_smoothReference(src, dst, params, dstRegion, dstOut) : status;
 }

@@ -1,71 +1,69 @@
-// The inner loops of the fast unmasked filters: whole rows, several at a time, at one processor level. Rows,
-// borders above and below, polls and memory are the drivers' affair (gauss2/fast.cpp); the borders left and
-// right are the kernels'.
+// The inner loops of the fast filters: whole rows, several at a time, at one processor level. The choice of rows,
+// borders above and below, polls and memory belong to the driver (gauss2/fast.cpp), the borders left and right to
+// the kernels.
 //
 // Contract of every kernel, at every level:
-//   Result:  the pixels that gauss2/fast.h asks for, bit for bit.
-//   Reads:   columns 0 .. width - 1 of the source rows. Writes: the filter's columns of the output rows.
-//            Nothing outside is touched, since images end at page ends.
+//   Result:  the pixels, and with a mask the mask values, of the plain filter, bit for bit.
+//   Reads:   columns 0 .. width - 1 of the source rows and mask rows.
+//   Writes:  the filter's columns of the output rows. Nothing outside is touched, since images end at page ends.
 //   Widths:  leastWidth and up; the driver widens narrower rows.
 #pragma once
 
-#include <qbase/cpuinfo.h>
+#include "gauss2/filter.h"
 
 #include <cstdint>
 
-enum {
-    gauss2_sweepRows = 4,              // output rows of one sweep, at most
-    gauss2_sweepSourceRows = 8,        // source rows of one sweep, at most
-    gauss2_mostLeastWidth = 2 * 32 + 2 // pixels; no level asks for more
-};
+constexpr int gauss2_rowsBefore = 4;
+constexpr int gauss2_mostFreshRows = 8;
+constexpr int gauss2_mostOutputRows = 4;
+constexpr int64_t gauss2_mostLeastWidth = 2 * 32 + 2; // pixels; no level asks for more
 
-// Some output rows and the source rows that they need.
-template <class Pixel>
+// What a kernel sees of the rows: the fresh ones, which it has not seen, the four rows before them, and the rows
+// that it completes with them. A filter that sums down the columns goes on from what it kept of the rows before;
+// it may also look at them again. What it keeps depends on four rows, so a first sweep whose outputs are thrown away
+// takes it to any place.
+//
+// With f the first fresh row, 5x5 and 1x5 complete the rows f - 2, f - 1, ...; the filters that sample the rows
+// complete those of f - 1, f + 1, ...; the others those of f, f + 1, ...
+template <class PixelType>
 struct gauss2_sweep {
+    using Pixel = PixelType;
     int64_t width; // of the source rows
-    int32_t count; // of the output rows
-    const Pixel* source[gauss2_sweepSourceRows];
-    Pixel* out[gauss2_sweepRows];
-    void* columns; // what a filter carries from sweep to sweep
+    const Pixel* source[gauss2_rowsBefore + gauss2_mostFreshRows];
+    Pixel* out[gauss2_mostOutputRows];
+    unsigned char* state; // what the kernel keeps, on a 64-byte boundary, zeroed before the first sweep
 };
 
-template <class Pixel>
+template <class PixelType>
+struct gauss2_maskedSweep : gauss2_sweep<PixelType> {
+    const uint8_t* mask[gauss2_rowsBefore + gauss2_mostFreshRows];
+    uint8_t* outMask[gauss2_mostOutputRows];
+};
+
+// One filter at one level. It writes all of its output rows in every sweep; rows that do not count stand in spare
+// memory. Sweep is gauss2_sweep or gauss2_maskedSweep of uint8_t or uint16_t.
+template <class Sweep>
+struct gauss2_kernel {
+    void (*run)(const Sweep* sweep);
+    int32_t outputRows;
+    int64_t (*stateBytes)(int64_t width); // null when nothing is kept from sweep to sweep
+};
+
+// All filters of a level.
+template <class Sweep>
 struct gauss2_kernels {
     int64_t leastWidth;
-
-    // Half resolution in both directions: starts on row 0; output k then takes source rows 2k + 1 and 2k + 2.
-    void (*halfStart)(const Pixel* row0, int64_t width, void* columns);
-    void (*half)(const gauss2_sweep<Pixel>* sweep);
-
-    // 5x5: starts on rows 0 and 1; output y then takes source row y + 2.
-    void (*binomialStart)(const Pixel* row0, const Pixel* row1, int64_t width, void* columns);
-    void (*binomial)(const gauss2_sweep<Pixel>* sweep);
-
-    // 5x1, and 5x1 at the even columns only: output y takes source row y.
-    void (*row)(const gauss2_sweep<Pixel>* sweep);
-    void (*halfRow)(const gauss2_sweep<Pixel>* sweep);
-
-    // 1x5, and 1x5 at the even rows only: output y takes source rows y - 2 .. y + 2, or 2y - 2 .. 2y + 2.
-    void (*column)(const gauss2_sweep<Pixel>* sweep);
-    void (*halfColumn)(const gauss2_sweep<Pixel>* sweep);
+    gauss2_kernel<Sweep> half;
+    gauss2_kernel<Sweep> halfX;
+    gauss2_kernel<Sweep> halfY;
+    gauss2_kernel<Sweep> full5x5;
+    gauss2_kernel<Sweep> full5x1;
+    gauss2_kernel<Sweep> full1x5;
 };
 
-// The bytes of `columns` for source rows of this width, widened or not, at every level: eight numbers of twice
-// a pixel's width for every two columns, and a few blocks more than fit the row.
-template <class Pixel>
-constexpr int64_t gauss2_columnsBytes(int64_t width)
-{
-    return (width + 256) * int64_t{8 * sizeof(Pixel)};
-}
-
-// The best kernels that a processor may run. Pure: no state is asked or kept.
-template <class Pixel>
-void gauss2_kernelsFill(gauss2_kernels<Pixel>* kernels, const qsys_cpuinfo* info);
-
-// The rungs of that ladder; each sets the whole record.
-void gauss2_kernelsPlain(gauss2_kernels<uint8_t>* kernels);
-void gauss2_kernelsPlain(gauss2_kernels<uint16_t>* kernels);
-void gauss2_kernelsSse41(gauss2_kernels<uint8_t>* kernels);
-void gauss2_kernelsSse41(gauss2_kernels<uint16_t>* kernels);
-void gauss2_kernelsAvx2(gauss2_kernels<uint8_t>* kernels);
-void gauss2_kernelsAvx2(gauss2_kernels<uint16_t>* kernels);
+template <class Sweep>
+gauss2_kernels<Sweep> gauss2_kernelsPortable();
+template <class Sweep>
+gauss2_kernels<Sweep> gauss2_kernelsSse41();
+template <class Sweep>
+gauss2_kernels<Sweep> gauss2_kernelsAvx2();

@@ -1,229 +1,29 @@
 // The kernels at the 128-bit level.
-#include <smmintrin.h>
+#include "lanes/lanes_sse41.h"
 
-#include <cstdint>
-
-namespace
-{
-
-template <class Pixel>
-struct pixels {
-    __m128i v;
-};
-template <class Pixel>
-struct sums {
-    __m128i v;
-};
-
-template <class Pixel>
-constexpr int32_t rowBias = 0;
-// 16-bit pixels are multiplied as signed numbers, 32768 less than they are; one of the sixteen is not
-// multiplied.
-template <>
-constexpr int32_t rowBias<uint16_t> = -15 * 32768;
-
-// ---- loads and stores ----
-
-template <class Pixel>
-inline pixels<Pixel> load(const Pixel* from)
-{
-    return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))};
-}
-
-template <class Pixel>
-inline void store(Pixel* to, pixels<Pixel> a)
-{
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), a.v);
-}
-
-inline pixels<uint8_t> filled(uint8_t value)
-{
-    return {_mm_set1_epi8(static_cast<char>(value))};
-}
-
-inline pixels<uint16_t> filled(uint16_t value)
-{
-    return {_mm_set1_epi16(static_cast<short>(value))};
-}
-
-// The vectors that begin so many columns to the left or to the right; what comes in is `in`.
-template <int Columns, class Pixel>
-inline pixels<Pixel> movedUp(pixels<Pixel> a, pixels<Pixel> in)
-{
-    return {_mm_alignr_epi8(a.v, in.v, 16 - Columns * sizeof(Pixel))};
-}
-
-template <int Columns, class Pixel>
-inline pixels<Pixel> movedDown(pixels<Pixel> a, pixels<Pixel> in)
-{
-    return {_mm_alignr_epi8(in.v, a.v, Columns * sizeof(Pixel))};
-}
-
-// ---- from pixels to sums of even and odd columns ----
-
-template <int Even, int Odd>
-inline sums<uint8_t> pairs(pixels<uint8_t> a)
-{
-    return {_mm_maddubs_epi16(a.v, _mm_set1_epi16(Odd * 256 + Even))};
-}
-
-template <int Even, int Odd>
-inline sums<uint16_t> pairs(pixels<uint16_t> a)
-{
-    const __m128i centred = _mm_xor_si128(a.v, _mm_set1_epi16(-32768));
-    return {_mm_madd_epi16(centred, _mm_set1_epi32(Odd * 65536 + Even))};
-}
-
-inline sums<uint8_t> evens(pixels<uint8_t> a)
-{
-    return {_mm_and_si128(a.v, _mm_set1_epi16(0x00ff))};
-}
-
-inline sums<uint16_t> evens(pixels<uint16_t> a)
-{
-    return {_mm_and_si128(a.v, _mm_set1_epi32(0x0000ffff))};
-}
-
-inline sums<uint8_t> odds(pixels<uint8_t> a)
-{
-    return {_mm_srli_epi16(a.v, 8)};
-}
-
-inline sums<uint16_t> odds(pixels<uint16_t> a)
-{
-    return {_mm_srli_epi32(a.v, 16)};
-}
-
-// ---- sums ----
-
-template <class Pixel>
-sums<Pixel> everywhere(int32_t value);
+#include "gauss2/kernels/masked_body.h"
+#include "gauss2/kernels/unmasked_body.h"
 
 template <>
-inline sums<uint8_t> everywhere<uint8_t>(int32_t value)
+gauss2_kernels<gauss2_sweep<uint8_t>> gauss2_kernelsSse41()
 {
-    return {_mm_set1_epi16(static_cast<short>(value))};
+    return unmaskedKernels<uint8_t>();
 }
 
 template <>
-inline sums<uint16_t> everywhere<uint16_t>(int32_t value)
+gauss2_kernels<gauss2_sweep<uint16_t>> gauss2_kernelsSse41()
 {
-    return {_mm_set1_epi32(value)};
+    return unmaskedKernels<uint16_t>();
 }
 
-inline sums<uint8_t> operator+(sums<uint8_t> a, sums<uint8_t> b)
+template <>
+gauss2_kernels<gauss2_maskedSweep<uint8_t>> gauss2_kernelsSse41()
 {
-    return {_mm_add_epi16(a.v, b.v)};
+    return maskedKernels<uint8_t>();
 }
 
-inline sums<uint16_t> operator+(sums<uint16_t> a, sums<uint16_t> b)
+template <>
+gauss2_kernels<gauss2_maskedSweep<uint16_t>> gauss2_kernelsSse41()
 {
-    return {_mm_add_epi32(a.v, b.v)};
-}
-
-template <int Left>
-inline sums<uint8_t> shifted(sums<uint8_t> a)
-{
-    return {_mm_slli_epi16(a.v, Left)};
-}
-
-template <int Left>
-inline sums<uint16_t> shifted(sums<uint16_t> a)
-{
-    return {_mm_slli_epi32(a.v, Left)};
-}
-
-// ---- from sums to pixels: sum >> Right ----
-
-// Sums of the even columns of two vectors, side by side.
-template <int Right>
-inline pixels<uint8_t> narrowed(sums<uint8_t> a, sums<uint8_t> b)
-{
-    return {_mm_packus_epi16(_mm_srli_epi16(a.v, Right), _mm_srli_epi16(b.v, Right))};
-}
-
-template <int Right>
-inline pixels<uint16_t> narrowed(sums<uint16_t> a, sums<uint16_t> b)
-{
-    return {_mm_packus_epi32(_mm_srli_epi32(a.v, Right), _mm_srli_epi32(b.v, Right))};
-}
-
-// Sums of the even and of the odd columns of one vector, column by column.
-template <int Right>
-inline pixels<uint8_t> merged(sums<uint8_t> even, sums<uint8_t> odd)
-{
-    const __m128i high = _mm_and_si128(_mm_slli_epi16(odd.v, 8 - Right), _mm_set1_epi16(-256));
-    return {_mm_or_si128(_mm_srli_epi16(even.v, Right), high)};
-}
-
-template <int Right>
-inline pixels<uint16_t> merged(sums<uint16_t> even, sums<uint16_t> odd)
-{
-    return {_mm_blend_epi16(_mm_srli_epi32(even.v, Right), _mm_slli_epi32(odd.v, 16 - Right), 0xaa)};
-}
-
-// ---- pixels ----
-
-inline pixels<uint8_t> average(pixels<uint8_t> a, pixels<uint8_t> b)
-{
-    return {_mm_avg_epu8(a.v, b.v)};
-}
-
-inline pixels<uint16_t> average(pixels<uint16_t> a, pixels<uint16_t> b)
-{
-    return {_mm_avg_epu16(a.v, b.v)};
-}
-
-inline pixels<uint8_t> operator-(pixels<uint8_t> a, pixels<uint8_t> b)
-{
-    return {_mm_sub_epi8(a.v, b.v)};
-}
-
-inline pixels<uint16_t> operator-(pixels<uint16_t> a, pixels<uint16_t> b)
-{
-    return {_mm_sub_epi16(a.v, b.v)};
-}
-
-template <class Pixel>
-inline pixels<Pixel> ones()
-{
-    return filled(Pixel{1});
-}
-
-template <class Pixel>
-inline pixels<Pixel> operator&(pixels<Pixel> a, pixels<Pixel> b)
-{
-    return {_mm_and_si128(a.v, b.v)};
-}
-
-template <class Pixel>
-inline pixels<Pixel> operator^(pixels<Pixel> a, pixels<Pixel> b)
-{
-    return {_mm_xor_si128(a.v, b.v)};
-}
-
-template <class Pixel>
-inline pixels<Pixel> operator~(pixels<Pixel> a)
-{
-    return {_mm_xor_si128(a.v, _mm_set1_epi32(-1))};
-}
-
-template <class Pixel>
-inline pixels<Pixel> andNot(pixels<Pixel> a, pixels<Pixel> b) // a and not b
-{
-    return {_mm_andnot_si128(b.v, a.v)};
-}
-
-} // namespace
-
-#include "gauss2/kernels/kernels_body.h"
-
-void gauss2_kernelsSse41(gauss2_kernels<uint8_t>* kernels)
-{
-    *kernels = kernelsOfThisLevel<uint8_t>();
-}
-
-void gauss2_kernelsSse41(gauss2_kernels<uint16_t>* kernels)
-{
-    *kernels = kernelsOfThisLevel<uint16_t>();
+    return maskedKernels<uint16_t>();
 }

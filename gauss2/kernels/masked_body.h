@@ -1,460 +1,474 @@
-// The kernels of gauss2/kernels/masked_kernels.h, written once for both depths and all vector levels. A file that has
-// defined the operations of its level on the vectors of gauss2/kernels/masked_vectors.h includes this one and gets the
-// kernels; all of it has internal linkage.
+// The masked kernels of gauss2/kernels/kernels.h, written once for both depths and all processor levels. A file that
+// has included the lanes of its level includes this one and gets the kernels; all of it has internal linkage.
 //
-// Most masks hold 0 and 255 only, mostly over whole blocks, so there are four ways through a block. With S the
-// sum over the pixels that are not masked out, and w = 16 or 256 the sum of the kernel's weights:
-//   empty   there is nothing to sum, pixels and mask are 0;
-//   full    N = 255 S and W = 255 w, so the pixel is (S + w / 2) / w, a shift;
-//   binary  N = 255 S and W = 255 V, so it is (S + (V >> 1)) / V, since ((2 V + 1) * 255 >> 1) / 255 is V too;
-//   mixed   the general case.
-// A filter that sums over rows takes a way when the masks of this step and of the rows that it keeps allow it.
+// A sweep prepares some blocks of its four fresh rows, then sums them, and so on. Most masks hold 0 and 255 only,
+// mostly over wide areas, so there are four ways through a block:
+//   full    no pixel that it reads is masked out: the pixel is a shift, the mask 255;
+//   empty   all are: pixels and mask are 0;
+//   binary  each is or is not;
+//   mixed   the mask has other values somewhere around, in these rows or in those before.
+// The first three go on from the same kept sums. A block that comes to the mixed way or leaves it works out what it
+// must have kept from the rows before.
 #pragma once
 
-#include "gauss2/kernels/masked_columns.h"
-#include "gauss2/kernels/masked_kept.h"
-#include "gauss2/kernels/masked_kernels.h"
-#include "gauss2/kernels/masked_quotient.h"
-#include "gauss2/kernels/masked_rows.h"
-
-#include <cstring>
+#include "gauss2/kernels/masked_pixels.h"
+#include "gauss2/kernels/masked_sums.h"
 
 namespace
 {
 
-// ---- from sums to pixels ----
-
-// How far a sum of weights 16 or 256 is shifted.
-template <int weights>
-constexpr int shiftOf = weights == 256 ? 8 : 4;
-
-// (S + w / 2) / w.
-template <int weights>
-inline words rounded(words sum)
-{
-    return (sum + wordsOf(weights / 2)) >> shiftOf<weights>;
-}
-
-template <int weights>
-inline longs rounded(longs sum)
-{
-    return (sum + longsOf(weights / 2 + 32768 * weights)) >> shiftOf<weights>;
-}
-
-// The sums of the columns of one parity of an output row.
-template <cover kind, class Pixel>
-struct maskedSums {
-    lanes<kind, Pixel> sum[laneParts<kind, Pixel>]; // N or S, less the bias
-    words w;
-};
-
-// Pixels in the lanes that they are stored from.
-template <class Pixel>
-struct pixelLanes {
-    lanes<cover::full, Pixel> part[laneParts<cover::full, Pixel>];
-};
-
-// V = W / 255 for W = 255 V, V up to 256; 1 for W = 0, where S is 0.
-inline words validWeights(words w)
-{
-    return (w >> 8) + wordsOf(1);
-}
-
-template <int>
-inline pixelLanes<uint8_t> divided(const maskedSums<cover::binary, uint8_t>& sums)
-{
-    const words v = sequenced(validWeights(sums.w));
-    const words dividend = sequenced(sums.sum[0]) + (v >> 1); // at most 255 * 256 + 128
-    const words none = wordsOf(0);
-    return {narrowed(dividedSmall(lowLongs(dividend, none), lowLongs(v, none)),
-                     dividedSmall(highLongs(dividend, none), highLongs(v, none)))};
-}
-
-template <int>
-inline pixelLanes<uint16_t> divided(const maskedSums<cover::binary, uint16_t>& sums)
-{
-    // S + (V >> 1) + 32768 V, at most 65535 * 256 + 128; the last term is 0 where W is.
-    const words w = sequenced(sums.w);
-    const words v = validWeights(w);
-    const words truly = v + reinterpret_cast<words>(w == 0);
-    const words low = (truly >> 1) | (truly << 15);
-    const words high = truly >> 1;
-    const words none = wordsOf(0);
-    return {dividedSmall(sums.sum[0] + lowLongs(low, high), lowLongs(v, none)),
-            dividedSmall(sums.sum[1] + highLongs(low, high), highLongs(v, none))};
-}
-
-// (N + (W >> 1)) / W, 0 when W is 0. N + (W >> 1) is at most 256 * 255 * 255 + 32640 < 2^24.
-template <int weights>
-inline pixelLanes<uint8_t> divided(const maskedSums<cover::mixed, uint8_t>& sums)
-{
-    const words w = sequenced(sums.w);
-    const words half = w >> 1;
-    const words divisor = larger(w, wordsOf(1));
-    const words bias = wordsOf(bias8 * weights >> 16); // as the upper half of a long
-    const words none = wordsOf(0);
-    return {narrowed(dividedSmall(sums.sum[0] + lowLongs(half, bias), lowLongs(divisor, none)),
-                     dividedSmall(sums.sum[1] + highLongs(half, bias), highLongs(divisor, none)))};
-}
-
-template <int>
-inline pixelLanes<uint16_t> divided(const maskedSums<cover::mixed, uint16_t>& sums)
-{
-    // Where W is 0, N is 0 too, and -32768 / 1 stands for the pixel 0.
-    const words w = sequenced(sums.w);
-    const words zero = reinterpret_cast<words>(w == 0);
-    const words half = (w >> 1) | (zero << 15);
-    const words divisor = w - zero;
-    const words none = wordsOf(0);
-    return {dividedCentred(sums.sum[0] + lowLongs(half, zero), lowLongs(divisor, none)),
-            dividedCentred(sums.sum[1] + highLongs(half, zero), highLongs(divisor, none))};
-}
-
-// ---- the output ----
-
-template <along columns>
-constexpr int outColumns = laneColumns* parities<columns>;
-
-// The pixels and mask values of a block in one row.
-template <class Pixel, along columns>
-struct output {
-    pixelLanes<Pixel> pixels[parities<columns>];
-    words mask[parities<columns>];
-};
-
-template <class Pixel>
-struct place {
-    Pixel* dst;
-    uint8_t* mask;
-};
-
-inline void put(const place<uint8_t>& at, const output<uint8_t, along::sampled>& out)
-{
-    storeBytes(at.dst, at.mask, out.pixels[0].part[0], out.mask[0]);
-}
-
-inline void put(const place<uint16_t>& at, const output<uint16_t, along::sampled>& out)
-{
-    store(at.dst, narrowed(out.pixels[0].part[0], out.pixels[0].part[1]));
-    storeBytes(at.mask, out.mask[0]);
-}
-
-template <class Pixel, along columns>
-inline void put(const place<Pixel>& at, const output<Pixel, columns>& out)
-{
-    constexpr int bits = 8 * sizeof(Pixel);
-    for (int part = 0; part < laneParts<cover::full, Pixel>; ++part)
-        store(at.dst + part * laneColumns, out.pixels[0].part[part] | (out.pixels[1].part[part] << bits));
-    store(at.mask, out.mask[0] | (out.mask[1] << 8));
-}
-
-// ---- a block of a piece ----
-
 template <class Pixel, along columns, along rows>
-struct cursor {
-    const gauss2_maskedPiece<Pixel>* piece;
+struct maskedRun {
+    const gauss2_maskedSweep<Pixel>& sweep;
+    maskedState<Pixel, columns, rows> state;
+};
+
+template <along columns, along rows>
+constexpr int weightsOf = gauss2_weightOf(columns) * gauss2_weightOf(rows);
+
+// ---- where the output of a block goes ----
+
+// Into the rows of the sweep.
+template <class Pixel, along columns>
+struct rowOutput {
+    const gauss2_maskedSweep<Pixel>& sweep;
     int64_t block;
+
+    Pixel* dst(int i) const
+    {
+        return sweep.out[i] + block * (blockColumns / gauss2_stepOf(columns));
+    }
+    uint8_t* mask(int i) const
+    {
+        return sweep.outMask[i] + block * (blockColumns / gauss2_stepOf(columns));
+    }
 };
 
-template <class Pixel, along columns, along rows>
-inline freshRow<Pixel> freshAt(const cursor<Pixel, columns, rows>& at, int row)
-{
-    const int64_t column = at.block * blockColumns;
-    return {at.piece->src[row] + column, at.piece->mask[row] + column, nullptr};
-}
+// Into a copy: the last block may reach beyond the row.
+template <class Pixel>
+struct copiedOutput {
+    Pixel dstCopy[freshRows][blockColumns];
+    uint8_t maskCopy[freshRows][blockColumns];
 
-template <class Pixel, along columns, along rows>
-inline place<Pixel> placeAt(const cursor<Pixel, columns, rows>& at, int row)
-{
-    const int64_t column = at.block * outColumns<columns>;
-    return {at.piece->dst[row] + column, at.piece->dstMask[row] + column};
-}
-
-template <class Pixel, along columns, along rows>
-inline blockState<Pixel, columns, rows>* stateAt(const cursor<Pixel, columns, rows>& at)
-{
-    return reinterpret_cast<blockState<Pixel, columns, rows>*>(at.piece->state) + at.block;
-}
-
-template <class Pixel, along columns, along rows>
-inline keptColumns<Pixel, rows>* keptAt(const cursor<Pixel, columns, rows>& at, int parity)
-{
-    if constexpr (rows == along::nothing) {
-        static keptColumns<Pixel, rows> none;
-        return &none;
-    } else
-        return &stateAt(at)->sums[parity];
-}
-
-// ---- which way ----
-
-// Where a mask is not as the name says; 0 elsewhere.
-inline bytes notFull(bytes mask)
-{
-    return ~mask;
-}
-
-inline bytes notEmpty(bytes mask)
-{
-    return mask;
-}
-
-inline bytes notBinary(bytes mask)
-{
-    return (mask + uint8_t{1}) & uint8_t{0xfe}; // 0 and 255 give 1 and 0 before the and
-}
-
-// Whether the mask is nowhere so over all columns that a block reads.
-template <bytes (*differs)(bytes), class Pixel, along columns, along rows>
-inline bool maskNever(const cursor<Pixel, columns, rows>& at)
-{
-    bytes any = {};
-    for (int i = 0; i < gauss2_maskedRows; ++i) {
-        const uint8_t* const mask = freshAt(at, i).mask;
-        any |= differs(loadBytes(mask - gauss2_maskedBefore));
-        any |= differs(loadBytes(mask + gauss2_maskedAfter)); // ends with the last column
+    Pixel* dst(int i)
+    {
+        return dstCopy[i];
     }
-    return isEmpty(any);
-}
+    uint8_t* mask(int i)
+    {
+        return maskCopy[i];
+    }
+};
 
-// A few columns tell what the mask may be over all.
-template <class Pixel, along columns, along rows>
-inline cover coverAt(const cursor<Pixel, columns, rows>& at)
-{
-    const bytes some = loadBytes(freshAt(at, 0).mask);
-    if (!isEmpty(notBinary(some)))
-        return cover::mixed;
-    if (isEmpty(notFull(some)) && maskNever<notFull>(at))
-        return cover::full;
-    if (isEmpty(notEmpty(some)) && maskNever<notEmpty>(at))
-        return cover::empty;
-    return maskNever<notBinary>(at) ? cover::binary : cover::mixed;
-}
+// ---- what is known of a block ----
 
-template <class Pixel, along columns, along rows>
-inline cover planBlock(const cursor<Pixel, columns, rows>& at)
+// The sum of `valid` over the output rows of a block that is full.
+template <along rows>
+constexpr uint8_t fullTotal = static_cast<uint8_t>(gauss2_weightOf(rows) * rowsOut(rows));
+
+// All of what a block reads of validTotal, in two vectors.
+template <along columns>
+struct totals {
+    u8s a, b;
+};
+
+template <along columns, class State>
+lanes_inline totals<columns> totalsAt(const State& state, int64_t column)
 {
-    const cover fresh = coverAt(at);
-    if constexpr (rows == along::nothing)
-        return fresh;
+    const uint8_t* const total = state.validTotal.row(0) + column;
+    if constexpr (columns == along::nothing)
+        return {load(total), load(total)};
     else
-        return fresh == stateAt(at)->steady ? fresh : changePlan(stateAt(at), fresh);
+        return {load(total - columnsBefore), load(total + columnsBehind)};
 }
 
 // ---- the ways ----
 
-// Each runs the block at *at, whose plan is of its kind, and maybe more of that kind beside it. It leaves *at at
-// the next block, and if there is one, the plan of that in *plan: a block must be planned once a step.
-
-template <class Pixel, along columns, along rows>
-inline void next(cursor<Pixel, columns, rows>* at, cover* plan)
+template <class Pixel, along columns, along rows, class Out>
+lanes_inline void runEmpty(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
 {
-    if (++at->block < at->piece->blocks)
-        *plan = planBlock(*at);
+    constexpr size_t count = blockColumns / gauss2_stepOf(columns);
+    for (int i = 0; i < rowsOut(rows); ++i) {
+        std::memset(out.dst(i), 0, count * sizeof(Pixel));
+        std::memset(out.mask(i), 0, count);
+    }
+    if constexpr (rows != along::nothing)
+        std::memset(&run.state.binary[block], 0, sizeof run.state.binary[block]);
 }
 
-template <class Pixel, along columns, along rows>
-inline void runEmpty(cursor<Pixel, columns, rows>* at, cover* plan)
+// S of the columns of one parity of a block, from the four rows rowAt(0) ...: put(row, part, sum).
+template <bool odd, bool isPrepared, along columns, class Pixel, along rows, class Row, class Put>
+lanes_inline void sumBinaryRows(const Row& rowAt, keptBinary<Pixel, rows>* kept, const Put& put)
 {
+    for (int part = 0; part < binaryParts<Pixel>; ++part)
+        gauss2_sumDown<rows, freshRows>(
+            kept->s[part],
+            [&](int i) lanes_inlined { return sumBinary<columns, odd, isPrepared>(rowAt(i), part); },
+            [&](int i, binaryLanes<Pixel> s) lanes_inlined { put(i, part, s); });
+}
+
+template <bool odd, bool isPrepared, class Pixel, along columns, along rows, class Row>
+lanes_inline void fullColumns(const Row& rowAt, keptBinary<Pixel, rows>* kept,
+                              outputRow<Pixel, columns>* out)
+{
+    binaryLanes<Pixel> s[rowsOut(rows)][binaryParts<Pixel>];
+    sumBinaryRows<odd, isPrepared, columns>(
+        rowAt, kept, [&](int i, int part, binaryLanes<Pixel> sum) lanes_inlined { s[i][part] = sum; });
     for (int i = 0; i < rowsOut(rows); ++i) {
-        std::memset(placeAt(*at, i).dst, 0, outColumns<columns> * sizeof(Pixel));
-        std::memset(placeAt(*at, i).mask, 0, outColumns<columns>);
+        out[i].pixels[odd] = fullPixels<weightsOf<columns, rows>>(s[i]);
+        out[i].mask[odd] = filled(uint16_t{255});
     }
-    next(at, plan);
+}
+
+template <bool isPrepared, class Pixel, along columns, along rows, class Row, class Out>
+lanes_inline void runFull(const Row& rowAt, keptBinary<Pixel, rows> (*kept)[parities<columns>], Out&& out)
+{
+    outputRow<Pixel, columns> output[rowsOut(rows)];
+    fullColumns<false, isPrepared>(rowAt, *kept, output);
+    if constexpr (parities<columns> == 2)
+        fullColumns<true, isPrepared>(rowAt, *kept + 1, output);
+    for (int i = 0; i < rowsOut(rows); ++i)
+        put(output[i], out.dst(i), out.mask(i));
 }
 
 template <bool odd, class Pixel, along columns, along rows>
-inline void fullColumns(const cursor<Pixel, columns, rows>& at, output<Pixel, columns>* out)
+lanes_inline void binaryColumns(const maskedRun<Pixel, columns, rows>& run, int64_t block,
+                                outputRow<Pixel, columns>* out)
 {
-    constexpr int weights = weightSum(columns) * weightSum(rows);
-    for (int part = 0; part < laneParts<cover::full, Pixel>; ++part) {
-        lanes<cover::full, Pixel> s[rowsOut(rows)];
-        sumRows<rows>(
-            keptAt(at, odd)->s[part],
-            [&](int row) { return sumPixels<cover::full, columns, odd>(freshAt(at, row), part); }, s);
-        for (int i = 0; i < rowsOut(rows); ++i)
-            out[i].pixels[odd].part[part] = rounded<weights>(s[i]);
+    const int64_t column = block * blockColumns;
+    binarySums<Pixel> sums[rowsOut(rows)];
+    sumBinaryRows<odd, true, columns>([&](int i) lanes_inlined { return run.state.pixels.row(i) + column; },
+                                      &run.state.binary[block][odd],
+                                      [&](int i, int part, binaryLanes<Pixel> sum)
+                                          lanes_inlined { sums[i].s[part] = sum; });
+    for (int i = 0; i < rowsOut(rows); ++i) {
+        sums[i].v = sumBytes<columns, odd>(run.state.valid.row(i) + column);
+        out[i].pixels[odd] = binaryPixels(sums[i]);
+        out[i].mask[odd] = binaryMask<weightsOf<columns, rows>>(sums[i].v);
     }
-    for (int i = 0; i < rowsOut(rows); ++i)
-        out[i].mask[odd] = wordsOf(255);
 }
 
-template <class Pixel, along columns, along rows>
-inline bool isSteadilyFull(const cursor<Pixel, columns, rows>& at)
+// N and W of the columns of one parity of a block, from four prepared rows, for each output row.
+template <bool odd, class Pixel, along columns, along rows>
+lanes_inline void sumMixedRows(const preparedRows<uint16_t>& products, const preparedRows<uint8_t>& mask,
+                               int64_t column, keptMixed<rows>* kept, mixedSums* sums)
 {
-    if constexpr (rows != along::nothing)
-        if (stateAt(at)->steady != cover::full)
-            return false;
-    return maskNever<notFull>(at);
+    for (int part = 0; part < mixedParts; ++part)
+        gauss2_sumDown<rows, freshRows>(
+            kept->n[part],
+            [&](int i) lanes_inlined {
+                return sumMixed<Pixel, columns, odd>(products.row(i) + column, mask.row(i) + column, part);
+            },
+            [&](int i, u32s n) lanes_inlined { sums[i].n[part] = n; });
+    gauss2_sumDown<rows, freshRows>(
+        kept->w, [&](int i) lanes_inlined { return sumBytes<columns, odd>(mask.row(i) + column); },
+        [&](int i, u16s w) lanes_inlined { sums[i].w = w; });
 }
 
-template <class Pixel, along columns, along rows>
-inline void fullBlock(const cursor<Pixel, columns, rows>& at)
+template <bool odd, class Pixel, along columns, along rows>
+lanes_inline void mixedColumns(const maskedRun<Pixel, columns, rows>& run, int64_t block,
+                               outputRow<Pixel, columns>* out)
 {
-    output<Pixel, columns> out[rowsOut(rows)];
-    fullColumns<false>(at, out);
-    if constexpr (parities<columns> == 2)
-        fullColumns<true>(at, out);
-    for (int i = 0; i < rowsOut(rows); ++i)
-        put(placeAt(at, i), out[i]);
-}
-
-template <class Pixel, along columns, along rows>
-inline void runFull(cursor<Pixel, columns, rows>* at, cover* plan)
-{
-    cursor<Pixel, columns, rows> here = *at;
-    const int64_t last = here.piece->blocks - 1;
-    fullBlock(here);
-    while (here.block < last && isSteadilyFull(cursor<Pixel, columns, rows>{here.piece, here.block + 1})) {
-        ++here.block;
-        fullBlock(here);
+    mixedSums sums[rowsOut(rows)];
+    sumMixedRows<odd, Pixel, columns, rows>(run.state.products, run.state.mask, block * blockColumns,
+                                            &run.state.mixed[block][odd], sums);
+    for (int i = 0; i < rowsOut(rows); ++i) {
+        out[i].pixels[odd] = mixedPixels<weightsOf<columns, rows>>(sums[i], Pixel{});
+        out[i].mask[odd] = mixedMask<weightsOf<columns, rows>>(sums[i].w);
     }
-    *at = here;
-    next(at, plan);
 }
 
-// A few binary or mixed blocks side by side. They are summed before any of them is divided, and their products
-// are worked out before any of them is summed: short chains of work overlap, and a load that straddles two
-// stores would have to wait for both.
-inline constexpr int groupBlocks = 4;
+// ---- from one way of summing to the other: the rows before are summed again ----
 
-struct alignas(64) groupProducts {
-    uint16_t row[gauss2_maskedRows][gauss2_maskedBefore + groupBlocks * blockColumns + gauss2_maskedAfter];
+// Memory for prepared rows around one block.
+template <class Value>
+struct localRows {
+    Value values[freshRows * preparedRows<Value>::distance];
+
+    preparedRows<Value> around(int64_t block)
+    {
+        return {values + (2 - block) * blockColumns};
+    }
 };
 
-// mask * pixel - bias8 of half a block, `column` columns from the first block.
-template <along columns, along rows>
-inline void multiply(const cursor<uint8_t, columns, rows>& first, int64_t column, groupProducts* products)
+template <class Pixel, along columns, along rows>
+[[gnu::noinline]] void keepBinary(const maskedRun<Pixel, columns, rows>& run, int64_t block)
 {
-    for (int i = 0; i < gauss2_maskedRows; ++i) {
-        const freshRow<uint8_t> row = freshAt(first, i);
-        store(products->row[i] + gauss2_maskedBefore + column,
-              centred(widened(row.src + column) * widened(row.mask + column)));
-    }
+    localRows<Pixel> local;
+    const preparedRows<Pixel> pixels = local.around(block);
+    for (int64_t near = block == 0 ? 0 : block - 1; near <= block + 1; ++near)
+        withBlock(run.sweep, 0, near, [&](const auto& from) {
+            for (int i = 0; i < freshRows; ++i)
+                prepareBinaryRow(from.src(i), load(from.mask(i)), pixels.row(i) + near * blockColumns);
+        });
+    for (int i = 0; block == 0 && i < freshRows; ++i)
+        repeatFirst(pixels.row(i));
+    const auto rowAt = [&](int i) {
+        return pixels.row(i) + block * blockColumns;
+    };
+    const auto nothing = [](int, int, binaryLanes<Pixel>) {
+    };
+    sumBinaryRows<false, true, columns>(rowAt, &run.state.binary[block][0], nothing);
+    if constexpr (parities<columns> == 2)
+        sumBinaryRows<true, true, columns>(rowAt, &run.state.binary[block][1], nothing);
 }
 
-template <bool odd, cover kind, class Pixel, along columns, along rows>
-inline void maskedColumns(const freshRow<Pixel>* row, keptColumns<Pixel, rows>* kept,
-                          maskedSums<kind, Pixel> (*sums)[parities<columns>])
+template <class Pixel, along columns, along rows>
+[[gnu::noinline]] void keepMixed(const maskedRun<Pixel, columns, rows>& run, int64_t block)
 {
-    for (int part = 0; part < laneParts<kind, Pixel>; ++part) {
-        lanes<kind, Pixel> s[rowsOut(rows)];
-        sumRows<rows>(
-            keptLanes<kind>(kept, part), [&](int i) { return sumPixels<kind, columns, odd>(row[i], part); },
-            s);
-        for (int i = 0; i < rowsOut(rows); ++i)
-            sums[i][odd].sum[part] = s[i];
-    }
-    words w[rowsOut(rows)];
-    sumRows<rows>(
-        kept->w, [&](int i) { return sumMask<columns, odd>(row[i].mask); }, w);
+    localRows<uint16_t> localProducts;
+    localRows<uint8_t> localMask;
+    const preparedRows<uint16_t> products = localProducts.around(block);
+    const preparedRows<uint8_t> mask = localMask.around(block);
+    for (int64_t near = block == 0 ? 0 : block - 1; near <= block + 1; ++near)
+        withBlock(run.sweep, 0, near,
+                  [&](const auto& from) { prepareMixedFrom(from, near, products, mask); });
+    mixedSums sums[rowsOut(rows)];
+    sumMixedRows<false, Pixel, columns, rows>(products, mask, block * blockColumns,
+                                              &run.state.mixed[block][0], sums);
+    if constexpr (parities<columns> == 2)
+        sumMixedRows<true, Pixel, columns, rows>(products, mask, block * blockColumns,
+                                                 &run.state.mixed[block][1], sums);
+}
+
+// ---- a block ----
+
+// Whether the mask has other values than 0 and 255 where a block reads it, now or in the rows before.
+template <class Pixel, along columns, along rows>
+lanes_inline bool isMixed(const maskedRun<Pixel, columns, rows>& run, int64_t block)
+{
+    const uint8_t* const notes = run.state.notes + block;
+    const unsigned around = columns == along::nothing ? notes[0] : notes[-1] | notes[0] | notes[1];
+    return (around & (rows == along::nothing ? mixedNow : mixedNow | mixedBefore)) != 0;
+}
+
+template <class Pixel, along columns, along rows, class Out>
+lanes_inline void putRows(const outputRow<Pixel, columns>* rowsOfBlock, Out&& out)
+{
     for (int i = 0; i < rowsOut(rows); ++i)
-        sums[i][odd].w = w[i];
+        put(rowsOfBlock[i], out.dst(i), out.mask(i));
 }
 
-template <cover kind, class Pixel, along columns, along rows>
-inline void sumGroup(const cursor<Pixel, columns, rows>& first, int64_t count,
-                     const groupProducts& products,
-                     maskedSums<kind, Pixel> (*sums)[rowsOut(rows)][parities<columns>])
+template <class Pixel, along columns, along rows, class Out>
+lanes_inline void runMixed(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
 {
-    cursor<Pixel, columns, rows> at = first;
-    for (int64_t i = 0; i < count; ++i, ++at.block) {
-        freshRow<Pixel> row[gauss2_maskedRows];
-        for (int r = 0; r < gauss2_maskedRows; ++r) {
-            row[r] = freshAt(at, r);
-            row[r].products = products.row[r] + gauss2_maskedBefore + i * blockColumns;
-        }
-        maskedColumns<false, kind, Pixel, columns>(row, keptAt(at, 0), sums[i]);
-        if constexpr (parities<columns> == 2)
-            maskedColumns<true, kind, Pixel, columns>(row, keptAt(at, 1), sums[i]);
+    uint8_t& notes = run.state.notes[block];
+    if (rows != along::nothing && !(notes & keepsMixed))
+        keepMixed(run, block);
+    notes = static_cast<uint8_t>(notes | keepsMixed);
+    outputRow<Pixel, columns> output[rowsOut(rows)];
+    mixedColumns<false>(run, block, output);
+    if constexpr (parities<columns> == 2)
+        mixedColumns<true>(run, block, output);
+    putRows<Pixel, columns, rows>(output, out);
+}
+
+template <class Pixel, along columns, along rows, class Out>
+lanes_inline void runBinary(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
+{
+    const int64_t column = block * blockColumns;
+    const totals<columns> total = totalsAt<columns>(run.state, column);
+    // The greatest total is a power of two, and the only one with that bit.
+    if (isZero(~(total.a & total.b) & fullTotal<rows>)) {
+        runFull<true, Pixel, columns, rows>([&](int i)
+                                                lanes_inlined { return run.state.pixels.row(i) + column; },
+                                            run.state.binary + block, out);
+        return;
     }
-}
-
-template <cover kind, class Pixel, along columns, along rows>
-inline void putGroup(const cursor<Pixel, columns, rows>& first, int64_t count,
-                     const maskedSums<kind, Pixel> (*sums)[rowsOut(rows)][parities<columns>])
-{
-    constexpr int weights = weightSum(columns) * weightSum(rows);
-    for (int r = 0; r < rowsOut(rows); ++r) {
-        cursor<Pixel, columns, rows> at = first;
-        for (int64_t i = 0; i < count; ++i, ++at.block) {
-            output<Pixel, columns> out;
-            for (int parity = 0; parity < parities<columns>; ++parity) {
-                out.pixels[parity] = divided<weights>(sums[i][r][parity]);
-                out.mask[parity] = rounded<weights>(sums[i][r][parity].w);
-            }
-            put(placeAt(at, r), out);
-        }
+    if (isZero(total.a | total.b)) {
+        runEmpty(run, block, out);
+        return;
     }
+    outputRow<Pixel, columns> output[rowsOut(rows)];
+    binaryColumns<false>(run, block, output);
+    if constexpr (parities<columns> == 2)
+        binaryColumns<true>(run, block, output);
+    putRows<Pixel, columns, rows>(output, out);
 }
 
-template <cover kind, class Pixel, along columns, along rows>
-[[gnu::noinline]] void runMasked(cursor<Pixel, columns, rows>* at, cover* plan)
+// A block that may be mixed, or was.
+template <class Pixel, along columns, along rows, class Out>
+lanes_inline void runSpecial(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
 {
-    constexpr bool multiplies = kind == cover::mixed && sizeof(Pixel) == 1;
-    const cursor<Pixel, columns, rows> first = *at;
-    groupProducts products;
-    int64_t count = 0;
-    do {
-        if constexpr (multiplies)
-            for (int half = 0; half < 2; ++half)
-                multiply(first, count * blockColumns - gauss2_maskedBefore + half * laneColumns, &products);
-        ++count;
-        next(at, plan);
-    } while (count < groupBlocks && at->block < at->piece->blocks && *plan == kind);
-    if constexpr (multiplies)
-        multiply(first, count * blockColumns + gauss2_maskedAfter - laneColumns, &products);
-    maskedSums<kind, Pixel> sums[groupBlocks][rowsOut(rows)][parities<columns>];
-    sumGroup(first, count, products, sums);
-    putGroup(first, count, sums);
+    if (isMixed(run, block)) {
+        runMixed(run, block, out);
+        return;
+    }
+    uint8_t& notes = run.state.notes[block];
+    if (rows != along::nothing && (notes & keepsMixed))
+        keepBinary(run, block);
+    notes = static_cast<uint8_t>(notes & ~keepsMixed);
+    runBinary(run, block, out);
 }
 
-// ---- a step ----
+// ---- a sweep ----
 
+// The last block of a row, which may reach beyond it: its output goes through a copy.
 template <class Pixel, along columns, along rows>
-inline void runPiece(const gauss2_maskedPiece<Pixel>& piece)
+[[gnu::noinline]] void runLastBlock(const maskedRun<Pixel, columns, rows>& run, int64_t block)
 {
-    cursor<Pixel, columns, rows> at = {&piece, -1};
-    cover plan = cover::unknown;
-    next(&at, &plan);
-    while (at.block < piece.blocks) {
-        if (plan == cover::full)
-            runFull(&at, &plan);
-        else if (plan == cover::empty)
-            runEmpty(&at, &plan);
-        else if (plan == cover::binary)
-            runMasked<cover::binary>(&at, &plan);
+    copiedOutput<Pixel> copy;
+    runSpecial(run, block, copy);
+    const rowOutput<Pixel, columns> out = {run.sweep, block};
+    constexpr int step = gauss2_stepOf(columns);
+    const auto count = static_cast<size_t>(run.sweep.width / step - block * blockColumns / step);
+    for (int i = 0; i < rowsOut(rows); ++i) {
+        std::memcpy(out.dst(i), copy.dst(i), count * sizeof(Pixel));
+        std::memcpy(out.mask(i), copy.mask(i), count);
+    }
+}
+
+// Prepares what the mixed blocks among first .. end - 1 read of blocks whose own mask is not mixed.
+template <class Pixel, along columns, along rows>
+[[gnu::noinline]] void prepareMixed(const maskedRun<Pixel, columns, rows>& run, int64_t first, int64_t end)
+{
+    for (int64_t block = first > 0 ? first - 1 : 0; block <= end; ++block) {
+        bool isRead = false;
+        for (int64_t near = block - 1; near <= block + 1 && !(run.state.notes[block] & mixedNow); ++near)
+            isRead |= near >= first && near < end && isMixed(run, near);
+        if (isRead)
+            withBlock(run.sweep, gauss2_rowsBefore, block, [&](const auto& from) {
+                prepareMixedFrom(from, block, run.state.products, run.state.mask);
+            });
+    }
+}
+
+// Whether no pixel that the blocks first .. end - 1 read of the fresh rows is masked out. They must not read beyond
+// the row.
+template <class Pixel, along columns>
+bool isFullGroup(const gauss2_maskedSweep<Pixel>& sweep, int64_t first, int64_t end)
+{
+    const int64_t last = end * blockColumns + columnsBehind - blockColumns;
+    u8s all[freshRows];
+    for (int i = 0; i < freshRows; ++i)
+        all[i] = load(sweep.mask[gauss2_rowsBefore + i] + last);
+    for (int64_t column = first * blockColumns - columnsBefore; column < last; column += blockColumns)
+        for (int i = 0; i < freshRows; ++i)
+            all[i] &= load(sweep.mask[gauss2_rowsBefore + i] + column);
+    return isZero(~(all[0] & all[1] & all[2] & all[3]));
+}
+
+// A group that is full, and was in the sweep before: nothing has to be prepared.
+template <class Pixel, along columns, along rows>
+[[gnu::noinline]] void runFullGroup(const gauss2_maskedSweep<Pixel>& shared, int64_t first, int64_t end,
+                                    keptBinary<Pixel, rows> (*kept)[parities<columns>])
+{
+    const gauss2_maskedSweep<Pixel> sweep = shared; // a copy, as below
+    for (int64_t block = first; block < end; ++block)
+        runFull<false, Pixel, columns, rows>(
+            [&](int i) lanes_inlined { return sweep.source[gauss2_rowsBefore + i] + block * blockColumns; },
+            kept + block, rowOutput<Pixel, columns>{sweep, block});
+}
+
+// Blocks that lie in the row. When nothing is special, none of them nor of their neighbours is or was mixed.
+template <bool isSpecial, class Pixel, along columns, along rows>
+[[gnu::noinline]] void runGroup(const maskedRun<Pixel, columns, rows>& shared, int64_t first, int64_t end)
+{
+    // Copies that nobody else can write, so that they need not be read again after every store.
+    const gauss2_maskedSweep<Pixel> sweep = shared.sweep;
+    const maskedRun<Pixel, columns, rows> run = {sweep, shared.state};
+    for (int64_t block = first; block < end; ++block)
+        if constexpr (isSpecial)
+            runSpecial(run, block, rowOutput<Pixel, columns>{sweep, block});
         else
-            runMasked<cover::mixed>(&at, &plan);
+            runBinary(run, block, rowOutput<Pixel, columns>{sweep, block});
+}
+
+template <class Pixel, along columns, along rows>
+void moveOn(maskedState<Pixel, columns, rows>* state, int64_t firstOfGroup, bool wasSpecial)
+{
+    moveOn(&state->pixels, firstOfGroup, freshRows);
+    moveOn(&state->valid, firstOfGroup, rowsOut(rows));
+    moveOn(&state->validTotal, firstOfGroup, 1);
+    moveOn(&state->products, firstOfGroup, wasSpecial ? freshRows : 0);
+    moveOn(&state->mask, firstOfGroup, wasSpecial ? freshRows : 0);
+}
+
+// Whether the blocks first .. end - 1 and their neighbours are full.
+inline bool areFull(const uint8_t* notes, int64_t first, int64_t end)
+{
+    unsigned all = fullNow;
+    for (int64_t block = first - 1; block <= end; ++block)
+        all &= notes[block];
+    return all != 0;
+}
+
+template <class Pixel, along columns, along rows>
+void runSweep(const gauss2_maskedSweep<Pixel>* sweep)
+{
+    auto* const state = reinterpret_cast<maskedState<Pixel, columns, rows>*>(sweep->state);
+    if (!state->pixels.first)
+        layOut(sweep->width, sweep->state, state);
+    maskedRun<Pixel, columns, rows> run = {*sweep, *state};
+    const int64_t blocks = (sweep->width + blockColumns - 1) / blockColumns;
+    const int64_t whole = sweep->width / blockColumns;
+    const int64_t endOfInner =
+        (sweep->width - columnsBehind) / blockColumns; // they read nothing beyond the row
+    int64_t prepared = 0;
+    bool* wasFull = state->wasFull;
+    bool isSpecial = false;
+    for (int64_t first = 0; first < blocks; first += groupBlocks, ++wasFull) {
+        const int64_t end = smaller(first + groupBlocks, blocks);
+        const int64_t firstInner = first > 0 ? first : 1;
+        const int64_t lastInner = smaller(end, endOfInner);
+        if (first > 0)
+            moveOn(&run.state, first - groupBlocks, isSpecial);
+        isSpecial = false;
+        int64_t block = first;
+        if (*wasFull && isFullGroup<Pixel, columns>(*sweep, firstInner, lastInner)) {
+            // Nothing needs to be prepared but for the blocks at the ends of the row and what they read, and for the
+            // group behind.
+            if (first == 0) {
+                if (prepareBlocks(*sweep, 0, 2, run.state) & specialNotes)
+                    prepareMixed(run, 0, 1);
+                runGroup<true>(run, 0, 1);
+            }
+            runFullGroup<Pixel, columns, rows>(*sweep, firstInner, lastInner, run.state.binary);
+            prepared = lastInner - 1;
+            block = lastInner;
+            if (lastInner == end) {
+                prepareBlocks(*sweep, prepared, end, run.state);
+                prepared = end;
+                continue;
+            }
+        }
+        // With the block behind, which the last one reads.
+        const unsigned notes = prepareBlocks(*sweep, prepared, end + 1, run.state);
+        prepared = end + 1;
+        isSpecial = ((notes | run.state.notes[first - 1] | run.state.notes[first]) & specialNotes) != 0;
+        *wasFull = !isSpecial && firstInner < lastInner && areFull(run.state.notes, firstInner, lastInner);
+        const int64_t endOfWhole = smaller(end, whole);
+        if (isSpecial) {
+            prepareMixed(run, first, end);
+            runGroup<true>(run, block, endOfWhole);
+        } else {
+            runGroup<false>(run, block, endOfWhole);
+        }
+        if (endOfWhole < end)
+            runLastBlock(run, endOfWhole);
     }
 }
 
-template <class Pixel, along columns, along rows>
-void runStep(const gauss2_maskedStep<Pixel>* step)
-{
-    for (int i = 0; i < step->pieceCount; ++i)
-        runPiece<Pixel, columns, rows>(step->pieces[i]);
-}
+// ---- the table ----
 
 template <class Pixel, along columns, along rows>
-constexpr gauss2_maskedKernel<Pixel> kernelOf()
+constexpr gauss2_kernel<gauss2_maskedSweep<Pixel>> maskedKernel()
 {
-    if constexpr (rows == along::nothing)
-        return {runStep<Pixel, columns, rows>, 0};
-    else
-        return {runStep<Pixel, columns, rows>, int64_t{sizeof(blockState<Pixel, columns, rows>)}};
+    return {runSweep<Pixel, columns, rows>, rowsOut(rows), maskedStateBytes<Pixel, columns, rows>};
 }
 
 template <class Pixel>
-void fillKernels(gauss2_maskedKernels<Pixel>* kernels)
+constexpr gauss2_kernels<gauss2_maskedSweep<Pixel>> maskedKernels()
 {
-    kernels->block = blockColumns;
-    kernels->half = kernelOf<Pixel, along::sampled, along::sampled>();
-    kernels->halfX = kernelOf<Pixel, along::sampled, along::nothing>();
-    kernels->halfY = kernelOf<Pixel, along::nothing, along::sampled>();
-    kernels->full5x5 = kernelOf<Pixel, along::all, along::all>();
-    kernels->full5x1 = kernelOf<Pixel, along::all, along::nothing>();
-    kernels->full1x5 = kernelOf<Pixel, along::nothing, along::all>();
+    return {
+        .leastWidth = 1,
+        .half = maskedKernel<Pixel, along::sampled, along::sampled>(),
+        .halfX = maskedKernel<Pixel, along::sampled, along::nothing>(),
+        .halfY = maskedKernel<Pixel, along::nothing, along::sampled>(),
+        .full5x5 = maskedKernel<Pixel, along::all, along::all>(),
+        .full5x1 = maskedKernel<Pixel, along::all, along::nothing>(),
+        .full1x5 = maskedKernel<Pixel, along::nothing, along::all>(),
+    };
 }
 
 } // namespace

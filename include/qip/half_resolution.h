@@ -19,19 +19,25 @@
  *
  * Common to all smoothing functions below:
  * Errors:  QSYS_E_ARGUMENT: a required pointer is null (all but those said to be optional).
- *          QIMG_E_PIXEL_SIZE: an image or a window has pixels of another depth. QIMG_E_UNBOUND: a mask has no
- *          pixels. QIMG_E_OUTSIDE: an image or a window does not cover the part that the call needs of it. Any
- *          failure of a base service (memory, attention handler, ...) is returned as it is.
- *          A source without pixels, unbound or empty, is no error: it yields an empty destination.
- *          After an error the transform of the destination is unchanged, an unbound destination or mask may
- *          have been bound, and after a failure of a base service pixels may have been written.
- * Polls:   the attention handler is asked before every 64th row of a pass. gauss2X and gauss2Y write nothing
- *          before they have asked for the last time.
+ *          QIMG_E_PIXEL_SIZE: an image or a window has pixels of another depth. QIMG_E_UNBOUND: a mask has
+ *          no pixels. QIMG_E_OUTSIDE: an image or a window does not cover the part that the call needs of
+ *          it. Any failure of a base service (memory, attention handler, ...) is returned as it is.
+ *          A source without pixels, unbound or empty, is no error: it yields an empty destination. (The
+ *          unmasked smoothing of qip/smoothing.h refuses an unbound source with QIP_E_NULL_IMAGE.)
+ *          After an error the transform of the destination is unchanged. Arguments are refused before
+ *          anything is bound or written; after a failure of a base service an unbound destination or mask
+ *          may have been bound, and pixels may have been written.
+ * Polls:   the attention handler is asked before every 64th source row of a pass. gauss2X and gauss2Y,
+ *          masked or not, write nothing before they have asked for the last time: the polls of the last
+ *          rows, 2^24 source pixels at most (64 rows at least), come together before the first pixel is
+ *          written. A larger image is polled in time, while its first rows go to memory of the library's
+ *          own.
  * Overlap: a destination must not share pixels with a source or a mask; what is written is otherwise
  *          unspecified (no memory outside the windows is ever touched).
- * Threads: callable from any thread, at once for different destinations. Memory: a few rows; gauss2X, gauss2Y
- *          and several passes take up to one image of the source's size, masked ones a mask too, and without
- *          a dstMask one more. */
+ * Threads: callable from any thread, at once for different destinations.
+ * Memory:  a few rows. gauss2X and gauss2Y take up to one image of the source's size besides, and one mask
+ *          of that size when a dstMask is given. Several passes take one image of the size that is written;
+ *          masked ones take a mask besides, and without a dstMask two from three passes on. */
 #ifndef QIP_HALF_RESOLUTION_H
 #define QIP_HALF_RESOLUTION_H
 
@@ -57,9 +63,9 @@ QIP_API qip_status qip_gauss2NoSampleGetDestRect(const qstd_rect32* src, int32_t
 
 /* Destination: an unbound one is bound to the full destination rectangle D of the source (which may be
  * null). A bound one is written where its rectangle meets D. When that is less than D, the source is cut to
- * the part under it, which begins at twice its origin in a sampled direction, and borders repeat at the cut; with
- * an odd source origin that part can begin one pixel before the source, and the answer is QIMG_E_OUTSIDE. A bound
- * destination that misses D is left alone, transform included, with status 0.
+ * the part under it, which begins at twice its origin in a sampled direction, and borders repeat at the
+ * cut; with an odd source origin that part can begin one pixel before the source, and the answer is
+ * QIMG_E_OUTSIDE. A bound destination that misses D is left alone, transform included, with status 0.
  * Transform: the destination's client-from-image transform is set so that a point keeps its client
  *          coordinates. */
 QIP_API qip_status qip_gauss2_smooth8_8(const qimg_image8* src, qimg_image8* dst);
@@ -71,9 +77,9 @@ QIP_API qip_status qip_gauss2Y_smooth16_16(const qimg_image16* src, qimg_image16
 
 /* ---- half resolution, window forms ---- */
 
-/* The same on windows. The transforms are client-from-image, optional, and may be the same record: when both
- * are given, dstTransform becomes srcTransform after the map from destination to source pixels, also when the
- * destination misses D. X-only and Y-only window forms exist for 8 bits. */
+/* The same on windows. The transforms are client-from-image, optional, and may be the same record: when
+ * both are given, dstTransform becomes srcTransform after the map from destination to source pixels, also
+ * when the destination misses D. X-only and Y-only window forms exist for 8 bits. */
 QIP_API qip_status qip_gauss2_smoothWindow8_8(const qimg_window8Const* srcWin,
                                               const qmath_xformLinear* srcTransform,
                                               const qimg_window8* dstWin, qmath_xformLinear* dstTransform);
@@ -90,8 +96,8 @@ QIP_API qip_status qip_gauss2_smoothWindow16_16(const qimg_window16Const* srcWin
 
 /* ---- half resolution, masked ---- */
 
-/* The mask covers at least the part of the source that is used. dstMask is optional; an unbound one is bound
- * to the rectangle written, a bound one must cover it. */
+/* The mask covers at least the part of the source that is used. dstMask is optional; an unbound one is
+ * bound to the rectangle written, a bound one must cover it. */
 QIP_API qip_status qip_gauss2_smoothMasked8_8(const qimg_image8* src, const qimg_image8* srcMask,
                                               qimg_image8* dst, qimg_image8* dstMask);
 QIP_API qip_status qip_gauss2X_smoothMasked8_8(const qimg_image8* src, const qimg_image8* srcMask,
@@ -136,8 +142,8 @@ QIP_API qip_status qip_gauss2_smoothMaskedWindow16_16(const qimg_window16Const* 
  * taken literally: the passes alternate between the destination and a temporary image, and with counts of
  * different parity the destination holds the pass before the last, or nothing; negative counts are no
  * pass.
- * Destination: an unbound image is bound to the source's rectangle; otherwise the filter runs over the common
- *          rectangle, whose borders are repeated.
+ * Destination: an unbound image is bound to the source's rectangle; otherwise the filter runs over the
+ *          common rectangle, whose borders are repeated.
  * Transform: the image forms copy the source's transforms, also when the rectangles do not meet.
  * Masks:   as above; without a dstMask the mask of the passes is dropped. */
 QIP_API qip_status qip_gauss2_smoothNoSample8_8(const qimg_image8* src, qimg_image8* dst, int32_t passesX,

@@ -11,10 +11,10 @@ QIP_BEGIN_DECLS
 /* Smooths an 8-bit legacy image with `passesMinusOne` + 1 = P box passes per axis, of widths
  * kernelSizeX + 1 and kernelSizeY + 1, without sampling. Only pixels whose kernel lies inside the source
  * are computed.
- * Result:  dst, or (dst null) a new image that the caller frees with qsImageFree.
- *          With S the weighted sum around the pixel itself (weight j applies at offset j - (P * k) / 2):
- *          trunc(S / norm), low 8 bits stored. norm = (nX * nY)^P, or with peakNormalize non-zero the
- *          product of the two kernels' weights at offset 0.
+ * Result:  dst, or (dst null) a new image that the caller frees with qsImageFree. With S the weighted sum
+ *          around the pixel itself (weight j applies at offset j - (P * k) / 2): trunc(S / norm), low 8
+ *          bits stored. norm = (nX * nY)^P, or with peakNormalize non-zero the product of the two kernels'
+ *          weights at offset 0.
  * Region:  a given dst is written where it meets the computable pixels; a new one covers those of `region`
  *          (all when that is null). `region`, when given, receives the region computed. A source smaller
  *          than the kernel computes nothing (a new image is then empty).
@@ -23,8 +23,9 @@ QIP_BEGIN_DECLS
  * Aliasing: dst may be src. Any other overlap of their pixels is undefined.
  * Client coordinates: dst gets the source's, moved by -0.5 in an axis where P is odd and the box width
  *          even.
- * Errors:  null: src is null or not 8-bit, dst is not 8-bit, a kernel size is negative, memory is short.
- *          dst is then untouched. */
+ * Errors:  null: src is null or not 8-bit, dst is not 8-bit, firstPixel of src or dst is null and its
+ *          region is not, the region of src does not fit 32 bits, a kernel size is negative, memory is
+ *          short. dst is then untouched. */
 QIP_API qsImage* qfGauss(qsImage* src, qsImage* dst, int32_t passesMinusOne, int32_t kernelSizeX,
                          int32_t kernelSizeY, int32_t peakNormalize, qsIRegion* region);
 
@@ -32,8 +33,8 @@ QIP_API qsImage* qfGauss(qsImage* src, qsImage* dst, int32_t passesMinusOne, int
  * prototype. Else, and for a null pointer, 0. */
 QIP_API int32_t qfGaussNullParams(const qsGaussParams* params);
 
-/* The record that asks for no work: 1, 1, 0, 0, 0, 0, 0, 1.0f, qsImageNull, 0. One static record, not to
- * be modified. */
+/* The record that asks for no work: 1, 1, 0, 0, 0, 0, 0, 1.0f, qsImageNull, 0. One static record, not to be
+ * modified. */
 QIP_API const qsGaussParams* qsGaussParamsNull(void);
 
 /* The destination region of a source region: all i whose sampled source position c(i) lies inside, with

@@ -21,9 +21,12 @@
  * Errors:  the codes of qip_gaussParams_validate come first; then those named at the function; any failure
  *          of a base service (memory, attention handler, ...) is returned as it is. QSYS_E_ARGUMENT: a
  *          pointer is null. QIMG_E_PIXEL_SIZE: an image or window has pixels of the other depth.
- *          QSYS_E_RANGE: a rectangle that the call has to form does not fit 32 bits.
- *          After an error of the arguments the destination is untouched. When the attention handler ends
- *          a call, rows already written stay written; an unbound destination may have been bound.
+ *          QSYS_E_RANGE: a rectangle that the call has to form, or that of the source, does not fit 32
+ *          bits. After an error of the arguments the destination is untouched. When the attention handler
+ *          ends a call, rows already written stay written; an unbound destination may have been bound. The
+ *          families differ in what they call an error: here an unbound source image, an unbound window and
+ *          an empty window are (QIP_E_NULL_IMAGE), while the functions of half_resolution.h succeed with an
+ *          unbound or empty source, which yields nothing. An empty source image is no error in either.
  * Threads: callable from any thread, at once for different destinations. Memory: a few rows. */
 #ifndef QIP_SMOOTHING_H
 #define QIP_SMOOTHING_H
@@ -41,14 +44,18 @@ QIP_BEGIN_DECLS
  * Destination: an unbound one is bound to the rectangle that the source yields: all i with c(i) inside the
  *          source. A bound one is written where its rectangle meets that one; pixels elsewhere stay. When
  *          the source yields nothing (fewer pixels than a sampling step) the call succeeds and an unbound
- *          destination stays unbound.
+ *          destination stays unbound. With an odd kernel size and no sampling c(i) is i - 1: a destination
+ *          bound over the source's own rectangle keeps its first column (kernelSizeX odd) and its first row
+ *          (kernelSizeY odd) as they were.
  * Transform: the destination's image-from-client transform is set so that a point keeps its client
  *          coordinates: (x, y) of the destination is (x * sampleX + oX, y * sampleY + oY) of the source,
  *          with o = -0.5 in an axis where the sampling factor and kernelSize + 1 differ in parity, else 0.
- *          Linear transforms pass through single precision.
+ *          Linear transforms pass through single precision. One that has no inverse there, though it has
+ *          one in double precision, is refused before a destination is bound or a pixel is written.
  * Overlap: 8_8 refuses a destination that shares pixels with the source (QIP_E_PEL_OVERLAP) or is the same
  *          memory (QIP_E_SAME_MEMORY).
- * Errors:  QIP_E_NULL_IMAGE: the source is unbound. */
+ * Errors:  QIP_E_NULL_IMAGE: the source is unbound. QMATH_E_SINGULAR: the destination's transform would
+ *          have no inverse. */
 QIP_API qip_status qip_gauss_smooth8_8(const qimg_image8* src, qimg_image8* dst,
                                        const qip_gaussParams* params);
 QIP_API qip_status qip_gauss_smooth8_16(const qimg_image8* src, qimg_image16* dst,
@@ -56,10 +63,12 @@ QIP_API qip_status qip_gauss_smooth8_16(const qimg_image8* src, qimg_image16* ds
 
 /* ---- window forms ---- */
 
-/* Smooths a window into a window. The windows' places (x, y) count: destination pixel (x, y) is computed
- * from source pixels around (cX(x), cY(y)), and written when those lie in the source window's rectangle.
+/* Smooths a window into a window. The windows' origins (x, y) count: destination pixel (x, y) is computed
+ * from source pixels around (cX(x), cY(y)), and written when (cX(x), cY(y)) lies in the source window.
  * Overlap: as for the image forms; 8_16 is not checked, its memories must not overlap.
- * Errors:  QIP_E_NULL_IMAGE: a window is unbound or empty. */
+ * Errors:  after those of the parameters, in this order: QIP_E_NULL_IMAGE: a window is unbound or empty; of
+ *          the source, then of the destination, QIMG_E_PIXEL_SIZE, and QIMG_E_UNBOUND: firstPixel is null;
+ *          those of the overlap. */
 QIP_API qip_status qip_gauss_smoothWindow8_8(const qimg_window8Const* src, const qimg_window8* dst,
                                              const qip_gaussParams* params);
 QIP_API qip_status qip_gauss_smoothWindow8_16(const qimg_window8Const* src, const qimg_window16* dst,
@@ -83,7 +92,7 @@ typedef struct qsGaussParams {
     int64_t reserved;          /* 0 */
 } qsGaussParams;
 
-/* The door of every unmasked request: chooses between the fast engines and the reference path.
+/* What every unmasked request passes through: chooses between the fast engines and the reference path.
  * Destination: dst, or (dst null) a new image of the prototype's type over the region requested; the
  *          caller frees it with qsImageFree. Its client coordinates are set as for the image forms, its
  *          client z-scale to the source's times the gain (unless peakNormalize is set).
@@ -92,9 +101,10 @@ typedef struct qsGaussParams {
  * Result:  *dstOut receives the destination. A request that reaches no source pixel succeeds and writes
  *          none.
  * Errors:  QSYS_E_ARGUMENT: src, params or dstOut is null, dst and the prototype are both null, the source
- *          is not an 8-bit image. QIP_E_SAMPLING, QIP_E_KERNEL_SIZE: factors < 1, sizes < 0. QSYS_E_RANGE:
- *          a region does not fit 32 bits. QSYS_E_MEMORY. What the attention handler answers. A destination
- *          created by a call that fails later is released. */
+ *          is not an 8-bit image. QIP_E_SAMPLING, QIP_E_KERNEL_SIZE: factors < 1, sizes < 0.
+ *          QIMG_E_UNBOUND: firstPixel of src or dst is null and its region is not. QSYS_E_RANGE: the region
+ *          of src, or one that the call has to form, does not fit 32 bits. QSYS_E_MEMORY. What the
+ *          attention handler answers. A destination created by a call that fails later is released. */
 QIP_API qip_status qip_gauss(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
                              qsIRegion* dstRegion, qsVImage** dstOut);
 
@@ -142,8 +152,8 @@ QIP_API qip_status gauss_checkWindowMatch(const qimg_windowConst* window, const 
 
 /* dst(column, row) = src(start[0] + column * step[0], start[1] + row * step[1]), both counted from the
  * windows' first pixels. An empty or unbound dst is a copy of nothing.
- * Errors:  QSYS_E_ARGUMENT; QIMG_E_PIXEL_SIZE; QIMG_E_OUTSIDE: a sample lies outside src; nothing is
- *          written then. */
+ * Errors:  QSYS_E_ARGUMENT; of dst, then of src, QIMG_E_PIXEL_SIZE and QIMG_E_UNBOUND (firstPixel is null);
+ *          QIMG_E_OUTSIDE: a sample lies outside src, or src is unbound. Nothing is written then. */
 QIP_API qip_status gauss_pelCopySampledWindow8(const qimg_window8Const* src, const int32_t step[2],
                                                const int32_t start[2], const qimg_window8* dst);
 

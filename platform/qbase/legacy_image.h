@@ -1,5 +1,5 @@
-/* qbase/legacy_image.h - the older images: handles to a record with region, client coordinates and
- * client z-scale.
+/* qbase/legacy_image.h - the legacy images: handles to a record with region, client coordinates and client
+ * z-scale.
  *
  * One record serves both depths; qsImage stands for 8-bit images, qsUSImage for 16-bit ones, qsVImage for
  * either. A legacy image made here owns its pixels; one made by a bridge function views the pixels of an
@@ -52,8 +52,8 @@ QBASE_API void qsImageFree(qsVImage* image);
  * not fit 32 bits. */
 QBASE_API void qsImageMoveTo(qsImage* image, int32_t x, int32_t y);
 
-/* Copies the pixels that both regions cover, each to its own coordinates; both images must be 8-bit, or
- * nothing happens. */
+/* Copies the pixels that both regions cover, each to its own coordinates; both images must be 8-bit and
+ * have pixels, or nothing happens. */
 QBASE_API void qsImageCopy(const qsImage* src, qsImage* dst);
 
 /* ---- bridges: views of the same pixels ---- */
@@ -61,7 +61,8 @@ QBASE_API void qsImageCopy(const qsImage* src, qsImage* dst);
 /* A legacy view of an image (client coordinates: the image's image-from-client transform in single
  * precision; the identity when that is not linear) or of a window (client coordinates: identity). The view
  * may be written through when the caller may write to the pixels.
- * Errors:  QSYS_E_ARGUMENT, QIMG_E_UNBOUND, QIMG_E_PIXEL_SIZE, QSYS_E_MEMORY; *out is null then. */
+ * Errors:  QSYS_E_ARGUMENT, QIMG_E_UNBOUND, QIMG_E_PIXEL_SIZE, QIMG_E_UNBOUND (a window that is not null
+ *          whose firstPixel is), QSYS_E_MEMORY; *out is null then. */
 QBASE_API qsys_status generate_qsImage_from_qimg_image8Const(const qimg_image8* image, qsImage** out);
 QBASE_API qsys_status generate_qsUSImage_from_qimg_image16Const(const qimg_image16* image, qsUSImage** out);
 QBASE_API qsys_status generate_qsImage_from_qimg_windowConst(const qimg_windowConst* window, qsImage** out);

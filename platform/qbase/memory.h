@@ -1,7 +1,7 @@
 /* qbase/memory.h - memory blocks, plain copies and fills.
  *
- * Blocks begin on a 64-byte boundary. Sizes are signed 64-bit byte counts, so that a caller's product
- * of 32-bit sizes reaches the check unharmed. Every allocation of the base services themselves (pixel
+ * Blocks begin on a 64-byte boundary. Sizes are signed 64-bit byte counts, so that the product of two
+ * 32-bit sizes can be handed over as it is. Every allocation of the base services themselves (pixel
  * buffers, transforms, jobs) goes through this file, so one installed allocator sees them all. */
 #ifndef QBASE_MEMORY_H
 #define QBASE_MEMORY_H
@@ -44,21 +44,21 @@ QBASE_API qsys_status qsys_memory_copyRect(int64_t widthBytes, int64_t rows, int
                                            void* destination);
 
 /* An allocator of the application. The function returns `size` bytes aligned as malloc aligns them, or
- * null; it may be called from several threads at once and must not throw. `context` is the pointer
- * given to qsys_memory_setAllocator. */
+ * null; it may be called from several threads at once and must not throw. `context` is the pointer given to
+ * qsys_memory_setAllocator. */
 typedef void* (*qsys_memory_allocFunction)(void* context, size_t size);
 typedef void (*qsys_memory_freeFunction)(void* context, void* block);
 
-/* Installs the allocator that all later blocks come from; null for both functions restores the
- * default (malloc and free). A block always returns to the allocator that it came from, so blocks may
- * outlive a change.
+/* Installs the allocator that all later blocks come from; null for both functions restores the default
+ * (malloc and free). A block always returns to the allocator that it came from, so blocks may outlive a
+ * change.
  * Errors:  QSYS_E_ARGUMENT (only one of the functions is null); the allocator is then unchanged.
  * Threads: callable from any thread; an allocation running at the same time uses either allocator. */
 QBASE_API qsys_status qsys_memory_setAllocator(qsys_memory_allocFunction alloc,
                                                qsys_memory_freeFunction release, void* context);
 
-/* The older allocator: a block of `size` bytes, or null. The block is released with qxfFree, which
- * accepts null. */
+/* The older allocator: a block of `size` bytes, or null. The block is released with qxfFree, which accepts
+ * null. */
 QBASE_API void* qxfMalloc(int64_t size);
 QBASE_API void qxfFree(void* block);
 

@@ -43,7 +43,7 @@ typedef int32_t qsys_status;
 #define QMATH_E_SINGULAR QSYS_FAILURE(0x0121)
 /* A transform is not linear where a linear one is required, or cannot be evaluated at a point. */
 #define QMATH_E_NOT_LINEAR QSYS_FAILURE(0x0122)
-/* An image or a window has no pixels. */
+/* An image or a window is unbound, or a window gives no address of its pixels. */
 #define QIMG_E_UNBOUND QSYS_FAILURE(0x0141)
 /* A rectangle does not lie inside the window that it is to restrict. */
 #define QIMG_E_OUTSIDE QSYS_FAILURE(0x0142)

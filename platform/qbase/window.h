@@ -2,8 +2,9 @@
  *
  * Pixel (x, y) of a window, counted from its own first pixel, is at
  * firstPixel + y * stride + x * pixelSize. A window holds nothing and needs no release; it can be copied
- * like any record. A negative stride walks the rows upward. A window is null when it is unbound or has no
- * pixels.
+ * and filled by hand like any record. A negative stride walks the rows upward. A window is null when it is
+ * unbound or empty (its width or its height is 0 or less). Where pixels are needed, a window that is not
+ * null but whose firstPixel is null is refused with QIMG_E_UNBOUND.
  *
  * The windows of one pixel size are the same record under a name that says what a function expects;
  * functions that work on one size answer QIMG_E_PIXEL_SIZE for a window of another.
@@ -22,7 +23,7 @@ typedef struct qimg_window {
     void* firstPixel;  /* null in an unbound window */
     int32_t bound;     /* non-zero when bound to pixel memory */
     int32_t pixelSize; /* bytes: 1 or 2; 0 in an unbound window */
-    int32_t x;         /* the window's place in its image */
+    int32_t x;         /* the window's origin, in pixels of its image */
     int32_t y;
 } qimg_window;
 
@@ -60,7 +61,7 @@ QBASE_API qsys_status qimg_window16Const_init(qimg_window16Const* window, const 
 QBASE_API qsys_status qimg_window_initUnbound(qimg_window* window);
 QBASE_API qsys_status qimg_windowConst_initUnbound(qimg_windowConst* window);
 
-/* A window over the caller's memory: `rect` gives its place and size, firstPixel the address of the pixel
+/* A window over the caller's memory: `rect` gives its origin and size, firstPixel the address of the pixel
  * (rect.x, rect.y), stride the distance of the rows in bytes.
  * Errors:  QSYS_E_ARGUMENT (null pointer, pixelSize not 1 or 2, |stride| less than a row while there is
  *          more than one row, memory of 16-bit pixels at an odd address or stride); QSYS_E_RANGE (the
@@ -80,8 +81,9 @@ QBASE_API qsys_status qimg_window_getWindow(const qimg_window* window, qstd_rect
 QBASE_API qsys_status qimg_windowConst_getWindow(const qimg_windowConst* window, qstd_rect32* rect);
 
 /* Restricts the window in place to `rect`, which must lie inside it; `flags` must be 0. A null rectangle
- * makes the window empty at that place.
- * Errors:  QIMG_E_UNBOUND, QIMG_E_OUTSIDE, QSYS_E_ARGUMENT; the window is then unchanged. */
+ * makes the window empty, with its origin there.
+ * Errors:  QSYS_E_ARGUMENT, QIMG_E_UNBOUND (also when firstPixel is null and pixels are left),
+ *          QIMG_E_OUTSIDE; the window is then unchanged. */
 QBASE_API qsys_status qimg_window_windowRect(qimg_window* window, const qstd_rect32* rect, int32_t flags);
 QBASE_API qsys_status qimg_windowConst_windowRect(qimg_windowConst* window, const qstd_rect32* rect,
                                                   int32_t flags);

@@ -1,21 +1,22 @@
-// The division that turns sums into pixels: exact integer quotients out of single precision, in whatever
-// direction the caller's thread rounds. Divisors are at least 1. Internal linkage, as gauss2/kernels/masked_vectors.h.
+// Exact integer quotients out of single precision, in whatever direction the caller's thread rounds: one function
+// for each range, with its proof. Divisors are at least 1.
 #pragma once
 
-#include "gauss2/kernels/masked_vectors.h"
+#include "lanes/lanes.h"
 
 namespace
 {
 
-// dividend / divisor for dividends of 0 .. 2^24 - 1, where the product of a power of two above all quotients and
-// the greatest divisor is at most 2^24: quotients below 256 by divisors up to 65280, or below 65536 by up to 256.
+// floor(dividend / divisor) for dividends of 0 .. 2^24 - 1, where the product of a power of two above all
+// quotients and the greatest divisor is at most 2^24: quotients below 256 by divisors up to 65280, or below 65536
+// by divisors up to 256.
 //
 // Both numbers convert exactly. With x the true quotient, q its whole part and D the greatest divisor, x is at
 // most q + 1 - 1/D. Floats below 2^k lie 2^(k-24) or less apart, which is at most 1/D, so there is one from x
 // on that is below q + 1: the rounded quotient is at most that, and at least q. Truncation gives q.
-inline longs dividedSmall(longs dividend, longs divisor)
+lanes_inline u32s dividedSmall(u32s dividend, u32s divisor)
 {
-    return truncated(ratio(dividend, divisor));
+    return truncated(toFloats(dividend) / toFloats(divisor));
 }
 
 // floor(dividend / divisor) + 32768 for signed dividends, divisors up to 65280 and results of 0 .. 65535.
@@ -24,11 +25,11 @@ inline longs dividedSmall(longs dividend, longs divisor)
 // another, together below 2^-7; the sum with 32768.5 is below 2^17 and gets an error below 2^-7. So the
 // estimate is within 1/64 of x + 1/2, where x is the true quotient plus 32768, and truncation gives q or q + 1
 // with q the whole part of x. The remainder tells which: it is negative for q + 1.
-inline longs dividedCentred(longs dividend, longs divisor)
+lanes_inline u32s dividedCentred(u32s dividend, u32s divisor)
 {
-    const longs estimate = truncated(ratio(dividend, divisor) + 32768.5f);
-    const longs remainder = dividend - (estimate - longsOf(32768)) * divisor;
-    return estimate + signs(remainder);
+    const u32s estimate = truncated(toFloats(dividend) / toFloats(divisor) + 32768.5f);
+    const u32s remainder = dividend - (estimate - uint32_t{32768}) * divisor;
+    return estimate + signsOf(remainder);
 }
 
 } // namespace

@@ -1,45 +1,45 @@
 // The exports of smoothing at full resolution, by image and by window.
-#include "gauss2/entry_request.h"
+#include "gauss2/request.h"
 
 #include <qip/half_resolution.h>
 
 qip_status qip_gauss2_smoothNoSample8_8(const qimg_image8* src, qimg_image8* dst, int32_t passesX,
                                         int32_t passesY)
 {
-    return gauss2_noSampleImages(gauss2_pixels8, {src, nullptr, dst, nullptr}, passesX, passesY);
+    return gauss2_fullImages(gauss2_pixels8, {src, nullptr, dst, nullptr}, {passesX, passesY});
 }
 
 qip_status qip_gauss2_smoothNoSample16_16(const qimg_image16* src, qimg_image16* dst, int32_t passesX,
                                           int32_t passesY)
 {
-    return gauss2_noSampleImages(gauss2_pixels16, {src, nullptr, dst, nullptr}, passesX, passesY);
+    return gauss2_fullImages(gauss2_pixels16, {src, nullptr, dst, nullptr}, {passesX, passesY});
 }
 
 qip_status qip_gauss2_smoothNoSampleWindow8_8(const qimg_window8Const* srcWin, const qimg_window8* dstWin,
                                               int32_t passesX, int32_t passesY)
 {
-    return gauss2_noSampleWindows(gauss2_pixels8, {srcWin, nullptr, dstWin, nullptr}, passesX, passesY);
+    return gauss2_fullWindows(gauss2_pixels8, {srcWin, nullptr, dstWin, nullptr}, {passesX, passesY});
 }
 
 qip_status qip_gauss2_smoothNoSampleWindow16_16(const qimg_window16Const* srcWin,
                                                 const qimg_window16* dstWin, int32_t passesX,
                                                 int32_t passesY)
 {
-    return gauss2_noSampleWindows(gauss2_pixels16, {srcWin, nullptr, dstWin, nullptr}, passesX, passesY);
+    return gauss2_fullWindows(gauss2_pixels16, {srcWin, nullptr, dstWin, nullptr}, {passesX, passesY});
 }
 
 qip_status qip_gauss2_smoothNoSampleMasked8_8(const qimg_image8* src, const qimg_image8* srcMask,
                                               qimg_image8* dst, qimg_image8* dstMask, int32_t passesX,
                                               int32_t passesY)
 {
-    return gauss2_noSampleImages(gauss2_masked8, {src, srcMask, dst, dstMask}, passesX, passesY);
+    return gauss2_fullImages(gauss2_masked8, {src, srcMask, dst, dstMask}, {passesX, passesY});
 }
 
 qip_status qip_gauss2_smoothNoSampleMasked16_16(const qimg_image16* src, const qimg_image8* srcMask,
                                                 qimg_image16* dst, qimg_image8* dstMask, int32_t passesX,
                                                 int32_t passesY)
 {
-    return gauss2_noSampleImages(gauss2_masked16, {src, srcMask, dst, dstMask}, passesX, passesY);
+    return gauss2_fullImages(gauss2_masked16, {src, srcMask, dst, dstMask}, {passesX, passesY});
 }
 
 qip_status qip_gauss2_smoothNoSampleMaskedWindow8_8(const qimg_window8Const* srcWin,
@@ -48,8 +48,7 @@ qip_status qip_gauss2_smoothNoSampleMaskedWindow8_8(const qimg_window8Const* src
                                                     const qimg_window8* dstMaskWin, int32_t passesX,
                                                     int32_t passesY)
 {
-    return gauss2_noSampleWindows(gauss2_masked8, {srcWin, srcMaskWin, dstWin, dstMaskWin}, passesX,
-                                  passesY);
+    return gauss2_fullWindows(gauss2_masked8, {srcWin, srcMaskWin, dstWin, dstMaskWin}, {passesX, passesY});
 }
 
 qip_status qip_gauss2_smoothNoSampleMaskedWindow16_16(const qimg_window16Const* srcWin,
@@ -58,6 +57,6 @@ qip_status qip_gauss2_smoothNoSampleMaskedWindow16_16(const qimg_window16Const* 
                                                       const qimg_window8* dstMaskWin, int32_t passesX,
                                                       int32_t passesY)
 {
-    return gauss2_noSampleWindows(gauss2_masked16, {srcWin, srcMaskWin, dstWin, dstMaskWin}, passesX,
-                                  passesY);
+    return gauss2_fullWindows(gauss2_masked16, {srcWin, srcMaskWin, dstWin, dstMaskWin},
+                              {passesX, passesY});
 }

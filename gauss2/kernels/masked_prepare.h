@@ -1,0 +1,201 @@
+// The first half of a masked sweep: source rows and mask rows, each read once, become rows that blocks can sum
+// without asking for borders. Internal linkage; needs the lanes of a level.
+#pragma once
+
+#include "gauss2/kernels/masked_state.h"
+#include "lanes/padded_row.h"
+
+namespace
+{
+
+lanes_inline u16s lowered(u16s a)
+{
+    return a ^ uint16_t { 0x8000 }; // less 32768, as a signed number
+}
+
+// Columns that a block reads beside its own: two before, three behind.
+constexpr int columnsBefore = 2;
+constexpr int columnsBehind = 3;
+
+// A block of four source rows, from `firstRow` of the sweep on, that lies in the row.
+template <class Pixel>
+struct insideBlock {
+    const gauss2_maskedSweep<Pixel>& sweep;
+    int firstRow;
+    int64_t column;
+
+    const Pixel* src(int i) const
+    {
+        return sweep.source[firstRow + i] + column;
+    }
+    const uint8_t* mask(int i) const
+    {
+        return sweep.mask[firstRow + i] + column;
+    }
+};
+
+// The same where the row ends, in a copy that repeats the last pixel: the border to the right needs nothing else.
+template <class Pixel>
+struct copiedBlock {
+    Pixel srcCopy[freshRows][blockColumns];
+    uint8_t maskCopy[freshRows][blockColumns];
+
+    const Pixel* src(int i) const
+    {
+        return srcCopy[i];
+    }
+    const uint8_t* mask(int i) const
+    {
+        return maskCopy[i];
+    }
+};
+
+template <class Pixel>
+void copyBlock(const gauss2_maskedSweep<Pixel>& sweep, int firstRow, int64_t column,
+               copiedBlock<Pixel>* copy)
+{
+    for (int i = 0; i < freshRows; ++i) {
+        copyColumns<rowBorder::repeated, blockColumns>(sweep.source[firstRow + i], sweep.width, column,
+                                                       copy->srcCopy[i]);
+        copyColumns<rowBorder::repeated, blockColumns>(sweep.mask[firstRow + i], sweep.width, column,
+                                                       copy->maskCopy[i]);
+    }
+}
+
+// Calls use(block) with the one or the other.
+template <class Pixel, class Use>
+lanes_inline void withBlock(const gauss2_maskedSweep<Pixel>& sweep, int firstRow, int64_t block,
+                            const Use& use)
+{
+    const int64_t column = block * blockColumns;
+    if (column + blockColumns <= sweep.width) {
+        use(insideBlock<Pixel>{sweep, firstRow, column});
+        return;
+    }
+    copiedBlock<Pixel> copy;
+    copyBlock(sweep, firstRow, column, &copy);
+    use(copy);
+}
+
+// The border to the left: the first column again.
+template <class Value>
+lanes_inline void repeatFirst(Value* row)
+{
+    for (int i = 1; i <= columnsBefore; ++i)
+        row[-i] = row[0];
+}
+
+// The pixels that are not masked out, for S.
+lanes_inline void prepareBinaryRow(const uint8_t* src, u8s mask, uint8_t* to)
+{
+    store(to, load(src) & mask);
+}
+
+lanes_inline void prepareBinaryRow(const uint16_t* src, u8s mask, uint16_t* to)
+{
+    u16s wide[2];
+    widenMask(mask, wide);
+    store(to, lowered(load(src)) & wide[0]);
+    store(to + halfBlock, lowered(load(src + halfBlock)) & wide[1]);
+}
+
+// What N is summed from.
+lanes_inline void prepareMixedRow(const uint8_t* src, const uint8_t* mask, uint16_t* to)
+{
+    store(to, lowered(loadWidened(src) * loadWidened(mask)));
+    store(to + halfBlock, lowered(loadWidened(src + halfBlock) * loadWidened(mask + halfBlock)));
+}
+
+lanes_inline void prepareMixedRow(const uint16_t* src, const uint8_t*, uint16_t* to)
+{
+    store(to, lowered(load(src)));
+    store(to + halfBlock, lowered(load(src + halfBlock)));
+}
+
+// Prepares a block for N and W. `from` is one of the blocks above.
+template <class From>
+lanes_inline void prepareMixedFrom(const From& from, int64_t block, const preparedRows<uint16_t>& products,
+                                   const preparedRows<uint8_t>& mask)
+{
+    for (int i = 0; i < freshRows; ++i) {
+        prepareMixedRow(from.src(i), from.mask(i), products.row(i) + block * blockColumns);
+        store(mask.row(i) + block * blockColumns, load(from.mask(i)));
+    }
+    for (int i = 0; block == 0 && i < freshRows; ++i) {
+        repeatFirst(products.row(i));
+        repeatFirst(mask.row(i));
+    }
+}
+
+// Prepares a block for S and V. `from` is one of the blocks above, `mask` what it has as masks.
+template <class From, class Pixel, along columns, along rows>
+lanes_inline void prepareBinaryFrom(const From& from, const u8s* mask, int64_t block,
+                                    const maskedState<Pixel, columns, rows>& state)
+{
+    const int64_t column = block * blockColumns;
+    for (int i = 0; i < freshRows; ++i)
+        prepareBinaryRow(from.src(i), mask[i], state.pixels.row(i) + column);
+    u8s total = {};
+    gauss2_sumDown<rows, freshRows>(
+        state.keptValid[block], [&](int i) lanes_inlined { return mask[i] & uint8_t{1}; },
+        [&](int i, u8s valid) lanes_inlined {
+            store(state.valid.row(i) + column, valid);
+            total += valid;
+        });
+    store(state.validTotal.row(0) + column, total);
+}
+
+// Prepares a block for what its own mask calls for, and returns its notes. A block whose mask is mixed has no use for
+// S and V, nor have those beside it, now and in the next sweep; after that what is kept of V is right again, since it
+// depends on the last four rows alone.
+template <class From, class Pixel, along columns, along rows>
+lanes_inline unsigned prepareFrom(const From& from, int64_t block,
+                                  const maskedState<Pixel, columns, rows>& state)
+{
+    u8s mask[freshRows];
+    u8s notBinary = {};
+    u8s all = filled(uint8_t{255});
+    for (int i = 0; i < freshRows; ++i) {
+        mask[i] = load(from.mask(i));
+        notBinary |= mask[i] + uint8_t{1}; // 0 and 255 give 1 and 0
+        all &= mask[i];
+    }
+    const bool isMixed = !isZero(notBinary & uint8_t{0xfe});
+    unsigned notes = state.notes[block];
+    notes = (notes & keepsMixed) | (notes & mixedNow ? mixedBefore : 0u) | (isMixed ? mixedNow : 0u) |
+            (isZero(~all) ? fullNow : 0u);
+    state.notes[block] = static_cast<uint8_t>(notes);
+    if (isMixed)
+        prepareMixedFrom(from, block, state.products, state.mask);
+    else
+        prepareBinaryFrom(from, mask, block, state);
+    return notes;
+}
+
+// Prepares the blocks first .. end - 1 of the fresh rows. Returns the notes of all of them together.
+template <class Pixel, along columns, along rows>
+[[gnu::noinline]] unsigned prepareBlocks(const gauss2_maskedSweep<Pixel>& sweep, int64_t first, int64_t end,
+                                         const maskedState<Pixel, columns, rows> state)
+{
+    const int64_t whole = sweep.width / blockColumns;
+    unsigned notes = 0;
+    int64_t block = first;
+    for (; block < end && block < whole; ++block)
+        notes |=
+            prepareFrom(insideBlock<Pixel>{sweep, gauss2_rowsBefore, block * blockColumns}, block, state);
+    for (; block < end; ++block) {
+        copiedBlock<Pixel> copy;
+        copyBlock(sweep, gauss2_rowsBefore, block * blockColumns, &copy);
+        notes |= prepareFrom(copy, block, state);
+    }
+    if (first == 0) {
+        for (int i = 0; i < freshRows; ++i)
+            repeatFirst(state.pixels.row(i));
+        for (int i = 0; i < rowsOut(rows); ++i)
+            repeatFirst(state.valid.row(i));
+        repeatFirst(state.validTotal.row(0));
+    }
+    return notes;
+}
+
+} // namespace

@@ -1,0 +1,56 @@
+// The masked kernels along a row: sums of the even or of the odd columns of one block, from prepared rows. Internal
+// linkage; needs the lanes of a level.
+#pragma once
+
+#include "gauss2/kernels/masked_prepare.h"
+
+namespace
+{
+
+lanes_inline u16s weightedBytes(u8s x, int even, int odd)
+{
+    if (even == 0 && odd == 1)
+        return odds(x);
+    if (even == 1 && odd == 0)
+        return evens(x);
+    return addPairs(x, pairsOf<uint8_t>(even, odd));
+}
+
+// Sums over bytes: of 8-bit pixels (S), of masks (W), or of what was summed down the columns already (V).
+template <along columns, bool odd>
+lanes_inline u16s sumBytes(const uint8_t* row)
+{
+    return gauss2_sumAlong<columns, odd>(
+        [=](int column, int a, int b) lanes_inlined { return weightedBytes(load(row + column), a, b); });
+}
+
+// One of the two parts of S, from a row that is prepared, or from a source row where nothing is masked out.
+template <along columns, bool odd, bool isPrepared>
+lanes_inline u16s sumBinary(const uint8_t* row, int)
+{
+    return sumBytes<columns, odd>(row);
+}
+
+template <along columns, bool odd, bool isPrepared>
+lanes_inline u32s sumBinary(const uint16_t* row, int part)
+{
+    return gauss2_sumAlong<columns, odd>([=](int column, int a, int b) lanes_inlined {
+        const u16s pixels = load(row + part * halfBlock + column);
+        return addPairs(isPrepared ? pixels : lowered(pixels), pairsOf<uint16_t>(a, b));
+    });
+}
+
+// One of the two parts of N.
+template <class Pixel, along columns, bool odd>
+lanes_inline u32s sumMixed(const uint16_t* products, const uint8_t* mask, int part)
+{
+    return gauss2_sumAlong<columns, odd>([=](int column, int a, int b) lanes_inlined {
+        const int at = part * halfBlock + column;
+        if constexpr (sizeof(Pixel) == 1)
+            return addPairs(load(products + at), pairsOf<uint16_t>(a, b));
+        else
+            return addPairs(load(products + at), loadWidened(mask + at) * pairsOf<uint16_t>(a, b));
+    });
+}
+
+} // namespace

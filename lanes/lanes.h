@@ -1,0 +1,142 @@
+// Vectors of numbers, called lanes, on the compiler's vector types: what every processor level computes alike.
+// +, -, *, /, &, |, ^, ~, <<, >> and comparisons work lane by lane; integers wrap, and a comparison gives lanes
+// with all bits set or none.
+//
+// A level's header (lanes_portable.h, lanes_sse41.h, lanes_avx2.h) says how wide a vector is, includes this
+// file, and adds what operators cannot say. Kernels are written once over both and compiled at every level, so
+// all of it has internal linkage: no level may run another level's copy.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+// For functions, and behind the parameters of a lambda: kernels are fast only as one piece of code.
+#define lanes_inlined __attribute__((always_inline))
+#define lanes_inline  lanes_inlined inline
+
+namespace
+{
+
+template <class Number>
+using lanesOf __attribute__((vector_size(laneBytes))) = Number;
+
+using u8s = lanesOf<uint8_t>;
+using u16s = lanesOf<uint16_t>;
+using u32s = lanesOf<uint32_t>;
+using u64s = lanesOf<uint64_t>;
+using i16s = lanesOf<int16_t>;
+using i32s = lanesOf<int32_t>;
+using f32s = lanesOf<float>;
+using f64s = lanesOf<double>;
+
+template <class Number>
+constexpr int laneCount = laneBytes / static_cast<int>(sizeof(Number));
+
+// Lanes of twice the width lie over two narrow ones, the first of them in the low half.
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__);
+
+// ---- loads, stores, equal lanes ----
+
+template <class Number>
+lanes_inline lanesOf<Number> load(const Number* from)
+{
+    lanesOf<Number> a;
+    std::memcpy(&a, from, sizeof a);
+    return a;
+}
+
+template <class Number, class Lanes>
+lanes_inline void store(Number* to, Lanes a)
+{
+    static_assert(sizeof a == laneBytes && sizeof a[0] == sizeof(Number));
+    std::memcpy(to, &a, sizeof a);
+}
+
+template <class Number>
+lanes_inline lanesOf<Number> filled(Number value)
+{
+    return lanesOf<Number>{} + value;
+}
+
+// even, odd, even, odd, ...: two weights for addPairs.
+template <class Number>
+lanes_inline lanesOf<Number> pairsOf(int even, int odd)
+{
+    if constexpr (sizeof(Number) == 1)
+        return (u8s)filled(static_cast<uint16_t>(odd * 256 + even));
+    else
+        return (u16s)filled(static_cast<uint32_t>(odd * 65536 + even));
+}
+
+// ---- the even and the odd lanes, each in lanes of twice the width ----
+
+lanes_inline u16s evens(u8s a)
+{
+    return (u16s)a & uint16_t{0x00ff};
+}
+
+lanes_inline u32s evens(u16s a)
+{
+    return (u32s)a & uint32_t{0x0000ffff};
+}
+
+lanes_inline u16s odds(u8s a)
+{
+    return (u16s)a >> 8;
+}
+
+lanes_inline u32s odds(u16s a)
+{
+    return (u32s)a >> 16;
+}
+
+// The way back: even, odd, even, odd, ...; all of them fit the narrow lanes.
+lanes_inline u8s merged(u16s even, u16s odd)
+{
+    return (u8s)(even | odd << 8);
+}
+
+lanes_inline u16s merged(u32s even, u32s odd)
+{
+    return (u16s)(even | odd << 16);
+}
+
+// The same with the upper halves of `odd`, whatever its lower ones hold.
+lanes_inline u8s mergedUpper(u16s even, u16s odd)
+{
+    return (u8s)(even | (odd & uint16_t{0xff00}));
+}
+
+lanes_inline u16s mergedUpper(u32s even, u32s odd)
+{
+    return (u16s)(even | (odd & uint32_t{0xffff0000}));
+}
+
+// ---- numbers ----
+
+template <class Lanes>
+lanes_inline Lanes larger(Lanes a, Lanes b)
+{
+    return a > b ? a : b;
+}
+
+// As signed numbers.
+lanes_inline f32s toFloats(u32s a)
+{
+    return __builtin_convertvector((i32s)a, f32s);
+}
+
+// Towards zero.
+lanes_inline u32s truncated(f32s a)
+{
+    return (u32s) __builtin_convertvector(a, i32s);
+}
+
+// All bits in the lanes below 0, else none.
+lanes_inline u32s signsOf(u32s a)
+{
+    return (u32s)((i32s)a >> 31);
+}
+
+} // namespace

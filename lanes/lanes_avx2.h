@@ -1,0 +1,149 @@
+// Lanes of the 256-bit level. Instructions that work on the two halves of a register separately are put in order
+// here, so that lanes are in the order of the columns unless a function says otherwise.
+#pragma once
+
+#include <immintrin.h>
+
+namespace
+{
+constexpr int laneBytes = 32;
+}
+
+#include "lanes/lanes.h"
+
+namespace
+{
+
+// From a result whose two quarters of each half belong side by side.
+lanes_inline __m256i inOrder(__m256i a)
+{
+    return _mm256_permute4x64_epi64(a, 0xd8);
+}
+
+// ---- multiply and add adjacent lanes ----
+
+// a[0] * weights[0] + a[1] * weights[1], ...; the weights are signed, and the sums saturate.
+lanes_inline u16s addPairs(u8s a, u8s weights)
+{
+    return (u16s)_mm256_maddubs_epi16((__m256i)a, (__m256i)weights);
+}
+
+// Both are signed.
+lanes_inline u32s addPairs(u16s a, u16s b)
+{
+    return (u32s)_mm256_madd_epi16((__m256i)a, (__m256i)b);
+}
+
+// ---- averages, rounded up ----
+
+lanes_inline u8s average(u8s a, u8s b)
+{
+    return (u8s)_mm256_avg_epu8((__m256i)a, (__m256i)b);
+}
+
+lanes_inline u16s average(u16s a, u16s b)
+{
+    return (u16s)_mm256_avg_epu16((__m256i)a, (__m256i)b);
+}
+
+// ---- wider and narrower ----
+
+lanes_inline u16s loadWidened(const uint8_t* from)
+{
+    return (u16s)_mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
+}
+
+// Lanes of 0 and 255 become 0 and 65535, in two vectors.
+lanes_inline void widenMask(u8s a, u16s* wide)
+{
+    wide[0] = (u16s)_mm256_cvtepi8_epi16(_mm256_castsi256_si128((__m256i)a));
+    wide[1] = (u16s)_mm256_cvtepi8_epi16(_mm256_extracti128_si256((__m256i)a, 1));
+}
+
+// The lanes low | high << 16, in two vectors.
+lanes_inline void interleave(u16s low, u16s high, u32s* wide)
+{
+    const __m256i l = inOrder((__m256i)low);
+    const __m256i h = inOrder((__m256i)high);
+    wide[0] = (u32s)_mm256_unpacklo_epi16(l, h);
+    wide[1] = (u32s)_mm256_unpackhi_epi16(l, h);
+}
+
+lanes_inline void widen(u16s a, u32s* wide)
+{
+    const __m256i ordered = inOrder((__m256i)a);
+    wide[0] = (u32s)_mm256_unpacklo_epi16(ordered, _mm256_setzero_si256());
+    wide[1] = (u32s)_mm256_unpackhi_epi16(ordered, _mm256_setzero_si256());
+}
+
+// Values that fit the narrow lanes, of two vectors side by side.
+lanes_inline u8s narrowed(u16s a, u16s b)
+{
+    return (u8s)inOrder(_mm256_packus_epi16((__m256i)a, (__m256i)b));
+}
+
+lanes_inline u16s narrowed(u32s a, u32s b)
+{
+    return (u16s)inOrder(_mm256_packus_epi32((__m256i)a, (__m256i)b));
+}
+
+// Wider in whatever order is quickest, and back to the columns' order from there.
+lanes_inline void spread(u16s a, u32s* wide)
+{
+    wide[0] = (u32s)_mm256_unpacklo_epi16((__m256i)a, _mm256_setzero_si256());
+    wide[1] = (u32s)_mm256_unpackhi_epi16((__m256i)a, _mm256_setzero_si256());
+}
+
+lanes_inline u16s gathered(const u32s* wide)
+{
+    return (u16s)_mm256_packus_epi32((__m256i)wide[0], (__m256i)wide[1]);
+}
+
+// Values below 256, half a vector of bytes to each address.
+lanes_inline void storeNarrowed(uint8_t* toA, u16s a, uint8_t* toB, u16s b)
+{
+    const __m256i both = (__m256i)narrowed(a, b);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(toA), _mm256_castsi256_si128(both));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(toB), _mm256_extracti128_si256(both, 1));
+}
+
+lanes_inline void storeNarrowed(uint8_t* to, u16s a)
+{
+    const __m256i half = (__m256i)narrowed(a, a);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm256_castsi256_si128(half));
+}
+
+// (a * factor + 2^14) >> 15, for numbers below 2^15.
+lanes_inline u16s mulRounded(u16s a, int16_t factor)
+{
+    return (u16s)_mm256_mulhrs_epi16((__m256i)a, _mm256_set1_epi16(factor));
+}
+
+// ---- neighbours ----
+
+// The vector that begins `columns` lanes further left; the last lanes of `in` come in.
+template <int columns, class Lanes>
+lanes_inline Lanes movedUp(Lanes a, Lanes in)
+{
+    constexpr int bytes = columns * static_cast<int>(sizeof(a[0]));
+    const __m256i between = _mm256_permute2x128_si256((__m256i)in, (__m256i)a, 0x21);
+    return (Lanes)_mm256_alignr_epi8((__m256i)a, between, 16 - bytes);
+}
+
+// The vector that begins `columns` lanes further right; the first lanes of `in` come in.
+template <int columns, class Lanes>
+lanes_inline Lanes movedDown(Lanes a, Lanes in)
+{
+    constexpr int bytes = columns * static_cast<int>(sizeof(a[0]));
+    const __m256i between = _mm256_permute2x128_si256((__m256i)a, (__m256i)in, 0x21);
+    return (Lanes)_mm256_alignr_epi8(between, (__m256i)a, bytes);
+}
+
+// ---- questions ----
+
+lanes_inline bool isZero(u8s a)
+{
+    return _mm256_testz_si256((__m256i)a, (__m256i)a) != 0;
+}
+
+} // namespace

@@ -1,0 +1,133 @@
+// Lanes of the 128-bit level.
+#pragma once
+
+#include <smmintrin.h>
+
+namespace
+{
+constexpr int laneBytes = 16;
+}
+
+#include "lanes/lanes.h"
+
+namespace
+{
+
+// ---- multiply and add adjacent lanes ----
+
+// a[0] * weights[0] + a[1] * weights[1], ...; the weights are signed, and the sums saturate.
+lanes_inline u16s addPairs(u8s a, u8s weights)
+{
+    return (u16s)_mm_maddubs_epi16((__m128i)a, (__m128i)weights);
+}
+
+// Both are signed.
+lanes_inline u32s addPairs(u16s a, u16s b)
+{
+    return (u32s)_mm_madd_epi16((__m128i)a, (__m128i)b);
+}
+
+// ---- averages, rounded up ----
+
+lanes_inline u8s average(u8s a, u8s b)
+{
+    return (u8s)_mm_avg_epu8((__m128i)a, (__m128i)b);
+}
+
+lanes_inline u16s average(u16s a, u16s b)
+{
+    return (u16s)_mm_avg_epu16((__m128i)a, (__m128i)b);
+}
+
+// ---- wider and narrower ----
+
+lanes_inline u16s loadWidened(const uint8_t* from)
+{
+    return (u16s)_mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from)));
+}
+
+// Lanes of 0 and 255 become 0 and 65535, in two vectors.
+lanes_inline void widenMask(u8s a, u16s* wide)
+{
+    wide[0] = (u16s)_mm_cvtepi8_epi16((__m128i)a);
+    wide[1] = (u16s)_mm_cvtepi8_epi16(_mm_srli_si128((__m128i)a, 8));
+}
+
+// The lanes low | high << 16, in two vectors.
+lanes_inline void interleave(u16s low, u16s high, u32s* wide)
+{
+    wide[0] = (u32s)_mm_unpacklo_epi16((__m128i)low, (__m128i)high);
+    wide[1] = (u32s)_mm_unpackhi_epi16((__m128i)low, (__m128i)high);
+}
+
+lanes_inline void widen(u16s a, u32s* wide)
+{
+    interleave(a, u16s{}, wide);
+}
+
+// Values that fit the narrow lanes, of two vectors side by side.
+lanes_inline u8s narrowed(u16s a, u16s b)
+{
+    return (u8s)_mm_packus_epi16((__m128i)a, (__m128i)b);
+}
+
+lanes_inline u16s narrowed(u32s a, u32s b)
+{
+    return (u16s)_mm_packus_epi32((__m128i)a, (__m128i)b);
+}
+
+// Wider in whatever order is quickest, and back to the columns' order from there.
+lanes_inline void spread(u16s a, u32s* wide)
+{
+    widen(a, wide);
+}
+
+lanes_inline u16s gathered(const u32s* wide)
+{
+    return narrowed(wide[0], wide[1]);
+}
+
+// Values below 256, half a vector of bytes to each address.
+lanes_inline void storeNarrowed(uint8_t* to, u16s a)
+{
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(to), (__m128i)narrowed(a, a));
+}
+
+lanes_inline void storeNarrowed(uint8_t* toA, u16s a, uint8_t* toB, u16s b)
+{
+    storeNarrowed(toA, a);
+    storeNarrowed(toB, b);
+}
+
+// (a * factor + 2^14) >> 15, for numbers below 2^15.
+lanes_inline u16s mulRounded(u16s a, int16_t factor)
+{
+    return (u16s)_mm_mulhrs_epi16((__m128i)a, _mm_set1_epi16(factor));
+}
+
+// ---- neighbours ----
+
+// The vector that begins `columns` lanes further left; the last lanes of `in` come in.
+template <int columns, class Lanes>
+lanes_inline Lanes movedUp(Lanes a, Lanes in)
+{
+    constexpr int bytes = columns * static_cast<int>(sizeof(a[0]));
+    return (Lanes)_mm_alignr_epi8((__m128i)a, (__m128i)in, 16 - bytes);
+}
+
+// The vector that begins `columns` lanes further right; the first lanes of `in` come in.
+template <int columns, class Lanes>
+lanes_inline Lanes movedDown(Lanes a, Lanes in)
+{
+    constexpr int bytes = columns * static_cast<int>(sizeof(a[0]));
+    return (Lanes)_mm_alignr_epi8((__m128i)in, (__m128i)a, bytes);
+}
+
+// ---- questions ----
+
+lanes_inline bool isZero(u8s a)
+{
+    return _mm_testz_si128((__m128i)a, (__m128i)a) != 0;
+}
+
+} // namespace
