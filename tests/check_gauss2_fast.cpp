@@ -218,7 +218,7 @@ TYPED_TEST(Gauss2Fast, ExtremesAndEveryHeight)
     for (int32_t height = 1; height <= 140 && !this->HasFailure(); height += height == 20 ? 41 : 1)
         for (const test_pixelKind kind : {test_brightest, test_checkers}) {
             const int32_t width = 3 + height * 37 % 98;
-            this->checkAll(static_cast<uint64_t>(2000 + height), width, height, kind,
+            this->checkAll(2000 + static_cast<uint64_t>(height), width, height, kind,
                            height % 3 ? test_full : test_dust);
         }
 }

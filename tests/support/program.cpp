@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -155,13 +154,19 @@ program_picture program_readPgm(const std::string& path)
 
 std::vector<double> program_jsonNumbers(const std::string& json, const std::string& key)
 {
-    std::smatch found;
+    const std::string mark = "\"" + key + "\": ";
+    const size_t start = json.find(mark);
+    if (start == std::string::npos)
+        return {};
+    std::string values = json.substr(start + mark.size());
+    const bool isList = values[0] == '[';
     std::vector<double> numbers;
-    if (!std::regex_search(json, found, std::regex("\"" + key + "\": (?:\\[([^\\]]*)|([^,}]*))")))
-        return numbers;
-    std::istringstream values(found[1].matched ? found[1] : found[2]);
-    for (std::string value; std::getline(values, value, ',');)
-        numbers.push_back(std::strtod(value.c_str(), nullptr));
+    const char* text = values.c_str() + (isList ? 1 : 0);
+    char* end = nullptr;
+    do {
+        numbers.push_back(std::strtod(text, &end));
+        text = end + 1;
+    } while (isList && *end == ',');
     return numbers;
 }
 
@@ -174,10 +179,12 @@ double program_jsonNumber(const std::string& json, const std::string& key)
 
 std::string program_jsonKeys(const std::string& json)
 {
-    const std::regex key("\"(\\w+)\": ");
     std::string keys;
-    for (std::sregex_iterator found(json.begin(), json.end(), key); found != std::sregex_iterator();
-         ++found)
-        keys += (*found)[1].str() + " ";
+    size_t end = 0;
+    while ((end = json.find("\": ", end)) != std::string::npos) {
+        const size_t start = json.rfind('"', end - 1) + 1;
+        keys += json.substr(start, end - start) + " ";
+        ++end;
+    }
     return keys;
 }
