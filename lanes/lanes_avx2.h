@@ -34,6 +34,13 @@ lanes_inline u32s addPairs(u16s a, u16s b)
     return (u32s)_mm256_madd_epi16((__m256i)a, (__m256i)b);
 }
 
+// a and not b. As an instruction, so that the compiler does not rewrite what b is made of and load that twice.
+template <class Lanes>
+lanes_inline Lanes andNot(Lanes a, Lanes b)
+{
+    return (Lanes)_mm256_andnot_si256((__m256i)b, (__m256i)a);
+}
+
 // ---- averages, rounded up ----
 
 lanes_inline u8s average(u8s a, u8s b)
@@ -53,11 +60,10 @@ lanes_inline u16s loadWidened(const uint8_t* from)
     return (u16s)_mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
 }
 
-// Lanes of 0 and 255 become 0 and 65535, in two vectors.
-lanes_inline void widenMask(u8s a, u16s* wide)
+// A mask of 0 and 255 becomes one of 0 and 65535.
+lanes_inline u16s loadMaskWidened(const uint8_t* from)
 {
-    wide[0] = (u16s)_mm256_cvtepi8_epi16(_mm256_castsi256_si128((__m256i)a));
-    wide[1] = (u16s)_mm256_cvtepi8_epi16(_mm256_extracti128_si256((__m256i)a, 1));
+    return (u16s)_mm256_cvtepi8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
 }
 
 // The lanes low | high << 16, in two vectors.

@@ -1,6 +1,11 @@
-// Lanes of the portable level, for processors without feature bits: vectors of 16 bytes out of operators alone,
-// which become whatever the compiler's baseline has.
+// Lanes of the portable level, for processors without feature bits: vectors of 16 bytes out of operators, which become
+// whatever the compiler's baseline has. Where that baseline has an instruction that compilers do not find by
+// themselves, it is named; `operators` says the same without it, and is what other processors run.
 #pragma once
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace
 {
@@ -22,7 +27,9 @@ lanes_inline u16s addPairs(u8s a, u8s weights)
     return evens(a) * low + odds(a) * high;
 }
 
-// Both are signed.
+namespace operators
+{
+
 lanes_inline u32s addPairs(u16s a, u16s b)
 {
     const i32s low = ((i32s)((u32s)a << 16) >> 16) * ((i32s)((u32s)b << 16) >> 16);
@@ -30,16 +37,49 @@ lanes_inline u32s addPairs(u16s a, u16s b)
     return (u32s)low + (u32s)high;
 }
 
-// ---- averages, rounded up ----
-
-lanes_inline u8s average(u8s a, u8s b)
+template <class Lanes>
+lanes_inline Lanes average(Lanes a, Lanes b)
 {
     return (a | b) - ((a ^ b) >> 1);
 }
 
+} // namespace operators
+
+// Both are signed.
+lanes_inline u32s addPairs(u16s a, u16s b)
+{
+#ifdef __SSE2__
+    return (u32s)_mm_madd_epi16((__m128i)a, (__m128i)b);
+#else
+    return operators::addPairs(a, b);
+#endif
+}
+
+// a and not b.
+template <class Lanes>
+lanes_inline Lanes andNot(Lanes a, Lanes b)
+{
+    return a & ~b;
+}
+
+// ---- averages, rounded up ----
+
+lanes_inline u8s average(u8s a, u8s b)
+{
+#ifdef __SSE2__
+    return (u8s)_mm_avg_epu8((__m128i)a, (__m128i)b);
+#else
+    return operators::average(a, b);
+#endif
+}
+
 lanes_inline u16s average(u16s a, u16s b)
 {
-    return (a | b) - ((a ^ b) >> 1);
+#ifdef __SSE2__
+    return (u16s)_mm_avg_epu16((__m128i)a, (__m128i)b);
+#else
+    return operators::average(a, b);
+#endif
 }
 
 // ---- wider and narrower ----
@@ -51,12 +91,12 @@ lanes_inline u16s loadWidened(const uint8_t* from)
     return __builtin_convertvector(half, u16s);
 }
 
-// Lanes of 0 and 255 become 0 and 65535, in two vectors.
-lanes_inline void widenMask(u8s a, u16s* wide)
+// A mask of 0 and 255 becomes one of 0 and 65535.
+lanes_inline u16s loadMaskWidened(const uint8_t* from)
 {
-    wide[0] = (u16s)__builtin_shufflevector(a, a, 0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7);
-    wide[1] =
-        (u16s)__builtin_shufflevector(a, a, 8, 8, 9, 9, 10, 10, 11, 11, 12, 12, 13, 13, 14, 14, 15, 15);
+    uint8_t half __attribute__((vector_size(laneBytes / 2)));
+    std::memcpy(&half, from, sizeof half);
+    return (u16s)__builtin_shufflevector(half, half, 0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7);
 }
 
 // The lanes low | high << 16, in two vectors.

@@ -27,6 +27,13 @@ lanes_inline u32s addPairs(u16s a, u16s b)
     return (u32s)_mm_madd_epi16((__m128i)a, (__m128i)b);
 }
 
+// a and not b. As an instruction, so that the compiler does not rewrite what b is made of and load that twice.
+template <class Lanes>
+lanes_inline Lanes andNot(Lanes a, Lanes b)
+{
+    return (Lanes)_mm_andnot_si128((__m128i)b, (__m128i)a);
+}
+
 // ---- averages, rounded up ----
 
 lanes_inline u8s average(u8s a, u8s b)
@@ -46,11 +53,10 @@ lanes_inline u16s loadWidened(const uint8_t* from)
     return (u16s)_mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from)));
 }
 
-// Lanes of 0 and 255 become 0 and 65535, in two vectors.
-lanes_inline void widenMask(u8s a, u16s* wide)
+// A mask of 0 and 255 becomes one of 0 and 65535.
+lanes_inline u16s loadMaskWidened(const uint8_t* from)
 {
-    wide[0] = (u16s)_mm_cvtepi8_epi16((__m128i)a);
-    wide[1] = (u16s)_mm_cvtepi8_epi16(_mm_srli_si128((__m128i)a, 8));
+    return (u16s)_mm_cvtepi8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from)));
 }
 
 // The lanes low | high << 16, in two vectors.

@@ -82,6 +82,57 @@ lanes_inline totals<columns> totalsAt(const State& state, int64_t column)
         return {load(total - columnsBefore), load(total + columnsBehind)};
 }
 
+// ---- the rows of a block, in one or several turns ----
+
+// A filter that sums down the columns takes its four rows together; the others one after the other, so that few
+// numbers are on their way at a time.
+template <along rows>
+constexpr int turnRows = rows == along::nothing ? 1 : freshRows;
+template <along rows>
+constexpr int turnOutputs = turnRows<rows> / gauss2_stepOf(rows);
+
+// Calls make<odd>(first, output) for the columns of both parities in every turn, `first` being its first row, and
+// puts the output.
+template <class Pixel, along columns, along rows, class Make, class Out>
+lanes_inline void makeRows(const Make& make, Out&& out)
+{
+    for (int first = 0; first < rowsOut(rows); first += turnOutputs<rows>) {
+        outputRow<Pixel, columns> output[turnOutputs<rows>];
+        make.template operator()<false>(first, output);
+        if constexpr (parities<columns> == 2)
+            make.template operator()<true>(first, output);
+        for (int i = 0; i < turnOutputs<rows>; ++i)
+            put(output[i], out.dst(first + i), out.mask(first + i));
+    }
+}
+
+// S of the columns of one parity, from the rows rowAt(0), ... of a turn: put(row, part, sum).
+template <bool odd, bool isPrepared, along columns, class Pixel, along rows, class Row, class Put>
+lanes_inline void sumBinaryRows(const Row& rowAt, keptBinary<Pixel, rows>* kept, const Put& put)
+{
+    for (int part = 0; part < binaryParts<Pixel>; ++part)
+        gauss2_sumDown<rows, turnRows<rows>>(
+            kept->s[part],
+            [&](int i) lanes_inlined { return sumBinary<columns, odd, isPrepared>(rowAt(i), part); },
+            [&](int i, binaryLanes<Pixel> s) lanes_inlined { put(i, part, s); });
+}
+
+// N and W, from the rows rowAt(0), ... and maskAt(0), ... of a turn, for each output row.
+template <class Pixel, bool odd, bool isPrepared, along columns, along rows, class Row, class Mask>
+lanes_inline void sumMixedRows(const Row& rowAt, const Mask& maskAt, keptMixed<rows>* kept, mixedSums* sums)
+{
+    for (int part = 0; part < mixedParts; ++part)
+        gauss2_sumDown<rows, turnRows<rows>>(
+            kept->n[part],
+            [&](int i) lanes_inlined {
+                return sumMixed<Pixel, columns, odd, isPrepared>(rowAt(i), maskAt(i), part);
+            },
+            [&](int i, u32s n) lanes_inlined { sums[i].n[part] = n; });
+    gauss2_sumDown<rows, turnRows<rows>>(
+        kept->w, [&](int i) lanes_inlined { return sumBytes<columns, odd>(maskAt(i)); },
+        [&](int i, u16s w) lanes_inlined { sums[i].w = w; });
+}
+
 // ---- the ways ----
 
 template <class Pixel, along columns, along rows, class Out>
@@ -96,86 +147,57 @@ lanes_inline void runEmpty(const maskedRun<Pixel, columns, rows>& run, int64_t b
         std::memset(&run.state.binary[block], 0, sizeof run.state.binary[block]);
 }
 
-// S of the columns of one parity of a block, from the four rows rowAt(0) ...: put(row, part, sum).
-template <bool odd, bool isPrepared, along columns, class Pixel, along rows, class Row, class Put>
-lanes_inline void sumBinaryRows(const Row& rowAt, keptBinary<Pixel, rows>* kept, const Put& put)
-{
-    for (int part = 0; part < binaryParts<Pixel>; ++part)
-        gauss2_sumDown<rows, freshRows>(
-            kept->s[part],
-            [&](int i) lanes_inlined { return sumBinary<columns, odd, isPrepared>(rowAt(i), part); },
-            [&](int i, binaryLanes<Pixel> s) lanes_inlined { put(i, part, s); });
-}
-
-template <bool odd, bool isPrepared, class Pixel, along columns, along rows, class Row>
-lanes_inline void fullColumns(const Row& rowAt, keptBinary<Pixel, rows>* kept,
-                              outputRow<Pixel, columns>* out)
-{
-    binaryLanes<Pixel> s[rowsOut(rows)][binaryParts<Pixel>];
-    sumBinaryRows<odd, isPrepared, columns>(
-        rowAt, kept, [&](int i, int part, binaryLanes<Pixel> sum) lanes_inlined { s[i][part] = sum; });
-    for (int i = 0; i < rowsOut(rows); ++i) {
-        out[i].pixels[odd] = fullPixels<weightsOf<columns, rows>>(s[i]);
-        out[i].mask[odd] = filled(uint16_t{255});
-    }
-}
-
+// From the four rows rowAt(0), ..., prepared or not.
 template <bool isPrepared, class Pixel, along columns, along rows, class Row, class Out>
 lanes_inline void runFull(const Row& rowAt, keptBinary<Pixel, rows> (*kept)[parities<columns>], Out&& out)
 {
-    outputRow<Pixel, columns> output[rowsOut(rows)];
-    fullColumns<false, isPrepared>(rowAt, *kept, output);
-    if constexpr (parities<columns> == 2)
-        fullColumns<true, isPrepared>(rowAt, *kept + 1, output);
-    for (int i = 0; i < rowsOut(rows); ++i)
-        put(output[i], out.dst(i), out.mask(i));
+    const auto make = [&]<bool odd>(int first, outputRow<Pixel, columns>* output) lanes_inlined {
+        binaryLanes<Pixel> s[turnOutputs<rows>][binaryParts<Pixel>];
+        sumBinaryRows<odd, isPrepared, columns>(
+            [&](int i) lanes_inlined { return rowAt(first + i); }, *kept + odd,
+            [&](int i, int part, binaryLanes<Pixel> sum) lanes_inlined { s[i][part] = sum; });
+        for (int i = 0; i < turnOutputs<rows>; ++i) {
+            output[i].pixels[odd] = fullPixels<weightsOf<columns, rows>>(s[i]);
+            output[i].mask[odd] = filled(uint16_t{255});
+        }
+    };
+    makeRows<Pixel, columns, rows>(make, out);
 }
 
-template <bool odd, class Pixel, along columns, along rows>
-lanes_inline void binaryColumns(const maskedRun<Pixel, columns, rows>& run, int64_t block,
-                                outputRow<Pixel, columns>* out)
+template <class Pixel, along columns, along rows, class Out>
+lanes_inline void runPartly(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
 {
     const int64_t column = block * blockColumns;
-    binarySums<Pixel> sums[rowsOut(rows)];
-    sumBinaryRows<odd, true, columns>([&](int i) lanes_inlined { return run.state.pixels.row(i) + column; },
-                                      &run.state.binary[block][odd],
-                                      [&](int i, int part, binaryLanes<Pixel> sum)
-                                          lanes_inlined { sums[i].s[part] = sum; });
-    for (int i = 0; i < rowsOut(rows); ++i) {
-        sums[i].v = sumBytes<columns, odd>(run.state.valid.row(i) + column);
-        out[i].pixels[odd] = binaryPixels(sums[i]);
-        out[i].mask[odd] = binaryMask<weightsOf<columns, rows>>(sums[i].v);
-    }
+    const auto make = [&]<bool odd>(int first, outputRow<Pixel, columns>* output) lanes_inlined {
+        binarySums<Pixel> sums[turnOutputs<rows>];
+        sumBinaryRows<odd, true, columns>(
+            [&](int i) lanes_inlined { return run.state.pixels.row(first + i) + column; },
+            run.state.binary[block] + odd,
+            [&](int i, int part, binaryLanes<Pixel> sum) lanes_inlined { sums[i].s[part] = sum; });
+        for (int i = 0; i < turnOutputs<rows>; ++i) {
+            sums[i].v = sumBytes<columns, odd>(run.state.valid.row(first + i) + column);
+            output[i].pixels[odd] = binaryPixels(sums[i]);
+            output[i].mask[odd] = binaryMask<weightsOf<columns, rows>>(sums[i].v);
+        }
+    };
+    makeRows<Pixel, columns, rows>(make, out);
 }
 
-// N and W of the columns of one parity of a block, from four prepared rows, for each output row.
-template <bool odd, class Pixel, along columns, along rows>
-lanes_inline void sumMixedRows(const preparedRows<uint16_t>& products, const preparedRows<uint8_t>& mask,
-                               int64_t column, keptMixed<rows>* kept, mixedSums* sums)
+template <bool isPrepared, class Pixel, along columns, along rows, class Row, class Mask, class Out>
+lanes_inline void runMixed(const Row& rowAt, const Mask& maskAt, keptMixed<rows> (*kept)[parities<columns>],
+                           Out&& out)
 {
-    for (int part = 0; part < mixedParts; ++part)
-        gauss2_sumDown<rows, freshRows>(
-            kept->n[part],
-            [&](int i) lanes_inlined {
-                return sumMixed<Pixel, columns, odd>(products.row(i) + column, mask.row(i) + column, part);
-            },
-            [&](int i, u32s n) lanes_inlined { sums[i].n[part] = n; });
-    gauss2_sumDown<rows, freshRows>(
-        kept->w, [&](int i) lanes_inlined { return sumBytes<columns, odd>(mask.row(i) + column); },
-        [&](int i, u16s w) lanes_inlined { sums[i].w = w; });
-}
-
-template <bool odd, class Pixel, along columns, along rows>
-lanes_inline void mixedColumns(const maskedRun<Pixel, columns, rows>& run, int64_t block,
-                               outputRow<Pixel, columns>* out)
-{
-    mixedSums sums[rowsOut(rows)];
-    sumMixedRows<odd, Pixel, columns, rows>(run.state.products, run.state.mask, block * blockColumns,
-                                            &run.state.mixed[block][odd], sums);
-    for (int i = 0; i < rowsOut(rows); ++i) {
-        out[i].pixels[odd] = mixedPixels<weightsOf<columns, rows>>(sums[i], Pixel{});
-        out[i].mask[odd] = mixedMask<weightsOf<columns, rows>>(sums[i].w);
-    }
+    const auto make = [&]<bool odd>(int first, outputRow<Pixel, columns>* output) lanes_inlined {
+        mixedSums sums[turnOutputs<rows>];
+        sumMixedRows<Pixel, odd, isPrepared, columns>(
+            [&](int i) lanes_inlined { return rowAt(first + i); },
+            [&](int i) lanes_inlined { return maskAt(first + i); }, *kept + odd, sums);
+        for (int i = 0; i < turnOutputs<rows>; ++i) {
+            output[i].pixels[odd] = mixedPixels<weightsOf<columns, rows>>(sums[i], Pixel{});
+            output[i].mask[odd] = mixedMask<weightsOf<columns, rows>>(sums[i].w);
+        }
+    };
+    makeRows<Pixel, columns, rows>(make, out);
 }
 
 // ---- from one way of summing to the other: the rows before are summed again ----
@@ -199,7 +221,7 @@ template <class Pixel, along columns, along rows>
     for (int64_t near = block == 0 ? 0 : block - 1; near <= block + 1; ++near)
         withBlock(run.sweep, 0, near, [&](const auto& from) {
             for (int i = 0; i < freshRows; ++i)
-                prepareBinaryRow(from.src(i), load(from.mask(i)), pixels.row(i) + near * blockColumns);
+                prepareBinaryRow(from.src(i), from.mask(i), pixels.row(i) + near * blockColumns);
         });
     for (int i = 0; block == 0 && i < freshRows; ++i)
         repeatFirst(pixels.row(i));
@@ -208,9 +230,9 @@ template <class Pixel, along columns, along rows>
     };
     const auto nothing = [](int, int, binaryLanes<Pixel>) {
     };
-    sumBinaryRows<false, true, columns>(rowAt, &run.state.binary[block][0], nothing);
+    sumBinaryRows<false, true, columns>(rowAt, run.state.binary[block], nothing);
     if constexpr (parities<columns> == 2)
-        sumBinaryRows<true, true, columns>(rowAt, &run.state.binary[block][1], nothing);
+        sumBinaryRows<true, true, columns>(rowAt, run.state.binary[block] + 1, nothing);
 }
 
 template <class Pixel, along columns, along rows>
@@ -223,12 +245,16 @@ template <class Pixel, along columns, along rows>
     for (int64_t near = block == 0 ? 0 : block - 1; near <= block + 1; ++near)
         withBlock(run.sweep, 0, near,
                   [&](const auto& from) { prepareMixedFrom(from, near, products, mask); });
-    mixedSums sums[rowsOut(rows)];
-    sumMixedRows<false, Pixel, columns, rows>(products, mask, block * blockColumns,
-                                              &run.state.mixed[block][0], sums);
+    const auto rowAt = [&](int i) {
+        return products.row(i) + block * blockColumns;
+    };
+    const auto maskAt = [&](int i) {
+        return mask.row(i) + block * blockColumns;
+    };
+    mixedSums sums[turnOutputs<rows>];
+    sumMixedRows<Pixel, false, true, columns>(rowAt, maskAt, run.state.mixed[block], sums);
     if constexpr (parities<columns> == 2)
-        sumMixedRows<true, Pixel, columns, rows>(products, mask, block * blockColumns,
-                                                 &run.state.mixed[block][1], sums);
+        sumMixedRows<Pixel, true, true, columns>(rowAt, maskAt, run.state.mixed[block] + 1, sums);
 }
 
 // ---- a block ----
@@ -243,28 +269,36 @@ lanes_inline bool isMixed(const maskedRun<Pixel, columns, rows>& run, int64_t bl
 }
 
 template <class Pixel, along columns, along rows, class Out>
-lanes_inline void putRows(const outputRow<Pixel, columns>* rowsOfBlock, Out&& out)
-{
-    for (int i = 0; i < rowsOut(rows); ++i)
-        put(rowsOfBlock[i], out.dst(i), out.mask(i));
-}
-
-template <class Pixel, along columns, along rows, class Out>
-lanes_inline void runMixed(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
+lanes_inline void runMixedBlock(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
 {
     uint8_t& notes = run.state.notes[block];
     if (rows != along::nothing && !(notes & keepsMixed))
         keepMixed(run, block);
     notes = static_cast<uint8_t>(notes | keepsMixed);
-    outputRow<Pixel, columns> output[rowsOut(rows)];
-    mixedColumns<false>(run, block, output);
-    if constexpr (parities<columns> == 2)
-        mixedColumns<true>(run, block, output);
-    putRows<Pixel, columns, rows>(output, out);
+    const int64_t column = block * blockColumns;
+    const auto productsAt = [&](int i) lanes_inlined {
+        return run.state.products.row(i) + column;
+    };
+    if (!isInner(block, run.sweep.width)) {
+        runMixed<true, Pixel, columns, rows>(
+            productsAt, [&](int i) { return run.state.mask.row(i) + column; }, run.state.mixed + block,
+            out);
+        return;
+    }
+    const auto maskAt = [&](int i) lanes_inlined {
+        return run.sweep.mask[gauss2_rowsBefore + i] + column;
+    };
+    if constexpr (sizeof(Pixel) == 1)
+        runMixed<true, Pixel, columns, rows>(productsAt, maskAt, run.state.mixed + block, out);
+    else
+        runMixed<false, Pixel, columns, rows>(
+            [&](int i) lanes_inlined { return run.sweep.source[gauss2_rowsBefore + i] + column; }, maskAt,
+            run.state.mixed + block, out);
 }
 
+// A block that is not mixed. Returns whether it is full.
 template <class Pixel, along columns, along rows, class Out>
-lanes_inline void runBinary(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
+lanes_inline bool runBinaryBlock(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
 {
     const int64_t column = block * blockColumns;
     const totals<columns> total = totalsAt<columns>(run.state, column);
@@ -273,32 +307,28 @@ lanes_inline void runBinary(const maskedRun<Pixel, columns, rows>& run, int64_t 
         runFull<true, Pixel, columns, rows>([&](int i)
                                                 lanes_inlined { return run.state.pixels.row(i) + column; },
                                             run.state.binary + block, out);
-        return;
+        return true;
     }
-    if (isZero(total.a | total.b)) {
+    if (isZero(total.a | total.b))
         runEmpty(run, block, out);
-        return;
-    }
-    outputRow<Pixel, columns> output[rowsOut(rows)];
-    binaryColumns<false>(run, block, output);
-    if constexpr (parities<columns> == 2)
-        binaryColumns<true>(run, block, output);
-    putRows<Pixel, columns, rows>(output, out);
+    else
+        runPartly(run, block, out);
+    return false;
 }
 
 // A block that may be mixed, or was.
 template <class Pixel, along columns, along rows, class Out>
-lanes_inline void runSpecial(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
+lanes_inline void runSpecialBlock(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
 {
     if (isMixed(run, block)) {
-        runMixed(run, block, out);
+        runMixedBlock(run, block, out);
         return;
     }
     uint8_t& notes = run.state.notes[block];
     if (rows != along::nothing && (notes & keepsMixed))
         keepBinary(run, block);
     notes = static_cast<uint8_t>(notes & ~keepsMixed);
-    runBinary(run, block, out);
+    runBinaryBlock(run, block, out);
 }
 
 // ---- a sweep ----
@@ -308,7 +338,7 @@ template <class Pixel, along columns, along rows>
 [[gnu::noinline]] void runLastBlock(const maskedRun<Pixel, columns, rows>& run, int64_t block)
 {
     copiedOutput<Pixel> copy;
-    runSpecial(run, block, copy);
+    runSpecialBlock(run, block, copy);
     const rowOutput<Pixel, columns> out = {run.sweep, block};
     constexpr int step = gauss2_stepOf(columns);
     const auto count = static_cast<size_t>(run.sweep.width / step - block * blockColumns / step);
@@ -327,9 +357,8 @@ template <class Pixel, along columns, along rows>
         for (int64_t near = block - 1; near <= block + 1 && !(run.state.notes[block] & mixedNow); ++near)
             isRead |= near >= first && near < end && isMixed(run, near);
         if (isRead)
-            withBlock(run.sweep, gauss2_rowsBefore, block, [&](const auto& from) {
-                prepareMixedFrom(from, block, run.state.products, run.state.mask);
-            });
+            withBlock(run.sweep, gauss2_rowsBefore, block,
+                      [&](const auto& from) { prepareMixedFrom(from, block, run.sweep.width, run.state); });
     }
 }
 
@@ -360,18 +389,21 @@ template <class Pixel, along columns, along rows>
             kept + block, rowOutput<Pixel, columns>{sweep, block});
 }
 
-// Blocks that lie in the row. When nothing is special, none of them nor of their neighbours is or was mixed.
+// Blocks that lie in the row. When nothing is special, none of them nor of their neighbours is or was mixed. Returns
+// whether all of them are full.
 template <bool isSpecial, class Pixel, along columns, along rows>
-[[gnu::noinline]] void runGroup(const maskedRun<Pixel, columns, rows>& shared, int64_t first, int64_t end)
+[[gnu::noinline]] bool runGroup(const maskedRun<Pixel, columns, rows>& shared, int64_t first, int64_t end)
 {
     // Copies that nobody else can write, so that they need not be read again after every store.
     const gauss2_maskedSweep<Pixel> sweep = shared.sweep;
     const maskedRun<Pixel, columns, rows> run = {sweep, shared.state};
+    bool areFull = !isSpecial;
     for (int64_t block = first; block < end; ++block)
         if constexpr (isSpecial)
-            runSpecial(run, block, rowOutput<Pixel, columns>{sweep, block});
+            runSpecialBlock(run, block, rowOutput<Pixel, columns>{sweep, block});
         else
-            runBinary(run, block, rowOutput<Pixel, columns>{sweep, block});
+            areFull &= runBinaryBlock(run, block, rowOutput<Pixel, columns>{sweep, block});
+    return areFull;
 }
 
 template <class Pixel, along columns, along rows>
@@ -384,15 +416,6 @@ void moveOn(maskedState<Pixel, columns, rows>* state, int64_t firstOfGroup, bool
     moveOn(&state->mask, firstOfGroup, wasSpecial ? freshRows : 0);
 }
 
-// Whether the blocks first .. end - 1 and their neighbours are full.
-inline bool areFull(const uint8_t* notes, int64_t first, int64_t end)
-{
-    unsigned all = fullNow;
-    for (int64_t block = first - 1; block <= end; ++block)
-        all &= notes[block];
-    return all != 0;
-}
-
 template <class Pixel, along columns, along rows>
 void runSweep(const gauss2_maskedSweep<Pixel>* sweep)
 {
@@ -402,15 +425,13 @@ void runSweep(const gauss2_maskedSweep<Pixel>* sweep)
     maskedRun<Pixel, columns, rows> run = {*sweep, *state};
     const int64_t blocks = (sweep->width + blockColumns - 1) / blockColumns;
     const int64_t whole = sweep->width / blockColumns;
-    const int64_t endOfInner =
-        (sweep->width - columnsBehind) / blockColumns; // they read nothing beyond the row
     int64_t prepared = 0;
     bool* wasFull = state->wasFull;
     bool isSpecial = false;
     for (int64_t first = 0; first < blocks; first += groupBlocks, ++wasFull) {
         const int64_t end = smaller(first + groupBlocks, blocks);
         const int64_t firstInner = first > 0 ? first : 1;
-        const int64_t lastInner = smaller(end, endOfInner);
+        const int64_t lastInner = smaller(end, endOfInner(sweep->width));
         if (first > 0)
             moveOn(&run.state, first - groupBlocks, isSpecial);
         isSpecial = false;
@@ -419,7 +440,7 @@ void runSweep(const gauss2_maskedSweep<Pixel>* sweep)
             // Nothing needs to be prepared but for the blocks at the ends of the row and what they read, and for the
             // group behind.
             if (first == 0) {
-                if (prepareBlocks(*sweep, 0, 2, run.state) & specialNotes)
+                if (prepareBlocks(*sweep, 0, 2, run.state))
                     prepareMixed(run, 0, 1);
                 runGroup<true>(run, 0, 1);
             }
@@ -435,14 +456,13 @@ void runSweep(const gauss2_maskedSweep<Pixel>* sweep)
         // With the block behind, which the last one reads.
         const unsigned notes = prepareBlocks(*sweep, prepared, end + 1, run.state);
         prepared = end + 1;
-        isSpecial = ((notes | run.state.notes[first - 1] | run.state.notes[first]) & specialNotes) != 0;
-        *wasFull = !isSpecial && firstInner < lastInner && areFull(run.state.notes, firstInner, lastInner);
+        isSpecial = (notes | run.state.notes[first - 1] | run.state.notes[first]) != 0;
         const int64_t endOfWhole = smaller(end, whole);
         if (isSpecial) {
             prepareMixed(run, first, end);
-            runGroup<true>(run, block, endOfWhole);
+            *wasFull = runGroup<true>(run, block, endOfWhole);
         } else {
-            runGroup<false>(run, block, endOfWhole);
+            *wasFull = runGroup<false>(run, block, endOfWhole) && firstInner < lastInner;
         }
         if (endOfWhole < end)
             runLastBlock(run, endOfWhole);

@@ -86,17 +86,15 @@ lanes_inline void repeatFirst(Value* row)
 }
 
 // The pixels that are not masked out, for S.
-lanes_inline void prepareBinaryRow(const uint8_t* src, u8s mask, uint8_t* to)
+lanes_inline void prepareBinaryRow(const uint8_t* src, const uint8_t* mask, uint8_t* to)
 {
-    store(to, load(src) & mask);
+    store(to, load(src) & load(mask));
 }
 
-lanes_inline void prepareBinaryRow(const uint16_t* src, u8s mask, uint16_t* to)
+lanes_inline void prepareBinaryRow(const uint16_t* src, const uint8_t* mask, uint16_t* to)
 {
-    u16s wide[2];
-    widenMask(mask, wide);
-    store(to, lowered(load(src)) & wide[0]);
-    store(to + halfBlock, lowered(load(src + halfBlock)) & wide[1]);
+    store(to, lowered(load(src)) & loadMaskWidened(mask));
+    store(to + halfBlock, lowered(load(src + halfBlock)) & loadMaskWidened(mask + halfBlock));
 }
 
 // What N is summed from.
@@ -112,7 +110,18 @@ lanes_inline void prepareMixedRow(const uint16_t* src, const uint8_t*, uint16_t*
     store(to + halfBlock, lowered(load(src + halfBlock)));
 }
 
-// Prepares a block for N and W. `from` is one of the blocks above.
+// Blocks that read nothing beyond the row.
+inline int64_t endOfInner(int64_t width)
+{
+    return (width - columnsBehind) / blockColumns;
+}
+
+inline bool isInner(int64_t block, int64_t width)
+{
+    return block > 0 && block < endOfInner(width);
+}
+
+// Prepares a block for N and W, with what the blocks at the ends of a row need. `from` is one of the blocks above.
 template <class From>
 lanes_inline void prepareMixedFrom(const From& from, int64_t block, const preparedRows<uint16_t>& products,
                                    const preparedRows<uint8_t>& mask)
@@ -127,6 +136,19 @@ lanes_inline void prepareMixedFrom(const From& from, int64_t block, const prepar
     }
 }
 
+// The same of a sweep, where a block is read by inner blocks alone: they need the products of 8-bit pixels, and
+// nothing else that does not lie in the row.
+template <class From, class Pixel, along columns, along rows>
+lanes_inline void prepareMixedFrom(const From& from, int64_t block, int64_t width,
+                                   const maskedState<Pixel, columns, rows>& state)
+{
+    if (!isInner(block - 1, width) || !isInner(block + 1, width))
+        prepareMixedFrom(from, block, state.products, state.mask);
+    else if constexpr (sizeof(Pixel) == 1)
+        for (int i = 0; i < freshRows; ++i)
+            prepareMixedRow(from.src(i), from.mask(i), state.products.row(i) + block * blockColumns);
+}
+
 // Prepares a block for S and V. `from` is one of the blocks above, `mask` what it has as masks.
 template <class From, class Pixel, along columns, along rows>
 lanes_inline void prepareBinaryFrom(const From& from, const u8s* mask, int64_t block,
@@ -134,7 +156,7 @@ lanes_inline void prepareBinaryFrom(const From& from, const u8s* mask, int64_t b
 {
     const int64_t column = block * blockColumns;
     for (int i = 0; i < freshRows; ++i)
-        prepareBinaryRow(from.src(i), mask[i], state.pixels.row(i) + column);
+        prepareBinaryRow(from.src(i), from.mask(i), state.pixels.row(i) + column);
     u8s total = {};
     gauss2_sumDown<rows, freshRows>(
         state.keptValid[block], [&](int i) lanes_inlined { return mask[i] & uint8_t{1}; },
@@ -149,24 +171,21 @@ lanes_inline void prepareBinaryFrom(const From& from, const u8s* mask, int64_t b
 // S and V, nor have those beside it, now and in the next sweep; after that what is kept of V is right again, since it
 // depends on the last four rows alone.
 template <class From, class Pixel, along columns, along rows>
-lanes_inline unsigned prepareFrom(const From& from, int64_t block,
+lanes_inline unsigned prepareFrom(const From& from, int64_t block, int64_t width,
                                   const maskedState<Pixel, columns, rows>& state)
 {
     u8s mask[freshRows];
     u8s notBinary = {};
-    u8s all = filled(uint8_t{255});
     for (int i = 0; i < freshRows; ++i) {
         mask[i] = load(from.mask(i));
         notBinary |= mask[i] + uint8_t{1}; // 0 and 255 give 1 and 0
-        all &= mask[i];
     }
-    const bool isMixed = !isZero(notBinary & uint8_t{0xfe});
+    const unsigned isMixed = !isZero(notBinary & uint8_t{0xfe});
     unsigned notes = state.notes[block];
-    notes = (notes & keepsMixed) | (notes & mixedNow ? mixedBefore : 0u) | (isMixed ? mixedNow : 0u) |
-            (isZero(~all) ? fullNow : 0u);
+    notes = (notes & keepsMixed) | ((notes & mixedNow) << 1) | isMixed;
     state.notes[block] = static_cast<uint8_t>(notes);
     if (isMixed)
-        prepareMixedFrom(from, block, state.products, state.mask);
+        prepareMixedFrom(from, block, width, state);
     else
         prepareBinaryFrom(from, mask, block, state);
     return notes;
@@ -181,12 +200,12 @@ template <class Pixel, along columns, along rows>
     unsigned notes = 0;
     int64_t block = first;
     for (; block < end && block < whole; ++block)
-        notes |=
-            prepareFrom(insideBlock<Pixel>{sweep, gauss2_rowsBefore, block * blockColumns}, block, state);
+        notes |= prepareFrom(insideBlock<Pixel>{sweep, gauss2_rowsBefore, block * blockColumns}, block,
+                             sweep.width, state);
     for (; block < end; ++block) {
         copiedBlock<Pixel> copy;
         copyBlock(sweep, gauss2_rowsBefore, block * blockColumns, &copy);
-        notes |= prepareFrom(copy, block, state);
+        notes |= prepareFrom(copy, block, sweep.width, state);
     }
     if (first == 0) {
         for (int i = 0; i < freshRows; ++i)

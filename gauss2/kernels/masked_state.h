@@ -91,8 +91,6 @@ constexpr int parities = columns == along::sampled ? 1 : 2; // the even columns,
 constexpr unsigned mixedNow = 1;    // the mask of the fresh rows has other values than 0 and 255
 constexpr unsigned mixedBefore = 2; // so had that of the rows before
 constexpr unsigned keepsMixed = 4;  // N and W are up to date, and not S
-constexpr unsigned fullNow = 8;     // the mask of the fresh rows is 255
-constexpr unsigned specialNotes = mixedNow | mixedBefore | keepsMixed;
 
 template <class Pixel, along columns, along rows>
 struct maskedState {

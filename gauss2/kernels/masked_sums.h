@@ -40,16 +40,17 @@ lanes_inline u32s sumBinary(const uint16_t* row, int part)
     });
 }
 
-// One of the two parts of N.
-template <class Pixel, along columns, bool odd>
-lanes_inline u32s sumMixed(const uint16_t* products, const uint8_t* mask, int part)
+// One of the two parts of N, from prepared rows, or from 16-bit source rows.
+template <class Pixel, along columns, bool odd, bool isPrepared>
+lanes_inline u32s sumMixed(const uint16_t* row, const uint8_t* mask, int part)
 {
     return gauss2_sumAlong<columns, odd>([=](int column, int a, int b) lanes_inlined {
         const int at = part * halfBlock + column;
+        const u16s values = isPrepared ? load(row + at) : lowered(load(row + at));
         if constexpr (sizeof(Pixel) == 1)
-            return addPairs(load(products + at), pairsOf<uint16_t>(a, b));
+            return addPairs(values, pairsOf<uint16_t>(a, b));
         else
-            return addPairs(load(products + at), loadWidened(mask + at) * pairsOf<uint16_t>(a, b));
+            return addPairs(values, loadWidened(mask + at) * pairsOf<uint16_t>(a, b));
     });
 }
 

@@ -126,7 +126,7 @@ lanes_inline Lanes roundedSumOfFive(Lanes a, Lanes b, Lanes c, Lanes d, Lanes e)
     const Lanes notV = average(average(~a, ~e), notC);
     const Lanes x = ~average(notV, notC);
     const Lanes one = Lanes{} + 1;
-    const Lanes hNotG = (b ^ d) & ~(notV ^ notC) & one;
+    const Lanes hNotG = andNot(b ^ d, notV ^ notC) & one;
     return average(x, average(b, d) - hNotG);
 }
 
@@ -161,7 +161,7 @@ template <class Pixel>
 void half(const gauss2_sweep<Pixel>* sweep)
 {
     using sums = twoSums<sumsOf<Pixel>>;
-    const gauss2_sweep<Pixel> rows = *sweep;
+    const gauss2_sweep<Pixel>& rows = *sweep;
     auto* const kept = reinterpret_cast<sums(*)[gauss2_keptSums<gauss2_along::sampled>]>(rows.state);
     overDoubleBlocks<Pixel>(
         rows.width, [&]<side which>(sideTag<which>, int64_t column, int64_t index) lanes_inlined {
@@ -178,7 +178,7 @@ void half(const gauss2_sweep<Pixel>* sweep)
 template <class Pixel>
 void halfX(const gauss2_sweep<Pixel>* sweep)
 {
-    const gauss2_sweep<Pixel> rows = *sweep;
+    const gauss2_sweep<Pixel>& rows = *sweep;
     overDoubleBlocks<Pixel>(rows.width, [&]<side which>(sideTag<which>, int64_t column,
                                                         int64_t) lanes_inlined {
         for (int i = 0; i < gauss2_mostOutputRows; ++i)
@@ -199,7 +199,7 @@ template <class Pixel>
 void full5x5(const gauss2_sweep<Pixel>* sweep)
 {
     using sums = twoSums<sumsOf<Pixel>>;
-    const gauss2_sweep<Pixel> rows = *sweep;
+    const gauss2_sweep<Pixel>& rows = *sweep;
     auto* const kept = reinterpret_cast<sums(*)[gauss2_keptSums<gauss2_along::all>]>(rows.state);
     overSingleBlocks<Pixel>(rows.width,
                             [&]<side which>(sideTag<which>, int64_t column, int64_t index) lanes_inlined {
@@ -222,7 +222,7 @@ void full5x5(const gauss2_sweep<Pixel>* sweep)
 template <class Pixel>
 void full5x1(const gauss2_sweep<Pixel>* sweep)
 {
-    const gauss2_sweep<Pixel> rows = *sweep;
+    const gauss2_sweep<Pixel>& rows = *sweep;
     overSingleBlocks<Pixel>(
         rows.width, [&]<side which>(sideTag<which>, int64_t column, int64_t) lanes_inlined {
             for (int i = 0; i < gauss2_mostOutputRows; ++i) {
@@ -256,7 +256,7 @@ lanes_inline void columnBlock(const gauss2_sweep<Pixel>& rows, int64_t column)
 template <int step, class Pixel>
 void columnRows(const gauss2_sweep<Pixel>* sweep)
 {
-    const gauss2_sweep<Pixel> rows = *sweep;
+    const gauss2_sweep<Pixel>& rows = *sweep;
     constexpr int64_t span = laneCount<Pixel>;
     int64_t column = 0;
     for (; column + span <= rows.width; column += span)
