@@ -36,7 +36,6 @@ size_t threadsOfARun(int jobs)
         set.add([&id] {
             id = std::this_thread::get_id();
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            return QSYS_OK;
         });
     EXPECT_EQ(set.run(), QSYS_OK);
     EXPECT_EQ(std::count(ids.begin(), ids.end(), std::thread::id()), 0);

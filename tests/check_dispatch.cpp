@@ -1,6 +1,7 @@
-// Which engine runs on which processor, and what becomes of its answer. The engines are stand-ins that record
-// that they were called.
+// Which engine runs on which processor, and what becomes of its answer. The engines are stand-ins that
+// record that they were called.
 #include "frame/fast_path.h"
+#include "frame/level.h"
 #include "unmasked/dispatch.h"
 
 #include <qbase/cpuinfo.h>
@@ -93,6 +94,29 @@ TEST_F(Dispatch, AFailingProcessorServiceIsPassedBack)
     ASSERT_EQ(qsys_cpuinfo_setFailure(QSYS_E_MEMORY), 0);
     EXPECT_EQ(run(1, 0x801), QSYS_E_MEMORY);
     EXPECT_EQ(called, '-');
+}
+
+// Bit 3 speaks of 8-bit pixels, bit 8 of 16-bit ones, bit 11 of longer vectors of either; all of them in
+// processor classes 1 and 5 alone.
+TEST(Level, ClassAndBitsChooseIt)
+{
+    using enum frame_level;
+    const struct {
+        int32_t processorClass;
+        uint32_t features;
+        frame_level bytes, words;
+    } cases[] = {{1, 0x000, portable, portable},   {1, 0x008, vector128, portable},
+                 {1, 0x100, portable, vector128},  {5, 0x109, vector128, vector128},
+                 {1, 0x808, vector256, portable},  {5, 0x900, portable, vector256},
+                 {5, 0x909, vector256, vector256}, {1, 0x800, portable, portable},
+                 {2, 0x909, portable, portable},   {0, 0x909, portable, portable}};
+    for (const auto& each : cases) {
+        const qsys_cpuinfo info = {each.processorClass, 1, each.features, 0};
+        EXPECT_EQ(frame_levelFor<uint8_t>(&info), each.bytes)
+            << each.processorClass << ", " << each.features;
+        EXPECT_EQ(frame_levelFor<uint16_t>(&info), each.words)
+            << each.processorClass << ", " << each.features;
+    }
 }
 
 TEST(FallbackClass, LooksAtTheLowSixteenBitsOnly)

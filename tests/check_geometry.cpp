@@ -61,19 +61,3 @@ TEST(Jobs, CountFollowsRowsAreaAndThreads)
     const qstd_rect32 low = {0, 0, 4096, 27};
     EXPECT_LE(gauss_computeJobCount(&params, &large, &margin, &low, 8), 1);
 }
-
-TEST(Geometry, DestinationRectangleOfAParameterRecord)
-{
-    qip_gaussParams params;
-    ASSERT_EQ(qip_gaussParams_init(&params), 0);
-    params.sampleX = 2;
-    params.kernelSizeX = 0;
-    const qstd_rect32 src = {1, 3, 10, 4};
-    qstd_rect32 dst;
-    ASSERT_EQ(gauss_computeDstRect(&src, &params, &dst), 0);
-    // X: samples 2, 4, ... 10 of 1 .. 10. Y: kernel size 1 shifts the grid by one row.
-    EXPECT_EQ(dst.x, 1);
-    EXPECT_EQ(dst.width, 5);
-    EXPECT_EQ(dst.y, 4);
-    EXPECT_EQ(dst.height, 4);
-}

@@ -64,17 +64,15 @@ TEST_F(Cleanup, RunsNewestFirstDownToTheLimit)
 {
     int ids[4] = {};
     Resource* const all[] = {&a, &b, &c, &d};
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < 4; ++i) {
         EXPECT_EQ(push(all[i], &ids[i]), QSYS_OK);
-    EXPECT_EQ(ids[0], 0);
-    EXPECT_EQ(ids[3], 3);
+        EXPECT_EQ(ids[i], i);
+    }
     EXPECT_EQ(stack[1].kind, QSYS_CLEANUP_OBJECT);
-    EXPECT_EQ(run(ids[1]), QSYS_OK);
-    EXPECT_EQ(order, "dc");
-    EXPECT_EQ(run(), QSYS_OK);
-    EXPECT_EQ(order, "dcba");
-    EXPECT_EQ(run(), QSYS_OK);
-    EXPECT_EQ(order, "dcba");
+    for (const auto& [limit, expected] : {std::pair(ids[1], "dc"), {-1, "dcba"}, {-1, "dcba"}}) {
+        EXPECT_EQ(run(limit), QSYS_OK);
+        EXPECT_EQ(order, expected);
+    }
 }
 
 TEST_F(Cleanup, TheFirstFailureWins)
@@ -160,16 +158,17 @@ TEST_F(Cleanup, AReleaseFunctionMayCleanUp)
 
 TEST_F(Cleanup, WhatCannotBeRegisteredIsReleased)
 {
-    const auto code = QSYS_CLEANUP_OBJECT;
-    EXPECT_EQ(qsys_cleanup_register_(nullptr, 4, &count, &status, code, &a, release, nullptr),
-              QSYS_E_ARGUMENT);
+    const auto refuse = [&](qsys_cleanupEntry* entries, int* number, int* result, Resource* resource,
+                            auto* function) {
+        EXPECT_EQ(qsys_cleanup_register_(entries, 4, number, result, QSYS_CLEANUP_OBJECT, resource,
+                                         function, nullptr),
+                  QSYS_E_ARGUMENT);
+    };
+    refuse(nullptr, &count, &status, &a, release);
     EXPECT_EQ(status, QSYS_E_ARGUMENT);
-    EXPECT_EQ(qsys_cleanup_register_(stack, 4, nullptr, &status, code, &b, release, nullptr),
-              QSYS_E_ARGUMENT);
-    EXPECT_EQ(qsys_cleanup_register_(stack, 4, &count, nullptr, code, &c, release, nullptr),
-              QSYS_E_ARGUMENT);
-    EXPECT_EQ(qsys_cleanup_register_(stack, 4, &count, &status, code, &d, nullptr, nullptr),
-              QSYS_E_ARGUMENT);
+    refuse(stack, nullptr, &status, &b, release);
+    refuse(stack, &count, nullptr, &c, release);
+    refuse(stack, &count, &status, &d, static_cast<decltype(&release)>(nullptr));
     EXPECT_EQ(order, "abc");
     test_refusesNull("execute", qsys_cleanupExecute_, {}, stack, &count, &status, -1);
     test_refusesNull("doId", qsys_cleanup_doId_, {}, stack, &count, &status, 0, 1);

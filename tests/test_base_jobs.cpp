@@ -99,7 +99,6 @@ TEST(Jobs, TheThreadCountHoldsFromTheNextDispatch)
             meeting.arrive_and_wait();
             if (std::this_thread::get_id() == caller)
                 callerWorked = true;
-            return QSYS_OK;
         });
         EXPECT_EQ(together.run(), QSYS_OK);
         EXPECT_TRUE(callerWorked);
@@ -159,8 +158,8 @@ TEST(Jobs, SeveralThreadsMayDispatchAtOnce)
     EXPECT_EQ(wrong, 0);
 }
 
-// A worker computes as the dispatching thread would, whatever thread started it; the attention handler stays
-// with its own thread.
+// A worker computes as the dispatching thread would, whatever thread started it; the attention handler
+// stays with its own thread.
 TEST(Jobs, WhatWorkersInherit)
 {
     const ThreadCount count(4);
@@ -176,7 +175,6 @@ TEST(Jobs, WhatWorkersInherit)
             EXPECT_EQ(std::fegetround(), mode);
             const bool isCaller = std::this_thread::get_id() == caller;
             EXPECT_EQ(qsys_attention_check(), isCaller ? QSYS_E_CANCELLED : QSYS_OK);
-            return QSYS_OK;
         });
         EXPECT_EQ(set.run(), QSYS_OK);
     }
@@ -255,8 +253,7 @@ TEST(Jobs, NullPointersAreAStatus)
     qsys_jobRequestSet requests = {};
     qsys_jobResultSet results = {};
     int32_t number = 0;
-    void* data = &number;
-    void* none = nullptr;
+    void *data = &number, *none = nullptr;
     const void* seen = nullptr;
     test_refusesNull("threadState", qsys_jobGetCurrentThreadState, {}, &state, &group);
     test_refusesNull("takeData", qsys_jobParams_takeData, {}, &params, &data, countRelease);
@@ -267,40 +264,6 @@ TEST(Jobs, NullPointersAreAStatus)
     test_refusesNull("dispatch", qsys_jobThreadGroup_dispatchAndWait, {}, &group, &requests, &results);
     test_refusesNull("getCount", qsys_jobResultSet_getCount, {}, &results, &number);
     test_refusesNull("getStatus", qsys_jobResultSet_getStatus, {}, &results, 0, &number);
-}
-
-// Every allocation in turn fails, alone or with all later ones, from the first record to the dispatch.
-TEST(Jobs, AFailingAllocationIsAStatusAndLeaksNothing)
-{
-    const ThreadCount count(3);
-    for (const bool andAllLater : {false, true}) {
-        bool fired = true;
-        for (int64_t n = 1; fired; ++n) {
-            test_allocator allocator;
-            const int64_t before = test_allocator::liveBlocks();
-            allocator.arm(n, andAllLater);
-            std::atomic<int> ran = 0;
-            int added = 0;
-            qsys_status status = QSYS_OK;
-            {
-                test_jobSet set;
-                while (status >= 0 && added < 40) {
-                    status = set.add([&ran] {
-                        ++ran;
-                        return QSYS_OK;
-                    });
-                    added += status >= 0;
-                }
-                if (status >= 0)
-                    status = set.run();
-            }
-            fired = allocator.disarm();
-            EXPECT_EQ(status, fired ? QSYS_E_MEMORY : QSYS_OK) << n;
-            EXPECT_EQ(ran, fired ? 0 : 40) << n;
-            EXPECT_EQ(test_allocator::liveBlocks(), before) << n;
-            ASSERT_LT(n, 1000);
-        }
-    }
 }
 
 // ---- the end of the process ----
@@ -320,7 +283,6 @@ namespace
         if ((std::this_thread::get_id() != caller) == onWorker && !leaving.exchange(true))
             std::exit(7);
         std::this_thread::sleep_for(5ms);
-        return QSYS_OK;
     });
     set.run();
     // When a worker ends the process, this thread has nothing left to do but to wait for the end.
@@ -328,20 +290,30 @@ namespace
         pause();
 }
 
+// Whether `count` jobs meet, each on a thread of its own.
+bool jobsMeet(int count)
+{
+    std::latch meeting(count);
+    test_jobSet set;
+    set.add(count, [&meeting] { meeting.arrive_and_wait(); });
+    return set.run() == QSYS_OK;
+}
+
+// Whether twenty jobs run, on whatever threads there are.
+bool twentyRun()
+{
+    std::atomic<int> ran = 0;
+    test_jobSet set;
+    set.add(20, [&ran] { ++ran; });
+    return set.run() == QSYS_OK && ran == 20;
+}
+
 // Uses the service when the program's own objects are destroyed.
 struct LateUser {
     bool armed = false;
     ~LateUser()
     {
-        if (!armed)
-            return;
-        std::atomic<int> ran = 0;
-        test_jobSet set;
-        set.add(20, [&ran] {
-            ++ran;
-            return QSYS_OK;
-        });
-        if (set.run() != QSYS_OK || ran != 20)
+        if (armed && !twentyRun())
             _exit(1);
     }
 } lateUser;
@@ -350,12 +322,7 @@ struct LateUser {
 {
     qsys_jobs_setThreadCount(3);
     lateUser.armed = true;
-    if (alsoBefore) {
-        test_jobSet set;
-        set.add(20, [] { return QSYS_OK; });
-        set.run();
-    }
-    std::exit(7);
+    std::exit(alsoBefore && !twentyRun() ? 1 : 7);
 }
 
 [[noreturn]] void exitWhileOthersDispatch()
@@ -365,12 +332,7 @@ struct LateUser {
     for (int t = 0; t < 2; ++t)
         std::thread([&started] {
             for (int round = 0;; ++round) {
-                test_jobSet set;
-                set.add(16, [] {
-                    std::this_thread::sleep_for(100us);
-                    return QSYS_OK;
-                });
-                set.run();
+                twentyRun();
                 if (round == 3)
                     started.count_down();
             }
@@ -383,24 +345,15 @@ struct LateUser {
 [[noreturn]] void forkBetweenDispatches()
 {
     qsys_jobs_setThreadCount(3);
-    const auto dispatch = [] {
-        std::latch meeting(3);
-        test_jobSet set;
-        set.add(3, [&meeting] {
-            meeting.arrive_and_wait();
-            return QSYS_OK;
-        });
-        return set.run() == QSYS_OK;
-    };
-    const bool before = dispatch();
+    const bool before = jobsMeet(3);
     const pid_t child = fork();
     if (child == 0) {
         alarm(60); // a child does not inherit the watchdog
-        std::exit(dispatch() ? 7 : 1);
+        std::exit(jobsMeet(3) ? 7 : 1);
     }
     int state = 0;
     waitpid(child, &state, 0);
-    std::exit(before && dispatch() && WIFEXITED(state) ? WEXITSTATUS(state) : 1);
+    std::exit(before && jobsMeet(3) && WIFEXITED(state) ? WEXITSTATUS(state) : 1);
 }
 
 class JobsDeathTest : public testing::Test
@@ -416,18 +369,14 @@ protected:
 
 } // namespace
 
-TEST_F(JobsDeathTest, TheProcessEndsFromAnywhere)
+TEST_F(JobsDeathTest, TheProcessEndsFromAnywhereAndLateDestructorsMayDispatch)
 {
     const auto ended = testing::ExitedWithCode(7);
     EXPECT_EXIT(exitFromAJob(true), ended, "");
     EXPECT_EXIT(exitFromAJob(false), ended, "");
     EXPECT_EXIT(exitWhileOthersDispatch(), ended, "");
-}
-
-TEST_F(JobsDeathTest, LateDestructorsMayDispatch)
-{
-    EXPECT_EXIT(useAtTheEnd(false), testing::ExitedWithCode(7), "");
-    EXPECT_EXIT(useAtTheEnd(true), testing::ExitedWithCode(7), "");
+    EXPECT_EXIT(useAtTheEnd(false), ended, "");
+    EXPECT_EXIT(useAtTheEnd(true), ended, "");
 }
 
 TEST_F(JobsDeathTest, AForkedChildWorksAndEnds)

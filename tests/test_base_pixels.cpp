@@ -1,19 +1,17 @@
 // Copies and fills of windows, the overlap check against a map of bytes and against number theory, and the
 // older images.
-#include "support/compare.h"
 #include "support/faults.h"
-#include "support/guarded.h"
-#include "support/random.h"
+#include "support/images.h"
 
 #include <qbase/legacy_image.h>
 #include <qbase/pixels.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bitset>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <numeric>
 
 namespace
@@ -21,17 +19,12 @@ namespace
 
 qimg_window windowOf(const test_pixels& pixels)
 {
-    const test_view view = pixels.view();
-    const qstd_rect32 rect = {3, -4, view.width, view.height};
-    qimg_window window;
-    EXPECT_EQ(qimg_window_initMemory(&window, view.pixelSize, &rect, pixels.stride(), pixels.first()), 0);
-    return window;
+    return test_windowOver(pixels, 3, -4);
 }
 
 qimg_windowConst constWindowOf(const test_pixels& pixels)
 {
-    const qimg_window window = windowOf(pixels);
-    return qimg_window_asConst(&window);
+    return test_windowConstOver(pixels, 3, -4);
 }
 
 // Addresses are numbers here; nothing looks at the memory.
@@ -67,26 +60,20 @@ TEST(BasePixels, CopyAndFillKeepToTheWindow)
     for (uint64_t c = 0; c < 200; ++c) {
         SCOPED_TRACE(test_caseName(c));
         test_random random = test_randomFor(c);
-        test_layout layout = {};
-        layout.width = static_cast<int32_t>(test_randomRange(&random, 0, 40));
-        layout.height = static_cast<int32_t>(test_randomRange(&random, 0, 5));
-        layout.pixelSize = static_cast<int32_t>(test_randomRange(&random, 1, 2));
-        const test_pixels from(layout);
-        layout.upward = test_randomRange(&random, 0, 1) == 0;
-        layout.fence = test_fence::rowStarts;
-        const test_pixels to(layout);
-        for (int32_t y = 0; y < layout.height; ++y)
-            test_randomFill(&random, from.row(y), int64_t{layout.width} * layout.pixelSize);
-
+        const int32_t width = test_randomInt(&random, 0, 40);
+        const int32_t height = test_randomInt(&random, 0, 5);
+        const int32_t pixelSize = test_randomInt(&random, 1, 2);
+        test_pixels from(test_randomLayout(&random, width, height, pixelSize));
+        const test_pixels to(test_randomLayout(&random, width, height, pixelSize));
+        test_fillRandom(&from, c);
         const qimg_windowConst src = constWindowOf(from);
         const qimg_window dst = windowOf(to);
-        ASSERT_EQ(layout.pixelSize == 1 ? qip_pelCopyWindow8(&src, &dst) : qip_pelCopyWindow16(&src, &dst),
-                  0);
+        ASSERT_EQ(pixelSize == 1 ? qip_pelCopyWindow8(&src, &dst) : qip_pelCopyWindow16(&src, &dst), 0);
         EXPECT_TRUE(test_samePixels(from.view(), to.view()));
         EXPECT_TRUE(test_undamaged(to));
-        if (layout.pixelSize == 1) {
+        if (pixelSize == 1) {
             ASSERT_EQ(qip_pelSetWindow8(&dst, -3), 0);
-            EXPECT_TRUE(test_samePixels(test_grid(layout.width, layout.height, 253), to.view()));
+            EXPECT_TRUE(test_samePixels(test_grid(width, height, 253), to.view()));
             EXPECT_TRUE(test_undamaged(to));
         }
     }
@@ -230,7 +217,7 @@ TEST(BasePixels, OverlapOfRecordsFilledByHand)
 
 TEST(BaseLegacyImage, OwnPixels)
 {
-    test_allocator allocator;
+    const test_allocator allocator;
     const qsIRegion region = {-5, 7, 33, 3};
     qsVImage* const image = qsVImageCreateReg(qsUSImageNull, &region);
     ASSERT_NE(image, nullptr);
@@ -238,12 +225,10 @@ TEST(BaseLegacyImage, OwnPixels)
     EXPECT_EQ(qsImageVirt(image), nullptr);
     EXPECT_EQ(qsImagePixAddr(image, -5, 7), nullptr) << "not 8-bit";
     ASSERT_EQ(qsUSImageVirt(image), image);
+    EXPECT_TRUE(test_samePixels(test_grid(33, 3), test_legacyView(image)));
     for (int32_t y = 7; y < 10; ++y) {
         EXPECT_EQ(reinterpret_cast<uintptr_t>(qsUSImagePixAddr(image, -5, y)) % 64, 0u);
-        for (int32_t x = -5; x < 28; ++x) {
-            EXPECT_EQ(*qsUSImagePixAddr(image, x, y), 0);
-            *qsUSImagePixAddr(image, x, y) = 0xffff; // for the address sanitizer
-        }
+        std::fill_n(qsUSImagePixAddr(image, -5, y), 33, uint16_t{0xffff}); // for the address sanitizer
     }
     qsImageMoveTo(image, INT32_MAX - 31, 0);
     EXPECT_EQ(qsVImageRegion(image).x, -5) << "the last column would not fit";
@@ -252,11 +237,6 @@ TEST(BaseLegacyImage, OwnPixels)
     qsUSImagePixAddr(image, INT32_MIN, INT32_MAX); // any place has an address
     qsImageFree(image);
 
-    for (int64_t n = 1; n <= 2; ++n) {
-        allocator.arm(n, false);
-        EXPECT_EQ(qsImageCreate(4, 4), nullptr);
-        EXPECT_TRUE(allocator.disarm());
-    }
     EXPECT_EQ(qsImageCreate(INT32_MAX, 1), nullptr);
     qsImage* const empty = qsImageCreate(-4, 5);
     ASSERT_NE(empty, nullptr);
@@ -289,65 +269,55 @@ TEST(BaseLegacyImage, NullImagesStayWhatTheyAre)
 
 TEST(BaseLegacyImage, CopiesWhatBothCover)
 {
-    const test_pixels from({6, 5, 1}), to({7, 4, 1});
-    test_random random = test_randomFor(0);
-    for (int32_t y = 0; y < 5; ++y)
-        test_randomFill(&random, from.row(y), 6);
-    qsImage *src = nullptr, *dst = nullptr;
-    const qimg_windowConst srcWindow = constWindowOf(from), dstWindow = constWindowOf(to);
-    ASSERT_EQ(generate_qsImage_from_qimg_windowConst(&srcWindow, &src), 0);
-    ASSERT_EQ(generate_qsImage_from_qimg_windowConst(&dstWindow, &dst), 0);
-    EXPECT_EQ(qsImageRegion(src).y, -4);
-    qsImageMoveTo(src, 100, 200);
-    qsImageMoveTo(dst, 98, 202);
-    qsImageCopy(src, dst);
-    qsImageCopy(dst, dst);
+    test_pixels from({6, 5, 1});
+    const test_pixels to({7, 4, 1});
+    test_fillRandom(&from);
+    qsVImage src = test_legacyOver(from, 100, 200);
+    qsVImage dst = test_legacyOver(to, 98, 202);
+    qsImageCopy(&src, &dst);
+    qsImageCopy(&dst, &dst);
     test_grid expected(7, 4, test_canary);
     for (int32_t y = 0; y < 3; ++y)
         for (int32_t x = 2; x < 7; ++x)
             expected.at(x, y) = from.row(y + 2)[x - 2];
     EXPECT_TRUE(test_samePixels(expected, to.view()));
     EXPECT_TRUE(test_undamaged(to));
-    qsImageMoveTo(dst, 106, 200);
-    qsImageCopy(src, dst);
+    qsImageMoveTo(&dst, 106, 200);
+    qsImageCopy(&src, &dst);
     EXPECT_TRUE(test_samePixels(expected, to.view())) << "regions that do not meet";
-    qsImageFree(src);
-    qsImageFree(dst);
 }
 
 TEST(BaseLegacyImage, ViewsCarryTheTransformOfTheImage)
 {
-    qimg_image16 image;
-    ASSERT_EQ(qimg_image16_construct(&image, 8, 6), 0);
+    test_image made;
+    qimg_image16* const image = &made.record;
+    ASSERT_EQ(qimg_image16_construct(image, 8, 6), 0);
     const qmath_xformLinear linear = {0.1, 2, 3, 0.3, 5, 1e300};
-    ASSERT_EQ(qimg_image_setLinearImageFromClientXform(&image, &linear), 0);
+    ASSERT_EQ(qimg_image_setLinearImageFromClientXform(image, &linear), 0);
     qsUSImage* view = nullptr;
-    ASSERT_EQ(generate_qsUSImage_from_qimg_image16Const(&image, &view), 0);
-    EXPECT_EQ(qsUSImagePixAddr(view, 0, 0), image.firstPixel);
-    const qsFXform coords = qsVImageClientCoords(view);
-    EXPECT_EQ(coords.m00, 0.1f);
-    EXPECT_EQ(coords.m01, 2.0f);
-    EXPECT_EQ(coords.m10, 3.0f);
-    EXPECT_EQ(coords.tx, 5.0f);
-    EXPECT_TRUE(std::isinf(coords.ty));
+    ASSERT_EQ(generate_qsUSImage_from_qimg_image16Const(image, &view), 0);
+    EXPECT_EQ(qsUSImagePixAddr(view, 0, 0), image->firstPixel);
+    EXPECT_EQ(qsVImageClientCoords(view), (qsFXform{0.1f, 2.0f, 3.0f, 0.3f, 5.0f, HUGE_VALF}));
     qsImageFree(view);
 
-    EXPECT_EQ(generate_qsImage_from_qimg_image8Const(&image, &view), QIMG_E_PIXEL_SIZE);
+    EXPECT_EQ(generate_qsImage_from_qimg_image8Const(image, &view), QIMG_E_PIXEL_SIZE);
     EXPECT_EQ(view, nullptr);
+    const test_pixels pixels({6, 5, 1});
+    const qimg_windowConst window = constWindowOf(pixels);
+    ASSERT_EQ(generate_qsImage_from_qimg_windowConst(&window, &view), 0);
+    EXPECT_EQ(qsImagePixAddr(view, 3, -4), pixels.row(0));
+    qsImageFree(view);
     // A transform that is not linear, here one that is defined nowhere, leaves the view the identity.
     const auto undefined = [](void*, qmath_point*) -> qsys_status {
         return QSYS_FAILURE(0x4321);
     };
-    qmath_xformPtrhConst handle;
+    test_handle handle;
     ASSERT_EQ(qmath_xformPtrhConst_constructFunctions(&handle, undefined, undefined, nullptr, nullptr), 0);
-    ASSERT_EQ(qimg_image_setImageFromClientXform(&image, &handle), 0);
-    ASSERT_EQ(generate_qsUSImage_from_qimg_image16Const(&image, &view), 0);
-    EXPECT_EQ(qsVImageClientCoords(view).m00, 1.0f);
-    EXPECT_EQ(qsVImageClientCoords(view).m01, 0.0f);
-    EXPECT_EQ(qsVImageClientCoords(view).tx, 0.0f);
+    ASSERT_EQ(qimg_image_setImageFromClientXform(image, &handle), 0);
+    ASSERT_EQ(generate_qsUSImage_from_qimg_image16Const(image, &view), 0);
+    EXPECT_EQ(qsVImageClientCoords(view), (qsFXform{1.0f, 0.0f, 0.0f, 1.0f, 0.0f, 0.0f}));
     qsImageFree(view);
-    qmath_xformPtrhConst_destruct(&handle);
-    qimg_image_destruct(&image);
-    EXPECT_EQ(generate_qsUSImage_from_qimg_image16Const(&image, &view), QIMG_E_UNBOUND);
-    EXPECT_EQ(generate_qsUSImage_from_qimg_image16Const(&image, nullptr), QSYS_E_ARGUMENT);
+    qimg_image_destruct(image);
+    EXPECT_EQ(generate_qsUSImage_from_qimg_image16Const(image, &view), QIMG_E_UNBOUND);
+    EXPECT_EQ(generate_qsUSImage_from_qimg_image16Const(image, nullptr), QSYS_E_ARGUMENT);
 }

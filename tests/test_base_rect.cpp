@@ -1,17 +1,14 @@
-// Rectangles and regions against sets of pixels, and at the ends of the 32-bit range.
-#include "support/random.h"
+// Rectangles and regions against sets of pixels, and at the ends of the 32-bit range; small arithmetic.
+#include "support/images.h"
 
+#include <qbase/arithmetic.h>
 #include <qbase/rect.h>
 
 #include <gtest/gtest.h>
 
 #include <bitset>
+#include <cmath>
 #include <cstdint>
-
-static bool operator==(const qsIRegion& a, const qsIRegion& b)
-{
-    return a.x == b.x && a.y == b.y && a.width == b.width && a.height == b.height;
-}
 
 namespace
 {
@@ -119,17 +116,31 @@ TEST(BaseRect, WhatDoesNotFitIsRefused)
     const qsIRegion last = {INT32_MAX, INT32_MAX, 1, 1};
     EXPECT_TRUE(qsIRegionContains(&atEnd, &last));
     EXPECT_EQ(*qsIRegionIntersect(&atEnd, &last, &out), last);
-}
-
-TEST(BaseRect, MissingPointers)
-{
-    const qsIRegion region = {0, 0, 1, 1};
-    qsIRegion out;
-    qstd_rect32 rect = {0, 0, 1, 1};
-    EXPECT_EQ(qsIRegionErode(nullptr, &region, &out), nullptr);
-    EXPECT_EQ(qsIRegionIntersect(&region, &region, nullptr), nullptr);
-    EXPECT_FALSE(qsIRegionContains(nullptr, &region));
+    EXPECT_EQ(qsIRegionErode(nullptr, &last, &out), nullptr);
+    EXPECT_EQ(qsIRegionIntersect(&last, &last, nullptr), nullptr);
+    EXPECT_FALSE(qsIRegionContains(nullptr, &last));
     EXPECT_TRUE(qsIRegionIsNull(nullptr));
     EXPECT_EQ(qstd_rect32_init(nullptr, 0, 0, 1, 1), QSYS_E_ARGUMENT);
     EXPECT_EQ(qstd_rect32_intersect(&rect, nullptr), QSYS_E_ARGUMENT);
+}
+
+// The remainder is never negative, and the extremes do not trap.
+TEST(Arithmetic, IdivHasANonNegativeRemainder)
+{
+    for (int64_t a = -25; a <= 25; ++a)
+        for (int64_t b : {-7, -3, -1, 1, 2, 5}) {
+            const int64_t remainder = a - qmath_idiv(a, b) * b;
+            EXPECT_GE(remainder, 0) << a << " / " << b;
+            EXPECT_LT(remainder, std::abs(b)) << a << " / " << b;
+        }
+    EXPECT_EQ(qmath_idiv(5, 0), 0);
+    EXPECT_EQ(qmath_idiv(INT64_MIN, -1), INT64_MAX);
+}
+
+TEST(Arithmetic, ValuesThatAreNotNumbers)
+{
+    EXPECT_FALSE(qmath_double_epsilonEqual(NAN, NAN, 1.0));
+    EXPECT_TRUE(qmath_double_epsilonEqual(1.0, 1.5, 0.5));
+    EXPECT_EQ(qxfDMin(NAN, 2.0), 2.0);
+    EXPECT_EQ(qxfILimit(7, 9, 8), 9);
 }

@@ -1,22 +1,103 @@
-// The door on legacy records: destinations given and created, regions asked for and reported, the smaller
-// destination without reflection, peak normalisation, client coordinates and z-scale, and the choice of path.
-#include "support/compare.h"
+// The doors on older records: destinations given and created, regions asked for and reported, what is
+// written, peak normalisation, client coordinates and z-scale, and the choice of path.
 #include "support/gauss_calls.h"
 #include "support/images.h"
 #include "support/nulls.h"
 #include "support/policy.h"
-#include "support/random.h"
 
 #include <qbase/cpuinfo.h>
 #include <qip/legacy.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <memory>
 #include <optional>
 
 namespace
 {
+
+oracle_rect rectOf(const qsIRegion& region)
+{
+    return {region.x, region.y, region.width, region.height};
+}
+
+// The arguments of one call: a source, an optional destination over pixels of its own, an optional region.
+struct legacyCall {
+    test_pixels pixels;
+    qsVImage source;
+    std::unique_ptr<test_pixels> written;
+    qsVImage destination = {};
+    std::optional<qsIRegion> region;
+    int32_t pixelSize; // of the destination
+
+    legacyCall(test_random* random, int32_t destinationSize)
+        : pixels({test_randomInt(random, 1, 40), test_randomInt(random, 1, 40), 1,
+                  static_cast<test_fence>(test_randomInt(random, 0, 2)), 0, 0, test_chance(random, 25)}),
+          source(test_legacyOver(pixels, test_randomInt(random, -50, 50), test_randomInt(random, -50, 50))),
+          pixelSize(destinationSize)
+    {
+        test_fillRandom(&pixels, test_randomBits(random));
+        source.clientCoords = {2.0F, 0.5F, -0.25F, 1.5F, 7.0F, -3.0F};
+        source.clientZScale = 0.75F;
+    }
+
+    // Perhaps a destination and a region, near what the source yields.
+    void ask(test_random* random, const oracle_rect& all)
+    {
+        const auto nearby = [&] {
+            return qsIRegion{static_cast<int32_t>(all.x) + test_randomInt(random, -4, 6),
+                             static_cast<int32_t>(all.y) + test_randomInt(random, -4, 6),
+                             test_randomInt(random, 1, 30), test_randomInt(random, 1, 30)};
+        };
+        if (test_chance(random, 50)) {
+            const qsIRegion r = nearby();
+            written = std::make_unique<test_pixels>(test_layout{r.width, r.height, pixelSize});
+            destination = test_legacyOver(*written, r.x, r.y);
+        }
+        if (test_chance(random, 50))
+            region = nearby();
+    }
+
+    qsVImage* given()
+    {
+        return written ? &destination : nullptr;
+    }
+
+    // What is written: a given destination is the request, else the region is, else everything.
+    oracle_rect writtenPart(const oracle_rect& source, const oracle_gauss& request) const
+    {
+        if (written)
+            return oracle_written(source, request, test_legacyRect(&destination));
+        return region ? oracle_written(source, request, rectOf(*region))
+                      : oracle_destination(source, request);
+    }
+
+    // The result after a call that reported `reported` as its region, and releases what the call made.
+    void expectResult(qsVImage* out, const qsIRegion& reported, const oracle_rect& rect,
+                      const oracle_values& values)
+    {
+        if (region) {
+            EXPECT_TRUE(test_sameRect(rect, rectOf(reported)));
+        }
+        EXPECT_TRUE(test_undamaged(pixels));
+        if (written) {
+            EXPECT_EQ(out, &destination);
+            EXPECT_TRUE(test_undamaged(*written));
+        } else {
+            EXPECT_TRUE(test_sameRect(rect, test_legacyRect(out)));
+            EXPECT_EQ(qsVImageType(out), pixelSize == 1 ? QS_IMAGE_TYPE_8 : QS_IMAGE_TYPE_16);
+        }
+        if (written || !rect.isNull())
+            test_expectValues(test_legacyView(out), test_legacyRect(out),
+                              written ? pixelSize == 1 ? 0x99 : 0x9999 : 0, values);
+        if (!written)
+            qsImageFree(out);
+    }
+};
+
+// ---- qip_gauss ----
 
 qsGaussParams legacyParams(const oracle_gauss& request, const qsVImage* prototype)
 {
@@ -32,38 +113,8 @@ qsGaussParams legacyParams(const oracle_gauss& request, const qsVImage* prototyp
             0};
 }
 
-oracle_gauss randomRequest(test_random* random)
-{
-    const auto number = [&](int64_t low, int64_t high) {
-        return test_randomRange(random, low, high);
-    };
-    const float gains[] = {1.0F, 0.5F, 1.5F, 3.0F};
-    return {.sampleX = number(1, 4),
-            .sampleY = number(1, 4),
-            .kernelX = number(0, 9),
-            .kernelY = number(0, 9),
-            .round = number(0, 1) == 1,
-            .gain = gains[number(0, 3)],
-            .peak = number(0, 3) == 0,
-            .validOnly = number(0, 1) == 1};
-}
-
-qsIRegion randomRegion(test_random* random, const oracle_rect& near)
-{
-    const auto number = [&](int64_t low, int64_t high) {
-        return static_cast<int32_t>(test_randomRange(random, low, high));
-    };
-    return {static_cast<int32_t>(near.x) + number(-4, 6), static_cast<int32_t>(near.y) + number(-4, 6),
-            number(1, 20), number(1, 20)};
-}
-
-oracle_rect rectOf(const qsIRegion& region)
-{
-    return {region.x, region.y, region.width, region.height};
-}
-
-// The client point seen by the source at the middle of a support is seen by the destination at the centre of
-// the pixel.
+// The client point seen by the source at the middle of a support is seen by the destination at the centre
+// of the pixel.
 void expectCentres(const qsFXform& source, const qsFXform& destination, const oracle_gauss& request)
 {
     qsFXform clientFromSource = {};
@@ -78,105 +129,39 @@ void expectCentres(const qsFXform& source, const qsFXform& destination, const or
     }
 }
 
-// One call: the source, an optional destination over pixels of its own, an optional region.
-struct legacyCall {
-    oracle_gauss request;
-    test_pixels pixels;
-    qsVImage source;
-    std::unique_ptr<test_pixels> written;
-    qsVImage destination = {};
-    std::optional<qsIRegion> region;
-    int32_t pixelSize;
-
-    explicit legacyCall(test_random* random)
-        : request(randomRequest(random)), pixels({static_cast<int32_t>(test_randomRange(random, 1, 30)),
-                                                  static_cast<int32_t>(test_randomRange(random, 1, 30)), 1,
-                                                  static_cast<test_fence>(test_randomRange(random, 0, 2)),
-                                                  0, 0, test_randomRange(random, 0, 3) == 0}),
-          source(test_legacyOver(pixels, static_cast<int32_t>(test_randomRange(random, -50, 50)),
-                                 static_cast<int32_t>(test_randomRange(random, -50, 50)))),
-          pixelSize(static_cast<int32_t>(test_randomRange(random, 1, 2)))
-    {
-        test_fillRandom(&pixels, test_randomBits(random));
-        source.clientCoords = {2.0F, 0.5F, -0.25F, 1.5F, 7.0F, -3.0F};
-        source.clientZScale = 0.75F;
-        const oracle_rect all = oracle_destination(sourceRect(), request);
-        if (test_randomRange(random, 0, 1) == 1) {
-            const qsIRegion r = randomRegion(random, all);
-            written = std::make_unique<test_pixels>(test_layout{r.width, r.height, pixelSize});
-            destination = test_legacyOver(*written, r.x, r.y);
-        }
-        if (test_randomRange(random, 0, 1) == 1)
-            region = randomRegion(random, all);
-    }
-
-    oracle_rect sourceRect() const
-    {
-        return test_legacyRect(&source);
-    }
-
-    // A given destination is the request, else the region is, else everything.
-    oracle_rect expectedRect() const
-    {
-        if (written)
-            return oracle_written(sourceRect(), request, test_legacyRect(&destination));
-        if (region)
-            return oracle_written(sourceRect(), request, rectOf(*region));
-        return oracle_destination(sourceRect(), request);
-    }
-};
-
-void runLegacyCall(legacyCall* made)
-{
-    const oracle_rect rect = made->expectedRect();
-    const qsGaussParams params =
-        legacyParams(made->request, made->pixelSize == 1 ? qsImageNull : qsUSImageNull);
-    qsIRegion region = made->region.value_or(qsIRegion{});
-    qsVImage* const given = made->written ? &made->destination : nullptr;
-    qsVImage* out = nullptr;
-    ASSERT_EQ(qip_gauss(&made->source, given, &params, made->region ? &region : nullptr, &out), QIP_OK);
-    ASSERT_NE(out, nullptr);
-    if (made->region) {
-        EXPECT_TRUE(test_sameRect(rect, rectOf(region)));
-    }
-    if (given) {
-        EXPECT_EQ(out, given);
-        EXPECT_TRUE(test_undamaged(*made->written));
-    } else {
-        EXPECT_TRUE(test_sameRect(rect, test_legacyRect(out)));
-        EXPECT_EQ(qsVImageType(out), made->pixelSize == 1 ? QS_IMAGE_TYPE_8 : QS_IMAGE_TYPE_16);
-    }
-    expectCentres(made->source.clientCoords, out->clientCoords, made->request);
-    const test_view view = test_legacyView(out);
-    if (given || !rect.isNull()) {
-        const auto before = static_cast<uint16_t>(given ? (made->pixelSize == 1 ? 0x99 : 0x9999) : 0);
-        test_grid expected(view.width, view.height, before);
-        if (!rect.isNull())
-            test_putValues(&expected, test_legacyRect(out),
-                           oracle_smooth(made->pixels.view(), made->source.region.x, made->source.region.y,
-                                         made->request, rect),
-                           made->pixelSize);
-        EXPECT_TRUE(test_samePixels(expected, view));
-    }
-    if (!rect.isNull()) {
-        EXPECT_EQ(out->clientZScale, made->request.peak ? 1.0F : 0.75F * made->request.gain);
-    }
-    if (!given)
-        qsImageFree(out);
-}
-
 } // namespace
 
 TEST(GaussLegacy, RandomCallsEqualTheDefinition)
 {
     const test_inhibition reference("gauss");
     for (uint64_t number = 0; number < 3000 && !HasFailure(); ++number) {
+        SCOPED_TRACE(test_caseName(number));
         test_random random = test_randomFor(number);
-        legacyCall made(&random);
-        SCOPED_TRACE(test_caseName(number) + (made.request.peak ? ", peak" : "") +
-                     (made.request.validOnly ? ", valid only" : "") + (made.written ? ", given" : "") +
-                     (made.region ? ", region" : ""));
-        runLegacyCall(&made);
+        const oracle_gauss request{.sampleX = test_randomInt(&random, 1, 4),
+                                   .sampleY = test_randomInt(&random, 1, 4),
+                                   .kernelX = test_randomInt(&random, 0, 9),
+                                   .kernelY = test_randomInt(&random, 0, 9),
+                                   .round = test_chance(&random, 50),
+                                   .gain = test_pick(&random, std::array{1.0F, 0.5F, 1.5F, 3.0F}),
+                                   .peak = test_chance(&random, 25),
+                                   .validOnly = test_chance(&random, 50)};
+        legacyCall made(&random, test_randomInt(&random, 1, 2));
+        const oracle_rect source = test_legacyRect(&made.source);
+        made.ask(&random, oracle_destination(source, request));
+        const oracle_rect rect = made.writtenPart(source, request);
+        const qsGaussParams params =
+            legacyParams(request, made.pixelSize == 1 ? qsImageNull : qsUSImageNull);
+        qsIRegion region = made.region.value_or(qsIRegion{});
+        qsVImage* out = nullptr;
+        ASSERT_EQ(qip_gauss(&made.source, made.given(), &params, made.region ? &region : nullptr, &out),
+                  QIP_OK);
+        ASSERT_NE(out, nullptr);
+        expectCentres(made.source.clientCoords, out->clientCoords, request);
+        if (!rect.isNull()) {
+            EXPECT_EQ(out->clientZScale, request.peak ? 1.0F : 0.75F * request.gain);
+        }
+        made.expectResult(out, region, rect,
+                          oracle_smooth(made.pixels.view(), source.x, source.y, request, rect));
     }
 }
 
@@ -259,31 +244,25 @@ TEST(GaussLegacy, FailuresOfTheProcessorService)
     test_fillRandom(&pixels);
     const qsVImage source = test_legacyOver(pixels, 0, 0);
     qsVImage destination = test_legacyOver(written, 0, 0);
-    qip_gaussParams smooth = test_gaussParams(1, 2);
+    const qip_gaussParams smooth = test_gaussParams(1, 2);
     const qsGaussParams params = legacyParams(test_gaussRequest(smooth), qsImageNull);
     const test_grid expected = test_smoothed(pixels.view(), smooth, {0, 0, 8, 8}, 1);
     const test_grid untouched(8, 8, test_canary);
-    const auto run = [&](qip_status failure) {
-        for (int32_t y = 0; y < 8; ++y)
-            for (int32_t x = 0; x < 8; ++x)
-                written.set(x, y, test_canary);
+    const auto expectRun = [&](int code, bool works) {
+        const qip_status failure = QSYS_FAILURE(code);
+        test_fill(&written, untouched);
         qsVImage* out = nullptr;
         qsys_cpuinfo_setFailure(failure);
-        const qip_status status = qip_gauss(&source, &destination, &params, nullptr, &out);
+        EXPECT_EQ(qip_gauss(&source, &destination, &params, nullptr, &out), works ? QIP_OK : failure);
         qsys_cpuinfo_setFailure(0);
-        return status;
+        EXPECT_TRUE(test_samePixels(works ? expected : untouched, written.view()));
     };
-    for (const int code : {0x0600, 0x0601, 0x061f}) {
-        EXPECT_EQ(run(QSYS_FAILURE(code)), QIP_OK);
-        EXPECT_TRUE(test_samePixels(expected, written.view()));
-    }
-    for (const int code : {0x0620, 0x05ff, 0xf600, 0x0101}) {
-        EXPECT_EQ(run(QSYS_FAILURE(code)), QSYS_FAILURE(code));
-        EXPECT_TRUE(test_samePixels(untouched, written.view()));
-    }
+    for (const int code : {0x0600, 0x0601, 0x061f})
+        expectRun(code, true);
+    for (const int code : {0x0620, 0x05ff, 0xf600, 0x0101})
+        expectRun(code, false);
     const test_inhibition reference("gauss");
-    EXPECT_EQ(run(QSYS_FAILURE(0x0101)), QIP_OK);
-    EXPECT_TRUE(test_samePixels(expected, written.view()));
+    expectRun(0x0101, true);
     EXPECT_EQ(test_inhibition::asked(), std::vector<std::string>{"gauss"});
 }
 
@@ -292,18 +271,92 @@ TEST(GaussLegacy, RecordsThatAskForNoWork)
     EXPECT_TRUE(qfGaussNullParams(qsGaussParamsNull()));
     EXPECT_EQ(qsGaussParamsNull(), qsGaussParamsNull());
     EXPECT_FALSE(qfGaussNullParams(nullptr));
-    const std::vector<std::function<void(qsGaussParams*)>> work = {
-        [](auto* p) { p->sampleX = 2; },       [](auto* p) { p->sampleY = 2; },
-        [](auto* p) { p->kernelSizeX = 1; },   [](auto* p) { p->kernelSizeY = 1; },
-        [](auto* p) { p->gain = 1.0000001F; }, [](auto* p) { p->prototype = qsUSImageNull; },
-    };
-    for (size_t i = 0; i < work.size(); ++i) {
-        qsGaussParams params = *qsGaussParamsNull();
-        work[i](&params);
-        EXPECT_FALSE(qfGaussNullParams(&params)) << i;
-    }
     qsGaussParams params = *qsGaussParamsNull();
+    const auto expectWork = [&params](auto* field, auto value) {
+        const auto before = std::exchange(*field, value);
+        EXPECT_FALSE(qfGaussNullParams(&params));
+        *field = before;
+    };
+    for (int32_t* const field :
+         {&params.sampleX, &params.sampleY, &params.kernelSizeX, &params.kernelSizeY})
+        expectWork(field, *field + 1);
+    expectWork(&params.gain, 1.0000001F);
+    expectWork(&params.prototype, qsUSImageNull);
     params.peakNormalize = params.keepFullRegion = params.round = 1;
     params.gain = std::numeric_limits<float>::quiet_NaN();
     EXPECT_TRUE(qfGaussNullParams(&params));
+}
+
+// ---- qfGauss: any number of box passes ----
+
+TEST(GaussBoxes, RandomCallsEqualADirectConvolution)
+{
+    for (uint64_t number = 0; number < 3000 && !HasFailure(); ++number) {
+        SCOPED_TRACE(test_caseName(number));
+        test_random random = test_randomFor(number);
+        legacyCall made(&random, 1);
+        const oracle_rect source = test_legacyRect(&made.source);
+        const int32_t passes = test_randomInt(&random, -1, 5);
+        const int32_t kernelX = test_randomInt(&random, 0, 5);
+        const int32_t kernelY = test_randomInt(&random, 0, 5);
+        const bool isCopy = passes <= 0 || (kernelX == 0 && kernelY == 0);
+        const int32_t peak = test_randomInt(&random, 0, 1);
+        const oracle_rect valid = oracle_boxesValid(source, std::max(passes, 0), kernelX, kernelY);
+        made.ask(&random, valid.isNull() ? source : valid);
+        const bool inPlace = !made.written && test_chance(&random, 50);
+        // Without sampling and kernel the written part is the intersection.
+        const oracle_rect rect = inPlace ? valid : made.writtenPart(valid, {});
+        const test_grid before(made.pixels.view());
+        const oracle_values values =
+            oracle_boxes(made.pixels.view(), source.x, source.y, std::max(passes, 0), kernelX, kernelY,
+                         peak && !isCopy, rect);
+        const qsFXform client = made.source.clientCoords;
+        qsIRegion region = made.region.value_or(qsIRegion{});
+        qsVImage* const out = qfGauss(&made.source, inPlace ? &made.source : made.given(), passes - 1,
+                                      kernelX, kernelY, peak, made.region ? &region : nullptr);
+        ASSERT_NE(out, nullptr);
+        if (!isCopy && !rect.isNull()) {
+            qsFXform expected = client;
+            expected.tx = 7.0F - (passes % 2 != 0 && kernelX % 2 != 0 ? 0.5F : 0.0F);
+            expected.ty = -3.0F - (passes % 2 != 0 && kernelY % 2 != 0 ? 0.5F : 0.0F);
+            EXPECT_EQ(expected, out->clientCoords);
+        }
+        if (!inPlace) {
+            EXPECT_TRUE(test_samePixels(before, made.pixels.view()));
+            made.expectResult(out, region, rect, values);
+            continue;
+        }
+        EXPECT_EQ(out, &made.source);
+        EXPECT_TRUE(test_undamaged(made.pixels));
+        test_grid expected = before;
+        test_putValues(&expected, source, values, 1);
+        EXPECT_TRUE(test_samePixels(expected, made.pixels.view()));
+        if (made.region) {
+            EXPECT_TRUE(test_sameRect(rect, rectOf(region)));
+        }
+    }
+}
+
+TEST(GaussBoxes, BadAndExtremeArguments)
+{
+    test_pixels pixels({8, 8, 1});
+    test_pixels pixels16({8, 8, 2});
+    qsVImage source = test_legacyOver(pixels, 0, 0);
+    qsVImage source16 = test_legacyOver(pixels16, 0, 0);
+    EXPECT_EQ(qfGauss(nullptr, &source, 2, 1, 1, 0, nullptr), nullptr);
+    EXPECT_EQ(qfGauss(&source16, nullptr, 2, 1, 1, 0, nullptr), nullptr);
+    EXPECT_EQ(qfGauss(&source, &source16, 2, 1, 1, 0, nullptr), nullptr);
+    EXPECT_EQ(qfGauss(&source, nullptr, 2, -1, 1, 0, nullptr), nullptr);
+    EXPECT_EQ(qfGauss(&source, nullptr, 2, 1, -1, 0, nullptr), nullptr);
+    constexpr int32_t most = std::numeric_limits<int32_t>::max();
+    for (const int32_t passesMinusOne : {2, most, most - 1, -most - 1, 1000000})
+        for (const int32_t kernel : {0, 1, most, most - 1}) {
+            qsIRegion region = {0, 0, 8, 8};
+            qsImage* const out = qfGauss(&source, nullptr, passesMinusOne, kernel, kernel, 1, &region);
+            ASSERT_NE(out, nullptr);
+            const bool isCopy = passesMinusOne < 0 || kernel == 0;
+            EXPECT_EQ(test_legacyRect(out).isNull(), !isCopy && !(passesMinusOne == 2 && kernel == 1));
+            qsImageFree(out);
+        }
+    EXPECT_TRUE(test_samePixels(test_grid(8, 8, test_canary), pixels.view()));
 }

@@ -1,13 +1,11 @@
-// Picture files in and out: every kind that is understood, every way to be broken, and outputs that appear whole
-// or not at all.
+// Picture files in and out: every kind that is understood, every way to be broken, and outputs that appear
+// whole or not at all.
 #include "support/program.h"
 #include "support/random.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstring>
-#include <functional>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -30,16 +28,8 @@ struct png_kind {
 
 int channelsOf(int colourType)
 {
-    switch (colourType) {
-    case PNG_COLOR_TYPE_GRAY_ALPHA:
-        return 2;
-    case PNG_COLOR_TYPE_RGB:
-        return 3;
-    case PNG_COLOR_TYPE_RGB_ALPHA:
-        return 4;
-    default:
-        return 1;
-    }
+    const bool isRgb = colourType & PNG_COLOR_MASK_COLOR && colourType != PNG_COLOR_TYPE_PALETTE;
+    return (isRgb ? 3 : 1) + (colourType & PNG_COLOR_MASK_ALPHA ? 1 : 0);
 }
 
 // The palette of the test files: entry i.
@@ -70,62 +60,30 @@ void writePng(const std::string& path, const png_kind& kind, int width, int heig
     png_set_gAMA(png, info, 0.45455); // must not touch the values
     png_write_info(png, info);
     png_set_packing(png);
-    std::vector<std::vector<png_byte>> rows(static_cast<size_t>(height));
-    for (size_t i = 0; i < samples.size(); ++i) {
-        auto& row = rows[i / (samples.size() / rows.size())];
+    std::vector<png_byte> bytes;
+    for (const uint16_t sample : samples) {
         if (kind.depth == 16)
-            row.push_back(static_cast<png_byte>(samples[i] >> 8));
-        row.push_back(static_cast<png_byte>(samples[i] & 255));
+            bytes.push_back(static_cast<png_byte>(sample >> 8));
+        bytes.push_back(static_cast<png_byte>(sample & 255));
     }
     std::vector<png_bytep> pointers;
-    for (auto& row : rows)
-        pointers.push_back(row.data());
+    for (size_t row = 0; row < static_cast<size_t>(height); ++row)
+        pointers.push_back(&bytes[row * bytes.size() / static_cast<size_t>(height)]);
     png_write_image(png, pointers.data());
     png_write_end(png, nullptr);
     png_destroy_write_struct(&png, &info);
     std::fclose(file);
 }
 
-program_picture readGreyPng(const std::string& path)
-{
-    std::FILE* file = std::fopen(path.c_str(), "rb");
-    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-    png_infop info = png_create_info_struct(png);
-    png_init_io(png, file);
-    png_read_png(png, info, PNG_TRANSFORM_IDENTITY, nullptr);
-    EXPECT_EQ(png_get_color_type(png, info), PNG_COLOR_TYPE_GRAY);
-    const bool sixteen = png_get_bit_depth(png, info) == 16;
-    program_picture picture = {static_cast<int>(png_get_image_width(png, info)),
-                               static_cast<int>(png_get_image_height(png, info)),
-                               sixteen ? 65535 : 255,
-                               {}};
-    png_bytepp rows = png_get_rows(png, info);
-    for (int y = 0; y < picture.height; ++y)
-        for (int x = 0; x < picture.width; ++x)
-            picture.pixels.push_back(
-                static_cast<uint16_t>(sixteen ? rows[y][2 * x] << 8 | rows[y][2 * x + 1] : rows[y][x]));
-    png_destroy_read_struct(&png, &info, nullptr);
-    std::fclose(file);
-    return picture;
-}
-
-uint16_t greyOf(const uint16_t* rgb)
-{
-    return static_cast<uint16_t>((299u * rgb[0] + 587u * rgb[1] + 114u * rgb[2] + 500u) / 1000u);
-}
-
 // What the program makes of one pixel's samples.
-uint16_t greyOfSamples(const png_kind& kind, const uint16_t* samples)
+uint16_t greyOf(const png_kind& kind, const uint16_t* samples)
 {
-    if (kind.colourType == PNG_COLOR_TYPE_PALETTE) {
-        const png_color entry = paletteEntry(samples[0]);
-        const uint16_t rgb[] = {entry.red, entry.green, entry.blue};
-        return greyOf(rgb);
-    }
-    if (kind.colourType & PNG_COLOR_MASK_COLOR)
-        return greyOf(samples);
-    const int spread = kind.depth < 8 ? 255 / ((1 << kind.depth) - 1) : 1;
-    return static_cast<uint16_t>(samples[0] * spread);
+    if (!(kind.colourType & PNG_COLOR_MASK_COLOR))
+        return static_cast<uint16_t>(samples[0] * (kind.depth < 8 ? 255 / ((1 << kind.depth) - 1) : 1));
+    const png_color entry = paletteEntry(samples[0]);
+    const uint16_t colour[] = {entry.red, entry.green, entry.blue};
+    const uint16_t* const rgb = kind.colourType == PNG_COLOR_TYPE_PALETTE ? colour : samples;
+    return static_cast<uint16_t>((299u * rgb[0] + 587u * rgb[1] + 114u * rgb[2] + 500u) / 1000u);
 }
 
 class ProgramFiles : public testing::Test
@@ -141,26 +99,16 @@ protected:
     test_random random = test_randomFor(0);
 };
 
-// Writes and names a file that no run may accept.
-struct broken_file {
-    const char* name;
-    std::string bytes;
-};
-
 } // namespace
 
 TEST_F(ProgramFiles, EveryKindOfPngIsReadAsGrey)
 {
-    const png_kind kinds[] = {
-        {PNG_COLOR_TYPE_GRAY, 1, false},       {PNG_COLOR_TYPE_GRAY, 2, true},
-        {PNG_COLOR_TYPE_GRAY, 4, false},       {PNG_COLOR_TYPE_GRAY, 8, true},
-        {PNG_COLOR_TYPE_GRAY, 16, true},       {PNG_COLOR_TYPE_GRAY, 16, false},
-        {PNG_COLOR_TYPE_PALETTE, 1, true},     {PNG_COLOR_TYPE_PALETTE, 4, false},
-        {PNG_COLOR_TYPE_PALETTE, 8, false},    {PNG_COLOR_TYPE_GRAY_ALPHA, 8, false},
-        {PNG_COLOR_TYPE_GRAY_ALPHA, 16, true}, {PNG_COLOR_TYPE_RGB, 8, true},
-        {PNG_COLOR_TYPE_RGB, 16, false},       {PNG_COLOR_TYPE_RGB_ALPHA, 8, false},
-        {PNG_COLOR_TYPE_RGB_ALPHA, 16, true},
-    };
+    std::vector<png_kind> kinds;
+    for (const int type : {PNG_COLOR_TYPE_GRAY, PNG_COLOR_TYPE_PALETTE, PNG_COLOR_TYPE_GRAY_ALPHA,
+                           PNG_COLOR_TYPE_RGB, PNG_COLOR_TYPE_RGB_ALPHA})
+        for (const int depth : {1, 2, 4, 8, 16})
+            if (type == PNG_COLOR_TYPE_GRAY || (type == PNG_COLOR_TYPE_PALETTE ? depth <= 8 : depth >= 8))
+                kinds.insert(kinds.end(), {{type, depth, false}, {type, depth, true}});
     for (const png_kind& kind : kinds) {
         SCOPED_TRACE("type " + std::to_string(kind.colourType) + ", depth " + std::to_string(kind.depth));
         const size_t channels = static_cast<size_t>(channelsOf(kind.colourType));
@@ -169,7 +117,7 @@ TEST_F(ProgramFiles, EveryKindOfPngIsReadAsGrey)
             sample = static_cast<uint16_t>(test_randomRange(&random, 0, (1 << kind.depth) - 1));
         program_picture expected = {19, 11, kind.depth == 16 ? 65535 : 255, {}};
         for (size_t i = 0; i < samples.size(); i += channels)
-            expected.pixels.push_back(greyOfSamples(kind, &samples[i]));
+            expected.pixels.push_back(greyOf(kind, &samples[i]));
 
         writePng(folder.file("in.PNG"), kind, 19, 11, samples);
         const program_result result = copy("in.PNG", "out.pgm");
@@ -204,15 +152,15 @@ TEST_F(ProgramFiles, NetpbmFilesAreReadAsTheyStand)
     }
 }
 
+// Read back by the program, whose reading is held above: as grey, in the same depth.
 TEST_F(ProgramFiles, PngOutputHoldsThePixels)
 {
     for (const int greatest : {255, 65535}) {
-        program_picture picture = {33, 7, greatest, {}};
-        for (int i = 0; i < 33 * 7; ++i)
-            picture.pixels.push_back(static_cast<uint16_t>(test_randomRange(&random, 0, greatest)));
+        const program_picture picture = program_randomPicture(&random, 33, 7, greatest);
         program_writeFile(folder.file("in.pgm"), program_pgmOf(picture));
         ASSERT_EQ(copy("in.pgm", "out.png").exitStatus, 0);
-        EXPECT_EQ(readGreyPng(folder.file("out.png")), picture);
+        EXPECT_EQ(copy("out.png", "back.pgm").errors, "");
+        EXPECT_EQ(program_readPgm(folder.file("back.pgm")), picture);
     }
 }
 
@@ -226,7 +174,7 @@ TEST_F(ProgramFiles, BrokenFilesAreRefusedInPlainWords)
     flipped[png.find("IDAT") + 6] ^= 1;
     // A size of 2^31 - 1 in both directions with the checksum that belongs to it.
     const std::string header("IHDR\x7f\xff\xff\xff\x7f\xff\xff\xff\x08\0\0\0\0\x31\xa2\x54\xba", 21);
-    const broken_file files[] = {
+    const std::pair<const char*, std::string> files[] = {
         {"empty.png", ""},
         {"text.png", "P5 1 1 255\na"},
         {"signature.png", png.substr(0, 8)},
@@ -251,14 +199,14 @@ TEST_F(ProgramFiles, BrokenFilesAreRefusedInPlainWords)
         {"overflow.pgm", "P5 4294967296 4294967296 255\nabc"},
         {"colour.ppm", "P6 1 1 255\nab"},
     };
-    for (const broken_file& file : files) {
-        program_writeFile(folder.file(file.name), file.bytes);
-        const program_result result = copy(file.name, "out.png");
-        EXPECT_EQ(result.exitStatus, 1) << file.name << ": " << result.errors;
-        EXPECT_NE(result.errors.find(file.name), std::string::npos) << result.errors;
-        EXPECT_LT(result.peakMemory, 500 << 20) << file.name; // the largest promise is of 2^62 bytes
-        fs::remove(folder.file(file.name));
-        EXPECT_EQ(folder.listing(), "") << file.name;
+    for (const auto& [name, bytes] : files) {
+        program_writeFile(folder.file(name), bytes);
+        const program_result result = copy(name, "out.png");
+        EXPECT_EQ(result.exitStatus, 1) << name << ": " << result.errors;
+        EXPECT_NE(result.errors.find(name), std::string::npos) << result.errors;
+        EXPECT_LT(result.peakMemory, 500 << 20) << name; // the largest promise is of 2^62 bytes
+        fs::remove(folder.file(name));
+        EXPECT_EQ(folder.listing(), "") << name;
     }
 }
 
@@ -328,10 +276,7 @@ TEST_F(ProgramFiles, OutputTakesThePlaceOfTheOldFile)
 // A full disk, as a limit on the size of files shows it, for both formats, and a report that nobody takes.
 TEST_F(ProgramFiles, FailedWritesLeaveTheOldFile)
 {
-    program_picture picture = {100, 100, 255, {}};
-    for (int i = 0; i < 10000; ++i)
-        picture.pixels.push_back(static_cast<uint16_t>(test_randomRange(&random, 0, 255)));
-    program_writeFile(folder.file("in.pgm"), program_pgmOf(picture));
+    program_writeFile(folder.file("in.pgm"), program_pgmOf(program_randomPicture(&random, 100, 100, 255)));
     for (const char* name : {"out.png", "out.pgm"}) {
         program_writeFile(folder.file(name), "old");
         const std::string command =
@@ -347,8 +292,8 @@ TEST_F(ProgramFiles, FailedWritesLeaveTheOldFile)
     EXPECT_EQ(folder.listing(), "in.pgm out.pgm out.png ");
 }
 
-// Of two outputs the second cannot be put into place. The program is stopped between writing and renaming by a
-// report that waits in a full pipe; meanwhile the second destination becomes a folder.
+// Of two outputs the second cannot be put into place. The program is stopped between writing and renaming
+// by a report that waits in a full pipe; meanwhile the second destination becomes a folder.
 TEST_F(ProgramFiles, TwoOutputsAreBothOrNone)
 {
     program_writeFile(folder.file("in.pgm"), program_pgmOf({4, 4, 255, std::vector<uint16_t>(16, 200)}));

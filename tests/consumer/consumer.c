@@ -1,4 +1,4 @@
-/* A user's program in C: smooths one bright pixel and looks at the result. */
+/* A user's program, in C and in C++: smooths one bright pixel and looks at the result. */
 #include <qip/qip_gauss.h>
 
 #include <stdint.h>
@@ -40,6 +40,6 @@ int main(void)
     }
     qimg_image_destruct(&dst);
     qimg_image_destruct(&src);
-    puts("C consumer: 6 18 18 6");
+    puts("consumer: 6 18 18 6");
     return 0;
 }

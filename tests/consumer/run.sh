@@ -31,7 +31,7 @@ consume_pkg_config() {
     read -ra flags <<< "$(PKG_CONFIG_PATH=${pc%/*} pkg-config "$@" --cflags --libs qip_gauss)"
     flags+=("-Wl,-rpath,$(dirname "${pc%/*}")")
     "$CC" -std=c99 "${warnings[@]}" "$here/consumer.c" -o "$scratch/pkg-config/c" "${flags[@]}"
-    "$CXX" -std=c++11 "${warnings[@]}" "$here/consumer.cpp" -o "$scratch/pkg-config/cpp" "${flags[@]}"
+    "$CXX" -std=c++11 "${warnings[@]}" -x c++ "$here/consumer.c" -x none -o "$scratch/pkg-config/cpp" "${flags[@]}"
     "$scratch/pkg-config/c"
     "$scratch/pkg-config/cpp"
 }

@@ -48,6 +48,20 @@ test_view test_grid::view() const
     return {values.data(), int64_t{2} * width, width, height, 2};
 }
 
+void test_fill(test_pixels* pixels, const std::function<uint32_t(int32_t x, int32_t y)>& value)
+{
+    const test_view view = pixels->view();
+    for (int32_t y = 0; y < view.height; ++y)
+        for (int32_t x = 0; x < view.width; ++x)
+            pixels->set(x, y, value(x, y));
+}
+
+void test_fill(test_pixels* pixels, const test_grid& values)
+{
+    const test_view view = values.view();
+    test_fill(pixels, [&](int32_t x, int32_t y) { return test_pixel(view, x, y); });
+}
+
 testing::AssertionResult test_samePixels(const test_view& expected, const test_view& actual)
 {
     if (expected.width != actual.width || expected.height != actual.height)

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <vector>
 
 // Expected pixels of any depth.
@@ -18,6 +19,10 @@ struct test_grid {
     uint16_t& at(int64_t x, int64_t y);
     test_view view() const;
 };
+
+// Stores value(x, y) into every pixel, or the values of a grid of the same size.
+void test_fill(test_pixels* pixels, const std::function<uint32_t(int32_t x, int32_t y)>& value);
+void test_fill(test_pixels* pixels, const test_grid& values);
 
 // Success when sizes and values agree; pixel sizes may differ. A failure names the first bad pixel in
 // reading order and shows a map of the surroundings, one character a pixel.

@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 namespace
 {
 
@@ -17,18 +15,6 @@ constexpr int32_t sourceHeight = 150;
 constexpr qstd_rect32 boundRect = {3, 5, 18, 70};
 constexpr int64_t mostFaults = 200;
 constexpr qsys_status stopped = QSYS_FAILURE(0x0abc);
-
-qsys_status bendPoint(void*, qmath_point* point)
-{
-    point->x += 0.001 * point->y * point->y;
-    return 0;
-}
-
-qsys_status straightenPoint(void*, qmath_point* point)
-{
-    point->x -= 0.001 * point->y * point->y;
-    return 0;
-}
 
 void mix(uint64_t* hash, const void* bytes, size_t count)
 {
@@ -92,11 +78,14 @@ test_scene::test_scene()
 
     linear = {1.5, 0.25, -0.25, 1.25, 8.0, -3.0};
     EXPECT_EQ(qmath_xformPtrhConst_constructLinear(&handle, &linear), 0);
-    EXPECT_EQ(qmath_xformPtrhConst_constructFunctions(&bent, bendPoint, straightenPoint, nullptr, nullptr),
-              0);
+    EXPECT_EQ(test_constructBent(&bent), 0);
     EXPECT_EQ(qimg_image_setLinearImageFromClientXform(&src8, &linear), 0);
     EXPECT_EQ(qimg_image_setLinearImageFromClientXform(&src16, &linear), 0);
     EXPECT_EQ(qimg_image_setImageFromClientXform(&bent8, &bent), 0);
+    const qmath_xformLinear other = {0.5, 1.0, -1.0, 0.5, 3.0, 4.0};
+    for (qimg_image* image : {&bound8, &bound16, &boundMask})
+        EXPECT_EQ(qimg_image_setLinearImageFromClientXform(image, &other), 0);
+    EXPECT_EQ(qmath_xformPtrhConst_assign(&out, &bent), 0);
 }
 
 test_scene::~test_scene()
@@ -104,7 +93,7 @@ test_scene::~test_scene()
     for (qimg_image* image :
          {&src8, &src16, &bent8, &mask, &dst8, &dst16, &dstMask, &bound8, &bound16, &boundMask})
         qimg_image_destruct(image);
-    for (qmath_xformPtrhConst* transform : {&handle, &bent, &out})
+    for (qmath_xformPtrhConst* transform : {&handle, &bent, &out, &fresh})
         qmath_xformPtrhConst_destruct(transform);
     qsImageFree(made);
 }
@@ -126,9 +115,11 @@ uint64_t test_scene::digest() const
         mixPixels(&hash, test_legacyView(made));
     }
     mix(&hash, &region, sizeof region);
-    mix(&hash, rects, sizeof rects);
     mix(&hash, &linearOut, sizeof linearOut);
     mixHandle(&hash, &out);
+    mixHandle(&hash, &fresh);
+    const int count = counted;
+    mix(&hash, &count, sizeof count);
     return hash;
 }
 
@@ -155,38 +146,18 @@ void expectOutcome(const outcome& clean, qsys_status status, const test_scene& s
     EXPECT_EQ(scene.digest(), clean.digest) << "another result than without faults";
 }
 
-// One run with the n-th allocation failing. Returns whether there was one.
-bool failAllocation(const test_operation& operation, const outcome& clean, test_allocator* allocator,
-                    int64_t n, bool andAllLater)
+// One run; `call` answers whether it met a fault, which must come back as `expected`.
+template <class Call>
+bool runOnce(const test_operation& operation, const outcome& clean, qsys_status expected, bool mayChange,
+             const Call& call)
 {
-    SCOPED_TRACE("allocation " + std::to_string(n) + (andAllLater ? " and all later" : ""));
     test_scene scene;
-    allocator->arm(n, andAllLater);
-    const qsys_status status = operation.call(scene);
-    const bool fired = allocator->disarm();
-    if (!fired || (operation.mayRecover && status >= 0)) {
-        expectOutcome(clean, status, scene);
-        return fired;
-    }
-    EXPECT_EQ(status, QSYS_E_MEMORY);
-    expectOutcome(clean, operation.call(scene), scene);
-    return true;
-}
-
-// One run with the n-th poll answering `stopped`.
-bool failPoll(const test_operation& operation, const outcome& clean, int64_t n)
-{
-    SCOPED_TRACE("poll " + std::to_string(n));
-    test_scene scene;
+    const uint64_t before = scene.digest();
     qsys_status status = 0;
-    bool fired = false;
-    {
-        const test_attention attention(n, stopped);
-        status = operation.call(scene);
-        fired = attention.polls() >= n;
-    }
+    const bool fired = call(scene, &status);
     if (fired) {
-        EXPECT_EQ(status, stopped);
+        EXPECT_EQ(status, expected);
+        EXPECT_TRUE(mayChange || scene.digest() == before) << "changed by a call that failed";
         status = operation.call(scene);
     }
     expectOutcome(clean, status, scene);
@@ -200,19 +171,22 @@ void test_failEveryAllocation(const test_operation& operation)
     SCOPED_TRACE(operation.name);
     const outcome clean = cleanRun(operation);
     test_allocator allocator;
-    for (const bool andAllLater : {false, true})
-        for (int64_t n = 1;; ++n) {
+    for (const bool andAllLater : {false, true}) {
+        bool fired = true;
+        for (int64_t n = 1; fired && !testing::Test::HasFailure(); ++n) {
+            SCOPED_TRACE("allocation " + std::to_string(n) + (andAllLater ? " and all later" : ""));
             ASSERT_LE(n, mostFaults);
             const int64_t before = test_allocator::liveBlocks();
-            const bool fired = failAllocation(operation, clean, &allocator, n, andAllLater);
-            EXPECT_EQ(test_allocator::liveBlocks(), before) << "blocks lost at allocation " << n;
-            if (!fired) {
-                EXPECT_TRUE(n > 1 || operation.mayTakeNone) << "takes no memory: nothing was tested";
-                break;
-            }
-            if (testing::Test::HasFailure())
-                return;
+            fired = runOnce(operation, clean, QSYS_E_MEMORY, operation.mayChange,
+                            [&](test_scene& scene, qsys_status* status) {
+                                allocator.arm(n, andAllLater);
+                                *status = operation.call(scene);
+                                return allocator.disarm();
+                            });
+            EXPECT_EQ(test_allocator::liveBlocks(), before) << "blocks lost";
+            EXPECT_TRUE(fired || n > 1 || operation.mayTakeNone) << "takes no memory: nothing was tested";
         }
+    }
 }
 
 void test_failEveryPoll(const test_operation& operation)
@@ -220,22 +194,16 @@ void test_failEveryPoll(const test_operation& operation)
     SCOPED_TRACE(operation.name);
     const outcome clean = cleanRun(operation);
     const test_allocator allocator;
-    const int64_t before = test_allocator::liveBlocks();
-    for (int64_t n = 1; failPoll(operation, clean, n) && !testing::Test::HasFailure(); ++n) {
+    bool fired = true;
+    for (int64_t n = 1; fired && !testing::Test::HasFailure(); ++n) {
+        SCOPED_TRACE("poll " + std::to_string(n));
         ASSERT_LE(n, mostFaults);
-        EXPECT_EQ(test_allocator::liveBlocks(), before) << "blocks lost at poll " << n;
+        const int64_t before = test_allocator::liveBlocks();
+        fired = runOnce(operation, clean, stopped, true, [&](test_scene& scene, qsys_status* status) {
+            const test_attention attention(n, stopped);
+            *status = operation.call(scene);
+            return attention.polls() >= n;
+        });
+        EXPECT_EQ(test_allocator::liveBlocks(), before) << "blocks lost";
     }
-    EXPECT_EQ(test_allocator::liveBlocks(), before);
-}
-
-void test_takesNothing(const test_operation& operation)
-{
-    SCOPED_TRACE(operation.name);
-    test_allocator allocator;
-    const test_attention attention;
-    test_scene scene;
-    allocator.arm(1, true);
-    EXPECT_GE(operation.call(scene), 0);
-    EXPECT_FALSE(allocator.disarm());
-    EXPECT_EQ(attention.polls(), 0);
 }

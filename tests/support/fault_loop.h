@@ -7,9 +7,8 @@
 #include <qbase/qbase.h>
 #include <qip/qip_gauss.h>
 
+#include <atomic>
 #include <functional>
-#include <string>
-#include <vector>
 
 // Everything that an operation may need: sources of both depths, plain and with a bent transform, a mask,
 // destinations unbound and bound, windows over them, handles and records for what comes out. All of it is
@@ -49,12 +48,13 @@ public:
     qsVImage* made = nullptr;
     qsGaussParams legacyParams;
     qsIRegion region = {5, 6, 20, 30};
-    qstd_rect32 rects[5] = {};
     qmath_xformLinear linear;
     qmath_xformLinear linearOut = {};
     qmath_xformPtrhConst handle = {}; // linear
     qmath_xformPtrhConst bent = {};
-    qmath_xformPtrhConst out = {};
+    qmath_xformPtrhConst out = {}; // bent
+    qmath_xformPtrhConst fresh = {};
+    std::atomic<int> counted = 0; // jobs that ran, owners that were told
 
     // A number that changes when any pixel, rectangle or transform of the destinations does.
     uint64_t digest() const;
@@ -68,16 +68,14 @@ private:
 struct test_operation {
     const char* name;
     std::function<qsys_status(test_scene& scene)> call;
-    bool mayRecover = false;  // a failed allocation may also lead to full success
     bool mayTakeNone = false; // there may be no allocation to fail
+    bool mayChange = false;   // a failure may leave something changed
 };
 
-// Fails every allocation in turn, alone and with all later ones. Expects QSYS_E_MEMORY, no block lost, and
-// that the same call then works on the same scene and gives the result of a call that met no fault.
+// Fails every allocation in turn, alone and with all later ones. Expects QSYS_E_MEMORY, nothing changed, no
+// block lost, and that the same call then works on the same scene and gives the result of a call that met
+// no fault.
 void test_failEveryAllocation(const test_operation& operation);
 
-// The same with the attention handler's answers, which must come back as they stand.
+// The same with the attention handler's answers, which must come back as they stand; rows may be written.
 void test_failEveryPoll(const test_operation& operation);
-
-// Expects that the operation succeeds without any block and without asking the attention handler.
-void test_takesNothing(const test_operation& operation);

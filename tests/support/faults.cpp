@@ -91,7 +91,8 @@ int64_t test_allocator::largestBlock()
     return largest;
 }
 
-test_attention::test_attention(int64_t n, qsys_status status) : failAt_(n), status_(status)
+test_attention::test_attention(int64_t n, qsys_status status, bool once)
+    : failAt_(n), status_(status), once_(once)
 {
     qsys_attention_setHandler(answer, this);
 }
@@ -110,5 +111,6 @@ qsys_status test_attention::answer(void* context)
 {
     auto* const self = static_cast<test_attention*>(context);
     ++self->polls_;
-    return self->failAt_ != 0 && self->polls_ >= self->failAt_ ? self->status_ : 0;
+    const bool isBeyond = self->polls_ > self->failAt_ && !self->once_;
+    return self->failAt_ != 0 && (self->polls_ == self->failAt_ || isBeyond) ? self->status_ : 0;
 }

@@ -29,12 +29,12 @@ public:
     static int64_t largestBlock();
 };
 
-// The attention handler of the calling thread. It counts its calls and answers `status` at the n-th call and
-// at all later ones; 0 before that.
+// The attention handler of the calling thread. It counts its calls and answers `status` at the n-th call,
+// and at all later ones unless it answers once; else 0.
 class test_attention
 {
 public:
-    explicit test_attention(int64_t n = 0, qsys_status status = QSYS_E_CANCELLED);
+    explicit test_attention(int64_t n = 0, qsys_status status = QSYS_E_CANCELLED, bool once = false);
     ~test_attention();
     test_attention(const test_attention&) = delete;
     test_attention& operator=(const test_attention&) = delete;
@@ -46,5 +46,6 @@ private:
 
     int64_t failAt_;
     qsys_status status_;
+    bool once_;
     int64_t polls_ = 0;
 };

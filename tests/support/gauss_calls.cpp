@@ -43,6 +43,27 @@ void test_putValues(test_grid* grid, const oracle_rect& gridRect, const oracle_v
             grid->at(x - gridRect.x, y - gridRect.y) = static_cast<uint16_t>(values.at(x, y) & mask);
 }
 
+void test_expectValues(const test_view& actual, const oracle_rect& rect, uint16_t before,
+                       const oracle_values& values)
+{
+    test_grid expected(actual.width, actual.height, before);
+    test_putValues(&expected, rect, values, actual.pixelSize);
+    EXPECT_TRUE(test_samePixels(expected, actual));
+}
+
+void test_expectCentres(const qimg_image* source, const qimg_image* destination,
+                        const oracle_gauss& request, const oracle_rect& rect, double tolerance)
+{
+    for (const int64_t x : {rect.x, rect.x + rect.width - 1})
+        for (const int64_t y : {rect.y, rect.y + rect.height - 1}) {
+            const qmath_point point = test_throughClient(
+                source, destination, oracle_supportCentre(x, request.sampleX, request.kernelX),
+                oracle_supportCentre(y, request.sampleY, request.kernelY));
+            EXPECT_NEAR(point.x, static_cast<double>(x) + 0.5, tolerance);
+            EXPECT_NEAR(point.y, static_cast<double>(y) + 0.5, tolerance);
+        }
+}
+
 test_grid test_smoothed(const test_view& source, const qip_gaussParams& params, const oracle_rect& rect,
                         int32_t pixelSize)
 {

@@ -22,6 +22,15 @@ oracle_gauss test_gaussRequest(const qip_gaussParams& params);
 void test_putValues(test_grid* grid, const oracle_rect& gridRect, const oracle_values& values,
                     int32_t pixelSize);
 
+// Expects `before` in all pixels of an image over `rect` but those that `values` covers.
+void test_expectValues(const test_view& actual, const oracle_rect& rect, uint16_t before,
+                       const oracle_values& values);
+
+// Expects that the centres of a destination's outer pixels are, in client coordinates, the centres of the
+// source pixels that they were computed from.
+void test_expectCentres(const qimg_image* source, const qimg_image* destination,
+                        const oracle_gauss& request, const oracle_rect& rect, double tolerance);
+
 // The pixels that a smoothing of `source`, which begins at (0, 0), writes into an image over `rect`, all of
 // which it reaches.
 test_grid test_smoothed(const test_view& source, const qip_gaussParams& params, const oracle_rect& rect,

@@ -32,6 +32,16 @@ uint32_t test_pixel(const test_view& view, int64_t x, int64_t y)
     return value;
 }
 
+test_layout test_randomLayout(test_random* random, int64_t width, int64_t height, int32_t pixelSize)
+{
+    test_layout layout = {static_cast<int32_t>(width), static_cast<int32_t>(height), pixelSize};
+    layout.fence = static_cast<test_fence>(test_randomInt(random, 0, 2));
+    layout.shift = test_chance(random, 50) ? 0 : pixelSize * test_randomInt(random, 0, 31);
+    layout.gap = pixelSize * test_randomInt(random, 0, 40);
+    layout.upward = test_chance(random, 25);
+    return layout;
+}
+
 // Bodies of readable pages with one forbidden page before, between and behind them. Arenas are never
 // unmapped but kept for the next image: laying out thousands of small images then costs no system call.
 struct test_pixels::arena {
@@ -159,24 +169,23 @@ void test_pixels::set(int64_t x, int64_t y, uint32_t value)
 
 std::string test_pixels::damage() const
 {
-    const bool block = layout_.fence == test_fence::block;
-    for (int64_t body = 0; body < (block ? 1 : layout_.height); ++body) {
+    // The rows that lie in one body, and the stretches of canaries before, between and behind them.
+    const bool isBlock = layout_.fence == test_fence::block;
+    const int64_t rows = isBlock ? layout_.height : 1;
+    for (int64_t body = 0; body < (isBlock ? 1 : layout_.height); ++body) {
+        const int64_t first = isBlock ? 0 : body;
         const unsigned char* at = arena_->body(body);
-        const unsigned char* const bodyEnd = at + arena_->bodyBytes;
-        // The stretch before each row, then the one behind the last row of this body.
-        for (int64_t i = block ? 0 : body; i < (block ? layout_.height : body + 1); ++i) {
-            const unsigned char* const rowStart = rowInMemory(i);
-            const auto* const bad = std::find_if(at, static_cast<const unsigned char*>(rowStart),
-                                                 [](unsigned char c) { return c != test_canary; });
-            if (bad != rowStart)
-                return std::to_string(rowStart - bad) + " bytes before row " + std::to_string(i) +
-                       " in memory";
-            at = rowStart + rowBytes_;
+        for (int64_t i = first; i <= first + rows; ++i) {
+            const bool isLast = i == first + rows;
+            const unsigned char* const end =
+                isLast ? arena_->body(body) + arena_->bodyBytes : rowInMemory(i);
+            const auto* const bad = std::find_if(at, end, [](unsigned char c) { return c != test_canary; });
+            if (bad != end)
+                return isLast ? std::to_string(bad - at) + " bytes behind the end of row " +
+                                    std::to_string(i - 1)
+                              : std::to_string(end - bad) + " bytes before row " + std::to_string(i);
+            at = end + rowBytes_;
         }
-        const auto* const bad = std::find_if(at, bodyEnd, [](unsigned char c) { return c != test_canary; });
-        if (bad != bodyEnd)
-            return std::to_string(bad - at) + " bytes behind the end of row " +
-                   std::to_string(block ? layout_.height - 1 : body) + " in memory";
     }
     return {};
 }

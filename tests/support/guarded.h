@@ -1,9 +1,11 @@
 // Pixel memory that catches a kernel that reaches too far.
 //
-// Every row can lie against pages that nobody may touch, so that one byte too far, read or written, ends the
-// process at once; everything else around the rows is filled with canaries, so that a stray write that
+// Every row can lie against pages that nobody may touch, so that one byte too far, read or written, ends
+// the process at once; everything else around the rows is filled with canaries, so that a stray write that
 // meets no such page is found afterwards.
 #pragma once
+
+#include "support/random.h"
 
 #include <cstdint>
 #include <string>
@@ -35,6 +37,9 @@ struct test_layout {
     int32_t gap = 0;     // test_fence::block: bytes between rows
     bool upward = false; // negative stride: row 0 is the last one in memory
 };
+
+// Memory of any shape against forbidden pages, half of it aligned.
+test_layout test_randomLayout(test_random* random, int64_t width, int64_t height, int32_t pixelSize);
 
 constexpr unsigned char test_canary = 0x99;
 

@@ -4,14 +4,13 @@
 #include <qbase/jobs.h>
 
 #include <functional>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
 class test_jobSet
 {
 public:
-    using work = std::function<qsys_status()>;
-
     test_jobSet()
     {
         qsys_jobThreadGroup_construct(&group_);
@@ -29,10 +28,17 @@ public:
     test_jobSet(const test_jobSet&) = delete;
     test_jobSet& operator=(const test_jobSet&) = delete;
 
-    // The services' answer; the set is unchanged when it is a failure.
-    qsys_status add(work job)
+    // A job is a function without arguments that returns a status, or nothing for success. The services'
+    // answer; the set is unchanged when it is a failure.
+    template <class Job>
+    qsys_status add(Job job)
     {
-        void* data = new work(std::move(job));
+        void* data = new work([job = std::move(job)] {
+            if constexpr (std::is_void_v<decltype(job())>)
+                return job(), QSYS_OK;
+            else
+                return job();
+        });
         qsys_status status = qsys_jobParams_takeData(&params_, &data, deleteWork);
         if (status < 0)
             deleteWork(&data);
@@ -41,7 +47,8 @@ public:
         return status;
     }
 
-    void add(int count, const work& job)
+    template <class Job>
+    void add(int count, const Job& job)
     {
         for (int i = 0; i < count; ++i)
             add(job);
@@ -64,6 +71,8 @@ public:
     }
 
 private:
+    using work = std::function<qsys_status()>;
+
     static qsys_status callWork(const qsys_jobParams* params)
     {
         const void* data = nullptr;

@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-// Expects QSYS_E_ARGUMENT for every pointer argument that is null, those at the positions `optional` (from 0)
-// excepted, and no crash when all are null. The other arguments are as given.
+// Expects QSYS_E_ARGUMENT for every pointer argument that is null, those at the positions `optional` (from
+// 0) excepted, and no crash when all are null. The other arguments are as given.
 template <class... Parameters>
 void test_refusesNull(const char* name, qsys_status (*function)(Parameters...),
                       const std::vector<size_t>& optional, std::type_identity_t<Parameters>... arguments)

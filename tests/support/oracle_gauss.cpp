@@ -55,8 +55,8 @@ normalisation normalise(const oracle_gauss& request)
 }
 
 // One row of sums to values. The accumulator starts at `half` and takes the kernel's sum column by column,
-// beginning at the first support column of the first output, with everything to the left taken as 0; what it
-// has gained at the last support column of an output is that output's weighted sum.
+// beginning at the first support column of the first output, with everything to the left taken as 0; what
+// it has gained at the last support column of an output is that output's weighted sum.
 void finishRow(const std::vector<int64_t>& column, const std::vector<int64_t>& weights,
                const oracle_gauss& request, const oracle_rect& rect, const normalisation& scale,
                int64_t sourceX, int64_t* values)
@@ -186,6 +186,8 @@ oracle_rect oracle_written(const oracle_rect& source, const oracle_gauss& reques
 oracle_values oracle_smooth(const test_view& source, int64_t sourceX, int64_t sourceY,
                             const oracle_gauss& request, const oracle_rect& rect)
 {
+    if (rect.isNull())
+        return {rect, {}};
     const normalisation scale = normalise(request);
     const auto weightsX = oracle_boxPower(request.kernelX + 1, 3);
     const auto weightsY = oracle_boxPower(request.kernelY + 1, 3);
@@ -215,6 +217,8 @@ oracle_rect oracle_boxesValid(const oracle_rect& source, int64_t passes, int64_t
 oracle_values oracle_boxes(const test_view& source, int64_t sourceX, int64_t sourceY, int64_t passes,
                            int64_t kernelX, int64_t kernelY, bool peak, const oracle_rect& rect)
 {
+    if (rect.isNull())
+        return {rect, {}};
     const auto weightsX = oracle_boxPower(kernelX + 1, passes);
     const auto weightsY = oracle_boxPower(kernelY + 1, passes);
     const int64_t leftX = passes * kernelX / 2;

@@ -63,8 +63,8 @@ struct oracle_values {
 };
 
 // Smooths the pixels of `source`, the first of which is at (sourceX, sourceY). `rect` is the rectangle that
-// one call writes: with rounding the accumulator of a row starts at its first column, and for gains that are
-// not powers of two its value depends on that.
+// one call writes: with rounding the accumulator of a row starts at its first column, and for gains that
+// are not powers of two its value depends on that.
 oracle_values oracle_smooth(const test_view& source, int64_t sourceX, int64_t sourceY,
                             const oracle_gauss& request, const oracle_rect& rect);
 

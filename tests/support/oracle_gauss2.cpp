@@ -7,56 +7,28 @@
 namespace
 {
 
-using arguments = oracle_gauss2Arguments;
-
-// ---- the exports ----
-
+// Hands a function of any form the arguments of its form.
 template <auto Function>
-qsys_status image(const arguments& a)
+qsys_status callAny(const oracle_gauss2Arguments& a)
 {
-    return Function(a.src, a.dst);
-}
-
-template <auto Function>
-qsys_status maskedImage(const arguments& a)
-{
-    return Function(a.src, a.srcMask, a.dst, a.dstMask);
-}
-
-template <auto Function>
-qsys_status window(const arguments& a)
-{
-    return Function(a.srcWin, a.srcTransform, a.dstWin, a.dstTransform);
-}
-
-template <auto Function>
-qsys_status maskedWindow(const arguments& a)
-{
-    return Function(a.srcWin, a.srcMaskWin, a.srcTransform, a.dstWin, a.dstMaskWin, a.dstTransform);
-}
-
-template <auto Function>
-qsys_status passesImage(const arguments& a)
-{
-    return Function(a.src, a.dst, a.passesX, a.passesY);
-}
-
-template <auto Function>
-qsys_status passesMaskedImage(const arguments& a)
-{
-    return Function(a.src, a.srcMask, a.dst, a.dstMask, a.passesX, a.passesY);
-}
-
-template <auto Function>
-qsys_status passesWindow(const arguments& a)
-{
-    return Function(a.srcWin, a.dstWin, a.passesX, a.passesY);
-}
-
-template <auto Function>
-qsys_status passesMaskedWindow(const arguments& a)
-{
-    return Function(a.srcWin, a.srcMaskWin, a.dstWin, a.dstMaskWin, a.passesX, a.passesY);
+    if constexpr (requires { Function(a.src, a.dst); })
+        return Function(a.src, a.dst);
+    else if constexpr (requires { Function(a.src, a.srcMask, a.dst, a.dstMask); })
+        return Function(a.src, a.srcMask, a.dst, a.dstMask);
+    else if constexpr (requires { Function(a.srcWin, a.srcTransform, a.dstWin, a.dstTransform); })
+        return Function(a.srcWin, a.srcTransform, a.dstWin, a.dstTransform);
+    else if constexpr (requires { Function(a.src, a.dst, a.passesX, a.passesY); })
+        return Function(a.src, a.dst, a.passesX, a.passesY);
+    else if constexpr (requires { Function(a.srcWin, a.dstWin, a.passesX, a.passesY); })
+        return Function(a.srcWin, a.dstWin, a.passesX, a.passesY);
+    else if constexpr (requires { Function(a.src, a.srcMask, a.dst, a.dstMask, a.passesX, a.passesY); })
+        return Function(a.src, a.srcMask, a.dst, a.dstMask, a.passesX, a.passesY);
+    else if constexpr (requires {
+                           Function(a.srcWin, a.srcMaskWin, a.dstWin, a.dstMaskWin, a.passesX, a.passesY);
+                       })
+        return Function(a.srcWin, a.srcMaskWin, a.dstWin, a.dstMaskWin, a.passesX, a.passesY);
+    else
+        return Function(a.srcWin, a.srcMaskWin, a.srcTransform, a.dstWin, a.dstMaskWin, a.dstTransform);
 }
 
 // ---- values ----
@@ -69,15 +41,8 @@ struct sums {
 
 constexpr uint64_t kernel[] = {1, 4, 6, 4, 1};
 
-// Which directions a filter works in, and which of them it samples.
-struct filter {
-    bool alongX;
-    bool alongY;
-    int stepX;
-    int stepY;
-};
-
-sums sumsAt(const oracle_gauss2Planes& source, const filter& what, int64_t centreX, int64_t centreY)
+sums sumsAt(const oracle_gauss2Planes& source, const oracle_gauss2Filter& what, int64_t centreX,
+            int64_t centreY)
 {
     sums result;
     const int reachX = what.alongX ? 2 : 0;
@@ -91,26 +56,6 @@ sums sumsAt(const oracle_gauss2Planes& source, const filter& what, int64_t centr
                                     (source.mask ? source.mask->values[at] : 1);
             result.pixels += weight * source.pixels.values[at];
             result.weights += weight;
-        }
-    return result;
-}
-
-oracle_gauss2Planes apply(const oracle_gauss2Planes& source, const filter& what)
-{
-    const int32_t width = source.pixels.width / what.stepX;
-    const int32_t height = source.pixels.height / what.stepY;
-    const uint64_t total = (what.alongX ? 16u : 1u) * (what.alongY ? 16u : 1u);
-    oracle_gauss2Planes result = {test_grid(width, height), {}};
-    if (source.mask)
-        result.mask = test_grid(width, height);
-    for (int32_t y = 0; y < height; ++y)
-        for (int32_t x = 0; x < width; ++x) {
-            const sums sum = sumsAt(source, what, int64_t{x} * what.stepX, int64_t{y} * what.stepY);
-            const uint64_t divisor = source.mask ? sum.weights : total;
-            result.pixels.at(x, y) =
-                static_cast<uint16_t>(divisor ? (sum.pixels + divisor / 2) / divisor : 0);
-            if (result.mask)
-                result.mask->at(x, y) = static_cast<uint16_t>((sum.weights + total / 2) / total);
         }
     return result;
 }
@@ -146,7 +91,7 @@ std::optional<oracle_gauss2Planes> applyPasses(const oracle_gauss2Planes& source
     for (int32_t i = 0; i < held; ++i) {
         const bool both = i < passes.both;
         const bool alongX = i < passes.both + passes.alongX;
-        result = apply(result ? *result : source, {alongX, both || !alongX, 1, 1});
+        result = oracle_gauss2Apply(result ? *result : source, {alongX, both || !alongX, 1, 1});
     }
     return result;
 }
@@ -163,75 +108,41 @@ std::string suffix(const oracle_gauss2Export& what, const std::string& stem)
 
 const std::vector<oracle_gauss2Export>& oracle_gauss2Exports()
 {
-#define EXPORT(name, depth, form, masked, windows, sampled, x, y)                                          \
+#define EXPORT(name, depth, masked, windows, sampled, x, y)                                                \
     {                                                                                                      \
-#name, (depth) / 8, masked, windows, sampled, x, y, form < name>                                   \
+#name, (depth) / 8, masked, windows, sampled, x, y, callAny < name>                                \
     }
     static const std::vector<oracle_gauss2Export> all = {
-        EXPORT(qip_gauss2_smooth8_8, 8, image, false, false, true, true, true),
-        EXPORT(qip_gauss2X_smooth8_8, 8, image, false, false, true, true, false),
-        EXPORT(qip_gauss2Y_smooth8_8, 8, image, false, false, true, false, true),
-        EXPORT(qip_gauss2_smooth16_16, 16, image, false, false, true, true, true),
-        EXPORT(qip_gauss2X_smooth16_16, 16, image, false, false, true, true, false),
-        EXPORT(qip_gauss2Y_smooth16_16, 16, image, false, false, true, false, true),
-        EXPORT(qip_gauss2_smoothWindow8_8, 8, window, false, true, true, true, true),
-        EXPORT(qip_gauss2X_smoothWindow8_8, 8, window, false, true, true, true, false),
-        EXPORT(qip_gauss2Y_smoothWindow8_8, 8, window, false, true, true, false, true),
-        EXPORT(qip_gauss2_smoothWindow16_16, 16, window, false, true, true, true, true),
-        EXPORT(qip_gauss2_smoothMasked8_8, 8, maskedImage, true, false, true, true, true),
-        EXPORT(qip_gauss2X_smoothMasked8_8, 8, maskedImage, true, false, true, true, false),
-        EXPORT(qip_gauss2Y_smoothMasked8_8, 8, maskedImage, true, false, true, false, true),
-        EXPORT(qip_gauss2_smoothMasked16_16, 16, maskedImage, true, false, true, true, true),
-        EXPORT(qip_gauss2X_smoothMasked16_16, 16, maskedImage, true, false, true, true, false),
-        EXPORT(qip_gauss2Y_smoothMasked16_16, 16, maskedImage, true, false, true, false, true),
-        EXPORT(qip_gauss2_smoothMaskedWindow8_8, 8, maskedWindow, true, true, true, true, true),
-        EXPORT(qip_gauss2X_smoothMaskedWindow8_8, 8, maskedWindow, true, true, true, true, false),
-        EXPORT(qip_gauss2Y_smoothMaskedWindow8_8, 8, maskedWindow, true, true, true, false, true),
-        EXPORT(qip_gauss2_smoothMaskedWindow16_16, 16, maskedWindow, true, true, true, true, true),
-        EXPORT(qip_gauss2_smoothNoSample8_8, 8, passesImage, false, false, false, false, false),
-        EXPORT(qip_gauss2_smoothNoSample16_16, 16, passesImage, false, false, false, false, false),
-        EXPORT(qip_gauss2_smoothNoSampleWindow8_8, 8, passesWindow, false, true, false, false, false),
-        EXPORT(qip_gauss2_smoothNoSampleWindow16_16, 16, passesWindow, false, true, false, false, false),
-        EXPORT(qip_gauss2_smoothNoSampleMasked8_8, 8, passesMaskedImage, true, false, false, false, false),
-        EXPORT(qip_gauss2_smoothNoSampleMasked16_16, 16, passesMaskedImage, true, false, false, false,
-               false),
-        EXPORT(qip_gauss2_smoothNoSampleMaskedWindow8_8, 8, passesMaskedWindow, true, true, false, false,
-               false),
-        EXPORT(qip_gauss2_smoothNoSampleMaskedWindow16_16, 16, passesMaskedWindow, true, true, false, false,
-               false),
+        EXPORT(qip_gauss2_smooth8_8, 8, false, false, true, true, true),
+        EXPORT(qip_gauss2X_smooth8_8, 8, false, false, true, true, false),
+        EXPORT(qip_gauss2Y_smooth8_8, 8, false, false, true, false, true),
+        EXPORT(qip_gauss2_smooth16_16, 16, false, false, true, true, true),
+        EXPORT(qip_gauss2X_smooth16_16, 16, false, false, true, true, false),
+        EXPORT(qip_gauss2Y_smooth16_16, 16, false, false, true, false, true),
+        EXPORT(qip_gauss2_smoothWindow8_8, 8, false, true, true, true, true),
+        EXPORT(qip_gauss2X_smoothWindow8_8, 8, false, true, true, true, false),
+        EXPORT(qip_gauss2Y_smoothWindow8_8, 8, false, true, true, false, true),
+        EXPORT(qip_gauss2_smoothWindow16_16, 16, false, true, true, true, true),
+        EXPORT(qip_gauss2_smoothMasked8_8, 8, true, false, true, true, true),
+        EXPORT(qip_gauss2X_smoothMasked8_8, 8, true, false, true, true, false),
+        EXPORT(qip_gauss2Y_smoothMasked8_8, 8, true, false, true, false, true),
+        EXPORT(qip_gauss2_smoothMasked16_16, 16, true, false, true, true, true),
+        EXPORT(qip_gauss2X_smoothMasked16_16, 16, true, false, true, true, false),
+        EXPORT(qip_gauss2Y_smoothMasked16_16, 16, true, false, true, false, true),
+        EXPORT(qip_gauss2_smoothMaskedWindow8_8, 8, true, true, true, true, true),
+        EXPORT(qip_gauss2X_smoothMaskedWindow8_8, 8, true, true, true, true, false),
+        EXPORT(qip_gauss2Y_smoothMaskedWindow8_8, 8, true, true, true, false, true),
+        EXPORT(qip_gauss2_smoothMaskedWindow16_16, 16, true, true, true, true, true),
+        EXPORT(qip_gauss2_smoothNoSample8_8, 8, false, false, false, false, false),
+        EXPORT(qip_gauss2_smoothNoSample16_16, 16, false, false, false, false, false),
+        EXPORT(qip_gauss2_smoothNoSampleWindow8_8, 8, false, true, false, false, false),
+        EXPORT(qip_gauss2_smoothNoSampleWindow16_16, 16, false, true, false, false, false),
+        EXPORT(qip_gauss2_smoothNoSampleMasked8_8, 8, true, false, false, false, false),
+        EXPORT(qip_gauss2_smoothNoSampleMasked16_16, 16, true, false, false, false, false),
+        EXPORT(qip_gauss2_smoothNoSampleMaskedWindow8_8, 8, true, true, false, false, false),
+        EXPORT(qip_gauss2_smoothNoSampleMaskedWindow16_16, 16, true, true, false, false, false),
     };
 #undef EXPORT
-    return all;
-}
-
-const std::vector<std::string>& oracle_gauss2Names()
-{
-    static const std::vector<std::string> all = {
-        "gauss2",
-        "gauss2X",
-        "gauss2Y",
-        "gauss2_16",
-        "gauss2X_16",
-        "gauss2Y_16",
-        "gauss2Masked",
-        "gauss2XMasked",
-        "gauss2YMasked",
-        "gauss2Masked_16",
-        "gauss2XMasked_16",
-        "gauss2YMasked_16",
-        "gauss2NoSample5x5",
-        "gauss2NoSample5x1",
-        "gauss2NoSample1x5",
-        "gauss2NoSample5x516",
-        "gauss2NoSample5x116",
-        "gauss2NoSample1x516",
-        "gauss2NoSample5x5Mask",
-        "gauss2NoSample5x1Mask",
-        "gauss2NoSample1x5Mask",
-        "gauss2NoSample5x5Mask16",
-        "gauss2NoSample5x1Mask16",
-        "gauss2NoSample1x5Mask16",
-    };
     return all;
 }
 
@@ -278,12 +189,33 @@ qmath_xformLinear oracle_gauss2Map(const oracle_gauss2Export& what, const oracle
             what.halveY ? shift(plan.written.y, plan.used.y) : 0.0};
 }
 
+oracle_gauss2Planes oracle_gauss2Apply(const oracle_gauss2Planes& source, const oracle_gauss2Filter& what)
+{
+    const int32_t width = source.pixels.width / what.stepX;
+    const int32_t height = source.pixels.height / what.stepY;
+    const uint64_t total = (what.alongX ? 16u : 1u) * (what.alongY ? 16u : 1u);
+    oracle_gauss2Planes result = {test_grid(width, height), {}};
+    if (source.mask)
+        result.mask = test_grid(width, height);
+    for (int32_t y = 0; y < height; ++y)
+        for (int32_t x = 0; x < width; ++x) {
+            const sums sum = sumsAt(source, what, int64_t{x} * what.stepX, int64_t{y} * what.stepY);
+            const uint64_t divisor = source.mask ? sum.weights : total;
+            result.pixels.at(x, y) =
+                static_cast<uint16_t>(divisor ? (sum.pixels + divisor / 2) / divisor : 0);
+            if (result.mask)
+                result.mask->at(x, y) = static_cast<uint16_t>((sum.weights + total / 2) / total);
+        }
+    return result;
+}
+
 std::optional<oracle_gauss2Planes> oracle_gauss2Smooth(const oracle_gauss2Export& what,
                                                        const oracle_gauss2Planes& used, int32_t passesX,
                                                        int32_t passesY)
 {
     if (what.sampled)
-        return apply(used, {what.halveX, what.halveY, what.halveX ? 2 : 1, what.halveY ? 2 : 1});
+        return oracle_gauss2Apply(used,
+                                  {what.halveX, what.halveY, what.halveX ? 2 : 1, what.halveY ? 2 : 1});
     return applyPasses(used, passesX, passesY);
 }
 

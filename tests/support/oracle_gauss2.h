@@ -1,6 +1,6 @@
-// Half resolution and binomial smoothing worked out the slow way, from the formulas of <qip/half_resolution.h>:
-// every pixel by its own two-dimensional sum, passes by counting them. And the 28 smoothing exports behind one
-// kind of call, so that a test can say what it says once for all of them.
+// Half resolution and binomial smoothing worked out the slow way, from the formulas of
+// <qip/half_resolution.h>: every pixel by its own two-dimensional sum, passes by counting them. And the 28
+// smoothing exports behind one kind of call, so that a test can say what it says once for all of them.
 #pragma once
 
 #include "support/compare.h"
@@ -43,12 +43,10 @@ struct oracle_gauss2Export {
 
 const std::vector<oracle_gauss2Export>& oracle_gauss2Exports();
 
-// All names that the inhibition hook is ever asked with.
-const std::vector<std::string>& oracle_gauss2Names();
-
 // ---- geometry ----
 
-// D, the rectangle that a source yields; R, its part in `destination`; U, the part of the source that counts.
+// D, the rectangle that a source yields; R, its part in `destination`; U, the part of the source that
+// counts.
 struct oracle_gauss2Plan {
     oracle_rect full;    // D
     oracle_rect written; // R
@@ -70,7 +68,18 @@ struct oracle_gauss2Planes {
     std::optional<test_grid> mask;
 };
 
-// What the export makes of the used part of the source. Nothing when no pixel of the destination is written.
+// Which directions a filter sums in, and how far apart the sums are that it keeps.
+struct oracle_gauss2Filter {
+    bool alongX;
+    bool alongY;
+    int stepX;
+    int stepY;
+};
+
+oracle_gauss2Planes oracle_gauss2Apply(const oracle_gauss2Planes& source, const oracle_gauss2Filter& what);
+
+// What the export makes of the used part of the source. Nothing when no pixel of the destination is
+// written.
 std::optional<oracle_gauss2Planes> oracle_gauss2Smooth(const oracle_gauss2Export& what,
                                                        const oracle_gauss2Planes& used, int32_t passesX,
                                                        int32_t passesY);

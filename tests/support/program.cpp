@@ -107,6 +107,14 @@ void program_writeFile(const std::string& path, const std::string& bytes)
     std::ofstream(path, std::ios::binary) << bytes;
 }
 
+program_picture program_randomPicture(test_random* random, int width, int height, int greatest)
+{
+    program_picture picture = {width, height, greatest, {}};
+    for (int i = 0; i < width * height; ++i)
+        picture.pixels.push_back(static_cast<uint16_t>(test_randomInt(random, 0, greatest)));
+    return picture;
+}
+
 void PrintTo(const program_picture& picture, std::ostream* stream)
 {
     *stream << picture.width << " x " << picture.height << " up to " << picture.greatest << ":";

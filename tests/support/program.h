@@ -1,6 +1,8 @@
 // Runs the built program as a user does, and looks at what it leaves behind.
 #pragma once
 
+#include "support/random.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <iosfwd>
@@ -64,6 +66,8 @@ struct program_picture {
     bool operator==(const program_picture&) const = default;
 };
 
+program_picture program_randomPicture(test_random* random, int width, int height, int greatest);
+
 // How a failed comparison shows it.
 void PrintTo(const program_picture& picture, std::ostream* stream);
 
@@ -71,7 +75,8 @@ void PrintTo(const program_picture& picture, std::ostream* stream);
 std::string program_pgmOf(const program_picture& picture);
 program_picture program_readPgm(const std::string& path);
 
-// From flat JSON: the number or the numbers behind a key; the keys in their order, with a blank behind each.
+// From flat JSON: the number or the numbers behind a key; the keys in their order, with a blank behind
+// each.
 std::vector<double> program_jsonNumbers(const std::string& json, const std::string& key);
 double program_jsonNumber(const std::string& json, const std::string& key);
 std::string program_jsonKeys(const std::string& json);

@@ -37,6 +37,16 @@ int64_t test_randomRange(test_random* random, int64_t low, int64_t high)
     return static_cast<int64_t>(static_cast<uint64_t>(low) + (count ? bits % count : bits));
 }
 
+int32_t test_randomInt(test_random* random, int64_t low, int64_t high)
+{
+    return static_cast<int32_t>(test_randomRange(random, low, high));
+}
+
+bool test_chance(test_random* random, int percent)
+{
+    return test_randomRange(random, 0, 99) < percent;
+}
+
 void test_randomFill(test_random* random, void* bytes, int64_t count)
 {
     auto* const target = static_cast<unsigned char*>(bytes);

@@ -1,7 +1,9 @@
 // Reproducible random numbers: every failure can be run again from the seed that it prints.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <string>
 
 // A small generator with a 64-bit state; two generators of one seed give the same numbers everywhere.
@@ -19,6 +21,19 @@ uint64_t test_randomBits(test_random* random);
 
 // A number from low to high, both included.
 int64_t test_randomRange(test_random* random, int64_t low, int64_t high);
+
+// The same in 32 bits.
+int32_t test_randomInt(test_random* random, int64_t low, int64_t high);
+
+// True in `percent` cases of a hundred.
+bool test_chance(test_random* random, int percent);
+
+// One of several values.
+template <class Values>
+const auto& test_pick(test_random* random, const Values& values)
+{
+    return values[static_cast<size_t>(test_randomRange(random, 0, std::ssize(values) - 1))];
+}
 
 // Fills bytes, each with its own random value.
 void test_randomFill(test_random* random, void* bytes, int64_t count);
