@@ -1,17 +1,18 @@
-// Vectors of numbers, called lanes, on the compiler's vector types: what every processor level computes
-// alike. +, -, *, /, &, |, ^, ~, <<, >> and comparisons work lane by lane; integers wrap, and a comparison
-// gives lanes with all bits set or none.
+// Lanes: a register full of numbers of one type, as a type of the compiler. This file holds what is written
+// alike for every processor level. +, -, *, /, &, |, ^, ~, <<, >> and comparisons work lane by lane;
+// integers wrap, and a comparison gives lanes with all bits set or none.
 //
-// A level's header (lanes_portable.h, lanes_sse41.h, lanes_avx2.h) says how wide a vector is, includes this
-// file, and adds what operators cannot say. Kernels are written once over both and compiled at every level,
-// so all of it has internal linkage: no level may run another level's copy.
+// A level's header (lanes_portable.h, lanes_sse41.h, lanes_avx2.h) says how many bytes a register has,
+// includes this file, and adds what operators cannot say. Kernels are written once over both and compiled
+// for every level, so everything here has internal linkage: no level may run another level's copy.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
 
-// For functions, and behind the parameters of a lambda: kernels are fast only as one piece of code.
+// What a kernel calls is always compiled into it: a kernel is fast only as one function without calls.
+// lanes_inline stands before a function, lanes_inlined after the parameters of a lambda.
 #define lanes_inlined __attribute__((always_inline))
 #define lanes_inline  lanes_inlined inline
 
@@ -33,7 +34,7 @@ using f64s = lanesOf<double>;
 template <class Number>
 constexpr int laneCount = laneBytes / static_cast<int>(sizeof(Number));
 
-// Lanes of twice the width lie over two narrow ones, the first of them in the low half.
+// A lane of twice the width takes the place of two narrow ones; the first of these is its low half.
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__);
 
 // ---- loads, stores, equal lanes ----
@@ -91,7 +92,7 @@ lanes_inline u32s odds(u16s a)
     return (u32s)a >> 16;
 }
 
-// The way back: even, odd, even, odd, ...; all of them fit the narrow lanes.
+// The way back to narrow lanes: even, odd, even, odd, ...; all numbers must fit.
 lanes_inline u8s merged(u16s even, u16s odd)
 {
     return (u8s)(even | odd << 8);
@@ -102,7 +103,7 @@ lanes_inline u16s merged(u32s even, u32s odd)
     return (u16s)(even | odd << 16);
 }
 
-// The same with the upper halves of `odd`, whatever its lower ones hold.
+// The same with the upper half of each lane of `odd`; the lower halves are not looked at.
 lanes_inline u8s mergedUpper(u16s even, u16s odd)
 {
     return (u8s)(even | (odd & uint16_t{0xff00}));
@@ -121,20 +122,20 @@ lanes_inline Lanes larger(Lanes a, Lanes b)
     return a > b ? a : b;
 }
 
-// Less 32768, as signed numbers.
+// a - 32768, in lanes that are to be read as signed numbers.
 lanes_inline u16s lowered(u16s a)
 {
     constexpr uint16_t sign = 0x8000;
     return a ^ sign;
 }
 
-// As signed numbers.
+// `a` holds signed numbers.
 lanes_inline f32s toFloats(u32s a)
 {
     return __builtin_convertvector((i32s)a, f32s);
 }
 
-// Towards zero.
+// The whole part, as a signed number.
 lanes_inline u32s truncated(f32s a)
 {
     return (u32s) __builtin_convertvector(a, i32s);

@@ -1,5 +1,6 @@
-// Lanes of the 256-bit level. Instructions that work on the two halves of a register separately are put in
-// order here, so that lanes are in the order of the columns unless a function says otherwise.
+// Lanes of the 256-bit level. Some instructions work on the two halves of a register separately; the
+// functions here put their results in order, so that lanes are in the order of the columns unless a
+// function says otherwise.
 #pragma once
 
 #include <immintrin.h>
@@ -14,7 +15,8 @@ constexpr int laneBytes = 32;
 namespace
 {
 
-// From a result whose two quarters of each half belong side by side.
+// Exchanges the two middle quarters of a register, which an instruction on separate halves has left, or
+// would leave, in the wrong order.
 lanes_inline __m256i inOrder(__m256i a)
 {
     return _mm256_permute4x64_epi64(a, 0xd8);
@@ -34,8 +36,8 @@ lanes_inline u32s addPairs(u16s a, u16s b)
     return (u32s)_mm256_madd_epi16((__m256i)a, (__m256i)b);
 }
 
-// a and not b. As an instruction, so that the compiler does not rewrite what b is made of and load that
-// twice.
+// a & ~b. Named as an instruction: with operators the compiler moves the complement into the expression
+// that b comes from, and loads what that is made of twice.
 template <class Lanes>
 lanes_inline Lanes andNot(Lanes a, Lanes b)
 {
@@ -67,7 +69,7 @@ lanes_inline u16s loadMaskWidened(const uint8_t* from)
     return (u16s)_mm256_cvtepi8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
 }
 
-// The lanes low | high << 16, in two vectors.
+// The lanes low | high << 16, in two registers.
 lanes_inline void interleave(u16s low, u16s high, u32s* wide)
 {
     const __m256i l = inOrder((__m256i)low);
@@ -83,7 +85,7 @@ lanes_inline void widen(u16s a, u32s* wide)
     wide[1] = (u32s)_mm256_unpackhi_epi16(ordered, _mm256_setzero_si256());
 }
 
-// Values that fit the narrow lanes, of two vectors side by side.
+// The lanes of two registers side by side in one; all numbers must fit the narrow lanes.
 lanes_inline u8s narrowed(u16s a, u16s b)
 {
     return (u8s)inOrder(_mm256_packus_epi16((__m256i)a, (__m256i)b));
@@ -94,7 +96,8 @@ lanes_inline u16s narrowed(u32s a, u32s b)
     return (u16s)inOrder(_mm256_packus_epi32((__m256i)a, (__m256i)b));
 }
 
-// Wider in whatever order is quickest, and back to the columns' order from there.
+// Widens in the order that costs least at this level, whichever it is; `gathered` narrows again and puts
+// the lanes back into the order of the columns.
 lanes_inline void spread(u16s a, u32s* wide)
 {
     wide[0] = (u32s)_mm256_unpacklo_epi16((__m256i)a, _mm256_setzero_si256());
@@ -106,7 +109,7 @@ lanes_inline u16s gathered(const u32s* wide)
     return (u16s)_mm256_packus_epi32((__m256i)wide[0], (__m256i)wide[1]);
 }
 
-// Values below 256, half a vector of bytes to each address.
+// Numbers below 256, to half a register of bytes at each address.
 lanes_inline void storeNarrowed(uint8_t* toA, u16s a, uint8_t* toB, u16s b)
 {
     const __m256i both = (__m256i)narrowed(a, b);
@@ -128,7 +131,7 @@ lanes_inline u16s mulRounded(u16s a, int16_t factor)
 
 // ---- neighbours ----
 
-// The vector that begins `columns` lanes further left; the last lanes of `in` come in.
+// The lanes that begin `columns` lanes further left in a row; the last lanes of `in` come in on the left.
 template <int columns, class Lanes>
 lanes_inline Lanes movedUp(Lanes a, Lanes in)
 {
@@ -137,7 +140,7 @@ lanes_inline Lanes movedUp(Lanes a, Lanes in)
     return (Lanes)_mm256_alignr_epi8((__m256i)a, between, 16 - bytes);
 }
 
-// The vector that begins `columns` lanes further right; the first lanes of `in` come in.
+// The lanes that begin `columns` lanes further right; the first lanes of `in` come in on the right.
 template <int columns, class Lanes>
 lanes_inline Lanes movedDown(Lanes a, Lanes in)
 {

@@ -1,7 +1,7 @@
-// Lanes of the portable level, for processors without feature bits: vectors of 16 bytes out of operators,
-// which become whatever the compiler's baseline has. Where that baseline has an instruction that compilers
-// do not find by themselves, it is named; `operators` says the same without it, and is what other
-// processors run.
+// Lanes of the portable level, for processors without feature bits: registers of 16 bytes, written with
+// operators, from which the compiler makes the instructions that every processor of its target has. Where
+// compilers do not find such an instruction by themselves, it is named; the namespace `operators` says the
+// same without it, for targets that lack it.
 #pragma once
 
 #ifdef __SSE2__
@@ -56,7 +56,7 @@ lanes_inline u32s addPairs(u16s a, u16s b)
 #endif
 }
 
-// a and not b.
+// a & ~b.
 template <class Lanes>
 lanes_inline Lanes andNot(Lanes a, Lanes b)
 {
@@ -100,7 +100,7 @@ lanes_inline u16s loadMaskWidened(const uint8_t* from)
     return (u16s)__builtin_shufflevector(half, half, 0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7);
 }
 
-// The lanes low | high << 16, in two vectors.
+// The lanes low | high << 16, in two registers.
 lanes_inline void interleave(u16s low, u16s high, u32s* wide)
 {
     wide[0] = (u32s)__builtin_shufflevector(low, high, 0, 8, 1, 9, 2, 10, 3, 11);
@@ -112,7 +112,7 @@ lanes_inline void widen(u16s a, u32s* wide)
     interleave(a, u16s{}, wide);
 }
 
-// Values that fit the narrow lanes, of two vectors side by side.
+// The lanes of two registers side by side in one; all numbers must fit the narrow lanes.
 lanes_inline u8s narrowed(u16s a, u16s b)
 {
     return __builtin_shufflevector((u8s)a, (u8s)b, 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28,
@@ -124,7 +124,8 @@ lanes_inline u16s narrowed(u32s a, u32s b)
     return __builtin_shufflevector((u16s)a, (u16s)b, 0, 2, 4, 6, 8, 10, 12, 14);
 }
 
-// Wider in whatever order is quickest, and back to the columns' order from there.
+// Widens in the order that costs least at this level, whichever it is; `gathered` narrows again and puts
+// the lanes back into the order of the columns.
 lanes_inline void spread(u16s a, u32s* wide)
 {
     wide[0] = evens(a);
@@ -136,7 +137,7 @@ lanes_inline u16s gathered(const u32s* wide)
     return merged(wide[0], wide[1]);
 }
 
-// Values below 256, half a vector of bytes to each address.
+// Numbers below 256, to half a register of bytes at each address.
 lanes_inline void storeNarrowed(uint8_t* to, u16s a)
 {
     const u8s bytes = narrowed(a, a);
@@ -161,7 +162,7 @@ lanes_inline u16s mulRounded(u16s a, int16_t factor)
 
 // ---- neighbours ----
 
-// The vector that begins `columns` lanes further left; the last lanes of `in` come in.
+// The lanes that begin `columns` lanes further left in a row; the last lanes of `in` come in on the left.
 template <int columns, class Lanes>
 lanes_inline Lanes movedUp(Lanes a, Lanes in)
 {
@@ -171,7 +172,7 @@ lanes_inline Lanes movedUp(Lanes a, Lanes in)
     return moved;
 }
 
-// The vector that begins `columns` lanes further right; the first lanes of `in` come in.
+// The lanes that begin `columns` lanes further right; the first lanes of `in` come in on the right.
 template <int columns, class Lanes>
 lanes_inline Lanes movedDown(Lanes a, Lanes in)
 {

@@ -27,8 +27,8 @@ lanes_inline u32s addPairs(u16s a, u16s b)
     return (u32s)_mm_madd_epi16((__m128i)a, (__m128i)b);
 }
 
-// a and not b. As an instruction, so that the compiler does not rewrite what b is made of and load that
-// twice.
+// a & ~b. Named as an instruction: with operators the compiler moves the complement into the expression
+// that b comes from, and loads what that is made of twice.
 template <class Lanes>
 lanes_inline Lanes andNot(Lanes a, Lanes b)
 {
@@ -60,7 +60,7 @@ lanes_inline u16s loadMaskWidened(const uint8_t* from)
     return (u16s)_mm_cvtepi8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from)));
 }
 
-// The lanes low | high << 16, in two vectors.
+// The lanes low | high << 16, in two registers.
 lanes_inline void interleave(u16s low, u16s high, u32s* wide)
 {
     wide[0] = (u32s)_mm_unpacklo_epi16((__m128i)low, (__m128i)high);
@@ -72,7 +72,7 @@ lanes_inline void widen(u16s a, u32s* wide)
     interleave(a, u16s{}, wide);
 }
 
-// Values that fit the narrow lanes, of two vectors side by side.
+// The lanes of two registers side by side in one; all numbers must fit the narrow lanes.
 lanes_inline u8s narrowed(u16s a, u16s b)
 {
     return (u8s)_mm_packus_epi16((__m128i)a, (__m128i)b);
@@ -83,7 +83,8 @@ lanes_inline u16s narrowed(u32s a, u32s b)
     return (u16s)_mm_packus_epi32((__m128i)a, (__m128i)b);
 }
 
-// Wider in whatever order is quickest, and back to the columns' order from there.
+// Widens in the order that costs least at this level, whichever it is; `gathered` narrows again and puts
+// the lanes back into the order of the columns.
 lanes_inline void spread(u16s a, u32s* wide)
 {
     widen(a, wide);
@@ -94,7 +95,7 @@ lanes_inline u16s gathered(const u32s* wide)
     return narrowed(wide[0], wide[1]);
 }
 
-// Values below 256, half a vector of bytes to each address.
+// Numbers below 256, to half a register of bytes at each address.
 lanes_inline void storeNarrowed(uint8_t* to, u16s a)
 {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(to), (__m128i)narrowed(a, a));
@@ -114,7 +115,7 @@ lanes_inline u16s mulRounded(u16s a, int16_t factor)
 
 // ---- neighbours ----
 
-// The vector that begins `columns` lanes further left; the last lanes of `in` come in.
+// The lanes that begin `columns` lanes further left in a row; the last lanes of `in` come in on the left.
 template <int columns, class Lanes>
 lanes_inline Lanes movedUp(Lanes a, Lanes in)
 {
@@ -122,7 +123,7 @@ lanes_inline Lanes movedUp(Lanes a, Lanes in)
     return (Lanes)_mm_alignr_epi8((__m128i)a, (__m128i)in, 16 - bytes);
 }
 
-// The vector that begins `columns` lanes further right; the first lanes of `in` come in.
+// The lanes that begin `columns` lanes further right; the first lanes of `in` come in on the right.
 template <int columns, class Lanes>
 lanes_inline Lanes movedDown(Lanes a, Lanes in)
 {

@@ -1,5 +1,5 @@
-// Pieces of a row that may reach beyond its ends, with the border rule applied in one place. Internal
-// linkage, so that every processor level has functions of its own.
+// Copies of a part of a row that may reach beyond the row's ends: the one place where a border rule is
+// applied to such a part. Internal linkage, so that every processor level has functions of its own.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +10,8 @@ namespace
 
 // What stands beyond the ends of a row:
 //   repeated    the pixel at the end: -1 reads 0, -2 reads 0;
-//   reflected   the row backwards, its last pixel included: -1 reads 0, -2 reads 1. One reflection, that
-//               is from -width to 2 * width - 1.
+//   reflected   the row backwards, beginning with the pixel at the end: -1 reads 0, -2 reads 1. Only one
+//               reflection: columns from -width to 2 * width - 1.
 enum class rowBorder { repeated, reflected };
 
 template <rowBorder border>
@@ -24,9 +24,9 @@ inline int64_t columnInside(int64_t column, int64_t width)
     return column;
 }
 
-// Copies the columns first .. first + count - 1 of a row of `width` pixels; those inside as they lie, those
-// beyond the ends by the border rule. Reads nothing outside the row. `width` is at least 1. The count is
-// known to the compiler, so that a border costs a few instructions.
+// Copies the columns first .. first + count - 1 of a row of `width` pixels, at least 1: those inside the
+// row as they are, those beyond its ends by the border rule. Reads nothing outside the row. The count is a
+// constant, so that the compiler turns a border into a few instructions.
 template <rowBorder border, int64_t count, class Pixel>
 inline void copyColumns(const Pixel* row, int64_t width, int64_t first, Pixel* to)
 {
