@@ -1,6 +1,6 @@
-// The driver of the fast filters: rows, borders above and below, polls and memory, in one source for all
-// filters, both depths, with and without a mask, and all processor levels. The pixels are made in
-// gauss2/kernels/.
+// The driver of the fast filters: it chooses the rows of each sweep, supplies the borders above and below,
+// polls and takes memory; one source for all filters, both depths, with and without a mask, and all
+// processor levels. The pixels are made in gauss2/kernels/.
 #include "gauss2/fast.h"
 
 #include "frame/cleanup.h"
@@ -15,7 +15,7 @@
 namespace
 {
 
-// ---- what a call works with ----
+// ---- one call ----
 
 // Where output rows go.
 template <class Pixel>
@@ -33,25 +33,27 @@ struct fastCall {
     Planes planes;
     gauss2_filter filter;
     gauss2_kernel<Sweep> kernel;
-    bool isNarrow; // narrower than the kernel can do: rows are widened
-    int64_t width; // that the kernel sees
+    bool
+        isNarrow; // narrower than the kernel's least width: it gets copies of the rows that are wide enough
+    int64_t width; // of the rows that the kernel gets
     int64_t outRows;
     int64_t outColumns;
-    int64_t polledRows;    // of the source: those that the polls count
-    int64_t pollsTogether; // from this row on all polls come at once
-    int64_t earlyRows;     // output rows that are made before the last poll, and must not be written yet
-    target<Pixel> early;   // takes these
+    int64_t polledRows;    // the source rows that polls are counted by
+    int64_t pollsTogether; // the polls for the rows from this one on come together, before it
+    int64_t earlyRows;     // output rows made before the last poll, which must not be in the result yet
+    target<Pixel> early;   // memory of our own for these
     target<Pixel> result;
 
     frame_cleanup cleanup;
     unsigned char* state;
-    unsigned char* spareBlock; // two rows for outputs that nobody wants
-    // The rows of one sweep of an image that is too narrow.
+    unsigned char* spareBlock; // one row of pixels and one of mask values, for outputs that are not wanted
+    // The copies of the rows of one sweep when isNarrow is set.
     Pixel wideSource[gauss2_rowsBefore + gauss2_mostFreshRows][gauss2_mostLeastWidth];
     Pixel wideOut[gauss2_mostOutputRows][gauss2_mostLeastWidth];
 };
 
-// How far the fresh rows of a sweep are ahead of the source row that its first output is centred on.
+// How many rows the first fresh row of a sweep lies below the source row that its first output is centred
+// on.
 int64_t rowsAhead(gauss2_filter filter)
 {
     switch (filter.y) {
@@ -85,8 +87,8 @@ const target<typename Planes::Pixel>& targetOf(const fastCall<Planes>& call, int
     return k < call.earlyRows ? call.early : call.result;
 }
 
-// Makes the output rows from k on, `count` of them; the others of the sweep go to spare memory. With a
-// count of 0 the kernel only comes to know the rows.
+// Makes `count` output rows from row k on; the other outputs of the sweep go to spare memory. With a count
+// of 0 the sweep only fills the sums that the kernel keeps.
 template <class Planes>
 void makeSweep(fastCall<Planes>* call, int64_t k, int64_t count)
 {
@@ -193,8 +195,8 @@ qip_status chooseKernel(fastCall<Planes>* call)
     return QIP_OK;
 }
 
-// Decides which output rows of a filter that polls first are made before its last polls, and takes memory
-// for them.
+// For a filter that may not write to the result before its last poll: decides how many output rows are made
+// before that, and takes memory for them.
 template <class Planes>
 qip_status takeEarlyRows(fastCall<Planes>* call, int64_t mostUnpolled)
 {
@@ -245,8 +247,8 @@ target<typename Planes::Pixel> resultOf(const Planes& planes)
         return {{pixels.dst, pixels.dstStride}, {}};
 }
 
-// Whether a request counts as one for the plain filter although the fast one serves it. Nobody may notice
-// the difference: such a request does not fail when the processor service does. Required behaviour.
+// Whether a request must behave as if the plain filter served it, although the fast one does: it must not
+// fail when the processor service fails. Required behaviour.
 template <class Planes>
 bool countsAsPlain(gauss2_filter filter, const Planes& planes)
 {
@@ -259,7 +261,7 @@ bool countsAsPlain(gauss2_filter filter, const Planes& planes)
     return false;
 }
 
-// Below three columns the borders meet, and the plain filter runs.
+// With fewer than three columns both borders reach the same pixels; then the plain filter runs.
 template <class Planes>
 qip_status run(gauss2_filter filter, const Planes& planes, int64_t mostUnpolled)
 {

@@ -1,5 +1,4 @@
-// The six filters of this family, and the one way in which this folder names what a filter does in a
-// direction.
+// The six filters of this family. A filter is named by what it does in each direction.
 #pragma once
 
 // What a filter does along the columns of a row, or along the rows of an image.
@@ -33,8 +32,8 @@ constexpr int gauss2_weightOf(gauss2_along direction)
     return direction == gauss2_along::nothing ? 1 : 16;
 }
 
-// Half resolution in one direction: these filters answer to the attention handler before they write
-// anything.
+// Half resolution in one direction: these filters must have asked the attention handler for the last time
+// before they write anything.
 constexpr bool gauss2_halvesOneDirection(gauss2_filter filter)
 {
     return gauss2_stepOf(filter.x) * gauss2_stepOf(filter.y) == 2;

@@ -9,8 +9,8 @@
 namespace
 {
 
-// Takes the next pass off the counts; nothing when none is left. The counts are taken literally: each pass
-// subtracts 2, so an odd count has a last pass for its 1. Only positive counts are ever decremented.
+// The next pass, subtracted from the counts; nothing when none is left. Each pass subtracts 2, so an odd
+// count gets a whole pass for its last 1. A count that is not positive is left as it is.
 std::optional<gauss2_filter> nextPass(gauss2_passes* left)
 {
     if (left->x >= 2 && left->y >= 2) {
@@ -33,7 +33,7 @@ std::optional<gauss2_filter> nextPass(gauss2_passes* left)
 template <class Planes>
 struct target {
     gauss2_plane<typename Planes::Pixel> pixels;
-    gauss2_plane<uint8_t> mask; // null when nobody wants or reads it
+    gauss2_plane<uint8_t> mask; // null when it is neither wanted nor read by another pass
 };
 
 // The first target is written by the passes 0, 2, 4, ..., the second one by the others. Memory is taken for
@@ -50,8 +50,8 @@ qip_status takeTargets(gauss2_passes passes, const Planes& planes, target<Planes
     qip_status status = QIP_OK;
     for (int i = 0; i < 2; ++i) {
         const bool isWritten = nextPass(&passes).has_value();
-        gauss2_passes behind = passes;
-        const bool isRead = nextPass(&behind).has_value();
+        gauss2_passes later = passes;
+        const bool isRead = nextPass(&later).has_value();
         if (i == destination)
             targets[i].pixels = {pixels.dst, pixels.dstStride};
         else if (status >= 0 && isWritten)

@@ -1,7 +1,7 @@
 // The arithmetic that decides the pixels of this family, once for both depths, masked or not: the border
-// rule, the sums, and the way from a sum to a pixel. The filters in plain.cpp are written on it.
+// rule, the sums, and the step from a sum to a pixel. The filters in plain.cpp are made of it.
 //
-// A sum is a number; with a mask it is the pair of the weighted pixels and the weights.
+// A sum is a number; with a mask it is a pair, the sum of the weighted pixels and that of the weights.
 #pragma once
 
 #include "gauss2/binomial.h"
@@ -50,7 +50,7 @@ inline int64_t gauss2_clampIndex(int64_t i, int64_t size)
     return std::clamp<int64_t>(i, 0, size - 1);
 }
 
-// Source row y, or beyond an edge the row at the edge.
+// Source row y; beyond an edge, the row at the edge.
 template <class Planes>
 gauss2_sourceRow<Planes> gauss2_sourceRowAt(const Planes& planes, int64_t y)
 {

@@ -8,17 +8,17 @@
 namespace
 {
 
-// The windows of one call, copies that belong to it, and its plan.
+// One call: its own copies of the windows, and its plan.
 struct request {
     bool masked;
     bool hasDstMask;
-    bool bindsDst; // image forms: the call binds the destination, or its mask
+    bool bindsDst; // image forms: the destination is unbound, and the call binds it
     bool bindsDstMask;
     bool missed; // image forms: the destination is bound and does not meet what the source yields
     qimg_windowConst src;
-    qimg_windowConst srcMask; // looked at when masked
+    qimg_windowConst srcMask; // used when masked
     qimg_window dst;
-    qimg_window dstMask; // looked at when hasDstMask
+    qimg_window dstMask; // used when hasDstMask
     gauss2_plan plan;
 };
 
@@ -71,9 +71,8 @@ qip_status takeWindows(gauss2_format format, const gauss2_windows& windows, requ
 
 // ---- the plan ----
 
-// Plans, and restricts the windows to the plan when there is something to write. A window that does not
-// cover its rectangle refuses. What is still to be bound takes all that the source yields, and needs no
-// restriction.
+// Makes the plan and, when there is something to write, restricts the windows to it; a window that does not
+// cover its part of the plan is refused. What is still to be bound will fit the plan anyhow.
 qip_status planWindows(gauss2_filter filter, request* made)
 {
     qstd_rect32 source;
@@ -106,13 +105,14 @@ qip_status bindImages(gauss2_format format, const gauss2_images& images, request
     }
     if (status < 0 || !made->bindsDstMask)
         return status;
-    if (images.dstMask != images.dst) // else it is bound by now
+    // The same image may be destination and mask; then it is bound already.
+    if (images.dstMask != images.dst)
         status = qimg_image8_assignNewRect(images.dstMask, &made->plan.part);
     return status < 0 ? status : qimg_window_init(&made->dstMask, images.dstMask);
 }
 
-// All that can be refused is refused before anything is bound. When a bound destination misses D nothing is
-// bound, no mask either.
+// Refuses what can be refused before anything is bound. When a bound destination misses D, its mask is not
+// bound either.
 qip_status prepare(gauss2_format format, gauss2_filter filter, const gauss2_images& images, request* made)
 {
     qip_status status = takeWindows(format, images, made);
@@ -176,30 +176,30 @@ qip_status smoothHalf(gauss2_filter filter, const request& made, qmath_xformLine
 
 // ---- the transform of the image forms ----
 
-struct handles {
+struct xformHandles {
     qmath_xformPtrhConst source;
     qmath_xformPtrhConst result;
 };
 
-qip_status composeTransform(const gauss2_images& images, const qmath_xformLinear& map, handles* taken,
-                            frame_cleanup* cleanup)
+qip_status composeTransform(const gauss2_images& images, const qmath_xformLinear& map,
+                            xformHandles* handles, frame_cleanup* cleanup)
 {
-    qip_status status = frame_takeXform(cleanup, &taken->source);
+    qip_status status = frame_takeXform(cleanup, &handles->source);
     if (status >= 0)
-        status = frame_takeXform(cleanup, &taken->result);
+        status = frame_takeXform(cleanup, &handles->result);
     if (status >= 0)
-        status = qimg_imageConst_getClientFromImageXform(images.src, &taken->source);
+        status = qimg_imageConst_getClientFromImageXform(images.src, &handles->source);
     if (status >= 0)
-        status = qmath_xformPtrhConst_assignComposePtrhLinear(&taken->result, &taken->source, &map);
-    return status < 0 ? status : qimg_image_setClientFromImageXform(images.dst, &taken->result);
+        status = qmath_xformPtrhConst_assignComposePtrhLinear(&handles->result, &handles->source, &map);
+    return status < 0 ? status : qimg_image_setClientFromImageXform(images.dst, &handles->result);
 }
 
 // The destination's client-from-image transform becomes the source's after `map`.
 qip_status setTransform(const gauss2_images& images, const qmath_xformLinear& map)
 {
     frame_cleanup cleanup = {};
-    handles taken = {};
-    return frame_cleanupEnd(&cleanup, composeTransform(images, map, &taken, &cleanup));
+    xformHandles handles = {};
+    return frame_cleanupEnd(&cleanup, composeTransform(images, map, &handles, &cleanup));
 }
 
 } // namespace

@@ -1,6 +1,6 @@
-// The four forms of a smoothing call, by image or by window, at half or at full resolution: arguments,
-// their check, the plan, the binding of unbound destinations, the transform of the destination. The exports
-// only name their format and their filter.
+// The four forms of a smoothing call: by image or by window, at half or at full resolution. Each checks the
+// arguments, makes the plan, binds unbound destinations, runs the filter and sets the destination's
+// transform. The exported functions only name their format and their filter.
 #pragma once
 
 #include "gauss2/filter.h"

@@ -1,5 +1,4 @@
-// Choice of path: the names that the inhibition hook is asked with, and the filter that runs after the
-// answers.
+// Choice of path: the names by which the inhibition hook is asked, and what runs after its answers.
 #pragma once
 
 #include "frame/fast_path.h"
@@ -40,8 +39,8 @@ bool gauss2_isInhibited(gauss2_filter filter)
     return frame_isInhibited(row->names[Planes::masked][sizeof(typename Planes::Pixel) == 2]);
 }
 
-// The fast filter, and the plain one when that answers a status of the fallback class, wherever that status
-// came from. The plain filter's status is the result as it stands.
+// The fast filter; and when its status belongs to the fallback class, wherever it came from, the plain one.
+// The plain filter's status is the result as it stands.
 template <class Planes>
 qip_status gauss2_fastOrPlain(gauss2_filter filter, const Planes& planes)
 {

@@ -9,7 +9,7 @@ namespace
 template <class Planes>
 struct fullResult {
     gauss2_plane<typename Planes::Pixel> pixels;
-    gauss2_plane<uint8_t> mask; // taken when the destination mask is wanted
+    gauss2_plane<uint8_t> mask; // null when there is no destination mask
 };
 
 template <class Pixel>

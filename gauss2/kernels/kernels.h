@@ -1,13 +1,13 @@
-// The inner loops of the fast filters: whole rows, several at a time, at one processor level. The choice of
-// rows, borders above and below, polls and memory belong to the driver (gauss2/fast.cpp), the borders left
-// and right to the kernels.
+// The inner loops of the fast filters, each at one processor level. A kernel makes whole rows, several at a
+// time; that is a sweep. The driver (gauss2/fast.cpp) chooses the rows, supplies the borders above and
+// below, polls and takes memory; the kernel supplies the borders left and right.
 //
 // Contract of every kernel, at every level:
 //   Result:  the pixels, and with a mask the mask values, of the plain filter, bit for bit.
 //   Reads:   columns 0 .. width - 1 of the source rows and mask rows.
 //   Writes:  the filter's columns of the output rows. Nothing outside is touched, since images end at page
 //            ends.
-//   Widths:  leastWidth and up; the driver widens narrower rows.
+//   Widths:  leastWidth and up; the driver hands over copies of narrower rows that are wide enough.
 #pragma once
 
 #include "gauss2/filter.h"
@@ -19,13 +19,14 @@ constexpr int gauss2_mostFreshRows = 8;
 constexpr int gauss2_mostOutputRows = 4;
 constexpr int64_t gauss2_mostLeastWidth = 2 * 32 + 2; // pixels; no level asks for more
 
-// What a kernel sees of the rows: the fresh ones, which it has not seen, the four rows before them, and the
-// rows that it completes with them. A filter that sums down the columns goes on from what it kept of the
-// rows before; it may also look at them again. What it keeps depends on four rows, so a first sweep whose
-// outputs are thrown away takes it to any place.
+// The rows of one sweep: the fresh source rows, which no sweep has had before; the four source rows before
+// them; and the output rows that the fresh ones complete. A filter that sums down the columns keeps sums of
+// the rows before and goes on from these; it may also read those rows again. What it keeps depends on the
+// last four rows alone. So to begin at any row, the driver lets one sweep run before it whose outputs are
+// not used.
 //
-// With f the first fresh row, 5x5 and 1x5 complete the rows f - 2, f - 1, ...; the filters that sample the
-// rows complete those of f - 1, f + 1, ...; the others those of f, f + 1, ...
+// With f the first fresh row, the output rows are centred on the source rows f - 2, f - 1, ... for 5x5 and
+// 1x5; on f - 1, f + 1, ... for the filters that keep every second row; on f, f + 1, ... for the others.
 template <class PixelType>
 struct gauss2_sweep {
     using Pixel = PixelType;
@@ -41,7 +42,7 @@ struct gauss2_maskedSweep : gauss2_sweep<PixelType> {
     uint8_t* outMask[gauss2_mostOutputRows];
 };
 
-// One filter at one level. It writes all of its output rows in every sweep; rows that do not count stand in
+// One filter at one level. It writes all of its output rows in every sweep; those that are not wanted go to
 // spare memory. Sweep is gauss2_sweep or gauss2_maskedSweep of uint8_t or uint16_t.
 template <class Sweep>
 struct gauss2_kernel {

@@ -2,14 +2,15 @@
 // file that has included the lanes of its level includes this one and gets the kernels; all of it has
 // internal linkage.
 //
-// A sweep prepares some blocks of its four fresh rows, then sums them, and so on. Most masks hold 0 and 255
-// only, mostly over wide areas, so there are four ways through a block:
-//   full    no pixel that it reads is masked out: the pixel is a shift, the mask 255;
-//   empty   all are: pixels and mask are 0;
-//   binary  each is or is not;
-//   mixed   the mask has other values somewhere around, in these rows or in those before.
-// The first three go on from the same kept sums. A block that comes to the mixed way or leaves it works out
-// what it must have kept from the rows before.
+// A sweep prepares a group of blocks of its four fresh rows, sums it, goes on to the next group, and so on.
+// (masked_state.h explains the words.) Most masks have no values but 0 and 255, and these in wide areas. So
+// there are four ways to make a block:
+//   full           a pixel is its sum of weighted pixels shifted, its mask value is 255;
+//   empty          pixels and mask values are 0;
+//   partly valid   a quotient with the sum of the weights of valid pixels, which is small;
+//   mixed          a quotient with the sum of weights times mask values.
+// The first three go on from the same kept sums. When a block becomes mixed, or is no longer, the sums that
+// it should have kept are made from the rows before.
 #pragma once
 
 #include "gauss2/kernels/masked_ways.h"
@@ -23,7 +24,7 @@ namespace
 template <along rows>
 constexpr uint8_t fullTotal = static_cast<uint8_t>(gauss2_weightOf(rows) * rowsOut(rows));
 
-// All of what a block reads of validTotal, in two vectors.
+// All that a block reads of validTotal, in two registers that may overlap.
 template <along columns>
 struct totals {
     u8s a, b;
@@ -36,12 +37,12 @@ lanes_inline totals<columns> totalsAt(const State& state, int64_t column)
     if constexpr (columns == along::nothing)
         return {load(total), load(total)};
     else
-        return {load(total - columnsBefore), load(total + columnsBehind)};
+        return {load(total - columnsBefore), load(total + columnsAfter)};
 }
 
-// ---- from one way of summing to the other: the rows before are summed again ----
+// ---- a block that becomes binary or mixed: its kept sums, from the rows before ----
 
-// Memory for prepared rows around one block.
+// Prepared rows for one block and the blocks beside it.
 template <class Value>
 struct localRows {
     Value values[freshRows * preparedRows<Value>::distance];
@@ -98,7 +99,7 @@ template <class Pixel, along columns, along rows>
 
 // ---- a block ----
 
-// Whether the mask has other values than 0 and 255 where a block reads it, now or in the rows before.
+// Whether a block is mixed.
 template <class Pixel, along columns, along rows>
 lanes_inline bool isMixed(const maskedRun<Pixel, columns, rows>& run, int64_t block)
 {
@@ -141,7 +142,7 @@ lanes_inline bool runBinaryBlock(const maskedRun<Pixel, columns, rows>& run, int
 {
     const int64_t column = block * blockColumns;
     const totals<columns> total = totalsAt<columns>(run.state, column);
-    // The greatest total is a power of two, and the only one with that bit.
+    // The greatest possible total is a power of two, so no other total has its bit.
     if (isZero(~(total.a & total.b) & fullTotal<rows>)) {
         runFull<true, Pixel, columns, rows>([&](int i)
                                                 lanes_inlined { return run.state.pixels.row(i) + column; },
@@ -155,7 +156,7 @@ lanes_inline bool runBinaryBlock(const maskedRun<Pixel, columns, rows>& run, int
     return false;
 }
 
-// A block that may be mixed, or was.
+// A block that may be special.
 template <class Pixel, along columns, along rows, class Out>
 lanes_inline void runSpecialBlock(const maskedRun<Pixel, columns, rows>& run, int64_t block, Out&& out)
 {
@@ -172,7 +173,7 @@ lanes_inline void runSpecialBlock(const maskedRun<Pixel, columns, rows>& run, in
 
 // ---- a sweep ----
 
-// The last block of a row, which may reach beyond it: its output goes through a copy.
+// The last block of a row, when it reaches beyond the row: its output goes through a copy.
 template <class Pixel, along columns, along rows>
 [[gnu::noinline]] void runLastBlock(const maskedRun<Pixel, columns, rows>& run, int64_t block)
 {
@@ -187,7 +188,8 @@ template <class Pixel, along columns, along rows>
     }
 }
 
-// Prepares what the mixed blocks among first .. end - 1 read of blocks whose own mask is not mixed.
+// Prepares for N and W what the mixed blocks among first .. end - 1 read in blocks whose own mask values
+// are all 0 or 255; prepareBlocks has prepared these for S and V only.
 template <class Pixel, along columns, along rows>
 [[gnu::noinline]] void prepareMixed(const maskedRun<Pixel, columns, rows>& run, int64_t first, int64_t end)
 {
@@ -201,12 +203,12 @@ template <class Pixel, along columns, along rows>
     }
 }
 
-// Whether no pixel that the blocks first .. end - 1 read of the fresh rows is masked out. They must not
-// read beyond the row.
+// Whether all pixels are valid that the blocks first .. end - 1, which are inner ones, read in the fresh
+// rows.
 template <class Pixel, along columns>
 bool isFullGroup(const gauss2_maskedSweep<Pixel>& sweep, int64_t first, int64_t end)
 {
-    const int64_t last = end * blockColumns + columnsBehind - blockColumns;
+    const int64_t last = end * blockColumns + columnsAfter - blockColumns;
     u8s all[freshRows];
     for (int i = 0; i < freshRows; ++i)
         all[i] = load(sweep.mask[gauss2_rowsBefore + i] + last);
@@ -216,24 +218,26 @@ bool isFullGroup(const gauss2_maskedSweep<Pixel>& sweep, int64_t first, int64_t 
     return isZero(~(all[0] & all[1] & all[2] & all[3]));
 }
 
-// A group that is full, and was in the sweep before: nothing has to be prepared.
+// The inner blocks of a group that is full, and was so in the sweep before: summed from the source rows,
+// without prepared ones.
 template <class Pixel, along columns, along rows>
 [[gnu::noinline]] void runFullGroup(const gauss2_maskedSweep<Pixel>& shared, int64_t first, int64_t end,
                                     keptBinary<Pixel, rows> (*kept)[parities<columns>])
 {
-    const gauss2_maskedSweep<Pixel> sweep = shared; // a copy, as below
+    const gauss2_maskedSweep<Pixel> sweep = shared; // a copy, as in runGroup
     for (int64_t block = first; block < end; ++block)
         runFull<false, Pixel, columns, rows>(
             [&](int i) lanes_inlined { return sweep.source[gauss2_rowsBefore + i] + block * blockColumns; },
             kept + block, rowOutput<Pixel, columns>{sweep, block});
 }
 
-// Blocks that lie in the row. When nothing is special, none of them nor of their neighbours is or was
-// mixed. Returns whether all of them are full.
+// The blocks first .. end - 1 of a group, none of which reaches beyond the row. Returns whether the group
+// is not special and all of them are full.
 template <bool isSpecial, class Pixel, along columns, along rows>
 [[gnu::noinline]] bool runGroup(const maskedRun<Pixel, columns, rows>& shared, int64_t first, int64_t end)
 {
-    // Copies that nobody else can write, so that they need not be read again after every store.
+    // Copies on the stack: a store to an output row cannot change them, so the compiler need not read them
+    // again after it.
     const gauss2_maskedSweep<Pixel> sweep = shared.sweep;
     const maskedRun<Pixel, columns, rows> run = {sweep, shared.state};
     bool areFull = !isSpecial;
@@ -270,29 +274,30 @@ void runSweep(const gauss2_maskedSweep<Pixel>* sweep)
     for (int64_t first = 0; first < blocks; first += groupBlocks, ++wasFull) {
         const int64_t end = smaller(first + groupBlocks, blocks);
         const int64_t firstInner = first > 0 ? first : 1;
-        const int64_t lastInner = smaller(end, endOfInner(sweep->width));
+        const int64_t endOfInners = smaller(end, endOfInner(sweep->width));
         if (first > 0)
             moveOn(&run.state, first - groupBlocks, isSpecial);
         isSpecial = false;
         int64_t block = first;
-        if (*wasFull && isFullGroup<Pixel, columns>(*sweep, firstInner, lastInner)) {
-            // Nothing needs to be prepared but for the blocks at the ends of the row and what they read,
-            // and for the group behind.
+        if (*wasFull && isFullGroup<Pixel, columns>(*sweep, firstInner, endOfInners)) {
+            // What is not an inner block must be prepared as ever: the first block of the row, which reads
+            // the one after it, and the blocks at the end of the row. So must the last inner block, which
+            // the one after it reads.
             if (first == 0) {
                 if (prepareBlocks(*sweep, 0, 2, run.state))
                     prepareMixed(run, 0, 1);
                 runGroup<true>(run, 0, 1);
             }
-            runFullGroup<Pixel, columns, rows>(*sweep, firstInner, lastInner, run.state.binary);
-            prepared = lastInner - 1;
-            block = lastInner;
-            if (lastInner == end) {
+            runFullGroup<Pixel, columns, rows>(*sweep, firstInner, endOfInners, run.state.binary);
+            prepared = endOfInners - 1;
+            block = endOfInners;
+            if (endOfInners == end) {
                 prepareBlocks(*sweep, prepared, end, run.state);
                 prepared = end;
                 continue;
             }
         }
-        // With the block behind, which the last one reads.
+        // Up to the block after the group, which the last one reads.
         const unsigned notes = prepareBlocks(*sweep, prepared, end + 1, run.state);
         prepared = end + 1;
         isSpecial = (notes | run.state.notes[first - 1] | run.state.notes[first]) != 0;
@@ -301,7 +306,7 @@ void runSweep(const gauss2_maskedSweep<Pixel>* sweep)
             prepareMixed(run, first, end);
             *wasFull = runGroup<true>(run, block, endOfWhole);
         } else {
-            *wasFull = runGroup<false>(run, block, endOfWhole) && firstInner < lastInner;
+            *wasFull = runGroup<false>(run, block, endOfWhole) && firstInner < endOfInners;
         }
         if (endOfWhole < end)
             runLastBlock(run, endOfWhole);

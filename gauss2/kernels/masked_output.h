@@ -8,7 +8,6 @@ namespace
 {
 
 // The pixels and mask values of one row of a block.
-
 template <class Pixel, along columns>
 struct outputRow {
     pixelLanes<Pixel> pixels[parities<columns>];
@@ -48,7 +47,7 @@ struct rowOutput {
     }
 };
 
-// Into a copy: the last block may reach beyond the row.
+// Into a copy, for a last block that reaches beyond the row.
 template <class Pixel>
 struct copiedOutput {
     Pixel dstCopy[freshRows][blockColumns];

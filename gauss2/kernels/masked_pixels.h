@@ -12,7 +12,7 @@ constexpr int shiftOf(int weights)
     return weights == 256 ? 8 : 4;
 }
 
-// The sums of the columns of one parity of an output row.
+// The sums of the columns of one parity, for one output row of a block.
 template <class Pixel>
 struct binarySums {
     binaryLanes<Pixel> s[binaryParts<Pixel>]; // 16 bits: S - 32768 V
@@ -20,17 +20,17 @@ struct binarySums {
 };
 
 struct mixedSums {
-    u32s n[mixedParts]; // less what masked_state.h says
+    u32s n[mixedParts]; // 8 bits: N - 32768 w, w the sum of all weights; 16 bits: N - 32768 W
     u16s w;
 };
 
-// Pixels, in the lanes that their sums lie in.
+// Pixels, each in the lane in which its sum was.
 template <class Pixel>
 struct pixelLanes {
     binaryLanes<Pixel> part[binaryParts<Pixel>];
 };
 
-// ---- full: no pixel is masked out, N = 255 S and W = 255 w, so the pixel is (S + w / 2) / w ----
+// ---- full blocks: N = 255 S and W = 255 w, w the sum of all weights; the pixel is (S + w / 2) / w ----
 
 template <int weights>
 lanes_inline pixelLanes<uint8_t> fullPixels(const u16s* s)
@@ -45,7 +45,7 @@ lanes_inline pixelLanes<uint16_t> fullPixels(const u32s* s)
     return {(s[0] + add) >> shiftOf(weights), (s[1] + add) >> shiftOf(weights)};
 }
 
-// ---- binary: N = 255 S and W = 255 V, so the pixel is (S + (V >> 1)) / V; 0 where V is 0, since S is ----
+// ---- binary blocks: N = 255 S and W = 255 V; the pixel is (S + (V >> 1)) / V, and 0 where V is 0 ----
 
 lanes_inline pixelLanes<uint8_t> binaryPixels(const binarySums<uint8_t>& sums)
 {
@@ -81,7 +81,7 @@ lanes_inline u16s binaryMask(u16s v)
         return (v << 4) + (u16s)((i16s)v > int16_t{8});
 }
 
-// ---- mixed: (N + (W >> 1)) / W, 0 where W is 0 ----
+// ---- mixed blocks: the pixel is (N + (W >> 1)) / W, and 0 where W is 0 ----
 
 template <int weights>
 lanes_inline pixelLanes<uint8_t> mixedPixels(const mixedSums& sums, uint8_t)

@@ -1,5 +1,5 @@
-// The first half of a masked sweep: source rows and mask rows, each read once, become rows that blocks can
-// sum without asking for borders. Internal linkage; needs the lanes of a level.
+// The first half of a masked sweep: fresh source rows and mask rows, each read once, become prepared rows.
+// Internal linkage; needs the lanes of a level.
 #pragma once
 
 #include "gauss2/kernels/masked_state.h"
@@ -8,11 +8,11 @@
 namespace
 {
 
-// Columns that a block reads beside its own: two before, three behind.
+// Columns that a block reads beside its own: two before it, three after it.
 constexpr int columnsBefore = 2;
-constexpr int columnsBehind = 3;
+constexpr int columnsAfter = 3;
 
-// A block of four source rows, from `firstRow` of the sweep on, that lies in the row.
+// A block of four rows of the sweep, from number `firstRow` on, that lies in the row as a whole.
 template <class Pixel>
 struct insideBlock {
     const gauss2_maskedSweep<Pixel>& sweep;
@@ -29,8 +29,8 @@ struct insideBlock {
     }
 };
 
-// The same where the row ends, in a copy that repeats the last pixel: the border to the right needs nothing
-// else.
+// A block that the row ends in, or before: a copy of it in which the row's last pixel repeats. The border
+// to the right needs nothing else.
 template <class Pixel>
 struct copiedBlock {
     Pixel srcCopy[freshRows][blockColumns];
@@ -58,7 +58,7 @@ void copyBlock(const gauss2_maskedSweep<Pixel>& sweep, int firstRow, int64_t col
     }
 }
 
-// Calls use(block) with the one or the other.
+// Calls use(block), with an insideBlock or a copiedBlock.
 template <class Pixel, class Use>
 lanes_inline void withBlock(const gauss2_maskedSweep<Pixel>& sweep, int firstRow, int64_t block,
                             const Use& use)
@@ -73,7 +73,7 @@ lanes_inline void withBlock(const gauss2_maskedSweep<Pixel>& sweep, int firstRow
     use(copy);
 }
 
-// The border to the left: the first column again.
+// The border to the left repeats the first column.
 template <class Value>
 lanes_inline void repeatFirst(Value* row)
 {
@@ -81,7 +81,7 @@ lanes_inline void repeatFirst(Value* row)
         row[-i] = row[0];
 }
 
-// The pixels that are not masked out, for S.
+// The valid pixels, from which S is summed; the block is binary.
 lanes_inline void prepareBinaryRow(const uint8_t* src, const uint8_t* mask, uint8_t* to)
 {
     store(to, load(src) & load(mask));
@@ -93,7 +93,8 @@ lanes_inline void prepareBinaryRow(const uint16_t* src, const uint8_t* mask, uin
     store(to + halfBlock, lowered(load(src + halfBlock)) & loadMaskWidened(mask + halfBlock));
 }
 
-// What N is summed from.
+// What N is summed from: the products of 8-bit pixels and mask values, or 16-bit pixels alone, whose
+// products would not fit (sumMixed multiplies their weights by the mask instead).
 lanes_inline void prepareMixedRow(const uint8_t* src, const uint8_t* mask, uint16_t* to)
 {
     store(to, lowered(loadWidened(src) * loadWidened(mask)));
@@ -106,10 +107,10 @@ lanes_inline void prepareMixedRow(const uint16_t* src, const uint8_t*, uint16_t*
     store(to + halfBlock, lowered(load(src + halfBlock)));
 }
 
-// Blocks that read nothing beyond the row.
+// The inner blocks are 1 .. endOfInner - 1.
 inline int64_t endOfInner(int64_t width)
 {
-    return (width - columnsBehind) / blockColumns;
+    return (width - columnsAfter) / blockColumns;
 }
 
 inline bool isInner(int64_t block, int64_t width)
@@ -117,8 +118,8 @@ inline bool isInner(int64_t block, int64_t width)
     return block > 0 && block < endOfInner(width);
 }
 
-// Prepares a block for N and W, with what the blocks at the ends of a row need. `from` is one of the blocks
-// above.
+// Prepares a block for N and W, with all that the blocks at the ends of a row need. `from` is an
+// insideBlock or a copiedBlock.
 template <class From>
 lanes_inline void prepareMixedFrom(const From& from, int64_t block, const preparedRows<uint16_t>& products,
                                    const preparedRows<uint8_t>& mask)
@@ -133,8 +134,8 @@ lanes_inline void prepareMixedFrom(const From& from, int64_t block, const prepar
     }
 }
 
-// The same of a sweep, where a block is read by inner blocks alone: they need the products of 8-bit pixels,
-// and nothing else that does not lie in the row.
+// The same in a sweep's own rows. A block that only inner blocks read needs less: these need the products
+// of 8-bit pixels, and read everything else from the source and mask rows themselves.
 template <class From, class Pixel, along columns, along rows>
 lanes_inline void prepareMixedFrom(const From& from, int64_t block, int64_t width,
                                    const maskedState<Pixel, columns, rows>& state)
@@ -146,7 +147,8 @@ lanes_inline void prepareMixedFrom(const From& from, int64_t block, int64_t widt
             prepareMixedRow(from.src(i), from.mask(i), state.products.row(i) + block * blockColumns);
 }
 
-// Prepares a block for S and V. `from` is one of the blocks above, `mask` what it has as masks.
+// Prepares a block for S and V. `from` is an insideBlock or a copiedBlock, `mask` its four rows of the
+// mask.
 template <class From, class Pixel, along columns, along rows>
 lanes_inline void prepareBinaryFrom(const From& from, const u8s* mask, int64_t block,
                                     const maskedState<Pixel, columns, rows>& state)
@@ -164,9 +166,9 @@ lanes_inline void prepareBinaryFrom(const From& from, const u8s* mask, int64_t b
     store(state.validTotal.row(0) + column, total);
 }
 
-// Prepares a block for what its own mask calls for, and returns its notes. A block whose mask is mixed has
-// no use for S and V, nor have those beside it, now and in the next sweep; after that what is kept of V is
-// right again, since it depends on the last four rows alone.
+// Prepares a block in the way that its own mask values call for, and returns its notes. When these are not
+// all 0 or 255, neither the block nor those beside it need S and V, now and in the next sweep. After that
+// the sums kept for V are right again, since they depend on the last four rows alone.
 template <class From, class Pixel, along columns, along rows>
 lanes_inline unsigned prepareFrom(const From& from, int64_t block, int64_t width,
                                   const maskedState<Pixel, columns, rows>& state)

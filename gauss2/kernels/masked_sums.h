@@ -1,4 +1,4 @@
-// The masked kernels along a row: sums of the even or of the odd columns of one block, from prepared rows.
+// The masked kernels along a row: sums of the even or of the odd columns of one block.
 // Internal linkage; needs the lanes of a level.
 #pragma once
 
@@ -16,7 +16,7 @@ lanes_inline u16s weightedBytes(u8s x, int even, int odd)
     return addPairs(x, pairsOf<uint8_t>(even, odd));
 }
 
-// Sums over bytes: of 8-bit pixels (S), of masks (W), or of what was summed down the columns already (V).
+// Sums of bytes: of 8-bit pixels (S), of mask values (W), or of sums down the columns (V).
 template <along columns, bool odd>
 lanes_inline u16s sumBytes(const uint8_t* row)
 {
@@ -24,7 +24,7 @@ lanes_inline u16s sumBytes(const uint8_t* row)
         [=](int column, int a, int b) lanes_inlined { return weightedBytes(load(row + column), a, b); });
 }
 
-// One of the two parts of S, from a row that is prepared, or from a source row where nothing is masked out.
+// One part of S, from a prepared row, or of a full block from the source row itself.
 template <along columns, bool odd, bool isPrepared>
 lanes_inline u16s sumBinary(const uint8_t* row, int)
 {
@@ -40,7 +40,7 @@ lanes_inline u32s sumBinary(const uint16_t* row, int part)
     });
 }
 
-// One of the two parts of N, from prepared rows, or from 16-bit source rows.
+// One part of N, from prepared rows, or for 16-bit pixels from the source row itself.
 template <class Pixel, along columns, bool odd, bool isPrepared>
 lanes_inline u32s sumMixed(const uint16_t* row, const uint8_t* mask, int part)
 {

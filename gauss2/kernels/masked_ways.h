@@ -1,5 +1,5 @@
-// The ways of a block through a masked kernel, from its prepared rows, or from rows as they lie, to its
-// output. Internal linkage; needs the lanes of a level.
+// From rows to output: the four ways in which a masked kernel makes a block (empty, full, partly valid,
+// mixed). Internal linkage; needs the lanes of a level.
 #pragma once
 
 #include "gauss2/kernels/masked_output.h"
@@ -19,15 +19,15 @@ constexpr int weightsOf = gauss2_weightOf(columns) * gauss2_weightOf(rows);
 
 // ---- the rows of a block, in one or several turns ----
 
-// A filter that sums down the columns takes its four rows together; the others one after the other, so that
-// few numbers are on their way at a time.
+// A turn sums the four fresh rows together when the filter sums down the columns. Otherwise each row has a
+// turn of its own, so that few registers are in use at a time.
 template <along rows>
 constexpr int turnRows = rows == along::nothing ? 1 : freshRows;
 template <along rows>
 constexpr int turnOutputs = turnRows<rows> / gauss2_stepOf(rows);
 
-// Calls make<odd>(first, output) for the columns of both parities in every turn, `first` being its first
-// row, and puts the output.
+// In every turn, calls make<odd>(first, output) for the even columns and, where they are wanted, for the
+// odd ones, with `first` the first row of the turn; then stores the output.
 template <class Pixel, along columns, along rows, class Make, class Out>
 lanes_inline void makeRows(const Make& make, Out&& out)
 {
@@ -41,7 +41,8 @@ lanes_inline void makeRows(const Make& make, Out&& out)
     }
 }
 
-// S of the columns of one parity, from the rows rowAt(0), ... of a turn: put(row, part, sum).
+// S of the columns of one parity, from the rows rowAt(0), ... of a turn. Calls put(row, part, sum) for each
+// output row.
 template <bool odd, bool isPrepared, along columns, class Pixel, along rows, class Row, class Put>
 lanes_inline void sumBinaryRows(const Row& rowAt, keptBinary<Pixel, rows>* kept, const Put& put)
 {
@@ -52,7 +53,8 @@ lanes_inline void sumBinaryRows(const Row& rowAt, keptBinary<Pixel, rows>* kept,
             [&](int i, binaryLanes<Pixel> s) lanes_inlined { put(i, part, s); });
 }
 
-// N and W, from the rows rowAt(0), ... and maskAt(0), ... of a turn, for each output row.
+// N and W of the columns of one parity, from the rows rowAt(0), ... and maskAt(0), ... of a turn, for each
+// output row.
 template <class Pixel, bool odd, bool isPrepared, along columns, along rows, class Row, class Mask>
 lanes_inline void sumMixedRows(const Row& rowAt, const Mask& maskAt, keptMixed<rows>* kept, mixedSums* sums)
 {
@@ -82,7 +84,7 @@ lanes_inline void runEmpty(const maskedRun<Pixel, columns, rows>& run, int64_t b
         std::memset(&run.state.binary[block], 0, sizeof run.state.binary[block]);
 }
 
-// From the four rows rowAt(0), ..., prepared or not.
+// From the four rows rowAt(0), ..., which are prepared rows or the source rows themselves.
 template <bool isPrepared, class Pixel, along columns, along rows, class Row, class Out>
 lanes_inline void runFull(const Row& rowAt, keptBinary<Pixel, rows> (*kept)[parities<columns>], Out&& out)
 {

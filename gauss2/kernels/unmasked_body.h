@@ -2,12 +2,12 @@
 // A file that has included the lanes of its level includes this one and gets the kernels; all of it has
 // internal linkage.
 //
-// The even columns of a stretch of pixels lie in one vector of sums, the odd ones in another, in lanes of
-// twice the pixels' width. They stay apart until the result is stored, so no sum is ever unpacked, and half
-// the resolution is simply the even half.
+// The sums of the even columns are in one register, those of the odd columns in another, in lanes of twice
+// the pixels' width. They stay apart until the result is stored: no sum has to be unpacked, and half
+// resolution just leaves the odd ones out.
 //
-// Sums of 8-bit pixels fit their 16 bits: 256 x 255 + 128 = 65408. The sums of a row of 16-bit pixels may
-// be off by `rowBias`, since multiplications are signed; it is put right in the rounding constant.
+// Sums of 8-bit pixels fit their 16 bits: 256 x 255 + 128 = 65408. Multiplications are signed, so the sums
+// of a row of 16-bit pixels differ from the true ones by `rowBias`; the rounding constant takes that off.
 #pragma once
 
 #include "gauss2/binomial.h"
@@ -18,15 +18,15 @@ namespace
 
 // ---- the borders left and right ----
 
-// A row is cut into blocks. The first and the last make up the missing columns from their own, the others
-// have what they need beside them.
+// A row is cut into blocks. A block also needs the two columns on either side of it. An inner block reads
+// them from the row; the first and the last block repeat the pixel at the row's end.
 enum class side { left, inner, right };
 template <side which>
 struct sideTag {
 };
 
 // Calls block(tag, column, index) for blocks of `span` columns that cover 0 .. lastColumn + span - 1. The
-// last ones may overlap the one before; what is kept of a block is found by its index.
+// last two may overlap the block before them; the sums that are kept of a block are found by its index.
 template <class Block>
 lanes_inline void overBlocks(int64_t width, int64_t span, int64_t lastColumn, const Block& block)
 {
@@ -35,13 +35,15 @@ lanes_inline void overBlocks(int64_t width, int64_t span, int64_t lastColumn, co
     int64_t index = 1;
     for (; column + span + 2 <= width; column += span)
         block(sideTag<side::inner>{}, column, index++);
-    if (column < lastColumn) // by one, when the column behind the next block is the row's last
+    // One column may be left between these blocks and the last one. An inner block that began there would
+    // read beyond the row, so it begins two columns before the last one.
+    if (column < lastColumn)
         block(sideTag<side::inner>{}, lastColumn - 2, index++);
     block(sideTag<side::right>{}, lastColumn, index);
 }
 
-// The pixels from `offset` columns beside the block's first on; columns outside the row are the nearest
-// one.
+// The pixels `offset` columns to the right of the block's own; a column outside the row reads the pixel at
+// the row's end.
 template <side which, int offset, class Pixel>
 lanes_inline lanesOf<Pixel> pixelsAt(const Pixel* row, int64_t column, int64_t width)
 {
@@ -58,7 +60,8 @@ lanes_inline lanesOf<Pixel> pixelsAt(const Pixel* row, int64_t column, int64_t w
 template <class Pixel>
 using sumsOf = std::conditional_t<sizeof(Pixel) == 1, u16s, u32s>;
 
-// 16-bit pixels are multiplied as signed numbers, less 32768; one of the sixteen is not multiplied.
+// A pixel p of 16 bits is multiplied as the signed number p - 32768. Of the weights, 16 in all, one weight
+// of 1 takes p itself, without a multiplication; so the sum of a row is 15 * 32768 too small.
 template <class Pixel>
 constexpr int rowBias = sizeof(Pixel) == 1 ? 0 : -15 * 32768;
 
@@ -75,8 +78,8 @@ lanes_inline sumsOf<Pixel> weightedPairs(lanesOf<Pixel> pixels, int even, int od
         return addPairs(lowered(pixels), pairsOf<Pixel>(even, odd));
 }
 
-// Of the sums of a row: those of the even and of the odd columns of one vector of pixels, or those of the
-// even columns of two vectors.
+// Sums of a row: those of the even and those of the odd columns of one register of pixels, or those of the
+// even columns of two registers of pixels.
 template <class Sums>
 struct twoSums {
     Sums part[2];
@@ -94,7 +97,7 @@ lanes_inline twoSums<Sums> operator<<(const twoSums<Sums>& a, int bits)
     return {{a.part[0] << bits, a.part[1] << bits}};
 }
 
-// 1 4 6 4 1 at the even columns of the vector at `column`, or at the odd ones.
+// 1 4 6 4 1 at the even columns of the register of pixels at `column`, or at the odd ones.
 template <side which, bool odd, class Pixel>
 lanes_inline sumsOf<Pixel> sumsAt(const Pixel* row, int64_t column, int64_t width)
 {
@@ -106,7 +109,8 @@ lanes_inline sumsOf<Pixel> sumsAt(const Pixel* row, int64_t column, int64_t widt
     });
 }
 
-// A sum of weight 16 or 256, rounded half up, the bias of its rows taken off.
+// What is added to a sum of weight 16 or 256 before the shift: the half that rounds, and the bias that its
+// rows lack.
 template <int shift, class Pixel>
 lanes_inline sumsOf<Pixel> rounding()
 {
@@ -134,8 +138,9 @@ lanes_inline Lanes roundedSumOfFive(Lanes a, Lanes b, Lanes c, Lanes d, Lanes e)
 
 // ---- half resolution along the rows ----
 
-// The sums of both vectors of a block of twice the width. In a row of odd width the last block ends one
-// column early, and what comes in behind it is the row's last pixel and no repetition.
+// The even columns of a block of two registers of pixels. In a row of odd width the last block ends one
+// column before the row does; the pixel at the row's end, which pixelsAt brings in, is then the very next
+// one.
 template <side which, class Pixel>
 lanes_inline twoSums<sumsOf<Pixel>> evenSumsAt(const Pixel* row, int64_t column, int64_t width)
 {
@@ -244,10 +249,10 @@ template <int step, class Pixel>
 lanes_inline void columnBlock(const gauss2_sweep<Pixel>& rows, int64_t column)
 {
     constexpr int outputs = gauss2_mostOutputRows / step;
-    constexpr int taken = step * (outputs - 1) + 5;
-    constexpr int first = step - 1; // the sampled filter has no use for the first row before
-    lanesOf<Pixel> row[taken];
-    for (int i = 0; i < taken; ++i)
+    constexpr int rowsRead = step * (outputs - 1) + 5;
+    constexpr int first = step - 1; // the sampled filter does not need the first of the rows before
+    lanesOf<Pixel> row[rowsRead];
+    for (int i = 0; i < rowsRead; ++i)
         row[i] = load(rows.source[first + i] + column);
     for (int i = 0; i < outputs; ++i) {
         const lanesOf<Pixel>* const r = row + step * i;
@@ -269,8 +274,8 @@ void columnRows(const gauss2_sweep<Pixel>* sweep)
 
 // ---- the table ----
 
-// What is kept for a block of `span` columns, for the blocks that cover a row and two more that may overlap
-// others.
+// The bytes kept for a row: one record for each block of `span` columns, as many as cover the row, and two
+// more, since the last two blocks may overlap others.
 template <class Kept, int64_t span>
 int64_t keptBytes(int64_t width)
 {
