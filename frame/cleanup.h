@@ -60,8 +60,7 @@ inline qsys_status frame_freeBlock(void* block)
     return qsys_memory_free_internal(static_cast<void**>(block));
 }
 
-// Takes a block of `count` elements through `alloc`, one of the memory service's functions, and registers
-// it.
+// Takes a block of `count` elements by `alloc`, one of the memory service's functions, and registers it.
 // Errors:  QSYS_E_RANGE, QSYS_E_MEMORY. `block`, the caller's pointer, must outlive the clean-up.
 template <class Element>
 qsys_status frame_cleanupTake(frame_cleanup* cleanup, int64_t count, Element** block,
@@ -77,7 +76,7 @@ qsys_status frame_cleanupTake(frame_cleanup* cleanup, int64_t count, Element** b
     return frame_cleanupRegister(cleanup, QSYS_CLEANUP_MEMORY, address, frame_freeBlock);
 }
 
-// The same with unspecified or zeroed elements.
+// The same with unspecified elements, and with zeroed ones.
 template <class Element>
 qsys_status frame_cleanupAlloc(frame_cleanup* cleanup, int64_t count, Element** block)
 {

@@ -1,5 +1,6 @@
 // The two rules that every operation with a fast path follows: the application may forbid optimised code by
-// name, and a status of the fallback class means that the plain code runs instead.
+// name, and a status of the fallback class means that the definition runs instead (the reference path, or a
+// plain filter).
 #pragma once
 
 #include <qip/status.h>

@@ -1,5 +1,5 @@
-// The ladder of processor levels, climbed once for every family: the portable level, which any processor
-// runs, then the 128-bit and the 256-bit level.
+// The three processor levels, lowest first, and the choice among them for every family: the portable level,
+// which any processor runs, the 128-bit level and the 256-bit level.
 #pragma once
 
 #include <qbase/cpuinfo.h>
@@ -13,8 +13,8 @@ inline bool frame_cpuHas(const qsys_cpuinfo* info, uint32_t bits)
 
 enum class frame_level { portable, vector128, vector256 };
 
-// The highest level that a processor may run for pixels of this type. Bit 3 speaks of vectors of 8-bit
-// pixels, bit 8 of vectors of 16-bit pixels.
+// The highest level that a processor may run for pixels of this type. Feature bit 3 stands for 128-bit
+// instructions on 8-bit pixels, bit 8 for those on 16-bit pixels.
 template <class Pixel>
 frame_level frame_levelFor(const qsys_cpuinfo* info)
 {

@@ -1,4 +1,5 @@
-// When a walk over rows asks the attention handler whether to go on: before rows 0, 64, 128, ...
+// When a loop over rows polls, that is, asks the attention handler whether to go on: before the rows 0, 64,
+// 128, ...
 #pragma once
 
 #include <qbase/attention.h>
@@ -7,7 +8,7 @@
 
 constexpr int64_t frame_rowsPerPoll = 64;
 
-// The polls that `rows` rows are worth.
+// The number of polls for `rows` rows.
 constexpr int64_t frame_pollsIn(int64_t rows)
 {
     return rows <= 0 ? 0 : (rows + frame_rowsPerPoll - 1) / frame_rowsPerPoll;
@@ -19,7 +20,7 @@ inline qsys_status frame_pollAtRow(int64_t row)
     return row % frame_rowsPerPoll == 0 ? qsys_attention_check() : 0;
 }
 
-// Polls as often as `rows` rows call for, in one go; stops at the first negative answer and returns it.
+// All polls for `rows` rows, one right after the other; stops at the first negative answer and returns it.
 inline qsys_status frame_pollForRows(int64_t rows)
 {
     qsys_status status = 0;

@@ -42,8 +42,8 @@ double integrate(double difference, double* sums, int64_t passes, int64_t distan
 
 // ---- a run ----
 
-// What a run reads, and its rows of numbers, which stand in one block.
-struct Run {
+// What a run reads, and its rows of numbers, which are parts of one block of memory.
+struct boxRun {
     const gauss_boxes* boxes;
     const qsImage* src;
     gauss_area read;
@@ -56,7 +56,7 @@ struct Run {
 };
 
 // The weight of an axis at half its reach.
-double peakOf(const Run* run, int64_t kernelSize)
+double peakOf(const boxRun* run, int64_t kernelSize)
 {
     const int64_t passes = run->boxes->passes;
     const int64_t box = kernelSize + 1;
@@ -69,7 +69,7 @@ double peakOf(const Run* run, int64_t kernelSize)
     return peak;
 }
 
-double normOf(const Run* run)
+double normOf(const boxRun* run)
 {
     const gauss_boxes* const boxes = run->boxes;
     if (boxes->peakNormalize)
@@ -79,7 +79,7 @@ double normOf(const Run* run)
 }
 
 // Adds source row y to the sums of its columns.
-void addRow(const Run* run, int64_t y)
+void addRow(const boxRun* run, int64_t y)
 {
     const int64_t passes = run->boxes->passes;
     const int64_t box = run->boxes->kernelSizeY + 1;
@@ -95,7 +95,7 @@ void addRow(const Run* run, int64_t y)
         run->columnTotal[x] = integrate(run->columnTotal[x], run->columnSums + x, passes, columns);
 }
 
-void writeRow(const Run* run, uint8_t* out)
+void writeRow(const boxRun* run, uint8_t* out)
 {
     const int64_t passes = run->boxes->passes;
     const int64_t box = run->boxes->kernelSizeX + 1;
@@ -112,7 +112,7 @@ void writeRow(const Run* run, uint8_t* out)
     }
 }
 
-void writeRows(const Run* run, gauss_area area, qsImage* dst)
+void writeRows(const boxRun* run, gauss_area area, qsImage* dst)
 {
     const int64_t first = run->read.y.start;
     const int64_t complete = first + run->boxes->passes * run->boxes->kernelSizeY;
@@ -149,14 +149,14 @@ qsFXform gauss_boxesClientCoords(const gauss_boxes* boxes, const qsImage* src)
 
 bool gauss_smoothByBoxes(const gauss_boxes* boxes, const qsImage* src, gauss_area area, qsImage* dst)
 {
-    Run run = {};
+    boxRun run = {};
     run.boxes = boxes;
     run.src = src;
     run.read = gauss_areaDilate(area, gauss_boxesSupport(boxes));
     const int64_t columns = run.read.x.length;
     const int64_t inColumns = columns * (boxes->passes + 1);
     const int64_t count = inColumns + 2 * boxes->passes + 1;
-    // A row of 2^31 pixels can hold a kernel of as many passes: 2^62 sums, whose bytes no number counts.
+    // A row of 2^31 pixels can hold a kernel of as many passes: 2^62 sums, too many to count in bytes.
     constexpr int64_t size = sizeof(double);
     run.columnSums = count > INT64_MAX / size ? nullptr : static_cast<double*>(qxfMalloc(count * size));
     if (!run.columnSums)

@@ -2,7 +2,7 @@
 // kernel.
 //
 // Everything is computed per axis, in 64 bits: kernels and sampling factors go up to the ends of the 32-bit
-// range, where the toolkit's own 32-bit regions would overflow long before the result does.
+// range, where intermediate results exceed 32 bits although the final ones fit.
 #pragma once
 
 #include <qip/smoothing.h>

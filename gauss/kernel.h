@@ -3,7 +3,7 @@
 
 #include <qip/smoothing.h>
 
-// What a weighted sum S is scaled with. In ordinary mode N = (nX nY)^3 / gain; with peakNormalize the
+// What a weighted sum S is scaled by. In ordinary mode N = (nX nY)^3 / gain; with peakNormalize the
 // product of the central weights, the gain unused.
 struct gauss_normalisation {
     double reciprocal; // 1 / N

@@ -14,9 +14,10 @@
 namespace
 {
 
-// Everything that a run needs. firstSums and secondSums begin at the first column that is read; columnSums
-// begins at firstColumn, which may lie outside the source, where it holds reflected values.
-struct Run {
+// Everything that a run needs. Element 0 of firstSums and secondSums belongs to the first column that is
+// read, that of columnSums to firstColumn; this may lie outside the source, where columnSums holds
+// reflected values.
+struct referenceRun {
     const qsImage* src;
     qsVImage* dst;
     qsIRegion srcRegion;
@@ -27,37 +28,38 @@ struct Run {
     gauss_normalisation scale;
     bool round;
 
-    double* firstSums; // and the other rows of numbers behind it, in one block
+    double* firstSums; // the first of the rows of numbers in one block of memory
     double* secondSums;
     double* columnSums;
     int64_t firstColumn;
-    const double* zeroSums; // as long as a stretch can be
-    uint8_t* zeroBytes;     // as long as a row that is read
+    const double* zeroSums; // zeros, as many as the longest stretch of columns
+    uint8_t* zeroBytes;     // zeros, as many as the columns that are read
 };
 
 // The third integrator of source column x.
-double* columnSum(const Run* run, int64_t x)
+double* columnSum(const referenceRun* run, int64_t x)
 {
     return run->columnSums + (x - run->firstColumn);
 }
 
 // ---- from a sum to a pixel ----
 
-// The kernel is trivial along the row: the column sum is scaled, and rounding adds one half at the end.
-int64_t scaleColumnSum(const Run* run, double sum)
+// For a kernel of one pixel along the row: the column sum is scaled, and rounding adds one half at the end.
+int64_t scaleColumnSum(const referenceRun* run, double sum)
 {
     return gauss_truncate(run->scale.reciprocal * sum + (run->round ? 0.5 : 0.0));
 }
 
-// The last integrator started at half a divisor when rounding, so it is only scaled.
-int64_t scaleRowSum(const Run* run, double sum)
+// For all other kernels: when rounding, the last integrator started at half a divisor, so the sum is only
+// scaled.
+int64_t scaleRowSum(const referenceRun* run, double sum)
 {
     return gauss_truncate(sum * run->scale.reciprocal);
 }
 
 // ---- horizontal pass ----
 
-void reflectColumnSums(const Run* run)
+void reflectColumnSums(const referenceRun* run)
 {
     const int64_t width = run->srcRegion.width;
     for (int64_t x = run->columns.first; x < 0; ++x)
@@ -67,7 +69,7 @@ void reflectColumnSums(const Run* run)
 }
 
 template <class Pixel>
-void writeColumnSums(const Run* run, Pixel* out)
+void writeColumnSums(const referenceRun* run, Pixel* out)
 {
     const double* const sum = columnSum(run, run->columns.firstOutput);
     for (int64_t i = 0; i < run->columns.outputs; ++i)
@@ -76,7 +78,7 @@ void writeColumnSums(const Run* run, Pixel* out)
 
 // Where the horizontal pass stands.
 template <class Pixel>
-struct Cursor {
+struct rowCursor {
     gauss_integrators sums;
     int64_t x;   // the next column
     int64_t due; // the column that completes the next output
@@ -84,7 +86,7 @@ struct Cursor {
 };
 
 template <class Pixel>
-void crossEmpty(const Run* run, int64_t end, Cursor<Pixel>* cursor)
+void crossEmpty(const referenceRun* run, int64_t end, rowCursor<Pixel>* cursor)
 {
     for (; cursor->due < end; cursor->due += run->columns.step) {
         gauss_integrateZeros(&cursor->sums, cursor->due + 1 - cursor->x);
@@ -95,7 +97,7 @@ void crossEmpty(const Run* run, int64_t end, Cursor<Pixel>* cursor)
 }
 
 template <class Pixel>
-void crossData(const Run* run, const gauss_stretch* stretch, Cursor<Pixel>* cursor)
+void crossData(const referenceRun* run, const gauss_stretch* stretch, rowCursor<Pixel>* cursor)
 {
     const double* tap[4];
     for (int j = 0; j < 4; ++j)
@@ -114,13 +116,13 @@ void crossData(const Run* run, const gauss_stretch* stretch, Cursor<Pixel>* curs
 }
 
 template <class Pixel>
-void writeRowSums(const Run* run, Pixel* out)
+void writeRowSums(const referenceRun* run, Pixel* out)
 {
     reflectColumnSums(run);
     // For gains that are not powers of two the half is not exact and every step rounds it into the sum
     // again. The integrator that starts at the half is the definition, not the sum plus the half.
     const gauss_integrators start = {0.0, 0.0, run->round ? run->scale.half : 0.0};
-    Cursor<Pixel> cursor = {start, run->columns.first, run->columns.firstOutput, out};
+    rowCursor<Pixel> cursor = {start, run->columns.first, run->columns.firstOutput, out};
     const int64_t end = run->columns.firstOutput + (run->columns.outputs - 1) * run->columns.step + 1;
     while (cursor.x < end) {
         const gauss_stretch stretch = gauss_stretchAt(&run->columns, cursor.x, end - cursor.x);
@@ -134,7 +136,7 @@ void writeRowSums(const Run* run, Pixel* out)
 }
 
 template <class Pixel>
-void writeRow(const Run* run, Pixel* out)
+void writeRow(const referenceRun* run, Pixel* out)
 {
     if (run->columns.box == 1)
         writeColumnSums(run, out);
@@ -144,14 +146,14 @@ void writeRow(const Run* run, Pixel* out)
 
 // ---- vertical pass ----
 
-const uint8_t* sourceRow(const Run* run, int64_t y)
+const uint8_t* sourceRow(const referenceRun* run, int64_t y)
 {
     const int64_t row = run->srcRegion.y + gauss_reflect(y, run->srcRegion.height);
     const int64_t column = run->srcRegion.x + run->sourceColumns.start;
     return qsImagePixAddr(run->src, static_cast<int32_t>(column), static_cast<int32_t>(row));
 }
 
-void integrateRow(const Run* run, const gauss_stretch* stretch, int64_t y)
+void integrateRow(const referenceRun* run, const gauss_stretch* stretch, int64_t y)
 {
     const uint8_t* tap[4];
     for (int j = 0; j < 4; ++j)
@@ -167,7 +169,7 @@ void integrateRow(const Run* run, const gauss_stretch* stretch, int64_t y)
     }
 }
 
-void integrateZeroRows(const Run* run, int64_t count)
+void integrateZeroRows(const referenceRun* run, int64_t count)
 {
     double* const third = columnSum(run, run->sourceColumns.start);
     for (int64_t x = 0; x < run->sourceColumns.length; ++x) {
@@ -179,7 +181,7 @@ void integrateZeroRows(const Run* run, int64_t count)
 }
 
 // Integrates the rows from *y up to and including `due`.
-qip_status integrateRows(const Run* run, int64_t* y, int64_t due)
+qip_status integrateRows(const referenceRun* run, int64_t* y, int64_t due)
 {
     while (*y <= due) {
         const gauss_stretch stretch = gauss_stretchAt(&run->rows, *y, due + 1 - *y);
@@ -202,7 +204,7 @@ qip_status integrateRows(const Run* run, int64_t* y, int64_t due)
 
 // Null when the destination is of the other depth.
 template <class Pixel>
-Pixel* dstRow(const Run* run, int64_t row)
+Pixel* dstRow(const referenceRun* run, int64_t row)
 {
     const auto x = static_cast<int32_t>(run->area.x.start);
     const auto y = static_cast<int32_t>(run->area.y.start + row);
@@ -213,7 +215,7 @@ Pixel* dstRow(const Run* run, int64_t row)
 }
 
 template <class Pixel>
-qip_status runRows(const Run* run)
+qip_status runRows(const referenceRun* run)
 {
     int64_t y = run->rows.first;
     int64_t due = run->rows.firstOutput;
@@ -229,10 +231,11 @@ qip_status runRows(const Run* run)
     return QIP_OK;
 }
 
-Run runOf(const qsImage* src, qsVImage* dst, const qsGaussParams* params, const gauss_request* request)
+referenceRun runOf(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
+                   const gauss_request* request)
 {
     const gauss_grid grid = gauss_gridOf(params);
-    Run run = {};
+    referenceRun run = {};
     run.src = src;
     run.dst = dst;
     run.srcRegion = qsImageRegion(src);
@@ -245,8 +248,8 @@ Run runOf(const qsImage* src, qsVImage* dst, const qsGaussParams* params, const 
     return run;
 }
 
-// Takes the rows of sums, columnSums with its margins, and the zeros.
-qip_status takeRows(Run* run, frame_cleanup* cleanup)
+// Takes memory for the rows of sums and for the zeros.
+qip_status takeRows(referenceRun* run, frame_cleanup* cleanup)
 {
     const gauss_span read = run->sourceColumns;
     run->firstColumn = std::min(run->columns.first, read.start);
@@ -261,7 +264,7 @@ qip_status takeRows(Run* run, frame_cleanup* cleanup)
     return frame_cleanupAllocClear(cleanup, read.length, &run->zeroBytes);
 }
 
-qip_status smooth(Run* run, const qsGaussParams* params, frame_cleanup* cleanup)
+qip_status smooth(referenceRun* run, const qsGaussParams* params, frame_cleanup* cleanup)
 {
     qip_status status = takeRows(run, cleanup);
     if (status < 0)
@@ -283,7 +286,7 @@ qip_status gauss_smoothReference(const qsImage* src, qsVImage* dst, const qsGaus
     qip_status status = gauss_setupReference(src, dst, params, dstRegion, dstOut, &request);
     if (status < 0 || gauss_areaIsNull(request.dst))
         return status;
-    Run run = runOf(src, *dstOut, params, &request);
+    referenceRun run = runOf(src, *dstOut, params, &request);
     frame_cleanup cleanup = {};
     status = frame_cleanupEnd(&cleanup, smooth(&run, params, &cleanup));
     if (status < 0 && !dst) {

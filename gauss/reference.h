@@ -10,6 +10,6 @@
 //          pixel is success: nothing is written and nothing but a missing destination is allocated.
 // Errors:  QSYS_E_RANGE, QSYS_E_MEMORY, what the attention check answers (rows already written stay
 //          written). A destination created here is released again and *dstOut is null.
-// Polls:   once before the first row, then before each source row y with y & 63 == 0.
+// Polls:   once before the first row, then before each source row y that is a multiple of 64.
 qip_status gauss_smoothReference(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
                                  qsIRegion* dstRegion, qsVImage** dstOut);

@@ -11,7 +11,7 @@
 
 #include "gauss/geometry.h"
 
-// The walk along one axis. Positions count from the source's first pixel.
+// How one axis is walked, position by position. Positions count from the source's first pixel.
 struct gauss_walk {
     int64_t box;         // n
     int64_t first;       // first position with data

@@ -16,12 +16,12 @@ qip_status getDstFromSrc(gauss_grid grid, qmath_xformLinear* dstFromSrc)
 }
 
 // The handles of one call; they stand in the caller's frame, so that they outlive the clean-up.
-struct Handles {
+struct xformHandles {
     qmath_xformPtrhConst fromClient; // to source pixels, then to destination pixels
     qmath_xformPtrhConst dstFromSrc;
 };
 
-qip_status makeXform(const qimg_image* src, gauss_grid grid, Handles* handles, frame_cleanup* cleanup)
+qip_status makeXform(const qimg_image* src, gauss_grid grid, xformHandles* handles, frame_cleanup* cleanup)
 {
     qmath_xformLinear dstFromSrc;
     qip_status status = frame_takeXform(cleanup, &handles->fromClient);
@@ -58,7 +58,7 @@ qip_status gauss_udpateDstXform(const qimg_image* src, const qip_gaussParams* pa
 {
     if (!src || !params || !dst)
         return QSYS_E_ARGUMENT;
-    Handles handles = {};
+    xformHandles handles = {};
     frame_cleanup cleanup = {};
     qip_status status = makeXform(src, gauss_gridOf(params), &handles, &cleanup);
     if (status >= 0)

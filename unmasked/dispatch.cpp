@@ -1,4 +1,4 @@
-// Every unmasked request passes through here: to a fast engine or to the reference path.
+// Every unmasked request comes through here, and goes on to a fast engine or to the reference path.
 #include "unmasked/dispatch.h"
 
 #include "frame/fast_path.h"

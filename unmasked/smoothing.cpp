@@ -11,9 +11,9 @@
 namespace
 {
 
-// What differs with the depth of the destination. Only 8-bit destinations can share memory with the source
-// pixel by pixel, so only they are checked for it.
-struct Depth {
+// What differs with the depth of the destination. Only an 8-bit destination may have pixels of the source's
+// size, so only that is checked for shared memory.
+struct depthForm {
     int32_t pixelSize;
     bool checksMemory;
     bool pollsFirst; // window form: one attention check before qip_gauss
@@ -22,15 +22,15 @@ struct Depth {
     qip_status (*makeView)(const qimg_windowConst* window, qsVImage** out);
 };
 
-constexpr Depth to8 = {
+constexpr depthForm to8 = {
     1, true, true, &qsImageNull, qimg_window8_init, generate_qsImage_from_qimg_windowConst};
-constexpr Depth to16 = {
+constexpr depthForm to16 = {
     2, false, false, &qsUSImageNull, qimg_window16_init, generate_qsUSImage_from_qimg_windowConst};
 
-// A request in the terms of qip_gauss, and all that it takes. It stands in the frame of the outer function,
-// so that it outlives the clean-up.
-struct Request {
-    const Depth* depth;
+// A call in the terms of qip_gauss, and all resources that it takes. It stands in the frame of the outer
+// function, so that it outlives the clean-up.
+struct smoothingCall {
+    const depthForm* depth;
     qsGaussParams params;
     qsIRegion region; // what the source yields; null when that is nothing
     qsImage* src;     // views of the pixels
@@ -41,21 +41,21 @@ struct Request {
     frame_cleanup cleanup;
 };
 
-qip_status startRequest(Request* request, const Depth* depth, const qip_gaussParams* params)
+qip_status startCall(smoothingCall* call, const depthForm* depth, const qip_gaussParams* params)
 {
-    *request = {};
+    *call = {};
     const qip_status status = qip_gaussParams_validate(params);
     if (status < 0)
         return status;
-    request->depth = depth;
-    request->params = gauss_legacyParams(params, *depth->prototype);
+    call->depth = depth;
+    call->params = gauss_legacyParams(params, *depth->prototype);
     return QIP_OK;
 }
 
 // Checks two windows that are not null for shared memory, and computes the region.
-qip_status checkWindows(Request* request, const qimg_windowConst* src, const qimg_windowConst* dst)
+qip_status checkWindows(smoothingCall* call, const qimg_windowConst* src, const qimg_windowConst* dst)
 {
-    if (request->depth->checksMemory) {
+    if (call->depth->checksMemory) {
         const qip_status status = qip_pelfunc_checkMemoryOverlap(src, dst);
         if (status < 0)
             return status;
@@ -66,25 +66,25 @@ qip_status checkWindows(Request* request, const qimg_windowConst* src, const qim
     const qip_status status = qimg_windowConst_getWindow(src, &rect);
     if (status < 0)
         return status;
-    return gauss_regionOf(gauss_computeDstRegion(gauss_areaOf(&rect), &request->params), &request->region);
+    return gauss_regionOf(gauss_computeDstRegion(gauss_areaOf(&rect), &call->params), &call->region);
 }
 
-qip_status viewDestination(Request* request, const qimg_window* window)
+qip_status viewDestination(smoothingCall* call, const qimg_window* window)
 {
     const qimg_windowConst view = qimg_window_asConst(window);
-    const qip_status status = request->depth->makeView(&view, &request->dst);
-    return status < 0 ? status : frame_cleanupObject<qsImageFree>(&request->cleanup, request->dst);
+    const qip_status status = call->depth->makeView(&view, &call->dst);
+    return status < 0 ? status : frame_cleanupObject<qsImageFree>(&call->cleanup, call->dst);
 }
 
-qip_status run(Request* request)
+qip_status run(smoothingCall* call)
 {
     qsVImage* written = nullptr;
-    return qip_gauss(request->src, request->dst, &request->params, &request->region, &written);
+    return qip_gauss(call->src, call->dst, &call->params, &call->region, &written);
 }
 
 // ---- image forms ----
 
-qip_status checkImages(Request* request, const qimg_image* src, qimg_image* dst)
+qip_status checkImages(smoothingCall* call, const qimg_image* src, qimg_image* dst)
 {
     int srcIsBound = 0;
     qip_status status = qimg_imageConst_getIsBound(src, &srcIsBound);
@@ -94,101 +94,98 @@ qip_status checkImages(Request* request, const qimg_image* src, qimg_image* dst)
     qimg_window dstWindow;
     status = qimg_window8Const_init(&srcWindow, src);
     if (status >= 0)
-        status = request->depth->initWindow(&dstWindow, dst);
+        status = call->depth->initWindow(&dstWindow, dst);
     if (status < 0)
         return status;
     const qimg_windowConst dstView = qimg_window_asConst(&dstWindow);
-    return checkWindows(request, &srcWindow, &dstView);
+    return checkWindows(call, &srcWindow, &dstView);
 }
 
-// Makes the view of the source. A transform that is not linear does not fit the view; the smoothing sees
-// the identity in its stead, and the transform is composed with what comes of that.
-qip_status viewSource(Request* request, const qimg_image* src, int* isLinear)
+// Makes the view of the source. A transform that is not linear does not fit the view: that gets the
+// identity, and prepareTransforms composes the result with the transform itself.
+qip_status viewSource(smoothingCall* call, const qimg_image* src, int* isLinear)
 {
-    qip_status status = generate_qsImage_from_qimg_image8Const(src, &request->src);
+    qip_status status = generate_qsImage_from_qimg_image8Const(src, &call->src);
     if (status >= 0)
-        status = frame_cleanupObject<qsImageFree>(&request->cleanup, request->src);
+        status = frame_cleanupObject<qsImageFree>(&call->cleanup, call->src);
     if (status >= 0)
-        status = frame_takeXform(&request->cleanup, &request->srcXform);
+        status = frame_takeXform(&call->cleanup, &call->srcXform);
     if (status >= 0)
-        status = qimg_imageConst_getImageFromClientXform(src, &request->srcXform);
+        status = qimg_imageConst_getImageFromClientXform(src, &call->srcXform);
     if (status >= 0)
-        status = qmath_xformPtrhConst_getIsLinear(&request->srcXform, isLinear);
+        status = qmath_xformPtrhConst_getIsLinear(&call->srcXform, isLinear);
     if (status >= 0 && !*isLinear) {
         const qsFXform identity = {1.0f, 0.0f, 0.0f, 1.0f, 0.0f, 0.0f};
-        qsImageSetClientCoords(request->src, &identity);
+        qsImageSetClientCoords(call->src, &identity);
     }
     return status;
 }
 
 // Computes the destination's transforms, in single precision where they are linear. They are set on an
-// image of their own first: in single precision a transform may vanish, and that must show before a pixel
-// is written.
-qip_status prepareTransforms(Request* request, int srcIsLinear)
+// image of their own first: in single precision a transform may lose its inverse, and that must be found
+// out before a pixel is written.
+qip_status prepareTransforms(smoothingCall* call, int srcIsLinear)
 {
     qsFXform c;
-    qip_status status = gauss_dstClientCoords(request->src, gauss_gridOf(&request->params), &c);
+    qip_status status = gauss_dstClientCoords(call->src, gauss_gridOf(&call->params), &c);
     if (status < 0)
         return status;
     const qmath_xformLinear coords = {static_cast<double>(c.m00), static_cast<double>(c.m01),
                                       static_cast<double>(c.m10), static_cast<double>(c.m11),
                                       static_cast<double>(c.tx),  static_cast<double>(c.ty)};
-    status = frame_takeLinearXform(&request->cleanup, &coords, &request->dstXform);
+    status = frame_takeLinearXform(&call->cleanup, &coords, &call->dstXform);
     if (status >= 0 && !srcIsLinear)
-        status =
-            qmath_xformPtrhConst_assignCompose(&request->dstXform, &request->dstXform, &request->srcXform);
+        status = qmath_xformPtrhConst_assignCompose(&call->dstXform, &call->dstXform, &call->srcXform);
     if (status >= 0)
-        status = frame_cleanupObject<qimg_image_destruct>(&request->cleanup, &request->transforms);
-    return status < 0 ? status
-                      : qimg_image_setImageFromClientXform(&request->transforms, &request->dstXform);
+        status = frame_cleanupObject<qimg_image_destruct>(&call->cleanup, &call->transforms);
+    return status < 0 ? status : qimg_image_setImageFromClientXform(&call->transforms, &call->dstXform);
 }
 
 // Binds an unbound destination to what the source yields.
-qip_status bindDestination(const Request* request, qimg_image* dst)
+qip_status bindDestination(const smoothingCall* call, qimg_image* dst)
 {
     int isBound = 0;
     const qip_status status = qimg_image_getIsBound(dst, &isBound);
     if (status < 0 || isBound)
         return status;
-    const qstd_rect32 rect = {request->region.x, request->region.y, request->region.width,
-                              request->region.height};
-    return qimg_image_assignNewRect(dst, request->depth->pixelSize, &rect);
+    const qstd_rect32 rect = {call->region.x, call->region.y, call->region.width, call->region.height};
+    return qimg_image_assignNewRect(dst, call->depth->pixelSize, &rect);
 }
 
-qip_status smoothImage(Request* request, const qimg_image* src, qimg_image* dst)
+qip_status smoothImage(smoothingCall* call, const qimg_image* src, qimg_image* dst)
 {
-    qip_status status = checkImages(request, src, dst);
-    if (status < 0 || qsIRegionIsNull(&request->region))
+    qip_status status = checkImages(call, src, dst);
+    if (status < 0 || qsIRegionIsNull(&call->region))
         return status;
     int isLinear = 0;
     qimg_window dstWindow;
-    status = viewSource(request, src, &isLinear);
+    status = viewSource(call, src, &isLinear);
     if (status >= 0)
-        status = prepareTransforms(request, isLinear);
+        status = prepareTransforms(call, isLinear);
     if (status >= 0)
-        status = bindDestination(request, dst);
+        status = bindDestination(call, dst);
     if (status >= 0)
-        status = request->depth->initWindow(&dstWindow, dst);
+        status = call->depth->initWindow(&dstWindow, dst);
     if (status >= 0)
-        status = viewDestination(request, &dstWindow);
+        status = viewDestination(call, &dstWindow);
     if (status >= 0)
-        status = run(request);
+        status = run(call);
     if (status < 0)
         return status;
-    const qip_status copied = qimg_image_copyXforms(dst, &request->transforms);
+    const qip_status copied = qimg_image_copyXforms(dst, &call->transforms);
     return copied < 0 ? copied : status;
 }
 
-qip_status smoothImageTo(const Depth* depth, const qimg_image* src, qimg_image* dst,
+qip_status smoothImageTo(const depthForm* depth, const qimg_image* src, qimg_image* dst,
                          const qip_gaussParams* params)
 {
     if (!src || !dst || !params)
         return QSYS_E_ARGUMENT;
-    Request request;
-    qip_status status = startRequest(&request, depth, params);
+    smoothingCall call;
+    qip_status status = startCall(&call, depth, params);
     if (status >= 0)
-        status = smoothImage(&request, src, dst);
-    return frame_cleanupEnd(&request.cleanup, status);
+        status = smoothImage(&call, src, dst);
+    return frame_cleanupEnd(&call.cleanup, status);
 }
 
 // ---- window forms ----
@@ -199,38 +196,38 @@ bool areNull(const qimg_windowConst* src, const qimg_window* dst)
            dst->height <= 0;
 }
 
-qip_status smoothWindow(Request* request, const qimg_windowConst* src, const qimg_window* dst)
+qip_status smoothWindow(smoothingCall* call, const qimg_windowConst* src, const qimg_window* dst)
 {
     if (areNull(src, dst))
         return QIP_E_NULL_IMAGE;
     const qimg_windowConst dstView = qimg_window_asConst(dst);
     qip_status status = frame_checkWindow(*src, 1);
     if (status >= 0)
-        status = frame_checkWindow(*dst, request->depth->pixelSize);
+        status = frame_checkWindow(*dst, call->depth->pixelSize);
     if (status >= 0)
-        status = checkWindows(request, src, &dstView);
-    if (status < 0 || qsIRegionIsNull(&request->region))
+        status = checkWindows(call, src, &dstView);
+    if (status < 0 || qsIRegionIsNull(&call->region))
         return status;
-    status = generate_qsImage_from_qimg_windowConst(src, &request->src);
+    status = generate_qsImage_from_qimg_windowConst(src, &call->src);
     if (status >= 0)
-        status = frame_cleanupObject<qsImageFree>(&request->cleanup, request->src);
+        status = frame_cleanupObject<qsImageFree>(&call->cleanup, call->src);
     if (status >= 0)
-        status = viewDestination(request, dst);
-    if (status >= 0 && request->depth->pollsFirst)
+        status = viewDestination(call, dst);
+    if (status >= 0 && call->depth->pollsFirst)
         status = qsys_attention_check();
-    return status < 0 ? status : run(request);
+    return status < 0 ? status : run(call);
 }
 
-qip_status smoothWindowTo(const Depth* depth, const qimg_windowConst* src, const qimg_window* dst,
+qip_status smoothWindowTo(const depthForm* depth, const qimg_windowConst* src, const qimg_window* dst,
                           const qip_gaussParams* params)
 {
     if (!src || !dst || !params)
         return QSYS_E_ARGUMENT;
-    Request request;
-    qip_status status = startRequest(&request, depth, params);
+    smoothingCall call;
+    qip_status status = startCall(&call, depth, params);
     if (status >= 0)
-        status = smoothWindow(&request, src, dst);
-    return frame_cleanupEnd(&request.cleanup, status);
+        status = smoothWindow(&call, src, dst);
+    return frame_cleanupEnd(&call.cleanup, status);
 }
 
 } // namespace
