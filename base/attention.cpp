@@ -5,12 +5,12 @@
 namespace
 {
 
-struct Attention {
+struct handlerRecord {
     qsys_attention_handler handler;
     void* context;
 };
 
-thread_local constinit Attention attention = {};
+thread_local constinit handlerRecord attention = {};
 
 } // namespace
 

@@ -1,5 +1,5 @@
-// What the CPU service learns from the machine, as functions of plain values, so that machines which are
-// not at hand can be tested too.
+// What the CPU service learns from the machine, as functions of numbers, so that tests can try machines
+// that are not at hand.
 #pragma once
 
 #include <qbase/cpuinfo.h>

@@ -24,12 +24,12 @@ constexpr uint32_t sseBits =
     QSYS_CPU_BIT_VECTOR128 | QSYS_CPU_BIT_VECTOR128_BYTES | QSYS_CPU_BIT_VECTOR128_WORDS;
 constexpr uint32_t avx2Bits = sseBits | QSYS_CPU_BIT_VECTOR256;
 
-struct Level {
+struct levelBits {
     const char* name;
     uint32_t features;
 };
 // Lowest first.
-constexpr Level levels[] = {{"plain", 0}, {"sse", sseBits}, {"avx2", avx2Bits}};
+constexpr levelBits levels[] = {{"plain", 0}, {"sse", sseBits}, {"avx2", avx2Bits}};
 
 #if defined(__x86_64__)
 
@@ -88,12 +88,12 @@ int32_t countProcessors()
 }
 
 // Class and feature mask change together, so they share one word, aligned as an atomic word must be.
-struct alignas(8) Limit {
+struct alignas(8) featureLimit {
     int32_t processorClass;
     uint32_t mask;
 };
-std::atomic<Limit> limit = Limit{machineClass, UINT32_MAX};
-static_assert(std::atomic<Limit>::is_always_lock_free);
+std::atomic<featureLimit> limit = featureLimit{machineClass, UINT32_MAX};
+static_assert(std::atomic<featureLimit>::is_always_lock_free);
 
 std::atomic<qsys_status> initFailure = QSYS_OK;
 
@@ -130,7 +130,7 @@ qsys_status base_cpuDetect_levelFeatures(const char* level, uint32_t machine, ui
         *features = machine;
         return QSYS_OK;
     }
-    for (const Level& known : levels) {
+    for (const levelBits& known : levels) {
         if (std::strcmp(level, known.name) != 0)
             continue;
         if ((machine & known.features) != known.features)
@@ -154,7 +154,7 @@ qsys_status qsys_cpuinfo_init(qsys_cpuinfo* info)
     const qsys_status failure = initFailure.load();
     if (failure < 0)
         return failure;
-    const Limit now = limit.load();
+    const featureLimit now = limit.load();
     *info = {now.processorClass, base_cpuDetect_processorCount(), machineFeatures() & now.mask, 0};
     return QSYS_OK;
 }
@@ -188,7 +188,7 @@ const char* qsys_cpuinfo_levelName(void)
 {
     const uint32_t features = reportedFeatures();
     const char* name = levels[0].name;
-    for (const Level& level : levels)
+    for (const levelBits& level : levels)
         if ((features & level.features) == level.features)
             name = level.name;
     return name;

@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <new>
 
-// What images over the same pixels share. Pixels made here stand behind the record in the same block.
+// What images over the same pixels share. Pixels made here follow the record in the same block of memory.
 struct qimg_buffer {
     base_refcount count;
     qimg_releaseFunction release; // null for pixels made here
@@ -36,7 +36,7 @@ void dropBuffer(qimg_buffer* buffer)
 }
 
 // Everything of an image but its transforms.
-struct Binding {
+struct pixelBinding {
     qimg_buffer* buffer;
     void* firstPixel;
     qstd_rect32 rect;
@@ -45,7 +45,7 @@ struct Binding {
 };
 
 // Lets go of the image's buffer. The image takes over the reference to a buffer that `next` holds.
-void bind(qimg_image* image, const Binding& next)
+void bind(qimg_image* image, const pixelBinding& next)
 {
     dropBuffer(image->buffer);
     image->buffer = next.buffer;
@@ -55,7 +55,7 @@ void bind(qimg_image* image, const Binding& next)
     image->pixelSize = next.pixelSize;
 }
 
-qsys_status makePixels(int32_t pixelSize, const qstd_rect32& rect, Binding* made)
+qsys_status makePixels(int32_t pixelSize, const qstd_rect32& rect, pixelBinding* made)
 {
     if (pixelSize != 1 && pixelSize != 2)
         return QSYS_E_ARGUMENT;
@@ -79,7 +79,7 @@ qsys_status constructPixels(qimg_image* image, int32_t pixelSize, const qstd_rec
         return QSYS_E_ARGUMENT;
     const qstd_rect32 wanted = rect ? *rect : qstd_rect32{};
     *image = QIMG_IMAGE_UNBOUND;
-    Binding made;
+    pixelBinding made;
     const qsys_status status = rect ? makePixels(pixelSize, wanted, &made) : QSYS_E_ARGUMENT;
     if (status >= 0)
         bind(image, made);
@@ -179,7 +179,7 @@ qsys_status qimg_image_assignNewRect(qimg_image* image, int32_t pixelSize, const
     if (!image || !rect)
         return QSYS_E_ARGUMENT;
     const qstd_rect32 wanted = {rect->x, rect->y, std::max(rect->width, 0), std::max(rect->height, 0)};
-    Binding made;
+    pixelBinding made;
     const qsys_status status = makePixels(pixelSize, wanted, &made);
     if (status >= 0)
         bind(image, made);

@@ -21,20 +21,20 @@
 namespace
 {
 
-struct SharedData {
+struct sharedRecord {
     base_refcount owners;
     void* data;
     qsys_jobParams_releaseFunction release;
 };
 
-SharedData* sharedData(const qsys_jobParams* params)
+sharedRecord* sharedData(const qsys_jobParams* params)
 {
-    return static_cast<SharedData*>(params->implementation);
+    return static_cast<sharedRecord*>(params->implementation);
 }
 
 void letGo(qsys_jobParams* params)
 {
-    SharedData* const shared = sharedData(params);
+    sharedRecord* const shared = sharedData(params);
     params->implementation = nullptr;
     if (!shared || !base_refcount_releaseIsLast(&shared->owners))
         return;
@@ -45,7 +45,7 @@ void letGo(qsys_jobParams* params)
 
 // A list and its items in one block. The header has the items' alignment, so they follow it directly.
 template <class Item>
-struct alignas(Item) List {
+struct alignas(Item) itemList {
     int32_t count;
     int32_t capacity;
 
@@ -55,29 +55,29 @@ struct alignas(Item) List {
     }
 };
 
-using RequestList = List<base_job>;
-using ResultList = List<qsys_status>;
+using requestList = itemList<base_job>;
+using resultList = itemList<qsys_status>;
 
 template <class Item>
-qsys_status createList(int32_t capacity, List<Item>** list)
+qsys_status createList(int32_t capacity, itemList<Item>** list)
 {
     void* block = nullptr;
-    const int64_t size = int64_t{sizeof(List<Item>)} + int64_t{capacity} * int64_t{sizeof(Item)};
+    const int64_t size = int64_t{sizeof(itemList<Item>)} + int64_t{capacity} * int64_t{sizeof(Item)};
     const qsys_status status = qsys_memory_alloc_internal(size, &block);
-    *list = status < 0 ? nullptr : new (block) List<Item>{0, capacity};
+    *list = status < 0 ? nullptr : new (block) itemList<Item>{0, capacity};
     return status;
 }
 
 // Makes room for one more request.
 qsys_status growRequests(qsys_jobRequestSet* requests)
 {
-    auto* const old = static_cast<RequestList*>(requests->implementation);
+    auto* const old = static_cast<requestList*>(requests->implementation);
     if (old && old->count < old->capacity)
         return QSYS_OK;
     if (old && old->capacity == INT32_MAX)
         return QSYS_E_MEMORY;
     const int64_t capacity = old ? std::min<int64_t>(int64_t{old->capacity} * 2, INT32_MAX) : 16;
-    RequestList* grown = nullptr;
+    requestList* grown = nullptr;
     const qsys_status status = createList(static_cast<int32_t>(capacity), &grown);
     if (status < 0)
         return status;
@@ -154,11 +154,11 @@ qsys_status qsys_jobParams_takeData(qsys_jobParams* params, void** data,
     if (!params || !data || !*data || !release)
         return QSYS_E_ARGUMENT;
     void* block = nullptr;
-    const qsys_status status = qsys_memory_alloc_internal(sizeof(SharedData), &block);
+    const qsys_status status = qsys_memory_alloc_internal(sizeof(sharedRecord), &block);
     if (status < 0)
         return status;
     letGo(params);
-    params->implementation = new (block) SharedData{{}, *data, release};
+    params->implementation = new (block) sharedRecord{{}, *data, release};
     *data = nullptr;
     return QSYS_OK;
 }
@@ -167,7 +167,7 @@ qsys_status qsys_jobParams_getDataConst(const qsys_jobParams* params, const void
 {
     if (!params || !data)
         return QSYS_E_ARGUMENT;
-    const SharedData* const shared = sharedData(params);
+    const sharedRecord* const shared = sharedData(params);
     *data = shared ? shared->data : nullptr;
     return shared ? QSYS_OK : QSYS_E_JOB_NO_DATA;
 }
@@ -181,7 +181,7 @@ qsys_status qsys_jobRequestSet_destruct(qsys_jobRequestSet* requests)
 {
     if (!requests || !requests->implementation)
         return QSYS_OK;
-    auto* const list = static_cast<RequestList*>(requests->implementation);
+    auto* const list = static_cast<requestList*>(requests->implementation);
     for (int32_t i = 0; i < list->count; ++i)
         letGo(&list->items()[i].params);
     return qsys_memory_free_internal(&requests->implementation);
@@ -195,8 +195,8 @@ qsys_status qsys_jobRequestSet_addFuncAndParams(qsys_jobRequestSet* requests, qs
     const qsys_status status = growRequests(requests);
     if (status < 0)
         return status;
-    auto* const list = static_cast<RequestList*>(requests->implementation);
-    if (SharedData* const shared = sharedData(params))
+    auto* const list = static_cast<requestList*>(requests->implementation);
+    if (sharedRecord* const shared = sharedData(params))
         base_refcount_retain(&shared->owners);
     new (&list->items()[list->count++]) base_job{function, *params};
     return QSYS_OK;
@@ -217,9 +217,9 @@ qsys_status qsys_jobThreadGroup_dispatchAndWait(qsys_jobThreadGroup* group, qsys
 {
     if (!group || !requests || !results)
         return QSYS_E_ARGUMENT;
-    auto* const list = static_cast<RequestList*>(requests->implementation);
+    auto* const list = static_cast<requestList*>(requests->implementation);
     const int32_t count = list ? list->count : 0;
-    ResultList* statuses = nullptr;
+    resultList* statuses = nullptr;
     const qsys_status status = createList(count, &statuses);
     if (status < 0)
         return status;
@@ -239,7 +239,7 @@ qsys_status qsys_jobResultSet_getCount(const qsys_jobResultSet* results, int32_t
 {
     if (!results || !count)
         return QSYS_E_ARGUMENT;
-    const auto* const list = static_cast<const ResultList*>(results->implementation);
+    const auto* const list = static_cast<const resultList*>(results->implementation);
     *count = list ? list->count : 0;
     return QSYS_OK;
 }
@@ -249,7 +249,7 @@ qsys_status qsys_jobResultSet_getStatus(const qsys_jobResultSet* results, int32_
 {
     if (!results || !status)
         return QSYS_E_ARGUMENT;
-    auto* const list = static_cast<ResultList*>(results->implementation);
+    auto* const list = static_cast<resultList*>(results->implementation);
     if (!list || index < 0 || index >= list->count)
         return QSYS_E_ARGUMENT;
     *status = list->items()[index];

@@ -28,51 +28,51 @@ std::atomic<void (*)()> base_jobPool_beforeThreadStart = nullptr;
 namespace
 {
 
-using Lock = std::unique_lock<std::mutex>;
+using poolLock = std::unique_lock<std::mutex>;
 
-struct Batch {
+struct jobBatch {
     const base_job* jobs;
     qsys_status* statuses;
     int32_t count;
     std::fenv_t environment = {};
     int32_t claimed = 0;
     int32_t finished = 0;
-    Batch* next = nullptr;
+    jobBatch* next = nullptr;
     std::condition_variable allFinished = {};
 };
 
-enum class WorkerState { none, running, left };
+enum class workerState { none, running, left };
 
-struct Worker {
+struct poolWorker {
     std::thread thread;
-    WorkerState state = WorkerState::none; // a thread that left is still to be joined
+    workerState state = workerState::none; // a thread that left is still to be joined
 };
 
-struct Pool {
+struct threadPool {
     std::mutex mutex;
     std::condition_variable workersWake;
-    Batch* firstBatch = nullptr;
+    jobBatch* firstBatch = nullptr;
     int32_t wanted = 0;
     bool closed = false;
-    int32_t slots = 0; // workers[slots] and those behind it were never started
-    Worker workers[base_jobPool_mostThreads - 1];
+    int32_t slots = 0; // workers[slots] and those after it were never started
+    poolWorker workers[base_jobPool_mostThreads - 1];
 };
 
-alignas(Pool) unsigned char poolMemory[sizeof(Pool)];
+alignas(threadPool) unsigned char poolMemory[sizeof(threadPool)];
 
 // In the child of a fork the workers do not exist, and whoever held the mutex does not either.
 void startAfreshInChild()
 {
-    new (poolMemory) Pool;
+    new (poolMemory) threadPool;
 }
 
-Pool* thePool()
+threadPool* thePool()
 {
-    static Pool* const pool = [] {
+    static threadPool* const pool = [] {
 #if defined(__unix__)
         pthread_atfork(nullptr, nullptr, startAfreshInChild);
 #endif
-        return new (poolMemory) Pool;
+        return new (poolMemory) threadPool;
     }();
     return pool;
 }
@@ -89,17 +89,17 @@ qsys_status runJob(const base_job* job) noexcept
     return status;
 }
 
-void unlinkBatch(Pool* pool, const Batch* batch)
+void unlinkBatch(threadPool* pool, const jobBatch* batch)
 {
-    Batch** link = &pool->firstBatch;
+    jobBatch** link = &pool->firstBatch;
     while (*link != batch)
         link = &(*link)->next;
     *link = batch->next;
 }
 
-void linkBatch(Pool* pool, Batch* batch)
+void linkBatch(threadPool* pool, jobBatch* batch)
 {
-    Batch** link = &pool->firstBatch;
+    jobBatch** link = &pool->firstBatch;
     while (*link)
         link = &(*link)->next;
     *link = batch;
@@ -107,7 +107,7 @@ void linkBatch(Pool* pool, Batch* batch)
 
 // Claims one job of a linked batch and runs it; the lock is released meanwhile. The batch may be gone
 // afterwards unless the caller is its dispatching thread.
-void workOnBatch(Pool* pool, Batch* batch, Lock* lock)
+void workOnBatch(threadPool* pool, jobBatch* batch, poolLock* lock)
 {
     const int32_t index = batch->claimed++;
     if (batch->claimed == batch->count)
@@ -121,12 +121,12 @@ void workOnBatch(Pool* pool, Batch* batch, Lock* lock)
         batch->allFinished.notify_one();
 }
 
-void workerMain(Pool* pool, int32_t index)
+void workerMain(threadPool* pool, int32_t index)
 {
     insideJob = true;
-    Lock lock(pool->mutex);
+    poolLock lock(pool->mutex);
     while (index < pool->wanted) {
-        Batch* const batch = pool->firstBatch;
+        jobBatch* const batch = pool->firstBatch;
         if (!batch) {
             pool->workersWake.wait(lock);
             continue;
@@ -134,12 +134,12 @@ void workerMain(Pool* pool, int32_t index)
         std::fesetenv(&batch->environment);
         workOnBatch(pool, batch, &lock);
     }
-    pool->workers[index].state = WorkerState::left;
+    pool->workers[index].state = workerState::left;
 }
 
-bool startWorker(Pool* pool, int32_t index)
+bool startWorker(threadPool* pool, int32_t index)
 {
-    Worker* const worker = &pool->workers[index];
+    poolWorker* const worker = &pool->workers[index];
     try {
         if (void (*const hook)() = base_jobPool_beforeThreadStart.load())
             hook();
@@ -147,13 +147,13 @@ bool startWorker(Pool* pool, int32_t index)
     } catch (const std::exception&) {
         return false;
     }
-    worker->state = WorkerState::running;
+    worker->state = workerState::running;
     return true;
 }
 
 // Sets how many workers may exist and starts those of them that a batch can use. Called under the lock. A
 // worker that leaves is joined at the next call: it has left the lock, so the join does not wait.
-void resizePool(Pool* pool, int32_t most, int32_t useful)
+void resizePool(threadPool* pool, int32_t most, int32_t useful)
 {
     const bool shrinks = most < pool->wanted;
     pool->wanted = most;
@@ -162,25 +162,25 @@ void resizePool(Pool* pool, int32_t most, int32_t useful)
     bool startable = true;
     pool->slots = std::max(pool->slots, useful);
     for (int32_t index = 0; index < pool->slots; ++index) {
-        Worker* const worker = &pool->workers[index];
-        if (worker->state == WorkerState::left) {
+        poolWorker* const worker = &pool->workers[index];
+        if (worker->state == workerState::left) {
             worker->thread.join();
-            worker->state = WorkerState::none;
+            worker->state = workerState::none;
         }
-        if (worker->state == WorkerState::none && index < useful && startable)
+        if (worker->state == workerState::none && index < useful && startable)
             startable = startWorker(pool, index);
     }
 }
 
 // Ends the workers when the process, or the library in it, ends. Each finishes the job that it is in; what
 // nobody has claimed stays with the dispatching threads. Later dispatches still work, without workers.
-void closePool(Pool* pool)
+void closePool(threadPool* pool)
 {
-    Lock lock(pool->mutex);
+    poolLock lock(pool->mutex);
     pool->closed = true;
     pool->wanted = 0;
     pool->workersWake.notify_all();
-    for (Worker& worker : pool->workers) {
+    for (poolWorker& worker : pool->workers) {
         std::thread thread = std::move(worker.thread);
         if (!thread.joinable())
             continue;
@@ -191,20 +191,20 @@ void closePool(Pool* pool)
         else
             thread.join();
         lock.lock();
-        worker.state = WorkerState::none;
+        worker.state = workerState::none;
     }
 }
 
-struct PoolCloser {
-    PoolCloser() = default;
-    PoolCloser(const PoolCloser&) = delete;
-    PoolCloser& operator=(const PoolCloser&) = delete;
-    ~PoolCloser()
+struct poolCloser {
+    poolCloser() = default;
+    poolCloser(const poolCloser&) = delete;
+    poolCloser& operator=(const poolCloser&) = delete;
+    ~poolCloser()
     {
         closePool(thePool());
     }
 };
-const PoolCloser closer;
+const poolCloser closer;
 
 } // namespace
 
@@ -218,10 +218,10 @@ void base_jobPool_run(const base_job* jobs, int32_t count, qsys_status* statuses
     if (count <= 0)
         return;
 
-    Batch batch = {.jobs = jobs, .statuses = statuses, .count = count};
+    jobBatch batch = {.jobs = jobs, .statuses = statuses, .count = count};
     std::fegetenv(&batch.environment);
-    Pool* const pool = thePool();
-    Lock lock(pool->mutex);
+    threadPool* const pool = thePool();
+    poolLock lock(pool->mutex);
     if (!pool->closed) {
         const int32_t most = qsys_jobs_getThreadCount() - 1;
         const int32_t useful = std::min(most, count - 1);
@@ -241,9 +241,9 @@ bool base_jobPool_isInsideJob()
 
 int32_t base_jobPool_workerCount()
 {
-    Pool* const pool = thePool();
-    const Lock lock(pool->mutex);
+    threadPool* const pool = thePool();
+    const poolLock lock(pool->mutex);
     return static_cast<int32_t>(
         std::count_if(std::begin(pool->workers), std::end(pool->workers),
-                      [](const Worker& worker) { return worker.state == WorkerState::running; }));
+                      [](const poolWorker& worker) { return worker.state == workerState::running; }));
 }

@@ -1,6 +1,6 @@
-// Memory blocks. Every block begins on a 64-byte boundary of a larger piece of memory; a small record right
-// in front of it remembers where that piece starts and how to give it back, so that a block returns to its
-// own allocator whatever is installed by then.
+// Memory blocks. Every block begins on a 64-byte boundary of a somewhat larger piece of memory that an
+// allocator gave. A small record right before the block says where that piece starts and how to give it
+// back, so that a block returns to its own allocator whichever is installed by then.
 #include <qbase/memory.h>
 
 #include <cstdint>
@@ -11,13 +11,13 @@
 namespace
 {
 
-struct Allocator {
+struct allocatorRecord {
     qsys_memory_allocFunction alloc; // null: malloc and free
     qsys_memory_freeFunction release;
     void* context;
 };
 
-struct BlockHeader {
+struct blockHeader {
     qsys_memory_freeFunction release;
     void* context;
     void* piece;
@@ -25,13 +25,13 @@ struct BlockHeader {
 
 constexpr size_t alignment = 64;
 // A piece may start anywhere, so the header and up to alignment - 1 bytes precede the block.
-constexpr size_t overhead = sizeof(BlockHeader) + alignment - 1;
+constexpr size_t overhead = sizeof(blockHeader) + alignment - 1;
 
 // Both are usable before the first constructor and after the last destructor of the process.
 constinit std::mutex allocatorMutex;
-constinit Allocator installedAllocator = {};
+constinit allocatorRecord installedAllocator = {};
 
-Allocator currentAllocator()
+allocatorRecord currentAllocator()
 {
     const std::lock_guard lock(allocatorMutex);
     return installedAllocator;
@@ -50,7 +50,7 @@ qsys_status takeBlock(int64_t size, bool clear, void** block)
     if (size < 0 || size > int64_t{PTRDIFF_MAX} - int64_t{overhead})
         return QSYS_E_RANGE;
 
-    const Allocator allocator = currentAllocator();
+    const allocatorRecord allocator = currentAllocator();
     const size_t pieceSize = static_cast<size_t>(size) + overhead;
     void* piece = nullptr;
     if (allocator.alloc)
@@ -64,7 +64,7 @@ qsys_status takeBlock(int64_t size, bool clear, void** block)
     const uintptr_t address = reinterpret_cast<uintptr_t>(piece);
     const uintptr_t start = (address + overhead) / alignment * alignment;
     char* const bytes = static_cast<char*>(piece) + (start - address);
-    const BlockHeader header = {allocator.alloc ? allocator.release : freePiece, allocator.context, piece};
+    const blockHeader header = {allocator.alloc ? allocator.release : freePiece, allocator.context, piece};
     std::memcpy(bytes - sizeof header, &header, sizeof header);
     if (clear && allocator.alloc)
         std::memset(bytes, 0, static_cast<size_t>(size));
@@ -95,7 +95,7 @@ qsys_status qsys_memory_free_internal(void** block)
         return QSYS_E_ARGUMENT;
     if (!*block)
         return QSYS_OK;
-    BlockHeader header;
+    blockHeader header;
     std::memcpy(&header, static_cast<char*>(*block) - sizeof header, sizeof header);
     *block = nullptr;
     header.release(header.context, header.piece);

@@ -41,7 +41,7 @@ base_pixelRows ascending(base_pixelRows rows)
     return rows;
 }
 
-// Whether `size` bytes at `offset` from the first row meet a row. The first row that ends behind the offset
+// Whether `size` bytes at `offset` from the first row meet a row. The first row that ends after the offset
 // decides, since those after it begin later.
 bool meetsRow(const base_pixelRows& rows, int64_t offset, int64_t size)
 {

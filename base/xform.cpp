@@ -18,8 +18,9 @@ void replace(qmath_xformPtrhConst* handle, const qmath_xform* xform)
     handle->xform = xform;
 }
 
-// About the cube root of the precision of double, relative to the coordinate where that exceeds 1: there
-// the rounding of the differences and the curvature that they miss weigh about the same.
+// The distance of the points of a central difference: about the cube root of the precision of double,
+// relative to the coordinate where that exceeds 1. There the error by rounding and the error by the
+// transform's curvature are about equal.
 double differenceStep(double coordinate)
 {
     return std::max(1.0, std::fabs(coordinate)) * 0x1p-17;

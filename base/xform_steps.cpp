@@ -15,7 +15,7 @@
 namespace
 {
 
-struct FunctionPair {
+struct functionPair {
     base_refcount count;
     qmath_xformFunction forward;
     qmath_xformFunction inverse;
@@ -23,8 +23,8 @@ struct FunctionPair {
     qmath_xformReleaseFunction release;
 };
 
-struct Step {
-    FunctionPair* functions;  // null in a linear step
+struct xformStep {
+    functionPair* functions;  // null in a linear step
     bool inverted;            // of a function pair: its inverse maps forward
     qmath_xformLinear linear; // of a linear step
 };
@@ -33,21 +33,21 @@ constexpr qmath_xformLinear identity = {1, 0, 0, 1, 0, 0};
 
 } // namespace
 
-// The steps stand behind the record in the same block.
+// The steps follow the record in the same block of memory.
 struct qmath_xform {
     mutable base_refcount count;
     int64_t stepCount = 0;
 
-    Step* steps()
+    xformStep* steps()
     {
-        return reinterpret_cast<Step*>(this + 1);
+        return reinterpret_cast<xformStep*>(this + 1);
     }
-    const Step* steps() const
+    const xformStep* steps() const
     {
-        return reinterpret_cast<const Step*>(this + 1);
+        return reinterpret_cast<const xformStep*>(this + 1);
     }
 };
-static_assert(alignof(Step) <= alignof(qmath_xform));
+static_assert(alignof(xformStep) <= alignof(qmath_xform));
 
 namespace
 {
@@ -61,18 +61,18 @@ int64_t stepCountOf(const qmath_xform* xform)
 qsys_status makeEmpty(int64_t capacity, qmath_xform** xform)
 {
     constexpr int64_t header = sizeof(qmath_xform);
-    constexpr int64_t most = (std::numeric_limits<int64_t>::max() - header) / int64_t{sizeof(Step)};
+    constexpr int64_t most = (std::numeric_limits<int64_t>::max() - header) / int64_t{sizeof(xformStep)};
     if (capacity > most)
         return QSYS_E_MEMORY;
     void* block = nullptr;
-    const int64_t size = header + capacity * int64_t{sizeof(Step)};
+    const int64_t size = header + capacity * int64_t{sizeof(xformStep)};
     if (const qsys_status status = qsys_memory_alloc_internal(size, &block); status < 0)
         return status;
     *xform = new (block) qmath_xform;
     return QSYS_OK;
 }
 
-void releaseFunctions(FunctionPair* functions)
+void releaseFunctions(functionPair* functions)
 {
     if (!functions || !base_refcount_releaseIsLast(&functions->count))
         return;
@@ -82,17 +82,17 @@ void releaseFunctions(FunctionPair* functions)
     qsys_memory_free_internal(&block);
 }
 
-// Adds a step behind the last one; a linear step behind a linear one is multiplied out.
-void append(qmath_xform* xform, const Step& step)
+// Adds a step after the last one; a linear step after a linear one is multiplied out.
+void append(qmath_xform* xform, const xformStep& step)
 {
-    Step* const end = xform->steps() + xform->stepCount;
+    xformStep* const end = xform->steps() + xform->stepCount;
     if (!step.functions && xform->stepCount > 0 && !end[-1].functions) {
         end[-1].linear = base_linear_compose(step.linear, end[-1].linear);
         return;
     }
     if (step.functions)
         base_refcount_retain(&step.functions->count);
-    new (end) Step(step);
+    new (end) xformStep(step);
     ++xform->stepCount;
 }
 
@@ -102,10 +102,10 @@ void appendAll(qmath_xform* xform, const qmath_xform* steps)
         append(xform, steps->steps()[i]);
 }
 
-qsys_status mapByStep(const Step& step, qmath_point* point)
+qsys_status mapByStep(const xformStep& step, qmath_point* point)
 {
     if (step.functions) {
-        const FunctionPair& pair = *step.functions;
+        const functionPair& pair = *step.functions;
         return (step.inverted ? pair.inverse : pair.forward)(pair.context, point);
     }
     const qmath_xformLinear& l = step.linear;
@@ -133,11 +133,11 @@ qsys_status base_xform_makeFunctions(qmath_xformFunction forward, qmath_xformFun
     if (const qsys_status status = makeEmpty(1, &xform); status < 0)
         return status;
     void* block = nullptr;
-    if (const qsys_status status = qsys_memory_alloc_internal(sizeof(FunctionPair), &block); status < 0) {
+    if (const qsys_status status = qsys_memory_alloc_internal(sizeof(functionPair), &block); status < 0) {
         base_xform_release(xform);
         return status;
     }
-    auto* const functions = new (block) FunctionPair{{}, forward, inverse, context, release};
+    auto* const functions = new (block) functionPair{{}, forward, inverse, context, release};
     append(xform, {functions, false, identity});
     releaseFunctions(functions); // the list owns it now
     *out = xform;
@@ -162,7 +162,7 @@ qsys_status base_xform_makeInverse(const qmath_xform* xform, const qmath_xform**
     if (const qsys_status status = makeEmpty(stepCountOf(xform), &backwards); status < 0)
         return status;
     for (int64_t i = stepCountOf(xform); i-- > 0;) {
-        Step step = xform->steps()[i];
+        xformStep step = xform->steps()[i];
         step.inverted = !step.inverted;
         if (!step.functions && !base_linear_invert(step.linear, &step.linear)) {
             base_xform_release(backwards);
@@ -194,7 +194,7 @@ const qmath_xformLinear* base_xform_getLinear(const qmath_xform* xform)
 {
     if (stepCountOf(xform) == 0)
         return &identity;
-    const Step& step = *xform->steps();
+    const xformStep& step = *xform->steps();
     return xform->stepCount == 1 && !step.functions ? &step.linear : nullptr;
 }
 

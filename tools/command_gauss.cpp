@@ -7,7 +7,8 @@
 namespace
 {
 
-// Masks and 16-bit input are the masked family's.
+// Whether the request needs the masked family, which also serves 16-bit input. It is not part of this
+// build.
 bool needsMaskedForm(const options& o, const source_image& source)
 {
     return o.mask || o.resetMask || o.maskOut || source.depth() == 16;

@@ -11,7 +11,7 @@
 
 input_file input_open(const std::string& path)
 {
-    // Not to wait for the other end of a pipe, only to be told afterwards that it is none of ours.
+    // O_NONBLOCK: to open a pipe, which is refused below, must not wait for its other end.
     const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor < 0)
         throw file_failure(path, std::string("cannot be read: ") + std::strerror(errno));

@@ -20,7 +20,8 @@ int report(const char* message, exit_status status)
 
 int main(int argc, char** argv)
 {
-    // A reader that went away and a file size limit are to be failed writes, which leave nothing behind.
+    // A reader that went away, and a limit on the size of files, must not end the program by a signal: the
+    // write fails, and no half-written file stays.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     try {

@@ -12,11 +12,11 @@
 namespace
 {
 
-using text_reader = std::function<void(const std::string& option, const std::string& text)>;
+using textReader = std::function<void(const std::string& option, const std::string& text)>;
 
 // Every value goes through a reader of ours, which throws usage failures that name the option.
 CLI::Option* addText(CLI::App* app, const std::string& name, const std::string& form,
-                     const std::string& help, const text_reader& read)
+                     const std::string& help, const textReader& read)
 {
     const auto pass = [=](const std::string& text) {
         read(name, text);

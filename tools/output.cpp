@@ -51,7 +51,8 @@ mode_t modeFor(const std::string& name, const std::string& target)
     return about.st_mode & 0777;
 }
 
-// A name beside `target` that nobody uses; short, so that it fits where the target's own name just fits.
+// A name in the folder of `target` that is not in use; short, so that it fits where the target's own name
+// just fits.
 std::string nameBeside(const std::string& target, unsigned number)
 {
     const std::string name =
@@ -59,8 +60,7 @@ std::string nameBeside(const std::string& target, unsigned number)
     return (fs::path(target).parent_path() / name).string();
 }
 
-// Calls `make` with fresh names until it does not find the name taken; answers the name, or "" with errno
-// set.
+// Calls `make` with new names until one is not in use yet; answers that name, or "" with errno set.
 template <typename Make>
 std::string makeBeside(const std::string& target, const Make& make)
 {
@@ -174,7 +174,7 @@ void output_set::takeBack(file& output)
 
 void output_set::publish()
 {
-    // The last rename has nobody behind it that could fail, so it needs no backup.
+    // After the last rename nothing can fail any more, so that one needs no backup.
     for (size_t i = 0; i < files.size(); ++i) {
         try {
             publishOne(files[i], i + 1 < files.size());

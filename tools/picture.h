@@ -6,7 +6,8 @@
 #include <string>
 
 // Rows follow each other without gaps; 16-bit pixels are in the machine's byte order. The memory is not
-// cleared when it is taken, so that a header's promise costs nothing before pixels keep it.
+// cleared when it is taken: a file whose header announces a large picture costs no time before its pixels
+// are there.
 struct picture {
     int32_t width = 0;
     int32_t height = 0;

@@ -86,7 +86,7 @@ void readHeader(reader* r)
     r->storedBytes = static_cast<uint64_t>(png_get_rowbytes(r->png, r->info)) * r->height;
 }
 
-// Takes memory for rows, so the header must have been believed before.
+// Takes memory for rows, so it must be clear by now that the file is large enough for what its header says.
 void startPixels(reader* r)
 {
     const int colourType = png_get_color_type(r->png, r->info);
@@ -129,19 +129,19 @@ void writeAll(writer* w)
 }
 
 // Ends libpng's session whichever way the function that owns it is left.
-struct reader_guard {
+struct readerGuard {
     reader* session;
 
-    ~reader_guard()
+    ~readerGuard()
     {
         png_destroy_read_struct(&session->png, &session->info, nullptr);
     }
 };
 
-struct writer_guard {
+struct writerGuard {
     writer* session;
 
-    ~writer_guard()
+    ~writerGuard()
     {
         png_destroy_write_struct(&session->png, &session->info);
     }
@@ -162,7 +162,7 @@ picture png_read(const std::string& path)
 {
     const input_file file = input_open(path);
     reader session = {};
-    const reader_guard guard = {&session};
+    const readerGuard guard = {&session};
     session.stream = file.stream.get();
     session.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &session, onError<reader>, onWarning);
     makeInfo(&session, path);
@@ -189,7 +189,7 @@ picture png_read(const std::string& path)
 void png_write(std::FILE* stream, const std::string& path, const picture_view& pixels)
 {
     writer session = {};
-    const writer_guard guard = {&session};
+    const writerGuard guard = {&session};
     session.stream = stream;
     session.view = &pixels;
     session.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &session, onError<writer>, onWarning);
