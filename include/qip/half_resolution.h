@@ -15,7 +15,8 @@
  * N = sum of w m p and W = sum of w m the pixel is (N + (W >> 1)) / W, 0 when W is 0, and the destination
  * mask is (W + 128) >> 8 in two directions, (W + 8) >> 4 in one.
  *
- * Source and destination have the same depth. Fast paths give the same pixels as the plain ones.
+ * Source and destination have the same depth. Every path of this family gives these pixels and masks, bit
+ * for bit, at every processor level.
  *
  * Common to all smoothing functions below:
  * Errors:  QSYS_E_ARGUMENT: a required pointer is null (all but those said to be optional).

@@ -1,7 +1,7 @@
 /* qip/params.h - the two records that carry every choice about a smoothing, and their functions.
  *
- * Both records are plain data. Fill them with the init function, change the fields that matter, and pass
- * the record by address; the library never keeps the address. Every function returns QSYS_E_ARGUMENT for
+ * Both records own nothing. Fill them with the init function, change the fields that matter, and pass the
+ * record by address; the library never keeps the address. Every function returns QSYS_E_ARGUMENT for
  * a null pointer (nothing is written then) and is callable from any thread. */
 #ifndef QIP_PARAMS_H
 #define QIP_PARAMS_H

@@ -12,10 +12,11 @@
  *     trunc(S / N)         without rounding
  *     trunc(S / N + 0.5)   with rounding
  *
- * computed in double precision by a multiplication with 1 / N; docs/arithmetic.md says exactly how. There
- * is no clamping: the low 8 or 16 bits are stored, so results above the range wrap. Pixels beyond the
- * border are taken by reflection with the edge pixel repeated (-1 reads 0, -2 reads 1); beyond one
- * reflection they are 0. The cost does not grow with the kernel.
+ * computed in double precision by a multiplication with 1 / N; docs/arithmetic.md says exactly how. In this
+ * version every request gets these values; fast engines that may give others are to come. There is no
+ * clamping: the low 8 or 16 bits are stored, so results above the range wrap. Pixels beyond the border are
+ * those of a reflection with the edge pixel repeated (-1 reads 0, -2 reads 1); beyond one reflection they
+ * are 0. The cost does not grow with the kernel.
  *
  * Common to the four smoothing functions:
  * Errors:  the codes of qip_gaussParams_validate come first; then those named at the function; any failure
@@ -83,16 +84,17 @@ typedef struct qsGaussParams {
     int32_t kernelSizeX;
     int32_t kernelSizeY;
     int32_t peakNormalize;  /* non-zero: divide by the product of the central weights instead of N;
-                                  gain is not used */
+                               gain is not used */
     int32_t keepFullRegion; /* non-zero: smooth up to the border, by reflection; else only where the
-                                  kernel fits. Taken as 0 when peakNormalize is set */
+                               kernel fits. Taken as 0 when peakNormalize is set */
     int32_t round;          /* non-zero: round half up; zero: truncate */
     float gain;
     const qsVImage* prototype; /* decides the depth of a destination that has to be created */
     int64_t reserved;          /* 0 */
 } qsGaussParams;
 
-/* What every unmasked request passes through: chooses between the fast engines and the reference path.
+/* What every unmasked request passes through: chooses between fast engines, of which this version has
+ * none, and the reference path.
  * Destination: dst, or (dst null) a new image of the prototype's type over the region requested; the
  *          caller frees it with qsImageFree. Its client coordinates are set as for the image forms, its
  *          client z-scale to the source's times the gain (unless peakNormalize is set).

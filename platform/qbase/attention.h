@@ -1,4 +1,4 @@
-/* qbase/attention.h - how long work learns that nobody wants its result any more. */
+/* qbase/attention.h - how an application ends work that takes long. */
 #ifndef QBASE_ATTENTION_H
 #define QBASE_ATTENTION_H
 

@@ -1,8 +1,7 @@
 /* qbase/export.h - visibility, linkage and version of the base services.
  *
- * Every public header of the base services includes this one. It holds the number that becomes the
- * major version of the shared library's SONAME: it grows when a program linked against an older
- * library could no longer run with a newer one. */
+ * Every public header of the base services includes this one. The major number becomes the SONAME's: it
+ * grows when a program linked against an older library could no longer run with a newer one. */
 #ifndef QBASE_EXPORT_H
 #define QBASE_EXPORT_H
 

@@ -1,4 +1,4 @@
-/* qbase/memory.h - memory blocks, plain copies and fills.
+/* qbase/memory.h - memory blocks, copies and fills.
  *
  * Blocks begin on a 64-byte boundary. Sizes are signed 64-bit byte counts, so that the product of two
  * 32-bit sizes can be handed over as it is. Every allocation of the base services themselves (pixel

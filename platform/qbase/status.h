@@ -5,7 +5,7 @@
  * state, nothing is printed.
  *
  * None of the codes below lies in the fallback class (low 16 bits & 0xffe0 equal to 0x0600), which is
- * reserved for "this fast path declines, run the plain one". */
+ * reserved for "this fast path declines; run the code that defines the values". */
 #ifndef QBASE_STATUS_H
 #define QBASE_STATUS_H
 
