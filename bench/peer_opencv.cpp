@@ -1,6 +1,6 @@
 // The same work done by OpenCV, on the same pictures and on one thread. Where it has no single function for
-// a filter, the fastest composition known to us stands; several compositions compete where it is not plain
-// which one is fastest.
+// a filter, the fastest composition known to us is measured, and several where it is not clear which one is
+// fastest.
 #include "bench/support.h"
 
 #include <opencv2/core.hpp>
@@ -20,8 +20,8 @@ cv::Mat matOf(const bench_image& image)
             image->firstPixel, static_cast<std::size_t>(image->stride)};
 }
 
-// The pictures of one piece of work. `between` holds what its steps hand on; the destination is made by the
-// first call, like ours.
+// The pictures of one piece of work. `between` holds the pictures between its steps; the destination is
+// made by the first call, like ours.
 struct pictureSet {
     bench_image srcImage;
     bench_image maskImage;
@@ -213,7 +213,7 @@ void addGauss(int32_t kernel, bool deep)
 {
     const std::string name = "gauss/k" + std::to_string(kernel) + (deep ? "/u8u16" : "/u8u8");
     const double dstBytes = deep ? 2 : 1;
-    // Separable weights beyond a dozen taps are far behind the other two.
+    // Separable weights with more than a dozen taps are far slower than the other two.
     if (kernel <= 3)
         bench_addPeer(name, "opencv-separable", work(1, nullptr, dstBytes, [=](pictureSet& p) {
                           separable(deepened(p, deep), p.dst, kernel);

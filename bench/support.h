@@ -2,7 +2,8 @@
 //
 // A case is one piece of work on one picture size: "gauss2/half/u8". Its variants do the same work: ours at
 // each processor level, and peers' where they are installed. Each is measured beside a memcpy that moves as
-// many bytes, in the same run and next to it in time, since shared machines change their mind about speed.
+// many bytes, in the same run and right before it, since the speed of a shared machine changes all the
+// time.
 #pragma once
 
 #include <qip/qip_gauss.h>

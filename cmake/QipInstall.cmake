@@ -1,4 +1,5 @@
-# What `cmake --install` lays down: libraries, the program, headers, a relocatable CMake package and a pkg-config file.
+# What `cmake --install` installs: libraries, the program, headers, a relocatable CMake package and a
+# pkg-config file.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS qbase qip_gauss EXPORT qip_gauss_targets
@@ -17,7 +18,8 @@ install(DIRECTORY include/qip platform/qbase DESTINATION ${CMAKE_INSTALL_INCLUDE
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qip_gauss)
 install(EXPORT qip_gauss_targets NAMESPACE qip:: DESTINATION ${package_dir} FILE qip_gauss-targets.cmake)
-configure_package_config_file(cmake/qip_gauss-config.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/qip_gauss-config.cmake
+configure_package_config_file(cmake/qip_gauss-config.cmake.in
+                              ${CMAKE_CURRENT_BINARY_DIR}/qip_gauss-config.cmake
                               INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/qip_gauss-config-version.cmake
                                  VERSION ${PROJECT_VERSION} COMPATIBILITY SameMajorVersion)
@@ -25,7 +27,7 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/qip_gauss-config.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/qip_gauss-config-version.cmake
         DESTINATION ${package_dir})
 
-# pkg-config finds the prefix from the place of the file itself, so that the tree can be moved.
+# pkg-config derives the prefix from where the file itself is, so that the installed tree can be moved.
 file(RELATIVE_PATH prefix_from_pc "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 configure_file(cmake/qip_gauss.pc.in ${CMAKE_CURRENT_BINARY_DIR}/qip_gauss.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/qip_gauss.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

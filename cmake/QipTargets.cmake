@@ -62,8 +62,8 @@ function(qip_add_library name)
     endif()
 endfunction()
 
-# The table of processor levels: a file whose name ends so is compiled with that flag, and no other file
-# is compiled with any; _portable.cpp is the level that needs none.
+# The table of processor levels: a file whose name ends in one of these is compiled with the flag beside it.
+# No other file gets such a flag; _portable.cpp is the level that needs none.
 function(qip_set_level_flags)
     foreach(source IN LISTS ARGN)
         if(source MATCHES "_sse41\\.cpp$")

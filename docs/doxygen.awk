@@ -1,4 +1,4 @@
-# Marks the plain comments of the public headers up for Doxygen.
+# Marks up the ordinary comments of the public headers for Doxygen.
 #
 # A comment at the start of a line describes every declaration from there to the next empty line or comment,
 # so these become a group that shares its text. "Errors:" and its like open paragraphs. A comment that only

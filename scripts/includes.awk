@@ -2,18 +2,21 @@
 #
 #   awk -f scripts/includes.awk FILE...       paths from the root of the repository
 #
-# Refused: an include that the table below does not allow; a loop of files (a header and its source count as one, save in
-# kernels/, where a source chooses among the files that know its header); a loop of folders (kernels/ is a folder of its
-# own); a source in a folder of headers; and in what is compiled for a processor level, a header whose functions the
-# linker might merge with those of other levels.
+# Refused: an include that the table below does not allow; a loop of files (a header and its source count as
+# one); a loop of folders (kernels/ is a folder of its own); a source in a folder of headers; and in what is
+# compiled for a processor level, a header whose functions the linker might merge with another level's.
 
 BEGIN {
-    # ---- the table: the project headers that the files of a folder may include, as patterns on <...> and "..." ----
+    # ---- the table: the project headers that a folder may include, as patterns on <...> and "..." ----
+    #
+    # Folders and files that are to come have their rules already: masked/, kernels/ in gauss/, unmasked/
+    # and masked/, and gauss/box_sums.h.
 
     public = "^<(qip|qbase)/|"
     ground = public of("frame")
 
-    # The headers of a family that its kernels share with it. They are a folder of their own to every check, below both.
+    # The headers of a family that its kernels share with it. To every check they are a folder of their own,
+    # below both.
     isShared["gauss/box_sums.h"]
     isShared["gauss2/binomial.h"]
     isShared["gauss2/filter.h"]
@@ -30,11 +33,10 @@ BEGIN {
     allowed["masked"] = ground of("gauss") of("masked") of("masked/kernels")
     allowed["gauss2"] = ground of("lanes") of("gauss2") of("gauss2/kernels")
     kernels = of("lanes") "^\"gauss/box_sums\\.h\"|"
-    chooser = "^\"frame/level\\.h\"|^<qbase/cpuinfo\\.h>|"
-    allowed["gauss/kernels"] = chooser kernels of("gauss/kernels")
-    allowed["unmasked/kernels"] = chooser kernels of("unmasked/kernels")
-    allowed["masked/kernels"] = chooser kernels of("masked/kernels")
-    allowed["gauss2/kernels"] = chooser kernels "^\"gauss2/(binomial|filter)\\.h\"|" of("gauss2/kernels")
+    allowed["gauss/kernels"] = kernels of("gauss/kernels")
+    allowed["unmasked/kernels"] = kernels of("unmasked/kernels")
+    allowed["masked/kernels"] = kernels of("masked/kernels")
+    allowed["gauss2/kernels"] = kernels "^\"gauss2/(binomial|filter)\\.h\"|" of("gauss2/kernels")
     allowed["tools"] = public of("")
     allowed["examples"] = public
     allowed["bench"] = public of("bench")
@@ -119,8 +121,7 @@ function folderOf(path)
 
 function stem(path)
 {
-    if (path !~ /\/kernels\//)
-        sub(/\.[a-z]+$/, "", path)
+    sub(/\.[a-z]+$/, "", path)
     return path
 }
 

@@ -41,7 +41,7 @@ constexpr int rowsOut(along rows)
 
 // A group is prepared, then summed. Block by block, a block would read columns beside its own that were
 // stored just before: a load that straddles two stores waits for both. A whole row would not stay in the
-// first cache between the two steps; a group does.
+// first-level cache between the two steps; a group does.
 constexpr int groupBlocks = 16;
 
 // Prepared rows, one for each fresh row, with room for a group, the block before it and the block after it,
