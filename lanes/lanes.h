@@ -102,15 +102,10 @@ lanes_inline u16s merged(u32s even, u32s odd)
     return (u16s)(even | odd << 16);
 }
 
-// The same with the upper halves of `odd`, whatever its lower ones hold.
+// The same with the upper halves of `odd`, whatever its lower ones hold. A level has it for 32 bits.
 lanes_inline u8s mergedUpper(u16s even, u16s odd)
 {
     return (u8s)(even | (odd & uint16_t{0xff00}));
-}
-
-lanes_inline u16s mergedUpper(u32s even, u32s odd)
-{
-    return (u16s)(even | (odd & uint32_t{0xffff0000}));
 }
 
 // ---- numbers ----

@@ -63,6 +63,11 @@ lanes_inline Lanes andNot(Lanes a, Lanes b)
     return a & ~b;
 }
 
+lanes_inline u16s mergedUpper(u32s even, u32s odd)
+{
+    return (u16s)(even | (odd & uint32_t{0xffff0000}));
+}
+
 // ---- averages, rounded up ----
 
 lanes_inline u8s average(u8s a, u8s b)
