@@ -165,6 +165,31 @@ qip_status copyEarlyRows(const fastCall<Planes>& call)
 
 // ---- the plan and the memory of a call ----
 
+const gauss2_levelKernels& kernelsAt(frame_level level)
+{
+    switch (level) {
+    case frame_level::vector256:
+        return gauss2_kernelsAvx2;
+    case frame_level::vector128:
+        return gauss2_kernelsSse41;
+    default:
+        return gauss2_kernelsPortable;
+    }
+}
+
+template <class Sweep>
+const gauss2_kernels<Sweep>& tableOf(const gauss2_levelKernels& level)
+{
+    if constexpr (std::is_same_v<Sweep, gauss2_sweep<uint8_t>>)
+        return level.of8;
+    else if constexpr (std::is_same_v<Sweep, gauss2_sweep<uint16_t>>)
+        return level.of16;
+    else if constexpr (std::is_same_v<Sweep, gauss2_maskedSweep<uint8_t>>)
+        return level.ofMasked8;
+    else
+        return level.ofMasked16;
+}
+
 template <class Sweep>
 const gauss2_kernel<Sweep>& kernelOf(const gauss2_kernels<Sweep>& kernels, gauss2_filter filter)
 {
@@ -178,16 +203,12 @@ const gauss2_kernel<Sweep>& kernelOf(const gauss2_kernels<Sweep>& kernels, gauss
 template <class Planes>
 qip_status chooseKernel(fastCall<Planes>* call)
 {
-    using Sweep = typename fastCall<Planes>::Sweep;
     qsys_cpuinfo info = {};
     const qip_status status = qsys_cpuinfo_init(&info);
     if (status < 0)
         return status;
-    const frame_level level = frame_levelFor<typename fastCall<Planes>::Pixel>(&info);
-    const gauss2_kernels<Sweep> kernels = level == frame_level::vector256 ? gauss2_kernelsAvx2<Sweep>()
-                                          : level == frame_level::vector128
-                                              ? gauss2_kernelsSse41<Sweep>()
-                                              : gauss2_kernelsPortable<Sweep>();
+    const auto& kernels =
+        tableOf<typename fastCall<Planes>::Sweep>(kernelsAt(frame_levelFor<typename Planes::Pixel>(&info)));
     call->kernel = kernelOf(kernels, call->filter);
     const int64_t width = gauss2_pixelsOf(call->planes).width;
     call->isNarrow = width < kernels.leastWidth;

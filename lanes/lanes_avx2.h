@@ -10,7 +10,11 @@ namespace
 constexpr int laneBytes = 32;
 }
 
-#include "lanes/lanes.h"
+#define lanes_register          __m256i
+#define lanes_instruction(name) _mm256_##name
+#define lanes_onBits(name)      _mm256_##name##_si256
+
+#include "lanes/lanes_x86.h"
 
 namespace
 {
@@ -20,40 +24,6 @@ namespace
 lanes_inline __m256i inOrder(__m256i a)
 {
     return _mm256_permute4x64_epi64(a, 0xd8);
-}
-
-// ---- multiply and add adjacent lanes ----
-
-// a[0] * weights[0] + a[1] * weights[1], ...; the weights are signed, and the sums saturate.
-lanes_inline u16s addPairs(u8s a, u8s weights)
-{
-    return (u16s)_mm256_maddubs_epi16((__m256i)a, (__m256i)weights);
-}
-
-// Both are signed.
-lanes_inline u32s addPairs(u16s a, u16s b)
-{
-    return (u32s)_mm256_madd_epi16((__m256i)a, (__m256i)b);
-}
-
-// a & ~b. Named as an instruction: with operators the compiler moves the complement into the expression
-// that b comes from, and loads what that is made of twice.
-template <class Lanes>
-lanes_inline Lanes andNot(Lanes a, Lanes b)
-{
-    return (Lanes)_mm256_andnot_si256((__m256i)b, (__m256i)a);
-}
-
-// ---- averages, rounded up ----
-
-lanes_inline u8s average(u8s a, u8s b)
-{
-    return (u8s)_mm256_avg_epu8((__m256i)a, (__m256i)b);
-}
-
-lanes_inline u16s average(u16s a, u16s b)
-{
-    return (u16s)_mm256_avg_epu16((__m256i)a, (__m256i)b);
 }
 
 // ---- wider and narrower ----
@@ -123,12 +93,6 @@ lanes_inline void storeNarrowed(uint8_t* to, u16s a)
     _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm256_castsi256_si128(half));
 }
 
-// (a * factor + 2^14) >> 15, for numbers below 2^15.
-lanes_inline u16s mulRounded(u16s a, int16_t factor)
-{
-    return (u16s)_mm256_mulhrs_epi16((__m256i)a, _mm256_set1_epi16(factor));
-}
-
 // ---- neighbours ----
 
 // The lanes that begin `columns` lanes further left in a row; the last lanes of `in` come in on the left.
@@ -147,13 +111,6 @@ lanes_inline Lanes movedDown(Lanes a, Lanes in)
     constexpr int bytes = columns * static_cast<int>(sizeof(a[0]));
     const __m256i between = _mm256_permute2x128_si256((__m256i)a, (__m256i)in, 0x21);
     return (Lanes)_mm256_alignr_epi8(between, (__m256i)a, bytes);
-}
-
-// ---- questions ----
-
-lanes_inline bool isZero(u8s a)
-{
-    return _mm256_testz_si256((__m256i)a, (__m256i)a) != 0;
 }
 
 } // namespace

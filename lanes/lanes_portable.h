@@ -56,11 +56,18 @@ lanes_inline u32s addPairs(u16s a, u16s b)
 #endif
 }
 
+// ---- bits ----
+
 // a & ~b.
 template <class Lanes>
 lanes_inline Lanes andNot(Lanes a, Lanes b)
 {
     return a & ~b;
+}
+
+lanes_inline u16s mergedUpper(u32s even, u32s odd)
+{
+    return (u16s)(even | (odd & uint32_t{0xffff0000}));
 }
 
 // ---- averages, rounded up ----

@@ -8,44 +8,14 @@ namespace
 constexpr int laneBytes = 16;
 }
 
-#include "lanes/lanes.h"
+#define lanes_register          __m128i
+#define lanes_instruction(name) _mm_##name
+#define lanes_onBits(name)      _mm_##name##_si128
+
+#include "lanes/lanes_x86.h"
 
 namespace
 {
-
-// ---- multiply and add adjacent lanes ----
-
-// a[0] * weights[0] + a[1] * weights[1], ...; the weights are signed, and the sums saturate.
-lanes_inline u16s addPairs(u8s a, u8s weights)
-{
-    return (u16s)_mm_maddubs_epi16((__m128i)a, (__m128i)weights);
-}
-
-// Both are signed.
-lanes_inline u32s addPairs(u16s a, u16s b)
-{
-    return (u32s)_mm_madd_epi16((__m128i)a, (__m128i)b);
-}
-
-// a & ~b. Named as an instruction: with operators the compiler moves the complement into the expression
-// that b comes from, and loads what that is made of twice.
-template <class Lanes>
-lanes_inline Lanes andNot(Lanes a, Lanes b)
-{
-    return (Lanes)_mm_andnot_si128((__m128i)b, (__m128i)a);
-}
-
-// ---- averages, rounded up ----
-
-lanes_inline u8s average(u8s a, u8s b)
-{
-    return (u8s)_mm_avg_epu8((__m128i)a, (__m128i)b);
-}
-
-lanes_inline u16s average(u16s a, u16s b)
-{
-    return (u16s)_mm_avg_epu16((__m128i)a, (__m128i)b);
-}
 
 // ---- wider and narrower ----
 
@@ -107,12 +77,6 @@ lanes_inline void storeNarrowed(uint8_t* toA, u16s a, uint8_t* toB, u16s b)
     storeNarrowed(toB, b);
 }
 
-// (a * factor + 2^14) >> 15, for numbers below 2^15.
-lanes_inline u16s mulRounded(u16s a, int16_t factor)
-{
-    return (u16s)_mm_mulhrs_epi16((__m128i)a, _mm_set1_epi16(factor));
-}
-
 // ---- neighbours ----
 
 // The lanes that begin `columns` lanes further left in a row; the last lanes of `in` come in on the left.
@@ -129,13 +93,6 @@ lanes_inline Lanes movedDown(Lanes a, Lanes in)
 {
     constexpr int bytes = columns * static_cast<int>(sizeof(a[0]));
     return (Lanes)_mm_alignr_epi8((__m128i)in, (__m128i)a, bytes);
-}
-
-// ---- questions ----
-
-lanes_inline bool isZero(u8s a)
-{
-    return _mm_testz_si128((__m128i)a, (__m128i)a) != 0;
 }
 
 } // namespace

@@ -63,9 +63,15 @@ struct gauss2_kernels {
     gauss2_kernel<Sweep> full1x5;
 };
 
-template <class Sweep>
-gauss2_kernels<Sweep> gauss2_kernelsPortable();
-template <class Sweep>
-gauss2_kernels<Sweep> gauss2_kernelsSse41();
-template <class Sweep>
-gauss2_kernels<Sweep> gauss2_kernelsAvx2();
+// The kernels of a level, for both depths, without and with a mask.
+struct gauss2_levelKernels {
+    gauss2_kernels<gauss2_sweep<uint8_t>> of8;
+    gauss2_kernels<gauss2_sweep<uint16_t>> of16;
+    gauss2_kernels<gauss2_maskedSweep<uint8_t>> ofMasked8;
+    gauss2_kernels<gauss2_maskedSweep<uint16_t>> ofMasked16;
+};
+
+// Data, so that nothing of a level runs before it is chosen.
+extern const gauss2_levelKernels gauss2_kernelsPortable;
+extern const gauss2_levelKernels gauss2_kernelsSse41;
+extern const gauss2_levelKernels gauss2_kernelsAvx2;

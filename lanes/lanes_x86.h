@@ -1,0 +1,65 @@
+// What the 128-bit and the 256-bit level have in common: instructions that have one name for registers of
+// either width. Before a level's header includes this one, it defines:
+//   lanes_register        the type of its registers
+//   lanes_instruction(n)  the instruction n on these
+//   lanes_onBits(n)       the instruction n that takes a register as bits and not as lanes
+#pragma once
+
+#include "lanes/lanes.h"
+
+namespace
+{
+
+// ---- multiply and add adjacent lanes ----
+
+// a[0] * weights[0] + a[1] * weights[1], ...; the weights are signed, and the sums saturate.
+lanes_inline u16s addPairs(u8s a, u8s weights)
+{
+    return (u16s)lanes_instruction(maddubs_epi16)((lanes_register)a, (lanes_register)weights);
+}
+
+// Both are signed.
+lanes_inline u32s addPairs(u16s a, u16s b)
+{
+    return (u32s)lanes_instruction(madd_epi16)((lanes_register)a, (lanes_register)b);
+}
+
+// (a * factor + 2^14) >> 15, for numbers below 2^15.
+lanes_inline u16s mulRounded(u16s a, int16_t factor)
+{
+    return (u16s)lanes_instruction(mulhrs_epi16)((lanes_register)a, lanes_instruction(set1_epi16)(factor));
+}
+
+// ---- averages, rounded up ----
+
+lanes_inline u8s average(u8s a, u8s b)
+{
+    return (u8s)lanes_instruction(avg_epu8)((lanes_register)a, (lanes_register)b);
+}
+
+lanes_inline u16s average(u16s a, u16s b)
+{
+    return (u16s)lanes_instruction(avg_epu16)((lanes_register)a, (lanes_register)b);
+}
+
+// ---- bits ----
+
+lanes_inline u16s mergedUpper(u32s even, u32s odd)
+{
+    return (u16s)lanes_instruction(blend_epi16)((lanes_register)even, (lanes_register)odd, 0xaa);
+}
+
+// a & ~b. Named as an instruction: with operators the compiler moves the complement into the expression
+// that b comes from, and loads what that is made of twice.
+template <class Lanes>
+lanes_inline Lanes andNot(Lanes a, Lanes b)
+{
+    return (Lanes)lanes_onBits(andnot)((lanes_register)b, (lanes_register)a);
+}
+
+lanes_inline bool isZero(u8s a)
+{
+    return lanes_onBits(testz)((lanes_register)a, (lanes_register)a) != 0;
+}
+
+} // namespace
