@@ -58,9 +58,9 @@ bench_prepare work(int32_t srcBytes, const bench_masking* masking, double dstByt
 
 // ---- half resolution and the binomial filter ----
 
-const cv::Size BOTH(5, 5);
-const cv::Size ALONG_X(5, 1);
-const cv::Size ALONG_Y(1, 5);
+const cv::Size bothWays(5, 5);
+const cv::Size alongX(5, 1);
+const cv::Size alongY(1, 5);
 
 // 1 4 6 4 1 where the size is 5: the weights that OpenCV takes for a sigma of 0.
 void binomial(const cv::Mat& src, cv::Mat& dst, const cv::Size& size)
@@ -133,9 +133,9 @@ void addUnmasked(int32_t bytes, const std::string& depth)
 {
     bench_addPeer("gauss2/half/" + depth, "opencv-pyrdown", filterWork(bytes, 4, half));
     bench_addPeer("gauss2/halfX/" + depth, "opencv-gaussian-nearest",
-                  filterWork(bytes, 2, halfOneWay(ALONG_X)));
+                  filterWork(bytes, 2, halfOneWay(alongX)));
     bench_addPeer("gauss2/halfY/" + depth, "opencv-gaussian-nearest",
-                  filterWork(bytes, 2, halfOneWay(ALONG_Y)));
+                  filterWork(bytes, 2, halfOneWay(alongY)));
     const auto addBinomial = [&](const std::string& name, const cv::Size& size) {
         bench_addPeer("gauss2/" + name + "/" + depth, "opencv-gaussian",
                       filterWork(bytes, 1, binomialOf(size)));
@@ -144,13 +144,13 @@ void addUnmasked(int32_t bytes, const std::string& depth)
                           binomialSeparable(src, dst, size);
                       }));
     };
-    addBinomial("binomial5x5", BOTH);
-    addBinomial("binomial5x1", ALONG_X);
-    addBinomial("binomial1x5", ALONG_Y);
+    addBinomial("binomial5x5", bothWays);
+    addBinomial("binomial5x1", alongX);
+    addBinomial("binomial1x5", alongY);
     bench_addPeer("gauss2/binomial5x5twice/" + depth, "opencv-gaussian",
                   filterWork(bytes, 1, [](const cv::Mat& src, cv::Mat& dst, cv::Mat& between) {
-                      binomial(src, between, BOTH);
-                      binomial(between, dst, BOTH);
+                      binomial(src, between, bothWays);
+                      binomial(between, dst, bothWays);
                   }));
 }
 
@@ -161,11 +161,11 @@ void addMasked(int32_t bytes, const std::string& depth, const bench_masking& mas
                       normalisedWork(bytes, masking, shrink, smooth));
     };
     add("maskedHalf", 4, half);
-    add("maskedHalfX", 2, halfOneWay(ALONG_X));
-    add("maskedHalfY", 2, halfOneWay(ALONG_Y));
-    add("maskedBinomial5x5", 1, binomialOf(BOTH));
-    add("maskedBinomial5x1", 1, binomialOf(ALONG_X));
-    add("maskedBinomial1x5", 1, binomialOf(ALONG_Y));
+    add("maskedHalfX", 2, halfOneWay(alongX));
+    add("maskedHalfY", 2, halfOneWay(alongY));
+    add("maskedBinomial5x5", 1, binomialOf(bothWays));
+    add("maskedBinomial5x1", 1, binomialOf(alongX));
+    add("maskedBinomial1x5", 1, binomialOf(alongY));
 }
 
 // ---- the cube of a box ----
@@ -250,7 +250,7 @@ bool unmaskedAgrees(const bench_size& size, int32_t bytes)
     if (halve(src.get(), oursHalf.get()) < 0 || smooth(src.get(), ours.get(), 2, 2) < 0)
         return false;
     half(matOf(src), theirsHalf, between);
-    binomial(matOf(src), theirs, BOTH);
+    binomial(matOf(src), theirs, bothWays);
     return agree("half", matOf(oursHalf), theirsHalf, 0) && agree("binomial 5x5", matOf(ours), theirs, 0);
 }
 
@@ -262,8 +262,8 @@ bool maskedAgrees(const bench_size& size, const bench_masking& masking)
         qip_status (*ours)(const qimg_image*, const qimg_image*, qimg_image*, qimg_image*);
         filter theirs;
     } pairs[] = {{"masked half", qip_gauss2_smoothMasked8_8, half},
-                 {"masked half X", qip_gauss2X_smoothMasked8_8, halfOneWay(ALONG_X)},
-                 {"masked half Y", qip_gauss2Y_smoothMasked8_8, halfOneWay(ALONG_Y)}};
+                 {"masked half X", qip_gauss2X_smoothMasked8_8, halfOneWay(alongX)},
+                 {"masked half Y", qip_gauss2Y_smoothMasked8_8, halfOneWay(alongY)}};
     const bench_image src = bench_source(size, 1);
     const bench_image mask = bench_mask(size, masking.source);
     for (const auto& pair : pairs) {

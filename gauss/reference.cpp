@@ -76,7 +76,7 @@ void writeColumnSums(const referenceRun* run, Pixel* out)
         out[i] = static_cast<Pixel>(scaleColumnSum(run, sum[i * run->columns.step]));
 }
 
-// Where the horizontal pass stands.
+// How far the horizontal pass has come in a row.
 template <class Pixel>
 struct rowCursor {
     gauss_integrators sums;

@@ -22,12 +22,12 @@
 namespace
 {
 
-constexpr int WIDTH = 1280;
-constexpr int HEIGHT = 960;
-constexpr size_t PIXELS = static_cast<size_t>(WIDTH) * HEIGHT;
-constexpr int DUST_COUNT = 90;
-constexpr double NOISE_8 = 0.022; // standard deviations, of the full range
-constexpr double NOISE_16 = 0.007;
+constexpr int sceneWidth = 1280;
+constexpr int sceneHeight = 960;
+constexpr size_t pixelCount = static_cast<size_t>(sceneWidth) * sceneHeight;
+constexpr int speckCount = 90;
+constexpr double noise8 = 0.022; // standard deviations, of the full range
+constexpr double noise16 = 0.007;
 
 // ---- random numbers ----
 
@@ -110,15 +110,16 @@ double brushing(int column, int row)
 
 double scene(int column, int row)
 {
-    const double x = column + 0.5 - WIDTH / 2.0;
-    const double y = row + 0.5 - HEIGHT / 2.0;
-    const double belt = 0.13 + 0.03 * y / HEIGHT;
-    const double steel = 0.60 + 0.13 * x / WIDTH - 0.10 * y / HEIGHT + 0.022 * brushing(column, row);
+    const double x = column + 0.5 - sceneWidth / 2.0;
+    const double y = row + 0.5 - sceneHeight / 2.0;
+    const double belt = 0.13 + 0.03 * y / sceneHeight;
+    const double steel =
+        0.60 + 0.13 * x / sceneWidth - 0.10 * y / sceneHeight + 0.022 * brushing(column, row);
 
     const double plate = roundedBox(x, y, 520, 390, 70);
     double value =
         mix(belt, 0.35 * belt, cover(roundedBox(x - 14, y - 18, 520, 390, 70) - 8)); // its shadow
-    value = mix(value, 0.86 - 0.1 * y / HEIGHT, cover(plate));                       // its edge
+    value = mix(value, 0.86 - 0.1 * y / sceneHeight, cover(plate));                  // its edge
     value = mix(value, steel, cover(plate + 9));
 
     const double bore = circle(x, y, 0, 0, 150);
@@ -148,8 +149,8 @@ struct speck {
 std::vector<speck> scatterDust()
 {
     std::vector<speck> dust;
-    for (uint64_t i = 0; i < DUST_COUNT; ++i)
-        dust.push_back({uniform(1, i) * WIDTH, uniform(2, i) * HEIGHT,
+    for (uint64_t i = 0; i < speckCount; ++i)
+        dust.push_back({uniform(1, i) * sceneWidth, uniform(2, i) * sceneHeight,
                         1.5 + 7 * uniform(3, i) * uniform(4, i), uniform(5, i) < 0.5 ? 0.02 : 0.97});
     return dust;
 }
@@ -163,7 +164,8 @@ struct plane {
 
 void writePlane(output_set& files, const std::string& path, const plane& pixels)
 {
-    const picture_view view = {WIDTH, HEIGHT, pixels.depth, WIDTH * pixels.depth / 8, pixels.bytes.data()};
+    const picture_view view = {sceneWidth, sceneHeight, pixels.depth, sceneWidth * pixels.depth / 8,
+                               pixels.bytes.data()};
     files.add(path, [&](std::FILE* stream) { picture_write(stream, path, view); });
 }
 
@@ -180,9 +182,9 @@ uint32_t quantised(double value, uint32_t greatest)
 std::vector<double> paintScene()
 {
     std::vector<double> values;
-    values.reserve(PIXELS);
-    for (int row = 0; row < HEIGHT; ++row)
-        for (int column = 0; column < WIDTH; ++column)
+    values.reserve(pixelCount);
+    for (int row = 0; row < sceneHeight; ++row)
+        for (int column = 0; column < sceneWidth; ++column)
             values.push_back(scene(column, row));
     return values;
 }
@@ -193,10 +195,10 @@ void addSpeck(const speck& spot, std::vector<double>& values, plane& mask)
     const int reach = static_cast<int>(spot.radius) + 2;
     const int middleX = static_cast<int>(spot.x);
     const int middleY = static_cast<int>(spot.y);
-    for (int row = std::max(middleY - reach, 0); row < std::min(middleY + reach + 1, HEIGHT); ++row)
-        for (int column = std::max(middleX - reach, 0); column < std::min(middleX + reach + 1, WIDTH);
+    for (int row = std::max(middleY - reach, 0); row < std::min(middleY + reach + 1, sceneHeight); ++row)
+        for (int column = std::max(middleX - reach, 0); column < std::min(middleX + reach + 1, sceneWidth);
              ++column) {
-            const size_t index = static_cast<size_t>(row) * WIDTH + static_cast<size_t>(column);
+            const size_t index = static_cast<size_t>(row) * sceneWidth + static_cast<size_t>(column);
             const double share = cover(circle(column + 0.5, row + 0.5, spot.x, spot.y, spot.radius));
             values[index] = mix(values[index], spot.brightness, share);
             if (share > 0)
@@ -206,15 +208,15 @@ void addSpeck(const speck& spot, std::vector<double>& values, plane& mask)
 
 void paint(output_set& files)
 {
-    plane part8 = {8, std::vector<uint8_t>(PIXELS)};
-    plane part16 = {16, std::vector<uint8_t>(2 * PIXELS)};
-    plane mask = {8, std::vector<uint8_t>(PIXELS, 255)};
+    plane part8 = {8, std::vector<uint8_t>(pixelCount)};
+    plane part16 = {16, std::vector<uint8_t>(2 * pixelCount)};
+    plane mask = {8, std::vector<uint8_t>(pixelCount, 255)};
     std::vector<double> values = paintScene();
     for (const speck& spot : scatterDust())
         addSpeck(spot, values, mask);
-    for (size_t i = 0; i < PIXELS; ++i) {
-        part8.bytes[i] = static_cast<uint8_t>(quantised(values[i] + NOISE_8 * noise(10, i), 255));
-        put16(part16, i, static_cast<uint16_t>(quantised(values[i] + NOISE_16 * noise(14, i), 1023) << 6));
+    for (size_t i = 0; i < pixelCount; ++i) {
+        part8.bytes[i] = static_cast<uint8_t>(quantised(values[i] + noise8 * noise(10, i), 255));
+        put16(part16, i, static_cast<uint16_t>(quantised(values[i] + noise16 * noise(14, i), 1023) << 6));
     }
     writePlane(files, "part8.png", part8);
     writePlane(files, "part16.png", part16);

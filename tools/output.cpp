@@ -98,16 +98,16 @@ signal_delay::signal_delay()
     struct sigaction note = {};
     note.sa_handler = noteSignal;
     for (int i = 0; i < 3; ++i) {
-        sigaction(SIGNALS[i], nullptr, &before[i]);
+        sigaction(endingSignals[i], nullptr, &before[i]);
         if (before[i].sa_handler != SIG_IGN)
-            sigaction(SIGNALS[i], &note, nullptr);
+            sigaction(endingSignals[i], &note, nullptr);
     }
 }
 
 signal_delay::~signal_delay()
 {
     for (int i = 0; i < 3; ++i)
-        sigaction(SIGNALS[i], &before[i], nullptr);
+        sigaction(endingSignals[i], &before[i], nullptr);
     if (notedSignal != 0)
         std::raise(notedSignal);
 }

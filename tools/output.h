@@ -13,8 +13,8 @@
 
 #include <sys/types.h>
 
-// While it lives, the signals that end a process are noted instead; its destructor delivers the one noted.
-// One at a time.
+// While one exists, a signal that would end the process is only recorded; the destructor then delivers it.
+// There may be one at a time.
 class signal_delay
 {
 public:
@@ -24,7 +24,7 @@ public:
     signal_delay& operator=(const signal_delay&) = delete;
 
 private:
-    static constexpr int SIGNALS[] = {SIGINT, SIGTERM, SIGHUP};
+    static constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP};
     struct sigaction before[3];
 };
 

@@ -16,7 +16,7 @@ namespace
 {
 
 // No stream of DEFLATE data grows by more than this factor when it is unpacked.
-constexpr uint64_t MAX_EXPANSION = 1032;
+constexpr uint64_t maxExpansion = 1032;
 
 struct reader {
     png_structp png;
@@ -172,7 +172,7 @@ picture png_read(const std::string& path)
             throw file_failure(path, std::string("is not a sound PNG file: ") + session.message);
     };
     attemptOrFail(readHeader);
-    if (session.storedBytes / MAX_EXPANSION > file.size)
+    if (session.storedBytes / maxExpansion > file.size)
         throw file_failure(path, "is truncated: it is too short for its size in pixels");
     attemptOrFail(startPixels);
     picture result;
