@@ -58,8 +58,8 @@ __attribute__((always_inline)) inline void gauss2_sumDown([[maybe_unused]] Numbe
         Number sum = kept[0];
         Number last = kept[1];
         for (int i = 0; i < freshRows / 2; ++i) {
-            const Number d = fresh(2 * i);
-            const Number e = fresh(2 * i + 1);
+            const auto d = fresh(2 * i);
+            const auto e = fresh(2 * i + 1);
             const Number both = (d << 2) + e;
             put(i, sum + both);
             sum = last + (both + ((e << 2) + e));

@@ -61,7 +61,8 @@ template <class Pixel, along columns, along rows>
     for (int64_t near = block == 0 ? 0 : block - 1; near <= block + 1; ++near)
         withBlock(run.sweep, 0, near, [&](const auto& from) {
             for (int i = 0; i < freshRows; ++i)
-                prepareBinaryRow(from.src(i), from.mask(i), pixels.row(i) + near * blockColumns);
+                prepareBinaryRow(from.src(i), from.mask(i), load(from.mask(i)),
+                                 pixels.row(i) + near * blockColumns);
         });
     for (int i = 0; block == 0 && i < freshRows; ++i)
         repeatFirst(pixels.row(i));

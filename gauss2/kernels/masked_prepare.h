@@ -81,13 +81,13 @@ lanes_inline void repeatFirst(Value* row)
         row[-i] = row[0];
 }
 
-// The valid pixels, from which S is summed; the block is binary.
-lanes_inline void prepareBinaryRow(const uint8_t* src, const uint8_t* mask, uint8_t* to)
+// The valid pixels, from which S is summed; the block is binary. `loaded` are the mask values at `mask`.
+lanes_inline void prepareBinaryRow(const uint8_t* src, const uint8_t*, u8s loaded, uint8_t* to)
 {
-    store(to, load(src) & load(mask));
+    store(to, load(src) & loaded);
 }
 
-lanes_inline void prepareBinaryRow(const uint16_t* src, const uint8_t* mask, uint16_t* to)
+lanes_inline void prepareBinaryRow(const uint16_t* src, const uint8_t* mask, u8s, uint16_t* to)
 {
     store(to, lowered(load(src)) & loadMaskWidened(mask));
     store(to + halfBlock, lowered(load(src + halfBlock)) & loadMaskWidened(mask + halfBlock));
@@ -147,6 +147,27 @@ lanes_inline void prepareMixedFrom(const From& from, int64_t block, int64_t widt
             prepareMixedRow(from.src(i), from.mask(i), state.products.row(i) + block * blockColumns);
 }
 
+// A mask of 0 and 255, to be summed as numbers of 0 and 1. Shifted, these are another bit of the mask, so a
+// shift costs no more than the numbers themselves.
+struct maskBits {
+    u8s mask;
+
+    lanes_inlined operator u8s() const
+    {
+        return mask & uint8_t{1};
+    }
+};
+
+lanes_inline u8s operator<<(maskBits a, int bits)
+{
+    return a.mask & static_cast<uint8_t>(1 << bits);
+}
+
+lanes_inline u8s operator+(u8s a, maskBits b)
+{
+    return a + static_cast<u8s>(b);
+}
+
 // Prepares a block for S and V. `from` is an insideBlock or a copiedBlock, `mask` its four rows of the
 // mask.
 template <class From, class Pixel, along columns, along rows>
@@ -155,10 +176,10 @@ lanes_inline void prepareBinaryFrom(const From& from, const u8s* mask, int64_t b
 {
     const int64_t column = block * blockColumns;
     for (int i = 0; i < freshRows; ++i)
-        prepareBinaryRow(from.src(i), from.mask(i), state.pixels.row(i) + column);
+        prepareBinaryRow(from.src(i), from.mask(i), mask[i], state.pixels.row(i) + column);
     u8s total = {};
     gauss2_sumDown<rows, freshRows>(
-        state.keptValid[block], [&](int i) lanes_inlined { return mask[i] & uint8_t{1}; },
+        state.keptValid[block], [&](int i) lanes_inlined { return maskBits{mask[i]}; },
         [&](int i, u8s valid) lanes_inlined {
             store(state.valid.row(i) + column, valid);
             total += valid;
