@@ -7,7 +7,7 @@
 
 namespace
 {
-constexpr int laneBytes = 32;
+inline constexpr int laneBytes = 32;
 }
 
 #define lanes_register          __m256i

@@ -10,7 +10,7 @@
 
 namespace
 {
-constexpr int laneBytes = 16;
+inline constexpr int laneBytes = 16;
 }
 
 #include "lanes/lanes.h"

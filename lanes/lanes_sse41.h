@@ -5,7 +5,7 @@
 
 namespace
 {
-constexpr int laneBytes = 16;
+inline constexpr int laneBytes = 16;
 }
 
 #define lanes_register          __m128i

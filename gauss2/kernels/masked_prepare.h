@@ -9,8 +9,8 @@ namespace
 {
 
 // Columns that a block reads beside its own: two before it, three after it.
-constexpr int columnsBefore = 2;
-constexpr int columnsAfter = 3;
+inline constexpr int columnsBefore = 2;
+inline constexpr int columnsAfter = 3;
 
 // A block of four rows of the sweep, from number `firstRow` on, that lies in the row as a whole.
 template <class Pixel>

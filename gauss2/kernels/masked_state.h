@@ -25,9 +25,9 @@ namespace
 
 using along = gauss2_along;
 
-constexpr int blockColumns = laneBytes;
-constexpr int halfBlock = blockColumns / 2; // the even or the odd columns of a block
-constexpr int freshRows = 4;                // of a sweep of a masked kernel
+inline constexpr int blockColumns = laneBytes;
+inline constexpr int halfBlock = blockColumns / 2; // the even or the odd columns of a block
+inline constexpr int freshRows = 4;                // of a sweep of a masked kernel
 
 constexpr int64_t smaller(int64_t a, int64_t b)
 {
@@ -42,7 +42,7 @@ constexpr int rowsOut(along rows)
 // A group is prepared, then summed. Block by block, a block would read columns beside its own that were
 // stored just before: a load that straddles two stores waits for both. A whole row would not stay in the
 // first-level cache between the two steps; a group does.
-constexpr int groupBlocks = 16;
+inline constexpr int groupBlocks = 16;
 
 // Prepared rows, one for each fresh row, with room for a group, the block before it and the block after it,
 // so that a block may read the columns beside it wherever it lies. Columns count from the first one of the
@@ -86,7 +86,7 @@ template <class Pixel>
 using binaryLanes = std::conditional_t<sizeof(Pixel) == 1, u16s, u32s>;
 template <class Pixel>
 constexpr int binaryParts = sizeof(Pixel);
-constexpr int mixedParts = 2;
+inline constexpr int mixedParts = 2;
 
 // The length of an array of kept sums: at least 1, since an array cannot be empty.
 template <along rows>
@@ -107,10 +107,10 @@ struct keptMixed {
 template <along columns>
 constexpr int parities = columns == along::sampled ? 1 : 2; // the even columns, and the odd ones
 
-// What is known of a block from sweep to sweep, as bits.
-constexpr unsigned mixedNow = 1;    // in the block itself, fresh rows have mask values besides 0 and 255
-constexpr unsigned mixedBefore = 2; // so had the rows before
-constexpr unsigned keepsMixed = 4;  // the sums kept for N and W are up to date, and not those for S
+// What is known of a block and its mask from sweep to sweep, as bits.
+inline constexpr unsigned mixedNow = 1;    // in the block itself, fresh rows have values besides 0 and 255
+inline constexpr unsigned mixedBefore = 2; // so had the rows before
+inline constexpr unsigned keepsMixed = 4;  // the sums kept for N and W are up to date, and not those for S
 
 template <class Pixel, along columns, along rows>
 struct maskedState {
