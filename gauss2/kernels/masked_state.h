@@ -108,7 +108,7 @@ template <along columns>
 constexpr int parities = columns == along::sampled ? 1 : 2; // the even columns, and the odd ones
 
 // What is known of a block and its mask from sweep to sweep, as bits.
-inline constexpr unsigned mixedNow = 1;    // in the block itself, fresh rows have values besides 0 and 255
+inline constexpr unsigned mixedNow = 1;    // in the block, fresh mask rows have values besides 0 and 255
 inline constexpr unsigned mixedBefore = 2; // so had the rows before
 inline constexpr unsigned keepsMixed = 4;  // the sums kept for N and W are up to date, and not those for S
 
