@@ -104,8 +104,8 @@ lanes_inline u16s merged(u32s even, u32s odd)
     return (u16s)(even | odd << 16);
 }
 
-// The same with the upper half of each lane of `odd`; the lower halves are not looked at. Each level has one
-// of its own for 32 bits.
+// The same with the upper half of each lane of `odd`; the lower halves are not looked at. Each level has
+// one of its own for 32 bits.
 lanes_inline u8s mergedUpper(u16s even, u16s odd)
 {
     return (u8s)(even | (odd & uint16_t{0xff00}));
