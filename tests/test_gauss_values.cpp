@@ -141,17 +141,13 @@ void run(const smoothing& made, test_random* random)
 TEST(GaussValues, EqualADirectConvolution)
 {
     const test_inhibition reference("gauss");
-    for (uint64_t number = 0; number < caseCount; ++number) {
-        test_random random = test_randomFor(number);
+    test_forCases(caseCount, [&](test_random& random, uint64_t) {
         const smoothing made = randomSmoothing(&random);
-        SCOPED_TRACE(test_caseName(number));
         const test_grid source(made.sourcePixels->view());
         run(made, &random);
         EXPECT_TRUE(test_samePixels(source, made.sourcePixels->view()));
         EXPECT_TRUE(test_undamaged(*made.sourcePixels));
-        if (HasFailure())
-            break;
-    }
+    });
 }
 
 // Exact half-way results from images so small that most of the kernel meets nothing: the accumulator goes
@@ -181,35 +177,6 @@ TEST(GaussValues, TiesWhereTheKernelIsLargerThanTheImage)
 
 // ---- no number is too large, too small or too strange ----
 
-namespace
-{
-
-constexpr int32_t most = std::numeric_limits<int32_t>::max();
-constexpr int32_t least = std::numeric_limits<int32_t>::min();
-
-qip_gaussParams extremeParams(test_random* random)
-{
-    const std::array kernels = {0, 1, 2, 150, 1000000, most / 3, most - 1, most};
-    const std::array samplings = {1, 2, 3, 1000, most - 1, most};
-    qip_gaussParams params = test_gaussParams(1, 0);
-    params.kernelSizeX = test_pick(random, kernels);
-    params.kernelSizeY = test_pick(random, kernels);
-    params.sampleX = test_pick(random, samplings);
-    params.sampleY = test_pick(random, samplings);
-    params.round = test_randomInt(random, 0, 1);
-    return params;
-}
-
-oracle_rect extremeRect(test_random* random)
-{
-    const std::array sizes = {1, 2, 3, 8};
-    const std::array origins = {least, least + 1, -1, 0, most / 2 - 3, most - 8};
-    return {test_pick(random, origins), test_pick(random, origins), test_pick(random, sizes),
-            test_pick(random, sizes)};
-}
-
-} // namespace
-
 // Kernels and samplings up to the greatest number, rectangles at the ends of the 32-bit range: the pixels
 // of the definition, or a range status with the destination unbound, and never a block that follows the
 // kernel.
@@ -217,13 +184,23 @@ TEST(GaussExtremes, KernelsSamplingsAndOrigins)
 {
     const test_inhibition reference("gauss");
     test_allocator allocator;
+    constexpr int32_t most = std::numeric_limits<int32_t>::max();
+    constexpr int32_t least = std::numeric_limits<int32_t>::min();
+    const std::array kernels = {0, 1, 2, 150, 1000000, most / 3, most - 1, most};
+    const std::array samplings = {1, 2, 3, 1000, most - 1, most};
+    const std::array sizes = {1, 2, 3, 8};
+    const std::array origins = {least, least + 1, -1, 0, most / 2 - 3, most - 8};
     int computed = 0;
-    for (uint64_t number = 0; number < 4000 && !HasFailure(); ++number) {
-        test_random random = test_randomFor(number);
-        const qip_gaussParams params = extremeParams(&random);
-        const oracle_rect source = extremeRect(&random);
+    test_forCases(4000, [&](test_random& random, uint64_t number) {
+        qip_gaussParams params = test_gaussParams(1, 0);
+        for (int32_t* kernel : {&params.kernelSizeX, &params.kernelSizeY})
+            *kernel = test_pick(&random, kernels);
+        for (int32_t* sample : {&params.sampleX, &params.sampleY})
+            *sample = test_pick(&random, samplings);
+        params.round = test_randomInt(&random, 0, 1);
+        const oracle_rect source = {test_pick(&random, origins), test_pick(&random, origins),
+                                    test_pick(&random, sizes), test_pick(&random, sizes)};
         const oracle_rect rect = oracle_destination(source, test_gaussRequest(params));
-        SCOPED_TRACE(test_caseName(number));
         test_pixels pixels({static_cast<int32_t>(source.width), static_cast<int32_t>(source.height), 1});
         test_fillRandom(&pixels, number);
         const test_image image(pixels, static_cast<int32_t>(source.x), static_cast<int32_t>(source.y));
@@ -236,7 +213,7 @@ TEST(GaussExtremes, KernelsSamplingsAndOrigins)
         const bool isFar = std::abs(source.x) > 1 || std::abs(source.y) > 1;
         EXPECT_TRUE(status == QIP_OK || (status == QSYS_E_RANGE && isFar)) << status;
         if (!destination.isBound() || rect.isNull())
-            continue;
+            return;
         ++computed;
         EXPECT_TRUE(test_sameRect(rect, destination.rect()));
         // A kernel of thousands of millions spreads a few pixels over so many that less than a level, and
@@ -245,7 +222,7 @@ TEST(GaussExtremes, KernelsSamplingsAndOrigins)
         test_expectValues(destination.view(), rect, 0,
                           oracle_smooth(pixels.view(), source.x, source.y, test_gaussRequest(params),
                                         isHuge ? oracle_rect{} : rect));
-    }
+    });
     EXPECT_GT(computed, 400);
 }
 
