@@ -1,7 +1,20 @@
-// The geometry that the library keeps to itself: the split into jobs.
+// The geometry that the library keeps to itself: long jumps of the running sums and the split into jobs.
 #include "gauss/geometry.h"
+#include "gauss/running_sums.h"
 
 #include <gtest/gtest.h>
+
+// A jump over zeros must land where single steps do; only kernels of thousands of pixels take one.
+TEST(Walk, JumpsEqualSteps)
+{
+    gauss_integrators stepped = {3.0, -7.0, 11.0};
+    gauss_integrators jumped = stepped;
+    for (int i = 0; i < 5000; ++i)
+        gauss_integrate(&stepped, 0.0);
+    gauss_integrateZeros(&jumped, 5000);
+    EXPECT_EQ(stepped.s2, jumped.s2);
+    EXPECT_EQ(stepped.s3, jumped.s3);
+}
 
 TEST(Jobs, CountFollowsRowsAreaAndThreads)
 {
