@@ -14,15 +14,10 @@ namespace
 qip_status answer = 0;
 char called = '-';
 
-qip_status newerEngine(const qsImage*, qsVImage*, const qsGaussParams*, qsIRegion*, qsVImage**)
+template <char name>
+qip_status engine(const qsImage*, qsVImage*, const qsGaussParams*, qsIRegion*, qsVImage**)
 {
-    called = 'n';
-    return answer;
-}
-
-qip_status olderEngine(const qsImage*, qsVImage*, const qsGaussParams*, qsIRegion*, qsVImage**)
-{
-    called = 'o';
+    called = name;
     return answer;
 }
 
@@ -42,7 +37,7 @@ struct Dispatch : testing::Test {
     }
 
     qip_status run(int32_t processorClass, uint32_t features,
-                   unmasked_engines engines = {newerEngine, olderEngine})
+                   unmasked_engines engines = {engine<'n'>, engine<'o'>})
     {
         called = '-';
         EXPECT_EQ(qsys_cpuinfo_limitRaw(processorClass, features), 0);
@@ -81,7 +76,7 @@ TEST_F(Dispatch, OnlyTheNewerEnginesExactDeclineBecomesSuccess)
 
 TEST_F(Dispatch, MissingEnginesAndAFailingProcessorService)
 {
-    EXPECT_EQ(run(1, 0x801, {nullptr, olderEngine}), QIP_OK);
+    EXPECT_EQ(run(1, 0x801, {nullptr, engine<'o'>}), QIP_OK);
     EXPECT_EQ(called, 'o');
     EXPECT_EQ(run(1, 0x801, {nullptr, nullptr}), QIP_E_FALLBACK);
     ASSERT_EQ(qsys_cpuinfo_setFailure(QSYS_E_MEMORY), 0);

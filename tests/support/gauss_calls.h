@@ -8,6 +8,7 @@
 #include <qip/smoothing.h>
 
 #include <functional>
+#include <memory>
 
 // The default record with the same sampling and the same kernel size in both axes.
 inline qip_gaussParams test_gaussParams(int32_t sample, int32_t kernel, double gain = 1.0)
@@ -62,6 +63,54 @@ inline void test_expectValues(const test_view& actual, const oracle_rect& rect, 
     test_grid expected(actual.width, actual.height, before);
     test_putValues(&expected, rect, values, actual.pixelSize);
     EXPECT_TRUE(test_samePixels(expected, actual));
+}
+
+// Pixels somewhere in memory and their place, or nothing: an image that starts unbound, a mask left out.
+struct test_placed {
+    std::unique_ptr<test_pixels> pixels;
+    oracle_rect rect = {};
+
+    void place(test_random* random, const oracle_rect& place, int32_t pixelSize)
+    {
+        rect = place;
+        pixels =
+            std::make_unique<test_pixels>(test_randomLayout(random, rect.width, rect.height, pixelSize));
+    }
+    test_plane over() const
+    {
+        return {pixels.get(), rect};
+    }
+};
+
+// Half of them tiny.
+inline int64_t test_randomSize(test_random* random)
+{
+    if (test_chance(random, 50))
+        return test_randomRange(random, 1, 9);
+    return test_randomRange(random, 1, test_chance(random, 20) ? 80 : 40);
+}
+
+// A plane after a call holds `values` at the written part, when there are any, and elsewhere what it held before:
+// canaries, or zeros where the call bound it, to the rectangle `bindTo`, if it was to.
+inline void test_expectPlane(const test_placed& made, const test_plane& after, bool binds,
+                             const oracle_rect& bindTo, const oracle_values& values)
+{
+    const bool isBound = made.pixels || binds;
+    ASSERT_EQ(after.image.isBound(), isBound);
+    if (!isBound)
+        return;
+    const oracle_rect rect = after.image.rect();
+    const oracle_rect wanted = made.pixels ? made.rect : bindTo;
+    EXPECT_TRUE(test_sameRect(wanted, rect));
+    EXPECT_TRUE(rect.width == wanted.width && rect.height == wanted.height); // of no pixels too
+    if (wanted.isNull() || testing::Test::HasFailure())
+        return;
+    const test_view view = after.image.view();
+    const int canaries = view.pixelSize == 1 ? test_canary : 0x101 * test_canary;
+    test_expectValues(view, rect, static_cast<uint16_t>(made.pixels ? canaries : 0), values);
+    if (made.pixels) {
+        EXPECT_TRUE(test_undamaged(*made.pixels));
+    }
 }
 
 // Expects that map(x, y), from source to destination pixels through client coordinates, takes the middle of

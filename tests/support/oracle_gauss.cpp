@@ -101,11 +101,7 @@ oracle_rect oracle_intersection(const oracle_rect& a, const oracle_rect& b)
 
 testing::AssertionResult test_sameRect(const oracle_rect& expected, const oracle_rect& actual)
 {
-    const bool same = expected.isNull()
-                          ? actual.isNull()
-                          : expected.x == actual.x && expected.y == actual.y &&
-                                expected.width == actual.width && expected.height == actual.height;
-    if (same)
+    if (expected.isNull() ? actual.isNull() : expected == actual)
         return testing::AssertionSuccess();
     return testing::AssertionFailure() << "(" << actual.x << ", " << actual.y << ") " << actual.width << "x"
                                        << actual.height << " instead of (" << expected.x << ", "

@@ -14,6 +14,7 @@
 struct oracle_rect {
     int64_t x, y, width, height;
 
+    bool operator==(const oracle_rect&) const = default;
     bool isNull() const
     {
         return width <= 0 || height <= 0;
