@@ -257,26 +257,6 @@ TEST(BaseLegacyImage, NullImagesStayWhatTheyAre)
     EXPECT_EQ(qsImagePixAddr(nullptr, 0, 0), nullptr);
 }
 
-TEST(BaseLegacyImage, CopiesWhatBothCover)
-{
-    test_pixels from({6, 5, 1});
-    const test_pixels to({7, 4, 1});
-    test_fillRandom(&from);
-    qsVImage src = test_legacyOver(from, 100, 200);
-    qsVImage dst = test_legacyOver(to, 98, 202);
-    qsImageCopy(&src, &dst);
-    qsImageCopy(&dst, &dst);
-    test_grid expected(7, 4, test_canary);
-    for (int32_t y = 0; y < 3; ++y)
-        for (int32_t x = 2; x < 7; ++x)
-            expected.at(x, y) = from.row(y + 2)[x - 2];
-    EXPECT_TRUE(test_samePixels(expected, to.view()));
-    EXPECT_TRUE(test_undamaged(to));
-    qsImageMoveTo(&dst, 106, 200);
-    qsImageCopy(&src, &dst);
-    EXPECT_TRUE(test_samePixels(expected, to.view())) << "regions that do not meet";
-}
-
 TEST(BaseLegacyImage, ViewsCarryTheTransformOfTheImage)
 {
     test_image made;

@@ -29,10 +29,8 @@ PixelSet pixels(const qsIRegion& region)
 
 qsIRegion randomRegion(test_random* random)
 {
-    const auto number = [&](int64_t low, int64_t high) {
-        return static_cast<int32_t>(test_randomRange(random, low, high));
-    };
-    return {number(-6, 6), number(-6, 6), number(-1, 7), number(-1, 7)};
+    return {test_randomInt(random, -6, 6), test_randomInt(random, -6, 6), test_randomInt(random, -1, 7),
+            test_randomInt(random, -1, 7)};
 }
 
 // The places where the pixels of `small` lie in `large`, asked place by place.

@@ -50,14 +50,7 @@ struct request {
     {
         test_setClientFromImage(&src.image.record, srcTransform);
         test_setClientFromImage(&dst.image.record, untouched);
-        arguments.src = &src.image.record;
-        arguments.srcMask = &srcMask.image.record;
-        arguments.dst = &dst.image.record;
-        arguments.dstMask = &dstMask.image.record;
-        arguments.srcWin = &src.windowConst;
-        arguments.srcMaskWin = &srcMask.windowConst;
-        arguments.dstWin = &dst.window;
-        arguments.dstMaskWin = &dstMask.window;
+        arguments.take({&src, &srcMask, &dst, &dstMask});
         arguments.srcTransform = &srcTransform;
         arguments.dstTransform = &windowTransform;
     }
@@ -83,24 +76,9 @@ struct request {
     }
 
     // With other planes in some places.
-    struct others {
-        const test_plane* src = nullptr;
-        const test_plane* srcMask = nullptr;
-        test_plane* dst = nullptr;
-        test_plane* dstMask = nullptr;
-    };
-    qsys_status callOn(const others& o) const
+    qsys_status callOn(const oracle_gauss2Places& others) const
     {
-        return callWith([&](oracle_gauss2Arguments& a) {
-            if (o.src)
-                a.src = &o.src->image.record, a.srcWin = &o.src->windowConst;
-            if (o.srcMask)
-                a.srcMask = &o.srcMask->image.record, a.srcMaskWin = &o.srcMask->windowConst;
-            if (o.dst)
-                a.dst = &o.dst->image.record, a.dstWin = &o.dst->window;
-            if (o.dstMask)
-                a.dstMask = &o.dstMask->image.record, a.dstMaskWin = &o.dstMask->window;
-        });
+        return callWith([&](auto& a) { a.take(others); });
     }
 
     qmath_xformLinear transform() const
@@ -234,7 +212,7 @@ TEST(Gauss2Contract, RefusedCallsBindNothing)
         test_image dst, dstMask;
         made.arguments.dst = &dst.record;
         made.arguments.dstMask = &dstMask.record;
-        const auto refuses = [&](const request::others& o, qsys_status status) {
+        const auto refuses = [&](const oracle_gauss2Places& o, qsys_status status) {
             EXPECT_EQ(made.callOn(o), status);
             EXPECT_FALSE(dst.isBound() || dstMask.isBound());
             EXPECT_EQ(test_clientFromImage(&dst.record), (qmath_xformLinear{1.0, 0.0, 0.0, 1.0, 0.0, 0.0}));

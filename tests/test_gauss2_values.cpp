@@ -181,11 +181,12 @@ void run(const request& made, const expectation& expected)
     test_setClientFromImage(&dst.image.record, dstTransform);
     qmath_xformLinear transform = dstTransform;
     const test_attention attention;
-    const qsys_status status =
-        made.what->call({&src.image.record, &srcMask.image.record, &dst.image.record,
-                         made.wantsMask ? &dstMask.image.record : nullptr, &src.windowConst,
-                         &srcMask.windowConst, &dst.window, made.wantsMask ? &dstMask.window : nullptr,
-                         &srcTransform, &transform, made.passesX, made.passesY});
+    oracle_gauss2Arguments arguments = {.srcTransform = &srcTransform,
+                                        .dstTransform = &transform,
+                                        .passesX = made.passesX,
+                                        .passesY = made.passesY};
+    arguments.take({&src, &srcMask, &dst, made.wantsMask ? &dstMask : nullptr});
+    const qsys_status status = made.what->call(arguments);
     EXPECT_EQ(status, expected.plan.refused ? QIMG_E_OUTSIDE : QIP_OK);
     EXPECT_EQ(attention.polls(), expected.polls);
     expectTransform(made, expected,

@@ -163,17 +163,12 @@ oracle_gauss2Plan oracle_gauss2PlanOf(const oracle_gauss2Export& what, const ora
     };
     plan.full = {floorHalf(source.x, fx), floorHalf(source.y, fy), sizeHalf(source.width, fx),
                  sizeHalf(source.height, fy)};
-    const oracle_rect& d = plan.full;
-    plan.written = oracle_intersection(d, destination);
+    plan.written = oracle_intersection(plan.full, destination);
     const oracle_rect& r = plan.written;
-    const bool whole = r.x == d.x && r.y == d.y && r.width == d.width && r.height == d.height;
-    plan.used = what.sampled && (whole || r.isNull())
+    plan.used = what.sampled && (r == plan.full || r.isNull())
                     ? source
                     : oracle_rect{r.x * fx, r.y * fy, r.width * fx, r.height * fy};
-    const oracle_rect& u = plan.used;
-    plan.refused =
-        !r.isNull() && (u.x < source.x || u.y < source.y || u.x + u.width > source.x + source.width ||
-                        u.y + u.height > source.y + source.height);
+    plan.refused = !r.isNull() && !(oracle_intersection(plan.used, source) == plan.used);
     return plan;
 }
 
