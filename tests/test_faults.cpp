@@ -135,8 +135,8 @@ struct operation {
 
 // Runs the operation with one fault after another, until a run meets none: the fault's status comes back,
 // nothing is changed, no block lost, and the same call then works on the same scene and gives the result of
-// a call that met no fault. `run(scene, n, status)` calls it with the n-th fault and tells whether there was
-// one. Returns how many there were.
+// a call that met no fault. `run(scene, n, status)` calls it with the n-th fault and tells whether there
+// was one. Returns how many there were.
 template <class Run>
 int64_t failEvery(const operation& operation, qsys_status expected, bool mayChange, const Run& run)
 {

@@ -1,5 +1,5 @@
-// Sources and destinations of the four smoothing functions: which are refused and with which status, and what
-// stays untouched; when the attention handler is asked, and what a call that it ended leaves behind.
+// Sources and destinations of the four smoothing functions: which are refused and with which status, and
+// what stays untouched; when the attention handler is asked, and what a call that it ended leaves behind.
 #include "support/faults.h"
 #include "support/gauss_calls.h"
 #include "support/images.h"
@@ -14,8 +14,8 @@
 #include <thread>
 #include <vector>
 
-// Sources and destinations without pixels; records filled by hand that leave out where their pixels are or reach
-// beyond 32-bit coordinates; pixels of the other depth.
+// Sources and destinations without pixels; records filled by hand that leave out where their pixels are or
+// reach beyond 32-bit coordinates; pixels of the other depth.
 TEST(GaussContract, RefusedWindows)
 {
     const test_pixels pixels({9, 9, 1}), pixels8({9, 9, 1}), pixels16({9, 9, 2});
@@ -155,8 +155,8 @@ TEST(GaussContract, NothingToComputeIsSuccess)
     EXPECT_NEAR(linear.ty, 0.5 / 3.0, 1e-6);
 }
 
-// The transforms of sources that no destination can take over: linear ones pass through single precision, where
-// they may vanish or overflow, and other ones may end in a linear step that sampling makes vanish.
+// The transforms of sources that no destination can take over: linear ones pass through single precision,
+// where they may vanish or overflow, and other ones may end in a linear step that sampling makes vanish.
 TEST(GaussContract, TransformsThatVanishAreRefusedFirst)
 {
     const int32_t coarse = 4000000;

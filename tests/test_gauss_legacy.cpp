@@ -216,8 +216,8 @@ TEST(GaussLegacy, ImagesThatCannotBeFollowedAreRefused)
     EXPECT_EQ(qfGauss(&largest, nullptr, most - 2, 1, 1, 0, nullptr), nullptr);
 }
 
-// An engine that cannot be chosen: a status of the fallback class runs the reference path, any other ends the
-// call, and inhibited code asks no processor.
+// An engine that cannot be chosen: a status of the fallback class runs the reference path, any other ends
+// the call, and inhibited code asks no processor.
 TEST(GaussLegacy, FailuresOfTheProcessorService)
 {
     test_pixels pixels({8, 8, 1});

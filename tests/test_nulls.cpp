@@ -1,5 +1,5 @@
-// Null pointers: every function of both libraries that must refuse them, each of its pointers null in turn. The
-// 28 exports of the half-resolution family are asked beside their other promises.
+// Null pointers: every function of both libraries that must refuse them, each of its pointers null in turn.
+// The 28 exports of the half-resolution family are asked beside their other promises.
 #include <qbase/qbase.h>
 #include <qip/qip_gauss.h>
 
@@ -31,8 +31,8 @@ Argument good()
         return reinterpret_cast<Argument>(zeros);
 }
 
-// Expects the sign of refusal for every pointer argument that is null, those at the positions `optional` (from
-// 0) excepted, and no crash when all are null.
+// Expects the sign of refusal for every pointer argument that is null, those at the positions `optional`
+// (from 0) excepted, and no crash when all are null.
 template <class Result, class... Arguments>
 void refuse(const std::string& name, Result (*function)(Arguments...), std::set<size_t> optional = {})
 {

@@ -90,8 +90,8 @@ inline int64_t test_randomSize(test_random* random)
     return test_randomRange(random, 1, test_chance(random, 20) ? 80 : 40);
 }
 
-// A plane after a call holds `values` at the written part, when there are any, and elsewhere what it held before:
-// canaries, or zeros where the call bound it, to the rectangle `bindTo`, if it was to.
+// A plane after a call holds `values` at the written part, when there are any, and elsewhere what it held
+// before: canaries, or zeros where the call bound it, to the rectangle `bindTo`, if it was to.
 inline void test_expectPlane(const test_placed& made, const test_plane& after, bool binds,
                              const oracle_rect& bindTo, const oracle_values& values)
 {

@@ -29,9 +29,9 @@ inline uint64_t test_randomBits(test_random* random)
     return z ^ (z >> 31);
 }
 
-// A generator for one case, so that a case can be run alone. The seed is mixed before the case's number comes
-// in: the states of two seeds must not lie a few steps of the generator apart, or one would draw the other's
-// numbers, shifted.
+// A generator for one case, so that a case can be run alone. The seed is mixed before the case's number
+// comes in: the states of two seeds must not lie a few steps of the generator apart, or one would draw the
+// other's numbers, shifted.
 inline test_random test_randomFor(uint64_t caseNumber)
 {
     test_random seed{test_seed()};
