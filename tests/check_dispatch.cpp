@@ -14,38 +14,30 @@ namespace
 qip_status answer = 0;
 char called = '-';
 
-qip_status newerEngine(const qsImage*, qsVImage*, const qsGaussParams*, qsIRegion*, qsVImage**)
+template <char name>
+qip_status engine(const qsImage*, qsVImage*, const qsGaussParams*, qsIRegion*, qsVImage**)
 {
-    called = 'n';
-    return answer;
-}
-
-qip_status olderEngine(const qsImage*, qsVImage*, const qsGaussParams*, qsIRegion*, qsVImage**)
-{
-    called = 'o';
+    called = name;
     return answer;
 }
 
 struct Dispatch : testing::Test {
     void SetUp() override
     {
-        called = '-';
-        answer = 0;
-        ASSERT_EQ(qsys_cpuinfo_limitLevel("auto"), 0);
         qsys_cpuinfo info;
         ASSERT_EQ(qsys_cpuinfo_init(&info), 0);
         if ((info.features & 0x801) != 0x801)
             GTEST_SKIP() << "this machine lacks feature bits 0 or 11";
     }
-
     void TearDown() override
     {
+        answer = 0;
         qsys_cpuinfo_limitLevel("auto");
         qsys_cpuinfo_setFailure(0);
     }
 
     qip_status run(int32_t processorClass, uint32_t features,
-                   unmasked_engines engines = {newerEngine, olderEngine})
+                   unmasked_engines engines = {engine<'n'>, engine<'o'>})
     {
         called = '-';
         EXPECT_EQ(qsys_cpuinfo_limitRaw(processorClass, features), 0);
@@ -82,15 +74,11 @@ TEST_F(Dispatch, OnlyTheNewerEnginesExactDeclineBecomesSuccess)
     }
 }
 
-TEST_F(Dispatch, AMissingEngineIsPassedOver)
+TEST_F(Dispatch, MissingEnginesAndAFailingProcessorService)
 {
-    EXPECT_EQ(run(1, 0x801, {nullptr, olderEngine}), QIP_OK);
+    EXPECT_EQ(run(1, 0x801, {nullptr, engine<'o'>}), QIP_OK);
     EXPECT_EQ(called, 'o');
     EXPECT_EQ(run(1, 0x801, {nullptr, nullptr}), QIP_E_FALLBACK);
-}
-
-TEST_F(Dispatch, AFailingProcessorServiceIsPassedBack)
-{
     ASSERT_EQ(qsys_cpuinfo_setFailure(QSYS_E_MEMORY), 0);
     EXPECT_EQ(run(1, 0x801), QSYS_E_MEMORY);
     EXPECT_EQ(called, '-');

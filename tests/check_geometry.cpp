@@ -1,36 +1,10 @@
-// The geometry that the library keeps to itself: the walk of the running sums and the split into jobs.
+// The geometry that the library keeps to itself: long jumps of the running sums and the split into jobs.
 #include "gauss/geometry.h"
 #include "gauss/running_sums.h"
 
-#include "support/random.h"
-
 #include <gtest/gtest.h>
 
-// The stretches of a walk must say of every position which taps are inside, without gap or overlap.
-TEST(Walk, StretchesCoverEveryPosition)
-{
-    for (uint64_t number = 0; number < 300; ++number) {
-        test_random random = test_randomFor(number);
-        const gauss_axis axis = {test_randomRange(&random, 1, 5), test_randomRange(&random, 0, 30)};
-        const gauss_span src = {test_randomRange(&random, -9, 9), test_randomRange(&random, 5, 12)};
-        const gauss_span dst = gauss_dstSpan(axis, src);
-        ASSERT_GT(dst.length, 0);
-        const gauss_walk walk = gauss_walkOf(axis, dst, src);
-        const int64_t end = walk.firstOutput + (walk.outputs - 1) * walk.step + 1;
-        for (int64_t x = walk.first; x < end;) {
-            const gauss_stretch stretch = gauss_stretchAt(&walk, x, end - x);
-            ASSERT_GT(stretch.length, 0);
-            for (int64_t i = 0; i < stretch.length; ++i, ++x)
-                for (int tap = 0; tap < 4; ++tap) {
-                    const int64_t place = x - tap * walk.box;
-                    ASSERT_EQ(stretch.inside[tap], place >= walk.first && place <= walk.last)
-                        << test_caseName(number);
-                }
-        }
-    }
-}
-
-// A jump over zeros must land where single steps do.
+// A jump over zeros must land where single steps do; only kernels of thousands of pixels take one.
 TEST(Walk, JumpsEqualSteps)
 {
     gauss_integrators stepped = {3.0, -7.0, 11.0};

@@ -1,6 +1,5 @@
 // The clean-up stack, and the attention handlers.
 #include "support/faults.h"
-#include "support/nulls.h"
 
 #include <qbase/attention.h>
 #include <qbase/cleanup.h>
@@ -170,8 +169,6 @@ TEST_F(Cleanup, WhatCannotBeRegisteredIsReleased)
     refuse(stack, &count, nullptr, &c, release);
     refuse(stack, &count, &status, &d, static_cast<decltype(&release)>(nullptr));
     EXPECT_EQ(order, "abc");
-    test_refusesNull("execute", qsys_cleanupExecute_, {}, stack, &count, &status, -1);
-    test_refusesNull("doId", qsys_cleanup_doId_, {}, stack, &count, &status, 0, 1);
 }
 
 TEST(Attention, EachThreadHasItsOwnHandler)

@@ -1,7 +1,6 @@
 // Images and the windows on them: layout, sharing, memory of the caller, restriction, transforms, refusals.
 #include "support/faults.h"
 #include "support/images.h"
-#include "support/nulls.h"
 
 #include <qbase/image.h>
 
@@ -230,24 +229,4 @@ TEST(BaseWindow, OfImages)
     window.bound = 1;
     EXPECT_EQ(qimg_window8_init(&window, &image.record), QIMG_E_PIXEL_SIZE);
     EXPECT_EQ(window.bound, 0);
-}
-
-TEST(BaseImage, MissingPointers)
-{
-    test_image made;
-    qimg_image* const image = &made.record;
-    qimg_window window;
-    qmath_xformPtrhConst handle{};
-    const qstd_rect32 rect = {0, 0, 1, 1};
-    int number = 0;
-    EXPECT_EQ(qimg_image8_construct(nullptr, 1, 1), QSYS_E_ARGUMENT);
-    EXPECT_EQ(qimg_image_destruct(nullptr), 0);
-    test_refusesNull("assignNewRect", qimg_image8_assignNewRect, {}, image, &rect);
-    test_refusesNull("assign", qimg_image_assign, {}, image, image);
-    test_refusesNull("getIsBound", qimg_image_getIsBound, {}, image, &number);
-    test_refusesNull("getXform", qimg_imageConst_getClientFromImageXform, {}, image, &handle);
-    test_refusesNull("setLinear", qimg_image_setLinearImageFromClientXform, {}, image, &identity);
-    test_refusesNull("setXform", qimg_image_setImageFromClientXform, {}, image, &handle);
-    test_refusesNull("copyXforms", qimg_image_copyXforms, {}, image, image);
-    test_refusesNull("window", qimg_window_init, {}, &window, image);
 }

@@ -1,7 +1,5 @@
 // Blocks, row buffers and the texts of statuses.
 #include "support/faults.h"
-#include "support/images.h"
-#include "support/nulls.h"
 
 #include <qbase/memory.h>
 #include <qbase/vector.h>
@@ -85,13 +83,11 @@ TEST(Memory, RefusesSizesThatCannotBe)
             EXPECT_EQ(alloc(size, &block), QSYS_E_RANGE) << size;
             EXPECT_EQ(block, nullptr);
         }
-        test_refusesNull("alloc", alloc, {}, 1, nullptr);
     }
     EXPECT_EQ(qxfMalloc(-1), nullptr);
     qxfFree(nullptr);
     void* none = nullptr;
     EXPECT_EQ(qsys_memory_free_internal(&none), QSYS_OK);
-    EXPECT_EQ(qsys_memory_free_internal(nullptr), QSYS_E_ARGUMENT);
 }
 
 TEST(Memory, ABlockReturnsToItsOwnAllocator)
@@ -139,7 +135,7 @@ TEST(Memory, TheAllocatorMayChangeWhileOthersAllocate)
     EXPECT_EQ(test_allocator::liveBlocks(), before);
 }
 
-TEST(Memory, CopyAndFill)
+TEST(Memory, CopiesAndFills)
 {
     unsigned char from[4] = {1, 2, 3, 4};
     unsigned char to[4] = {9, 9, 9, 9};
@@ -150,54 +146,26 @@ TEST(Memory, CopyAndFill)
     EXPECT_EQ(qsys_memory_fill(nullptr, 0, 1), QSYS_OK);
     EXPECT_EQ(qsys_memory_copy(from, to, -1), QSYS_E_RANGE);
     EXPECT_EQ(qsys_memory_fill(to, INT64_MIN, 1), QSYS_E_RANGE);
-    test_refusesNull("copy", qsys_memory_copy, {}, from, to, 1);
-    test_refusesNull("fill", qsys_memory_fill, {}, to, 1, 0);
-}
-
-TEST(Memory, CopyRectMovesTheRowsAndNothingElse)
-{
-    for (uint64_t number = 0; number < 200; ++number) {
-        SCOPED_TRACE(test_caseName(number));
-        test_random random = test_randomFor(number);
-        const int32_t width = test_randomInt(&random, 0, 40);
-        const int32_t rows = test_randomInt(&random, 0, 20);
-        test_pixels from(test_randomLayout(&random, width, rows, 1));
-        const test_pixels to(test_randomLayout(&random, width, rows, 1));
-        test_fillRandom(&from, number);
-        EXPECT_EQ(qsys_memory_copyRect(width, rows, from.stride(), to.stride(), from.first(), to.first()),
-                  QSYS_OK);
-        EXPECT_TRUE(test_samePixels(from.view(), to.view()));
-        EXPECT_TRUE(test_undamaged(to));
-    }
-}
-
-TEST(Memory, CopyRectAtTheEndsOfItsRanges)
-{
-    unsigned char from = 7;
-    unsigned char to = 0;
-    EXPECT_EQ(qsys_memory_copyRect(1, 1, INT64_MAX, INT64_MIN, &from, &to), QSYS_OK);
-    EXPECT_EQ(to, 7);
+    // Rectangles at the ends of their ranges; rows are copied wherever windows are.
+    EXPECT_EQ(qsys_memory_copyRect(1, 1, INT64_MAX, INT64_MIN, from, to), QSYS_OK);
+    EXPECT_EQ(to[0], 1);
     EXPECT_EQ(qsys_memory_copyRect(INT64_MIN, INT64_MAX, 1, 1, nullptr, nullptr), QSYS_OK);
-    test_refusesNull("copyRect", qsys_memory_copyRect, {}, 1, 1, 1, 1, &from, &to);
 }
 
 TEST(Vector, HoldsItsElements)
 {
-    qstd_vector16 narrow;
-    uint16_t *begin16 = nullptr, *end16 = nullptr;
-    ASSERT_EQ(qstd_vector16_constructFill(&narrow, 33, 0xabcd), QSYS_OK);
-    ASSERT_EQ(qstd_vector16_getBeginEnd(&narrow, &begin16, &end16), QSYS_OK);
-    EXPECT_EQ(std::vector<uint16_t>(begin16, end16), std::vector<uint16_t>(33, 0xabcd));
-    EXPECT_EQ(qstd_vector16_destruct(&narrow), QSYS_OK);
-
-    qstd_vector32 wide;
-    uint32_t *begin = nullptr, *end = nullptr;
-    ASSERT_EQ(qstd_vector32_constructFill(&wide, 17, 0x89abcdef), QSYS_OK);
-    ASSERT_EQ(qstd_vector32_getBeginEnd(&wide, &begin, &end), QSYS_OK);
-    EXPECT_EQ(std::vector<uint32_t>(begin, end), std::vector<uint32_t>(17, 0x89abcdef));
-    test_refusesNull("getBeginEnd", qstd_vector32_getBeginEnd, {}, &wide, &begin, &end);
-    for (int i = 0; i < 2; ++i)
-        EXPECT_EQ(qstd_vector32_destruct(&wide), QSYS_OK);
+    const auto check = [](auto vector, auto value, auto construct, auto getBeginEnd, auto destruct) {
+        decltype(value)*begin = nullptr, *end = nullptr;
+        ASSERT_EQ(construct(&vector, 33, value), QSYS_OK);
+        ASSERT_EQ(getBeginEnd(&vector, &begin, &end), QSYS_OK);
+        EXPECT_EQ(std::vector(begin, end), std::vector(33, value));
+        for (int i = 0; i < 2; ++i)
+            EXPECT_EQ(destruct(&vector), QSYS_OK);
+    };
+    check(qstd_vector16(), uint16_t{0xabcd}, qstd_vector16_constructFill, qstd_vector16_getBeginEnd,
+          qstd_vector16_destruct);
+    check(qstd_vector32(), uint32_t{0x89abcdef}, qstd_vector32_constructFill, qstd_vector32_getBeginEnd,
+          qstd_vector32_destruct);
 }
 
 TEST(Vector, AFailureLeavesZeros)
@@ -215,7 +183,6 @@ TEST(Vector, AFailureLeavesZeros)
     vector = garbage;
     EXPECT_EQ(qstd_vector32_constructFill(&vector, 10, 1), QSYS_E_MEMORY);
     EXPECT_TRUE(isZero(&vector, sizeof vector));
-    test_refusesNull("constructFill", qstd_vector32_constructFill, {}, &vector, 1, 1);
 }
 
 TEST(Status, EachCodeHasATextOfItsOwnAndNoneAsksForTheFallback)

@@ -57,9 +57,7 @@ ByteMap bytesOf(const qimg_windowConst& window)
 
 TEST(BasePixels, CopyAndFillKeepToTheWindow)
 {
-    for (uint64_t c = 0; c < 200; ++c) {
-        SCOPED_TRACE(test_caseName(c));
-        test_random random = test_randomFor(c);
+    test_forCases(200, [&](test_random& random, uint64_t c) {
         const int32_t width = test_randomInt(&random, 0, 40);
         const int32_t height = test_randomInt(&random, 0, 5);
         const int32_t pixelSize = test_randomInt(&random, 1, 2);
@@ -76,7 +74,7 @@ TEST(BasePixels, CopyAndFillKeepToTheWindow)
             EXPECT_TRUE(test_samePixels(test_grid(width, height, 253), to.view()));
             EXPECT_TRUE(test_undamaged(to));
         }
-    }
+    });
 }
 
 TEST(BasePixels, CopyRefusesWhatDoesNotMatch)
@@ -92,10 +90,8 @@ TEST(BasePixels, CopyRefusesWhatDoesNotMatch)
     EXPECT_EQ(qip_pelCopyWindow8(&unbound, &dst), QIMG_E_UNBOUND);
     EXPECT_EQ(qip_pelCopyWindow8(&src, &free), QIMG_E_UNBOUND);
     EXPECT_EQ(qip_pelCopyWindow8(&unbound, &nothing), 0);
-    EXPECT_EQ(qip_pelCopyWindow8(nullptr, &dst), QSYS_E_ARGUMENT);
     EXPECT_EQ(qip_pelSetWindow8(&wide, 1), QIMG_E_PIXEL_SIZE);
     EXPECT_EQ(qip_pelSetWindow8(&free, 1), 0);
-    EXPECT_EQ(qip_pelSetWindow8(nullptr, 1), QSYS_E_ARGUMENT);
     EXPECT_TRUE(test_samePixels(test_grid(4, 3, test_canary), bytes.view()));
 }
 
@@ -103,36 +99,35 @@ TEST(BasePixels, CopyRefusesWhatDoesNotMatch)
 TEST(BasePixels, WindowsWithoutAnAddressAreRefused)
 {
     const test_pixels bytes({8, 8, 1}), words({8, 8, 2});
-    for (const test_pixels* pixels : {&bytes, &words}) {
-        const qimg_windowConst from = constWindowOf(*pixels);
-        const qimg_window to = windowOf(*pixels);
+    for (const bool isByte : {true, false}) {
+        const test_pixels& pixels = isByte ? bytes : words;
+        const auto copy = isByte ? qip_pelCopyWindow8 : qip_pelCopyWindow16;
+        const auto makeView =
+            isByte ? generate_qsImage_from_qimg_windowConst : generate_qsUSImage_from_qimg_windowConst;
+        const qimg_windowConst from = constWindowOf(pixels);
+        const qimg_window to = windowOf(pixels);
         qimg_windowConst noSource = from;
         qimg_window noDestination = to;
         noSource.firstPixel = noDestination.firstPixel = nullptr;
-        const bool isByte = pixels == &bytes;
-        const auto copy = isByte ? qip_pelCopyWindow8 : qip_pelCopyWindow16;
         EXPECT_EQ(copy(&noSource, &to), QIMG_E_UNBOUND);
         EXPECT_EQ(copy(&from, &noDestination), QIMG_E_UNBOUND);
-        EXPECT_EQ(isByte ? qip_pelSetWindow8(&noDestination, 1) : QIMG_E_UNBOUND, QIMG_E_UNBOUND);
-        // It has no memory to share, however far its rows would reach.
-        noSource.stride = INT32_MAX;
-        noSource.height = INT32_MAX;
-        EXPECT_EQ(qip_pelfunc_checkMemoryOverlap(&noSource, &from), 0);
-
-        const auto makeView =
-            isByte ? generate_qsImage_from_qimg_windowConst : generate_qsUSImage_from_qimg_windowConst;
+        EXPECT_EQ(qip_pelSetWindow8(&noDestination, 1), isByte ? QIMG_E_UNBOUND : QIMG_E_PIXEL_SIZE);
         qsVImage* view = nullptr;
         EXPECT_EQ(makeView(&noSource, &view), QIMG_E_UNBOUND);
         EXPECT_EQ(view, nullptr);
-        noSource.height = 0;
-        EXPECT_EQ(makeView(&noSource, &view), 0) << "an empty window needs no pixels";
-        qsImageFree(view);
 
         const qstd_rect32 inner = {5, -2, 3, 3}, none = {5, -2, 0, 3};
         EXPECT_EQ(qimg_window_windowRect(&noDestination, &inner, 0), QIMG_E_UNBOUND);
         EXPECT_EQ(noDestination.width, 8);
         EXPECT_EQ(qimg_window_windowRect(&noDestination, &none, 0), 0);
         EXPECT_EQ(noDestination.firstPixel, nullptr);
+
+        // It has no memory to share, however far its rows would reach; without rows it needs none.
+        noSource.stride = noSource.height = INT32_MAX;
+        EXPECT_EQ(qip_pelfunc_checkMemoryOverlap(&noSource, &from), 0);
+        noSource.height = 0;
+        EXPECT_EQ(makeView(&noSource, &view), 0);
+        qsImageFree(view);
     }
     EXPECT_TRUE(test_samePixels(test_grid(8, 8, test_canary), bytes.view()));
 }
@@ -141,8 +136,7 @@ TEST(BasePixels, WindowsWithoutAnAddressAreRefused)
 TEST(BasePixels, OverlapAgreesWithAMapOfBytes)
 {
     int overlaps = 0, cases = 0;
-    for (uint64_t c = 0; c < 10000; ++c) {
-        test_random random = test_randomFor(c);
+    test_forCases(10000, [&](test_random& random, uint64_t) {
         const int64_t reach = test_randomRange(&random, 1, 120);
         const auto window = [&] {
             return rowsAt(mapSize / 2 + test_randomRange(&random, -reach, reach),
@@ -154,13 +148,12 @@ TEST(BasePixels, OverlapAgreesWithAMapOfBytes)
         if (test_randomRange(&random, 0, 2) == 0)
             b.stride = a.stride;
         if (a.firstPixel == b.firstPixel && a.stride == b.stride)
-            continue;
+            return;
         const bool expected = (bytesOf(a) & bytesOf(b)).any();
-        ASSERT_EQ(qip_pelfunc_checkMemoryOverlap(&a, &b), expected ? QIP_E_PEL_OVERLAP : 0)
-            << test_caseName(c);
+        ASSERT_EQ(qip_pelfunc_checkMemoryOverlap(&a, &b), expected ? QIP_E_PEL_OVERLAP : 0);
         overlaps += expected;
         ++cases;
-    }
+    });
     EXPECT_GT(overlaps, cases / 5);
     EXPECT_LT(overlaps, cases * 4 / 5);
 }
@@ -169,14 +162,12 @@ TEST(BasePixels, OverlapAgreesWithAMapOfBytes)
 // one and row j of the other, until the pattern repeats. So cutting either column there separates them.
 TEST(BasePixels, OverlapOfBillionsOfRows)
 {
-    for (uint64_t c = 0; c < 2000; ++c) {
-        SCOPED_TRACE(test_caseName(c));
-        test_random random = test_randomFor(c);
+    test_forCases(2000, [&](test_random& random, uint64_t) {
         const int64_t top = int64_t{1} << test_randomRange(&random, 3, 31);
         const int64_t strideA = test_randomRange(&random, 2, top - 1);
         const int64_t strideB = test_randomRange(&random, 2, top - 1);
         if (std::gcd(strideA, strideB) != 1)
-            continue;
+            return;
         const int64_t i = test_randomRange(&random, 1, strideB - 1);
         const int64_t j = test_randomRange(&random, 1, strideA - 1);
         const int64_t meeting = int64_t{1} << 62;
@@ -197,7 +188,7 @@ TEST(BasePixels, OverlapOfBillionsOfRows)
             EXPECT_EQ(check(i, j + 1), 0);
             EXPECT_EQ(check(i + 1, j), 0);
         }
-    }
+    });
 }
 
 TEST(BasePixels, OverlapOfRecordsFilledByHand)
@@ -212,7 +203,6 @@ TEST(BasePixels, OverlapOfRecordsFilledByHand)
     EXPECT_EQ(qip_pelfunc_checkMemoryOverlap(&plain, &plain), 0)
         << "the same memory is the caller's affair";
     EXPECT_EQ(qip_pelfunc_checkMemoryOverlap(&unbound, &plain), 0);
-    EXPECT_EQ(qip_pelfunc_checkMemoryOverlap(nullptr, &plain), QSYS_E_ARGUMENT);
 }
 
 TEST(BaseLegacyImage, OwnPixels)
@@ -267,26 +257,6 @@ TEST(BaseLegacyImage, NullImagesStayWhatTheyAre)
     EXPECT_EQ(qsImagePixAddr(nullptr, 0, 0), nullptr);
 }
 
-TEST(BaseLegacyImage, CopiesWhatBothCover)
-{
-    test_pixels from({6, 5, 1});
-    const test_pixels to({7, 4, 1});
-    test_fillRandom(&from);
-    qsVImage src = test_legacyOver(from, 100, 200);
-    qsVImage dst = test_legacyOver(to, 98, 202);
-    qsImageCopy(&src, &dst);
-    qsImageCopy(&dst, &dst);
-    test_grid expected(7, 4, test_canary);
-    for (int32_t y = 0; y < 3; ++y)
-        for (int32_t x = 2; x < 7; ++x)
-            expected.at(x, y) = from.row(y + 2)[x - 2];
-    EXPECT_TRUE(test_samePixels(expected, to.view()));
-    EXPECT_TRUE(test_undamaged(to));
-    qsImageMoveTo(&dst, 106, 200);
-    qsImageCopy(&src, &dst);
-    EXPECT_TRUE(test_samePixels(expected, to.view())) << "regions that do not meet";
-}
-
 TEST(BaseLegacyImage, ViewsCarryTheTransformOfTheImage)
 {
     test_image made;
@@ -319,5 +289,4 @@ TEST(BaseLegacyImage, ViewsCarryTheTransformOfTheImage)
     qsImageFree(view);
     qimg_image_destruct(image);
     EXPECT_EQ(generate_qsUSImage_from_qimg_image16Const(image, &view), QIMG_E_UNBOUND);
-    EXPECT_EQ(generate_qsUSImage_from_qimg_image16Const(image, nullptr), QSYS_E_ARGUMENT);
 }

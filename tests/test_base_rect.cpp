@@ -29,10 +29,8 @@ PixelSet pixels(const qsIRegion& region)
 
 qsIRegion randomRegion(test_random* random)
 {
-    const auto number = [&](int64_t low, int64_t high) {
-        return static_cast<int32_t>(test_randomRange(random, low, high));
-    };
-    return {number(-6, 6), number(-6, 6), number(-1, 7), number(-1, 7)};
+    return {test_randomInt(random, -6, 6), test_randomInt(random, -6, 6), test_randomInt(random, -1, 7),
+            test_randomInt(random, -1, 7)};
 }
 
 // The places where the pixels of `small` lie in `large`, asked place by place.
@@ -63,9 +61,7 @@ PixelSet everySum(const qsIRegion& a, const qsIRegion& b)
 
 TEST(BaseRect, OperationsAreOperationsOnPixelSets)
 {
-    for (uint64_t c = 0; c < 1000; ++c) {
-        SCOPED_TRACE(test_caseName(c));
-        test_random random = test_randomFor(c);
+    test_forCases(1000, [&](test_random& random, uint64_t) {
         const qsIRegion a = randomRegion(&random);
         const qsIRegion b = randomRegion(&random);
         const bool anyNull = qsIRegionIsNull(&a) || qsIRegionIsNull(&b);
@@ -92,7 +88,7 @@ TEST(BaseRect, OperationsAreOperationsOnPixelSets)
             inPlace = b;
             EXPECT_EQ(*operation(&a, &inPlace, &inPlace), out);
         }
-    }
+    });
 }
 
 TEST(BaseRect, WhatDoesNotFitIsRefused)
@@ -116,12 +112,8 @@ TEST(BaseRect, WhatDoesNotFitIsRefused)
     const qsIRegion last = {INT32_MAX, INT32_MAX, 1, 1};
     EXPECT_TRUE(qsIRegionContains(&atEnd, &last));
     EXPECT_EQ(*qsIRegionIntersect(&atEnd, &last, &out), last);
-    EXPECT_EQ(qsIRegionErode(nullptr, &last, &out), nullptr);
-    EXPECT_EQ(qsIRegionIntersect(&last, &last, nullptr), nullptr);
     EXPECT_FALSE(qsIRegionContains(nullptr, &last));
     EXPECT_TRUE(qsIRegionIsNull(nullptr));
-    EXPECT_EQ(qstd_rect32_init(nullptr, 0, 0, 1, 1), QSYS_E_ARGUMENT);
-    EXPECT_EQ(qstd_rect32_intersect(&rect, nullptr), QSYS_E_ARGUMENT);
 }
 
 // The remainder is never negative, and the extremes do not trap.

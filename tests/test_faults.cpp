@@ -2,30 +2,207 @@
 // everything as it was, nothing lost, and the next call works.
 //
 // A new function needs one line: in `working` when it takes memory or polls, else in `takingNothing`.
-#include "support/fault_loop.h"
+#include "support/faults.h"
+#include "support/images.h"
 #include "support/job_set.h"
 #include "support/oracle_gauss2.h"
 #include "support/policy.h"
 
+#include <qbase/qbase.h>
+#include <qip/qip_gauss.h>
+
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <functional>
 #include <set>
 #include <sstream>
-
-// One call in the terms of a scene `s`, under the function's name.
-#define CALL(function, ...)                                                                                \
-    {                                                                                                      \
-#function, [](test_scene & s) {                                                                    \
-            return function(__VA_ARGS__);                                                                  \
-        }                                                                                                  \
-    }
 
 namespace
 {
 
+// Everything that an operation may need. All of it is released with the scene, whatever the operation left
+// behind.
+struct scene {
+    std::atomic<int> counted = 0; // jobs that ran, owners that were told
+    test_pixels pixels8{{40, 150, 1}}, pixels16{{40, 150, 2}}, maskPixels{{40, 150, 1}};
+    test_image images[10];
+
+    // 40 columns and 150 rows at (2, 4).
+    qimg_image &src8 = images[0].record, &src16 = images[1].record, &mask = images[2].record;
+    qimg_image& bent8 = images[3].record; // the pixels of src8
+    // Unbound.
+    qimg_image &dst8 = images[4].record, &dst16 = images[5].record, &dstMask = images[6].record;
+    // 18 columns and 70 rows at (3, 5), inside all that the sources yield with a sampling of up to 2.
+    qimg_image &bound8 = images[7].record, &bound16 = images[8].record, &boundMask = images[9].record;
+
+    qimg_windowConst srcWindow8, srcWindow16, maskWindow;
+    qimg_window window8, window16, windowMask; // over the bound ones
+    qip_gaussParams params;                    // kernel 2, sampling 1, rounding
+    qsVImage legacy;                           // the pixels of src8
+    qsVImage* made = nullptr;
+    qsGaussParams legacyParams = *qsGaussParamsNull();
+    qsIRegion region = {5, 6, 20, 30};
+    qmath_xformLinear linear = {1.5, 0.25, -0.25, 1.25, 8.0, -3.0};
+    qmath_xformLinear linearOut = {};
+    test_handle handle, bent, out, fresh; // linear, bent, bent, nothing
+
+    scene()
+    {
+        uint64_t number = 0;
+        for (test_pixels* pixels : {&pixels8, &pixels16, &maskPixels})
+            test_fillRandom(pixels, ++number);
+        const test_pixels* const sources[] = {&pixels8, &pixels16, &maskPixels, &pixels8};
+        for (int i = 0; i < 4; ++i)
+            images[i].lay(*sources[i], 2, 4);
+        qimg_windowConst_init(&srcWindow8, &src8);
+        qimg_windowConst_init(&srcWindow16, &src16);
+        qimg_windowConst_init(&maskWindow, &mask);
+        EXPECT_EQ(qmath_xformPtrhConst_constructLinear(&handle, &linear), 0);
+        EXPECT_EQ(test_constructBent(&bent), 0);
+        EXPECT_EQ(qmath_xformPtrhConst_assign(&out, &bent), 0);
+        for (qimg_image* image : {&src8, &src16, &bent8})
+            EXPECT_EQ(qimg_image_setImageFromClientXform(image, image == &bent8 ? &bent : &handle), 0);
+
+        const qstd_rect32 rect = {3, 5, 18, 70};
+        const qmath_xformLinear other = {0.5, 1.0, -1.0, 0.5, 3.0, 4.0};
+        for (qimg_image* image : {&bound8, &bound16, &boundMask}) {
+            EXPECT_EQ(qimg_image_assignNewRect(image, image == &bound16 ? 2 : 1, &rect), 0);
+            EXPECT_EQ(qimg_image_setLinearImageFromClientXform(image, &other), 0);
+        }
+        qimg_window_init(&window8, &bound8);
+        qimg_window_init(&window16, &bound16);
+        qimg_window_init(&windowMask, &boundMask);
+
+        qip_gaussParams_init(&params);
+        params.kernelSizeX = params.kernelSizeY = 2;
+        params.round = 1;
+        legacy = test_legacyOver(pixels8, 2, 4);
+        legacyParams.kernelSizeX = legacyParams.kernelSizeY = 2;
+        legacyParams.keepFullRegion = 1;
+    }
+    ~scene()
+    {
+        qsImageFree(made);
+    }
+
+    // A number that changes when any pixel, rectangle or transform of the destinations does.
+    uint64_t digest() const
+    {
+        uint64_t hash = 0xcbf29ce484222325u;
+        const auto mix = [&hash](const auto* values, size_t count = 1) {
+            for (size_t i = 0; i < count * sizeof *values; ++i)
+                hash = (hash ^ reinterpret_cast<const unsigned char*>(values)[i]) * 0x100000001b3u;
+        };
+        const auto mixPixels = [&](const test_view& view) {
+            for (int32_t y = 0; y < view.height; ++y)
+                mix(static_cast<const unsigned char*>(view.first) + y * view.stride,
+                    static_cast<size_t>(view.width * view.pixelSize));
+        };
+        const auto mixHandle = [&](const qmath_xformPtrhConst* transform) {
+            for (qmath_point point : {qmath_point{0.0, 0.0}, {10.0, 50.0}}) {
+                EXPECT_EQ(qmath_xformPtrhConst_mapPoint(transform, &point), 0);
+                mix(&point);
+            }
+        };
+        for (int i = 4; i < 10; ++i) {
+            mix(&images[i].record.rect);
+            mixPixels(images[i].view());
+            mixHandle(&images[i].record.imageFromClient);
+            mixHandle(&images[i].record.clientFromImage);
+        }
+        if (made) {
+            mix(&made->region);
+            mix(&made->clientCoords);
+            mixPixels(test_legacyView(made));
+        }
+        mix(&region);
+        mix(&linearOut);
+        mixHandle(&out);
+        mixHandle(&fresh);
+        const int count = counted;
+        mix(&count);
+        return hash;
+    }
+};
+
+struct operation {
+    const char* name;
+    std::function<qsys_status(scene& scene)> call;
+    bool mayTakeNone = false; // there may be no allocation to fail
+    bool mayChange = false;   // a failure may leave something changed
+};
+
+// Runs the operation with one fault after another, until a run meets none: the fault's status comes back,
+// nothing is changed, no block lost, and the same call then works on the same scene and gives the result of
+// a call that met no fault. `run(scene, n, status)` calls it with the n-th fault and tells whether there
+// was one. Returns how many there were.
+template <class Run>
+int64_t failEvery(const operation& operation, qsys_status expected, bool mayChange, const Run& run)
+{
+    scene clean;
+    const qsys_status cleanStatus = operation.call(clean);
+    EXPECT_GE(cleanStatus, 0);
+    int64_t n = 0;
+    for (bool fired = true; fired && !testing::Test::HasFailure();) {
+        SCOPED_TRACE(std::string(operation.name) + ", fault " + std::to_string(++n));
+        EXPECT_LE(n, 200);
+        const int64_t blocks = test_allocator::liveBlocks();
+        {
+            scene s;
+            const uint64_t before = s.digest();
+            qsys_status status = 0;
+            fired = run(s, n, &status);
+            if (fired) {
+                EXPECT_EQ(status, expected);
+                EXPECT_TRUE(mayChange || s.digest() == before) << "changed by a call that failed";
+                status = operation.call(s);
+            }
+            EXPECT_EQ(status, cleanStatus);
+            EXPECT_EQ(s.digest(), clean.digest()) << "another result than without faults";
+        }
+        EXPECT_EQ(test_allocator::liveBlocks(), blocks) << "blocks lost";
+    }
+    return n - 1;
+}
+
+// Each allocation fails, alone and with all later ones.
+void failEveryAllocation(const operation& operation)
+{
+    test_allocator allocator;
+    for (const bool andAllLater : {false, true}) {
+        const int64_t faults = failEvery(operation, QSYS_E_MEMORY, operation.mayChange,
+                                         [&](scene& s, int64_t n, qsys_status* status) {
+                                             allocator.arm(n, andAllLater);
+                                             *status = operation.call(s);
+                                             return allocator.disarm();
+                                         });
+        EXPECT_TRUE(faults > 0 || operation.mayTakeNone) << operation.name << " takes no memory";
+    }
+}
+
+// The same with the attention handler's answers, which must come back as they stand; rows may be written.
+void failEveryPoll(const operation& operation)
+{
+    const test_allocator allocator;
+    constexpr qsys_status stopped = QSYS_FAILURE(0x0abc);
+    failEvery(operation, stopped, true, [&](scene& s, int64_t n, qsys_status* status) {
+        const test_attention attention(n, stopped);
+        *status = operation.call(s);
+        return attention.polls() >= n;
+    });
+}
+
+// One call in the terms of a scene `s`, under the function's name.
+#define CALL(function, ...)                                                                                \
+    {                                                                                                      \
+#function, [](scene & s) {                                                                         \
+            return function(__VA_ARGS__);                                                                  \
+        }                                                                                                  \
+    }
+
 // The older functions have no status: null is the sign of failure.
-qsys_status madeOrMemory(test_scene& s, qsVImage* made)
+qsys_status madeOrMemory(scene& s, qsVImage* made)
 {
     s.made = made;
     return made ? QSYS_OK : QSYS_E_MEMORY;
@@ -48,7 +225,7 @@ qsys_status keepPoint(void*, qmath_point*)
 }
 
 // A copy, then the copy onto itself.
-qsys_status smoothInPlace(test_scene& s)
+qsys_status smoothInPlace(scene& s)
 {
     if (!s.made)
         s.made = qfGauss(&s.legacy, nullptr, 2, 0, 0, 0, nullptr);
@@ -56,12 +233,12 @@ qsys_status smoothInPlace(test_scene& s)
 }
 
 // The half-resolution family, fast and with everything inhibited; the image forms bind both destinations.
-std::vector<test_operation> halfResolution()
+std::vector<operation> halfResolution()
 {
-    std::vector<test_operation> all;
+    std::vector<operation> all;
     for (const oracle_gauss2Export& what : oracle_gauss2Exports())
         for (const char* inhibited : {"", "*"}) {
-            all.push_back({what.name, [&what, inhibited](test_scene& s) {
+            all.push_back({what.name, [&what, inhibited](scene& s) {
                                const bool wide = what.pixelSize == 2;
                                const test_inhibition inhibition(inhibited);
                                return what.call({wide ? &s.src16 : &s.bent8, &s.mask,
@@ -78,9 +255,9 @@ std::vector<test_operation> halfResolution()
     return all;
 }
 
-std::vector<test_operation> working()
+std::vector<operation> working()
 {
-    std::vector<test_operation> all = {
+    std::vector<operation> all = {
         CALL(qip_gauss_smooth8_8, &s.src8, &s.dst8, &s.params),
         CALL(qip_gauss_smooth8_8, &s.bent8, &s.bound8, &s.params),
         CALL(qip_gauss_smooth8_16, &s.bent8, &s.dst16, &s.params),
@@ -88,20 +265,20 @@ std::vector<test_operation> working()
         CALL(gauss_udpateDstXform, &s.src8, &s.params, &s.dst8, &s.dstMask),
         CALL(gauss_udpateDstXform, &s.bent8, &s.params, &s.dst8, &s.dstMask),
         {"qfGauss",
-         [](test_scene& s) {
+         [](scene& s) {
              return madeOrMemory(s, qfGauss(&s.legacy, nullptr, 2, 3, 2, 0, &s.region));
          }},
         {"qfGauss", smoothInPlace},
     };
-    for (test_operation& operation : all)
-        operation.mayChange = true; // pixels and transforms that came before the failure
-    const std::vector<test_operation> others = {
+    for (operation& each : all)
+        each.mayChange = true; // pixels and transforms that came before the failure
+    const std::vector<operation> others = {
         CALL(qip_gauss_smoothWindow8_8, &s.srcWindow8, &s.window8, &s.params),
         CALL(qip_gauss_smoothWindow8_16, &s.srcWindow8, &s.window16, &s.params),
         CALL(qip_gauss, &s.legacy, nullptr, &s.legacyParams, &s.region, &s.made),
     };
     all.insert(all.end(), others.begin(), others.end());
-    const std::vector<test_operation> half = halfResolution();
+    const std::vector<operation> half = halfResolution();
     all.insert(all.end(), half.begin(), half.end());
     return all;
 }
@@ -116,7 +293,7 @@ const char takingNothing[] =
     "qip_gaussParams_validate qip_gaussParamsGetMaxSigma qip_gaussParamsGetMaxSigma16 qsGaussParamsNull";
 
 // Forty jobs, from construction to the end: all of them run, or none.
-qsys_status runJobs(test_scene& s)
+qsys_status runJobs(scene& s)
 {
     qsys_jobs_setThreadCount(3);
     test_jobSet set;
@@ -127,7 +304,7 @@ qsys_status runJobs(test_scene& s)
 }
 
 // The services that hold memory.
-std::vector<test_operation> services()
+std::vector<operation> services()
 {
     return {
         CALL(qimg_image8_construct, &s.dst8, 5, 6),
@@ -155,11 +332,11 @@ std::vector<test_operation> services()
         CALL(generate_qsImage_from_qimg_windowConst, &s.srcWindow8, &s.made),
         CALL(generate_qsUSImage_from_qimg_windowConst, &s.srcWindow16, &s.made),
         {"qsVImageCreateReg",
-         [](test_scene& s) {
+         [](scene& s) {
              return madeOrMemory(s, qsVImageCreateReg(qsUSImageNull, &s.region));
          }},
         {"qsImageCreate",
-         [](test_scene& s) {
+         [](scene& s) {
              return madeOrMemory(s, qsImageCreate(7, 8));
          }},
         {"jobs", runJobs},
@@ -171,23 +348,23 @@ std::vector<test_operation> services()
 TEST(Faults, EveryAllocationOfTheLibrary)
 {
     test_atEveryLevel([](const std::string&) {
-        for (const test_operation& operation : working())
-            test_failEveryAllocation(operation);
+        for (const operation& each : working())
+            failEveryAllocation(each);
     });
 }
 
 TEST(Faults, EveryPollOfTheLibrary)
 {
     test_atEveryLevel([](const std::string&) {
-        for (const test_operation& operation : working())
-            test_failEveryPoll(operation);
+        for (const operation& each : working())
+            failEveryPoll(each);
     });
 }
 
 TEST(Faults, EveryAllocationOfTheServices)
 {
-    for (const test_operation& operation : services())
-        test_failEveryAllocation(operation);
+    for (const operation& each : services())
+        failEveryAllocation(each);
 }
 
 // No exported function is missing from the tables.
@@ -197,8 +374,8 @@ TEST(Faults, EveryExportedFunctionIsTested)
     std::set<std::string> tested;
     for (std::string name; names >> name;)
         tested.insert(name);
-    for (const test_operation& operation : working())
-        tested.insert(operation.name);
+    for (const operation& each : working())
+        tested.insert(each.name);
     std::set<std::string> exported;
     std::ifstream list(QIP_EXPORT_LIST);
     for (std::string name; std::getline(list, name);)

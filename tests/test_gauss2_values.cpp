@@ -16,7 +16,6 @@
 
 #include <algorithm>
 #include <array>
-#include <memory>
 
 namespace
 {
@@ -25,36 +24,12 @@ constexpr uint64_t caseCount = 24000;
 
 // ---- requests ----
 
-// Pixels somewhere in memory and their place, or nothing: an image that starts unbound, a mask left out.
-struct placed {
-    std::unique_ptr<test_pixels> pixels;
-    oracle_rect rect = {};
-
-    void place(test_random* random, const oracle_rect& place, int32_t pixelSize)
-    {
-        rect = place;
-        pixels =
-            std::make_unique<test_pixels>(test_randomLayout(random, rect.width, rect.height, pixelSize));
-    }
-    test_plane over() const
-    {
-        return {pixels.get(), rect};
-    }
-};
-
 struct request {
     const oracle_gauss2Export* what;
-    placed src, srcMask, dst, dstMask;
+    test_placed src, srcMask, dst, dstMask;
     bool wantsMask;
     int32_t passesX, passesY;
 };
-
-int64_t randomSize(test_random* random)
-{
-    if (test_chance(random, 50))
-        return test_randomRange(random, 1, 9);
-    return test_randomRange(random, 1, test_chance(random, 25) ? 80 : 40);
-}
 
 // D itself, a part of it, beyond it, sometimes beside it. Parts of an odd source begin inside it more often
 // than not, so that few requests are refused.
@@ -95,7 +70,7 @@ oracle_rect randomSource(test_random* random)
     if (test_chance(random, 2))
         return {x, y, test_randomRange(random, 3, 500),
                 test_pick(random, std::array{63, 64, 65, 66, 128, 129, 130, 193})};
-    return {x, y, randomSize(random), randomSize(random)};
+    return {x, y, test_randomSize(random), test_randomSize(random)};
 }
 
 request randomRequest(test_random* random)
@@ -113,7 +88,9 @@ request randomRequest(test_random* random)
     if (!what.masked)
         return made;
     made.srcMask.place(random, grown(random, made.src.rect), 1);
-    test_fillAnyMask(random, made.srcMask.pixels.get());
+    const int64_t kind = test_randomRange(random, 0, test_maskKinds - 1);
+    const test_view maskView = made.srcMask.pixels->view();
+    test_fill(made.srcMask.pixels.get(), test_randomMask(random, maskView.width, maskView.height, kind));
     made.wantsMask = test_chance(random, 70);
     const oracle_rect& written =
         made.dst.pixels ? made.dst.rect : oracle_gauss2PlanOf(what, made.src.rect, {}).full;
@@ -126,7 +103,7 @@ request randomRequest(test_random* random)
 // ---- what is expected ----
 
 // The part of `made` that lies in `rect`.
-test_grid cut(const placed& made, const oracle_rect& rect)
+test_grid cut(const test_placed& made, const oracle_rect& rect)
 {
     test_grid result(static_cast<int32_t>(rect.width), static_cast<int32_t>(rect.height));
     const test_view view = made.pixels->view();
@@ -164,7 +141,6 @@ expectation expect(const request& made)
 
 // ---- running ----
 
-constexpr uint32_t background = 0x9999; // what bound destinations hold before a call
 constexpr qmath_xformLinear srcTransform = {1.25, -0.5, 0.75, 2.0, 31.0, -17.5};
 constexpr qmath_xformLinear dstTransform = {3.0, 0.0, 0.0, 3.0, 0.0, 0.0};
 
@@ -192,37 +168,11 @@ void expectTransform(const request& made, const expectation& expected, const qma
               actual);
 }
 
-// A plane holds `values` at the written part, when there are any, and elsewhere what it held before: the
-// background, or zeros where the call bound it, to the rectangle `bindTo`, if it was to.
-void expectPlane(const placed& made, const test_plane& after, const expectation& expected, bool binds,
-                 const oracle_rect& bindTo, const test_grid* values)
-{
-    const bool isBound = made.pixels || binds;
-    ASSERT_EQ(after.image.isBound(), isBound);
-    if (!isBound)
-        return;
-    const oracle_rect rect = after.image.rect();
-    const oracle_rect wanted = made.pixels ? made.rect : bindTo;
-    EXPECT_TRUE(test_sameRect(wanted, rect));
-    EXPECT_TRUE(rect.width == wanted.width && rect.height == wanted.height); // of no pixels too
-    if (wanted.isNull() || testing::Test::HasFailure())
-        return;
-    const test_view view = after.image.view();
-    const uint32_t before = made.pixels ? background & (view.pixelSize == 1 ? 0xff : 0xffff) : 0;
-    test_expectValues(
-        view, rect, static_cast<uint16_t>(before),
-        values ? oracle_values{expected.plan.written, {values->values.begin(), values->values.end()}}
-               : oracle_values{});
-    if (made.pixels) {
-        EXPECT_TRUE(test_undamaged(*made.pixels));
-    }
-}
-
 void run(const request& made, const expectation& expected)
 {
-    for (const placed* destination : {&made.dst, &made.dstMask})
+    for (const test_placed* destination : {&made.dst, &made.dstMask})
         if (destination->pixels)
-            test_fill(destination->pixels.get(), [](int32_t, int32_t) { return background; });
+            test_fill(destination->pixels.get(), [](int32_t, int32_t) { return 0x101u * test_canary; });
     test_plane src = made.src.over();
     test_plane srcMask = made.srcMask.over();
     test_plane dst = made.dst.over();
@@ -231,21 +181,26 @@ void run(const request& made, const expectation& expected)
     test_setClientFromImage(&dst.image.record, dstTransform);
     qmath_xformLinear transform = dstTransform;
     const test_attention attention;
-    const qsys_status status =
-        made.what->call({&src.image.record, &srcMask.image.record, &dst.image.record,
-                         made.wantsMask ? &dstMask.image.record : nullptr, &src.windowConst,
-                         &srcMask.windowConst, &dst.window, made.wantsMask ? &dstMask.window : nullptr,
-                         &srcTransform, &transform, made.passesX, made.passesY});
+    oracle_gauss2Arguments arguments = {.srcTransform = &srcTransform,
+                                        .dstTransform = &transform,
+                                        .passesX = made.passesX,
+                                        .passesY = made.passesY};
+    arguments.take({&src, &srcMask, &dst, made.wantsMask ? &dstMask : nullptr});
+    const qsys_status status = made.what->call(arguments);
     EXPECT_EQ(status, expected.plan.refused ? QIMG_E_OUTSIDE : QIP_OK);
     EXPECT_EQ(attention.polls(), expected.polls);
     expectTransform(made, expected,
                     made.what->windows ? transform : test_clientFromImage(&dst.image.record));
-    const oracle_gauss2Planes* const values = expected.values ? &*expected.values : nullptr;
-    expectPlane(made.dst, dst, expected, true, expected.plan.full, values ? &values->pixels : nullptr);
+    const bool wasWritten = expected.values.has_value();
+    const auto valuesOf = [&](const test_grid& grid) {
+        return oracle_values{expected.plan.written, {grid.values.begin(), grid.values.end()}};
+    };
+    test_expectPlane(made.dst, dst, true, expected.plan.full,
+                     wasWritten ? valuesOf(expected.values->pixels) : oracle_values{});
     const bool bindsMask =
         made.wantsMask && !expected.plan.refused && (!made.dst.pixels || !expected.plan.written.isNull());
-    expectPlane(made.dstMask, dstMask, expected, bindsMask, expected.plan.written,
-                values && made.wantsMask ? &*values->mask : nullptr);
+    test_expectPlane(made.dstMask, dstMask, bindsMask, expected.plan.written,
+                     wasWritten && made.wantsMask ? valuesOf(*expected.values->mask) : oracle_values{});
 }
 
 } // namespace
@@ -254,8 +209,7 @@ TEST(Gauss2Values, EqualADirectConvolution)
 {
     std::vector<std::string> levels;
     test_atEveryLevel([&](const std::string& level) { levels.push_back(level); });
-    for (uint64_t number = 0; number < caseCount && !HasFailure(); ++number) {
-        test_random random = test_randomFor(number);
+    test_forCases(caseCount, [&](test_random& random, uint64_t number) {
         const request made = randomRequest(&random);
         const expectation expected = expect(made);
         const test_grid source(made.src.pixels->view());
@@ -276,6 +230,6 @@ TEST(Gauss2Values, EqualADirectConvolution)
             EXPECT_EQ(test_inhibition::asked(), expected.asked);
         }
         EXPECT_TRUE(test_samePixels(source, made.src.pixels->view()));
-    }
+    });
     qsys_cpuinfo_limitLevel("auto");
 }

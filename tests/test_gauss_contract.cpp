@@ -1,5 +1,5 @@
-// Sources and destinations of the four smoothing functions: which are refused and with which status, and what
-// stays untouched; when the attention handler is asked, and what a call that it ended leaves behind.
+// Sources and destinations of the four smoothing functions: which are refused and with which status, and
+// what stays untouched; when the attention handler is asked, and what a call that it ended leaves behind.
 #include "support/faults.h"
 #include "support/gauss_calls.h"
 #include "support/images.h"
@@ -10,105 +10,78 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <limits>
 #include <thread>
 #include <vector>
 
-TEST(GaussContract, SourcesAndDestinationsWithoutPixels)
+// Sources and destinations without pixels; records filled by hand that leave out where their pixels are or
+// reach beyond 32-bit coordinates; pixels of the other depth.
+TEST(GaussContract, RefusedWindows)
 {
-    const test_pixels pixels({9, 9, 1});
-    const test_pixels pixels8({9, 9, 1});
-    const auto from = test_windowConstOver(pixels, 0, 0);
-    const auto to = test_windowOver(pixels8, 0, 0);
-    const qip_gaussParams params = test_gaussParams(1, 1);
-    const qip_status nullImage = QSYS_FAILURE(0x03c3);
-    const auto expectNull = [&](const qimg_windowConst& src, const qimg_window& dst) {
-        EXPECT_EQ(qip_gauss_smoothWindow8_8(&src, &dst, &params), nullImage);
-        qimg_window dst16 = dst;
-        dst16.pixelSize = dst.pixelSize == 0 ? 0 : 2;
-        EXPECT_EQ(qip_gauss_smoothWindow8_16(&src, &dst16, &params), nullImage);
+    const test_pixels pixels({9, 9, 1}), pixels8({9, 9, 1}), pixels16({9, 9, 2});
+    const auto refuse = [&](qip_status expected, const auto& change) {
+        for (const int32_t sample : {1, 2})
+            for (const test_pixels* written : {&pixels8, &pixels16}) {
+                auto from = test_windowConstOver(pixels, 0, 0);
+                auto to = test_windowOver(*written, 0, 0);
+                change(from, to);
+                to.x = from.x / sample;
+                to.y = from.y / sample;
+                const auto smooth =
+                    written == &pixels8 ? qip_gauss_smoothWindow8_8 : qip_gauss_smoothWindow8_16;
+                const qip_gaussParams params = test_gaussParams(sample, 2);
+                EXPECT_EQ(smooth(&from, &to, &params), expected);
+            }
     };
-    expectNull({}, to);
-    expectNull(from, {});
-    for (const int32_t size : {0, -1, std::numeric_limits<int32_t>::min()})
-        for (const bool width : {true, false}) {
-            // The same memory and overlaps are looked at later.
-            qimg_windowConst source = qimg_window_asConst(&to);
-            (width ? source.width : source.height) = size;
-            expectNull(source, to);
-            qimg_window destination = to;
-            (width ? destination.width : destination.height) = size;
-            expectNull(from, destination);
-        }
-    test_image unbound, destination;
-    EXPECT_EQ(qip_gauss_smooth8_8(&unbound.record, &destination.record, &params), nullImage);
-    EXPECT_EQ(qip_gauss_smooth8_16(&unbound.record, &destination.record, &params), nullImage);
-    EXPECT_FALSE(destination.isBound());
-}
-
-// Windows that are filled by hand may leave out where their pixels are, or reach beyond 32-bit coordinates.
-TEST(GaussContract, WindowsThatCannotBeFollowedAreRefused)
-{
-    const test_pixels pixels({8, 8, 1});
-    const test_pixels pixels8({8, 8, 1});
-    const test_pixels pixels16({8, 8, 2});
-    const auto expect = [&](qip_status expected, const qimg_windowConst& from, bool hasDestination,
-                            int32_t sample) {
-        const qip_gaussParams params = test_gaussParams(sample, 2);
-        for (const test_pixels* written : {&pixels8, &pixels16}) {
-            const auto smooth =
-                written == &pixels8 ? qip_gauss_smoothWindow8_8 : qip_gauss_smoothWindow8_16;
-            auto to = test_windowOver(*written, 0, 0);
-            to.x = from.x / sample;
-            to.y = from.y / sample;
-            to.firstPixel = hasDestination ? to.firstPixel : nullptr;
-            EXPECT_EQ(smooth(&from, &to, &params), expected);
-            to.height = 0; // what is empty needs no pixels
-            EXPECT_EQ(smooth(&from, &to, &params), QSYS_FAILURE(0x03c3));
-        }
-    };
-    const auto source = test_windowConstOver(pixels, 0, 0);
-    auto noSource = source;
-    noSource.firstPixel = nullptr;
-    for (const int32_t sample : {1, 2}) {
-        expect(QIMG_E_UNBOUND, noSource, true, sample);
-        expect(QIMG_E_UNBOUND, source, false, sample);
-        expect(QIMG_E_UNBOUND, noSource, false, sample);
-        auto far = source;
-        far.y = std::numeric_limits<int32_t>::max() - 3;
-        expect(QSYS_E_RANGE, far, true, sample);
-        std::swap(far.x, far.y);
-        expect(QSYS_E_RANGE, far, true, sample);
+    refuse(QIP_E_NULL_IMAGE, [](auto& from, auto&) { from = {}; });
+    refuse(QIP_E_NULL_IMAGE, [](auto&, auto& to) { to = {}; });
+    for (const int32_t size : {0, -1, std::numeric_limits<int32_t>::min()}) {
+        // The same memory is looked at later.
+        refuse(QIP_E_NULL_IMAGE,
+               [=](auto& from, auto& to) { from.firstPixel = to.firstPixel, from.width = size; });
+        refuse(QIP_E_NULL_IMAGE,
+               [=](auto& from, auto& to) { from.firstPixel = to.firstPixel, from.height = size; });
+        refuse(QIP_E_NULL_IMAGE, [=](auto&, auto& to) { to.width = size; });
+        refuse(QIP_E_NULL_IMAGE, [=](auto&, auto& to) { to.firstPixel = nullptr, to.height = size; });
     }
-    const int32_t one[2] = {1, 1};
-    const auto to = test_windowOver(pixels8, 0, 0);
-    auto noDestination = to;
-    noDestination.firstPixel = nullptr;
-    EXPECT_EQ(gauss_pelCopySampledWindow8(&noSource, one, one, &to), QIMG_E_UNBOUND);
-    EXPECT_EQ(gauss_pelCopySampledWindow8(&source, one, one, &noDestination), QIMG_E_UNBOUND);
-    EXPECT_TRUE(test_samePixels(test_grid(8, 8, test_canary), pixels8.view()));
-    EXPECT_TRUE(test_samePixels(test_grid(8, 8, 0x101 * test_canary), pixels16.view()));
+    refuse(QIMG_E_UNBOUND, [](auto& from, auto&) { from.firstPixel = nullptr; });
+    refuse(QIMG_E_UNBOUND, [](auto&, auto& to) { to.firstPixel = nullptr; });
+    refuse(QIMG_E_UNBOUND, [](auto& from, auto& to) { from.firstPixel = to.firstPixel = nullptr; });
+    const int32_t far = std::numeric_limits<int32_t>::max() - 3;
+    refuse(QSYS_E_RANGE, [=](auto& from, auto&) { from.x = far; });
+    refuse(QSYS_E_RANGE, [=](auto& from, auto&) { from.y = far; });
+    refuse(QIMG_E_PIXEL_SIZE, [](auto& from, auto&) { from.pixelSize = 2; });
+    refuse(QIMG_E_PIXEL_SIZE, [](auto&, auto& to) { to.pixelSize = 3 - to.pixelSize; });
+
+    const auto refuseCopy = [&](qip_status expected, const auto& change) {
+        const int32_t one[2] = {1, 1};
+        auto from = test_windowConstOver(pixels, 0, 0);
+        auto to = test_windowOver(pixels8, 0, 0);
+        change(from, to);
+        EXPECT_EQ(gauss_pelCopySampledWindow8(&from, one, one, &to), expected);
+    };
+    refuseCopy(QIMG_E_UNBOUND, [](auto& from, auto&) { from.firstPixel = nullptr; });
+    refuseCopy(QIMG_E_UNBOUND, [](auto&, auto& to) { to.firstPixel = nullptr; });
+    refuseCopy(QIMG_E_PIXEL_SIZE, [](auto& from, auto&) { from.pixelSize = 2; });
+    refuseCopy(QIMG_E_PIXEL_SIZE, [](auto&, auto& to) { to.pixelSize = 2; });
+    refuseCopy(QIP_OK, [](auto&, auto& to) { to = {}; });
+    EXPECT_TRUE(test_samePixels(test_grid(9, 9, test_canary), pixels8.view()));
+    EXPECT_TRUE(test_samePixels(test_grid(9, 9, 0x101 * test_canary), pixels16.view()));
 }
 
-TEST(GaussContract, PixelsOfTheOtherDepthAreRefused)
+TEST(GaussContract, RefusedImages)
 {
-    const test_pixels pixels8({9, 9, 1});
-    const test_pixels pixels16({9, 9, 2});
+    const test_pixels pixels8({9, 9, 1}), pixels16({9, 9, 2});
     const qip_gaussParams params = test_gaussParams(1, 1);
-    test_plane narrow(&pixels8, {0, 0, 9, 9});
-    test_plane wide(&pixels16, {0, 0, 9, 9});
-    test_image unbound;
-    const auto expectRefused = [&](const test_plane& src, test_plane& dst, qimg_image* image, auto smooth,
-                                   auto smoothWindow) {
-        EXPECT_EQ(smooth(&src.image.record, image, &params), QIMG_E_PIXEL_SIZE);
-        EXPECT_EQ(smoothWindow(&src.windowConst, &dst.window, &params), QIMG_E_PIXEL_SIZE);
-    };
-    expectRefused(wide, narrow, &unbound.record, qip_gauss_smooth8_8, qip_gauss_smoothWindow8_8);
-    expectRefused(wide, wide, &unbound.record, qip_gauss_smooth8_16, qip_gauss_smoothWindow8_16);
-    expectRefused(narrow, wide, &wide.image.record, qip_gauss_smooth8_8, qip_gauss_smoothWindow8_8);
-    expectRefused(narrow, narrow, &narrow.image.record, qip_gauss_smooth8_16, qip_gauss_smoothWindow8_16);
-    EXPECT_FALSE(unbound.isBound());
+    test_image unbound, narrow(pixels8, 0, 0), wide(pixels16, 0, 0), destination;
+    qimg_image* const dst = &destination.record;
+    EXPECT_EQ(qip_gauss_smooth8_8(&unbound.record, dst, &params), QSYS_FAILURE(0x03c3));
+    EXPECT_EQ(qip_gauss_smooth8_16(&unbound.record, dst, &params), QIP_E_NULL_IMAGE);
+    EXPECT_EQ(qip_gauss_smooth8_8(&wide.record, dst, &params), QIMG_E_PIXEL_SIZE);
+    EXPECT_EQ(qip_gauss_smooth8_16(&wide.record, dst, &params), QIMG_E_PIXEL_SIZE);
+    EXPECT_EQ(qip_gauss_smooth8_8(&narrow.record, &wide.record, &params), QIMG_E_PIXEL_SIZE);
+    EXPECT_EQ(qip_gauss_smooth8_16(&narrow.record, &narrow.record, &params), QIMG_E_PIXEL_SIZE);
+    EXPECT_FALSE(destination.isBound());
     EXPECT_TRUE(test_samePixels(test_grid(9, 9, 0x9999), pixels16.view()));
 }
 
@@ -131,17 +104,16 @@ TEST(GaussContract, OverlapOfSourceAndDestination)
         {4, 14, 12, 5, 0},                  // below
     };
     for (const auto& place : destinations) {
-        const qstd_rect32 rect{4, 2, 12, 12};
-        const qstd_rect32 rectTo{4, 2, place.width, place.height};
         test_image from, to;
+        const auto lay = [&](test_image* image, const qstd_rect32& rect, int32_t x, int32_t y) {
+            EXPECT_EQ(qimg_image_constructMemory(&image->record, 1, &rect, pixels.stride(),
+                                                 pixels.row(y) + x, nullptr, nullptr),
+                      0);
+        };
+        lay(&from, {4, 2, 12, 12}, 4, 2);
+        lay(&to, {4, 2, place.width, place.height}, place.x, place.y);
         qimg_windowConst windowFrom = {};
         qimg_window windowTo = {};
-        ASSERT_EQ(qimg_image_constructMemory(&from.record, 1, &rect, pixels.stride(), pixels.row(2) + 4,
-                                             nullptr, nullptr),
-                  0);
-        ASSERT_EQ(qimg_image_constructMemory(&to.record, 1, &rectTo, pixels.stride(),
-                                             pixels.row(place.y) + place.x, nullptr, nullptr),
-                  0);
         ASSERT_EQ(qimg_windowConst_init(&windowFrom, &from.record), 0);
         ASSERT_EQ(qimg_window_init(&windowTo, &to.record), 0);
         EXPECT_EQ(qip_gauss_smoothWindow8_8(&windowFrom, &windowTo, &params), place.status) << place.x;
@@ -155,44 +127,36 @@ TEST(GaussContract, OverlapOfSourceAndDestination)
 // A source that yields nothing, and a destination beside what it yields: success, and no work.
 TEST(GaussContract, NothingToComputeIsSuccess)
 {
-    test_pixels narrow({1, 30, 1});
-    test_fillRandom(&narrow);
+    const test_pixels narrow({1, 30, 1}), none({0, 0, 1}), bytes({6, 6, 1}), words({6, 6, 2});
     const test_inhibition names("");
-    const test_image source(narrow, 0, 0);
     const qip_gaussParams coarse = test_gaussParams(4, 1); // samples source column 1 first
-    const qstd_rect32 none{3, 3, 0, 0};
-    test_image unbound, emptySource;
-    ASSERT_EQ(qimg_image8_assignNewRect(&emptySource.record, &none), 0);
-    const qimg_image* const sources[] = {&source.record, &emptySource.record};
-    for (const qimg_image* const image : sources) {
-        EXPECT_EQ(qip_gauss_smooth8_8(image, &unbound.record, &coarse), QIP_OK);
-        EXPECT_EQ(qip_gauss_smooth8_16(image, &unbound.record, &coarse), QIP_OK);
+    for (const test_pixels* const pixels : {&narrow, &none}) {
+        const test_image source(*pixels, 0, 0);
+        test_image unbound;
+        EXPECT_EQ(qip_gauss_smooth8_8(&source.record, &unbound.record, &coarse), QIP_OK);
+        EXPECT_EQ(qip_gauss_smooth8_16(&source.record, &unbound.record, &coarse), QIP_OK);
         EXPECT_FALSE(unbound.isBound());
     }
     EXPECT_TRUE(test_inhibition::asked().empty());
-
-    const test_pixels beside({6, 6, 1});
-    test_image destination(beside, 500, 0);
-    const test_attention attention;
-    const qip_gaussParams params = test_gaussParams(3, 1);
-    EXPECT_EQ(qip_gauss_smooth8_8(&source.record, &destination.record, &params), QIP_OK);
-    EXPECT_TRUE(test_samePixels(test_grid(6, 6, test_canary), beside.view()));
-    EXPECT_EQ(attention.polls(), 0);
-    // Source coordinates are three times the destination's: the inverse stands in the image.
-    const qmath_xformLinear linear = test_imageFromClient(&destination.record);
-    EXPECT_NEAR(linear.m00, 1.0 / 3.0, 1e-6);
-    EXPECT_NEAR(linear.ty, 0.5 / 3.0, 1e-6);
-
-    const test_pixels narrow8({6, 6, 1});
-    const test_pixels narrow16({6, 6, 2});
-    test_forEachGauss(narrow, narrow8, narrow16, [&](const char*, const test_gaussCall& smooth) {
+    test_forEachGauss(narrow, bytes, words, [&](const char*, const test_gaussCall& smooth) {
         EXPECT_EQ(smooth(coarse), QIP_OK);
     });
-    EXPECT_TRUE(test_samePixels(test_grid(6, 6, test_canary), narrow8.view()));
+
+    const test_image source(narrow, 0, 0);
+    test_image beside(bytes, 500, 0);
+    const qip_gaussParams params = test_gaussParams(3, 1);
+    const test_attention attention;
+    EXPECT_EQ(qip_gauss_smooth8_8(&source.record, &beside.record, &params), QIP_OK);
+    EXPECT_EQ(attention.polls(), 0);
+    EXPECT_TRUE(test_samePixels(test_grid(6, 6, test_canary), bytes.view()));
+    // Source coordinates are three times the destination's: the inverse stands in the image.
+    const qmath_xformLinear linear = test_imageFromClient(&beside.record);
+    EXPECT_NEAR(linear.m00, 1.0 / 3.0, 1e-6);
+    EXPECT_NEAR(linear.ty, 0.5 / 3.0, 1e-6);
 }
 
-// The transforms of sources that no destination can take over: linear ones pass through single precision, where
-// they may vanish or overflow, and other ones may end in a linear step that sampling makes vanish.
+// The transforms of sources that no destination can take over: linear ones pass through single precision,
+// where they may vanish or overflow, and other ones may end in a linear step that sampling makes vanish.
 TEST(GaussContract, TransformsThatVanishAreRefusedFirst)
 {
     const int32_t coarse = 4000000;
@@ -244,22 +208,18 @@ TEST(GaussContract, ThreadsSmoothOneSourceAtOnce)
     const auto from = test_windowConstOver(pixels, 0, 0);
     const qip_gaussParams params = test_gaussParams(1, 4);
     const test_grid expected = test_smoothed(pixels.view(), params, {0, 0, 60, 60}, 2);
-    std::atomic<int> failures{0};
-    struct worker {
-        test_pixels written{{60, 60, 2}};
-        std::thread thread;
-    };
-    worker workers[4];
-    for (worker& w : workers)
-        w.thread = std::thread([&, to = test_windowOver(w.written, 0, 0)] {
-            for (int run = 0; run < 5; ++run)
-                failures += qip_gauss_smoothWindow8_16(&from, &to, &params) != QIP_OK;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&] {
+            for (int run = 0; run < 5; ++run) {
+                const test_pixels written({60, 60, 2});
+                const auto to = test_windowOver(written, 0, 0);
+                EXPECT_EQ(qip_gauss_smoothWindow8_16(&from, &to, &params), QIP_OK);
+                EXPECT_TRUE(test_samePixels(expected, written.view()));
+            }
         });
-    for (worker& w : workers)
-        w.thread.join();
-    EXPECT_EQ(failures, 0);
-    for (const worker& w : workers)
-        EXPECT_TRUE(test_samePixels(expected, w.written.view()));
+    for (std::thread& thread : threads)
+        thread.join();
 }
 
 // ---- the attention handler ----

@@ -1,8 +1,6 @@
-// The parameter records: which rule wins, what passes, what is equal, and null pointers.
+// The parameter records: which rule wins, what passes, what is equal.
 #include "support/gauss_calls.h"
 #include "support/images.h"
-#include "support/nulls.h"
-#include "support/policy.h"
 
 #include <qbase/cpuinfo.h>
 #include <qip/smoothing.h>
@@ -11,7 +9,6 @@
 
 #include <cmath>
 #include <limits>
-#include <tuple>
 
 namespace
 {
@@ -103,52 +100,20 @@ TEST(GaussParams, GreatestKernelSizesFollowTheProcessor)
 {
     qsys_cpuinfo machine = {};
     ASSERT_EQ(qsys_cpuinfo_init(&machine), 0);
-    const int mostWithBytes = machine.features & QSYS_CPU_BIT_VECTOR128_BYTES ? 63 : 24;
     int size = 0;
-    for (const auto& [processorClass, features, most] : {std::tuple(1, 0xffffffffu, mostWithBytes),
-                                                         {5, 0xffffffffu, mostWithBytes},
-                                                         {1, ~QSYS_CPU_BIT_VECTOR128_BYTES, 24},
-                                                         {2, 0xffffffffu, 24},
-                                                         {3, 0xffffffffu, 24},
-                                                         {0, 0xffffffffu, 24},
-                                                         {6, 0xffffffffu, 24},
-                                                         {-3, 0xffffffffu, 24}}) {
-        const test_processor processor(processorClass, features);
-        EXPECT_EQ(qip_gaussParamsGetMaxSigma(&size), 0);
-        EXPECT_EQ(size, most) << processorClass;
-    }
+    for (const int32_t processorClass : {-3, 0, 1, 2, 3, 5, 6})
+        for (const uint32_t features : {0xffffffffu, ~QSYS_CPU_BIT_VECTOR128_BYTES}) {
+            qsys_cpuinfo_limitRaw(processorClass, features);
+            const bool isLarge = (processorClass == 1 || processorClass == 5) &&
+                                 machine.features & features & QSYS_CPU_BIT_VECTOR128_BYTES;
+            EXPECT_EQ(qip_gaussParamsGetMaxSigma(&size), 0);
+            EXPECT_EQ(size, isLarge ? 63 : 24) << processorClass << " " << features;
+        }
+    qsys_cpuinfo_limitLevel("auto");
     qsys_cpuinfo_setFailure(-9);
     EXPECT_EQ(qip_gaussParamsGetMaxSigma(&size), -9);
     EXPECT_EQ(size, 24);
     EXPECT_EQ(qip_gaussParamsGetMaxSigma16(&size), 0);
     EXPECT_EQ(size, 39);
     qsys_cpuinfo_setFailure(0);
-}
-
-TEST(GaussParams, NullPointersAreRefused)
-{
-    const test_pixels pixels({9, 9, 1});
-    const test_pixels pixels8({9, 9, 1});
-    const test_pixels pixels16({9, 9, 2});
-    const test_plane from(&pixels, {0, 0, 9, 9});
-    test_plane to8(&pixels8, {0, 0, 9, 9});
-    test_plane to16(&pixels16, {0, 0, 9, 9});
-    const qimg_image* const src = &from.image.record;
-    qip_gaussParams params = test_gaussParams(1, 1);
-    qip_filterMaskParams mask = params.maskParams;
-    int number = 0;
-    test_refusesNull("smooth8_8", qip_gauss_smooth8_8, {}, src, &to8.image.record, &params);
-    test_refusesNull("smooth8_16", qip_gauss_smooth8_16, {}, src, &to16.image.record, &params);
-    test_refusesNull("smoothWindow8_8", qip_gauss_smoothWindow8_8, {}, &from.windowConst, &to8.window,
-                     &params);
-    test_refusesNull("smoothWindow8_16", qip_gauss_smoothWindow8_16, {}, &from.windowConst, &to16.window,
-                     &params);
-    test_refusesNull("init", qip_gaussParams_init, {}, &params);
-    test_refusesNull("validate", qip_gaussParams_validate, {}, &params);
-    test_refusesNull("compareEqual", qip_gaussParams_compareEqual, {}, &params, &params, &number);
-    test_refusesNull("getMaxSigma", qip_gaussParamsGetMaxSigma, {}, &number);
-    test_refusesNull("getMaxSigma16", qip_gaussParamsGetMaxSigma16, {}, &number);
-    test_refusesNull("mask init", qip_filterMaskParams_init, {}, &mask);
-    test_refusesNull("mask validate", qip_filterMaskParams_validate, {}, &mask);
-    test_refusesNull("mask compareEqual", qip_filterMaskParams_compareEqual, {}, &mask, &mask, &number);
 }

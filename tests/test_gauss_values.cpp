@@ -17,19 +17,11 @@
 #include <array>
 #include <cmath>
 #include <limits>
-#include <memory>
 
 namespace
 {
 
 constexpr int caseCount = 20000;
-
-int32_t randomSize(test_random* random)
-{
-    if (test_chance(random, 50))
-        return test_randomInt(random, 1, 8);
-    return test_randomInt(random, 1, test_chance(random, 20) ? 80 : 32);
-}
 
 float randomGain(test_random* random)
 {
@@ -44,16 +36,13 @@ struct smoothing {
     oracle_gauss request;
     int32_t pixelSize;
     bool windows;
-    oracle_rect source;
-    std::unique_ptr<test_pixels> sourcePixels;
-    oracle_rect destination;
-    std::unique_ptr<test_pixels> destinationPixels;
+    test_placed source, destination;
 };
 
 // Near the rectangle that the source yields: the same, a part of it, beyond it, sometimes beside it.
 oracle_rect randomDestination(test_random* random, const smoothing& made)
 {
-    const oracle_rect all = oracle_destination(made.source, made.request);
+    const oracle_rect all = oracle_destination(made.source.rect, made.request);
     if (test_chance(random, 25) && !all.isNull())
         return all;
     return {all.x + test_randomRange(random, -6, all.width),
@@ -68,7 +57,7 @@ void makeTies(test_random* random, smoothing* made)
 {
     const int64_t step = test_randomRange(random, 1, 40);
     const auto level = static_cast<uint32_t>(step * test_randomRange(random, 1, 255 / step));
-    test_fill(made->sourcePixels.get(), [&](int32_t, int32_t) { return level; });
+    test_fill(made->source.pixels.get(), [&](int32_t, int32_t) { return level; });
     made->request.gain =
         static_cast<float>(2 * test_randomRange(random, 0, 40) + 1) / static_cast<float>(2 * step);
     made->request.round = true;
@@ -86,27 +75,22 @@ smoothing randomSmoothing(test_random* random)
     made.pixelSize = test_chance(random, 50) ? 1 : 2;
     made.windows = test_chance(random, 50);
     const int64_t far = test_chance(random, 10) ? 2000000 : 60;
-    made.source = {test_randomRange(random, -far, far), test_randomRange(random, -far, far),
-                   randomSize(random), randomSize(random)};
-    made.sourcePixels =
-        std::make_unique<test_pixels>(test_randomLayout(random, made.source.width, made.source.height, 1));
-    test_fillAnyPixels(random, made.sourcePixels.get());
+    const int64_t x = test_randomRange(random, -far, far), y = test_randomRange(random, -far, far);
+    made.source.place(random, {x, y, test_randomSize(random), test_randomSize(random)}, 1);
+    test_fillAnyPixels(random, made.source.pixels.get());
     if (test_chance(random, 20))
         makeTies(random, &made);
-    if (made.windows || test_chance(random, 60)) {
-        made.destination = randomDestination(random, made);
-        made.destinationPixels = std::make_unique<test_pixels>(
-            test_randomLayout(random, made.destination.width, made.destination.height, made.pixelSize));
-    }
+    if (made.windows || test_chance(random, 60))
+        made.destination.place(random, randomDestination(random, made), made.pixelSize);
     return made;
 }
 
 void run(const smoothing& made, test_random* random)
 {
-    const oracle_rect all = oracle_destination(made.source, made.request);
+    const oracle_rect all = oracle_destination(made.source.rect, made.request);
     const qip_gaussParams params = test_gaussParams(made.request);
-    test_plane source(made.sourcePixels.get(), made.source);
-    test_plane destination(made.destinationPixels.get(), made.destination);
+    test_plane source = made.source.over();
+    test_plane destination = made.destination.over();
     const bool wide = made.pixelSize == 2;
     if (made.windows) {
         const auto smooth = wide ? qip_gauss_smoothWindow8_16 : qip_gauss_smoothWindow8_8;
@@ -116,24 +100,15 @@ void run(const smoothing& made, test_random* random)
         const auto smooth = wide ? qip_gauss_smooth8_16 : qip_gauss_smooth8_8;
         EXPECT_EQ(smooth(&source.image.record, &destination.image.record, &params), QIP_OK);
     }
-    const bool wasBound = made.destinationPixels != nullptr;
-    ASSERT_EQ(destination.image.isBound(), wasBound || !all.isNull());
-    if (!destination.image.isBound())
-        return;
-    const oracle_rect rect = destination.image.rect();
-    EXPECT_TRUE(test_sameRect(wasBound ? made.destination : all, rect));
-    const test_view view = destination.image.view();
-    const oracle_rect written = oracle_written(made.source, made.request, rect);
-    test_expectValues(
-        view, rect, wasBound ? wide ? test_canary * 257 : test_canary : 0,
-        oracle_smooth(made.sourcePixels->view(), made.source.x, made.source.y, made.request, written));
+    const oracle_rect rect = made.destination.pixels ? made.destination.rect : all;
+    const oracle_rect written = oracle_written(made.source.rect, made.request, rect);
+    test_expectPlane(made.destination, destination, !all.isNull(), all,
+                     oracle_smooth(made.source.pixels->view(), made.source.rect.x, made.source.rect.y,
+                                   made.request, written));
     if (!made.windows && !written.isNull() && std::max(std::abs(rect.x), std::abs(rect.y)) < 150)
         // Coordinates are below about 1000, where single precision keeps a few 1e-4 through the
         // composition.
         test_expectCentres(&source.image.record, &destination.image.record, made.request, written, 2e-3);
-    if (wasBound) {
-        EXPECT_TRUE(test_undamaged(*made.destinationPixels));
-    }
 }
 
 } // namespace
@@ -141,17 +116,13 @@ void run(const smoothing& made, test_random* random)
 TEST(GaussValues, EqualADirectConvolution)
 {
     const test_inhibition reference("gauss");
-    for (uint64_t number = 0; number < caseCount; ++number) {
-        test_random random = test_randomFor(number);
+    test_forCases(caseCount, [&](test_random& random, uint64_t) {
         const smoothing made = randomSmoothing(&random);
-        SCOPED_TRACE(test_caseName(number));
-        const test_grid source(made.sourcePixels->view());
+        const test_grid source(made.source.pixels->view());
         run(made, &random);
-        EXPECT_TRUE(test_samePixels(source, made.sourcePixels->view()));
-        EXPECT_TRUE(test_undamaged(*made.sourcePixels));
-        if (HasFailure())
-            break;
-    }
+        EXPECT_TRUE(test_samePixels(source, made.source.pixels->view()));
+        EXPECT_TRUE(test_undamaged(*made.source.pixels));
+    });
 }
 
 // Exact half-way results from images so small that most of the kernel meets nothing: the accumulator goes
@@ -181,35 +152,6 @@ TEST(GaussValues, TiesWhereTheKernelIsLargerThanTheImage)
 
 // ---- no number is too large, too small or too strange ----
 
-namespace
-{
-
-constexpr int32_t most = std::numeric_limits<int32_t>::max();
-constexpr int32_t least = std::numeric_limits<int32_t>::min();
-
-qip_gaussParams extremeParams(test_random* random)
-{
-    const std::array kernels = {0, 1, 2, 150, 1000000, most / 3, most - 1, most};
-    const std::array samplings = {1, 2, 3, 1000, most - 1, most};
-    qip_gaussParams params = test_gaussParams(1, 0);
-    params.kernelSizeX = test_pick(random, kernels);
-    params.kernelSizeY = test_pick(random, kernels);
-    params.sampleX = test_pick(random, samplings);
-    params.sampleY = test_pick(random, samplings);
-    params.round = test_randomInt(random, 0, 1);
-    return params;
-}
-
-oracle_rect extremeRect(test_random* random)
-{
-    const std::array sizes = {1, 2, 3, 8};
-    const std::array origins = {least, least + 1, -1, 0, most / 2 - 3, most - 8};
-    return {test_pick(random, origins), test_pick(random, origins), test_pick(random, sizes),
-            test_pick(random, sizes)};
-}
-
-} // namespace
-
 // Kernels and samplings up to the greatest number, rectangles at the ends of the 32-bit range: the pixels
 // of the definition, or a range status with the destination unbound, and never a block that follows the
 // kernel.
@@ -217,13 +159,23 @@ TEST(GaussExtremes, KernelsSamplingsAndOrigins)
 {
     const test_inhibition reference("gauss");
     test_allocator allocator;
+    constexpr int32_t most = std::numeric_limits<int32_t>::max();
+    constexpr int32_t least = std::numeric_limits<int32_t>::min();
+    const std::array kernels = {0, 1, 2, 150, 1000000, most / 3, most - 1, most};
+    const std::array samplings = {1, 2, 3, 1000, most - 1, most};
+    const std::array sizes = {1, 2, 3, 8};
+    const std::array origins = {least, least + 1, -1, 0, most / 2 - 3, most - 8};
     int computed = 0;
-    for (uint64_t number = 0; number < 4000 && !HasFailure(); ++number) {
-        test_random random = test_randomFor(number);
-        const qip_gaussParams params = extremeParams(&random);
-        const oracle_rect source = extremeRect(&random);
+    test_forCases(4000, [&](test_random& random, uint64_t number) {
+        qip_gaussParams params = test_gaussParams(1, 0);
+        for (int32_t* kernel : {&params.kernelSizeX, &params.kernelSizeY})
+            *kernel = test_pick(&random, kernels);
+        for (int32_t* sample : {&params.sampleX, &params.sampleY})
+            *sample = test_pick(&random, samplings);
+        params.round = test_randomInt(&random, 0, 1);
+        const oracle_rect source = {test_pick(&random, origins), test_pick(&random, origins),
+                                    test_pick(&random, sizes), test_pick(&random, sizes)};
         const oracle_rect rect = oracle_destination(source, test_gaussRequest(params));
-        SCOPED_TRACE(test_caseName(number));
         test_pixels pixels({static_cast<int32_t>(source.width), static_cast<int32_t>(source.height), 1});
         test_fillRandom(&pixels, number);
         const test_image image(pixels, static_cast<int32_t>(source.x), static_cast<int32_t>(source.y));
@@ -236,7 +188,7 @@ TEST(GaussExtremes, KernelsSamplingsAndOrigins)
         const bool isFar = std::abs(source.x) > 1 || std::abs(source.y) > 1;
         EXPECT_TRUE(status == QIP_OK || (status == QSYS_E_RANGE && isFar)) << status;
         if (!destination.isBound() || rect.isNull())
-            continue;
+            return;
         ++computed;
         EXPECT_TRUE(test_sameRect(rect, destination.rect()));
         // A kernel of thousands of millions spreads a few pixels over so many that less than a level, and
@@ -245,7 +197,7 @@ TEST(GaussExtremes, KernelsSamplingsAndOrigins)
         test_expectValues(destination.view(), rect, 0,
                           oracle_smooth(pixels.view(), source.x, source.y, test_gaussRequest(params),
                                         isHuge ? oracle_rect{} : rect));
-    }
+    });
     EXPECT_GT(computed, 400);
 }
 

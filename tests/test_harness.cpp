@@ -1,9 +1,6 @@
 // The harness must catch what it is there to catch: a kernel that is wrong in one pixel, one that writes
 // and one that reads a byte too far. The oracle is held against numbers worked out by hand.
-#include "support/faults.h"
 #include "support/images.h"
-
-#include <qbase/memory.h>
 
 #include <gtest/gtest.h>
 
@@ -12,25 +9,21 @@ namespace
 
 // What the kernels under test do: dst = 255 - src, with a fault.
 struct fault {
-    int64_t readBefore = 0;
-    int64_t readBehind = 0;
-    int64_t writeBefore = 0;
-    int64_t writeBehind = 0;
+    int64_t before = 0; // pixels read
+    int64_t behind = 0;
+    bool writesToo = false;
     int64_t wrongPixel = -1; // counted in reading order
 };
 
 void invert(const test_pixels& src, const test_pixels& dst, const fault& fault)
 {
-    const test_view view = src.view();
-    for (int64_t y = 0; y < view.height; ++y) {
+    const int64_t width = src.view().width;
+    for (int64_t y = 0; y < src.view().height; ++y) {
         volatile const unsigned char* const in = src.row(y);
-        unsigned char* const out = dst.row(y);
-        for (int64_t x = -fault.readBefore; x < view.width + fault.readBehind; ++x) {
-            const auto value = static_cast<unsigned char>(255 - in[x]);
-            if (x >= -fault.writeBefore && x < view.width + fault.writeBehind)
-                out[x] = value;
-            if (y * view.width + x == fault.wrongPixel)
-                ++out[x];
+        for (int64_t x = -fault.before; x < width + fault.behind; ++x) {
+            const int value = 255 - in[x] + (y * width + x == fault.wrongPixel ? 1 : 0);
+            if (fault.writesToo || (x >= 0 && x < width))
+                dst.row(y)[x] = static_cast<unsigned char>(value);
         }
     }
 }
@@ -71,24 +64,18 @@ TEST(Harness, CatchesOneWrongPixelAndShowsIt)
 TEST(HarnessDeathTest, CatchesAWriteOneByteTooFar)
 {
     for (const test_layout& layout : layouts()) {
-        const bool pageBehind = layout.fence != test_fence::rowStarts && layout.shift == 0;
-        const bool pageBefore = layout.fence == test_fence::rowStarts && layout.shift == 0;
         const test_pixels src({37, 5, 1, test_fence::block, 64, 64});
-        const auto run = [&](const fault& fault) {
-            const test_pixels dst(layout);
-            invert(src, dst, fault);
-            EXPECT_FALSE(test_undamaged(dst));
-        };
-        const fault behind{.readBehind = 1, .writeBehind = 1};
-        const fault before{.readBefore = 1, .writeBefore = 1};
-        if (pageBehind)
-            EXPECT_DEATH(run(behind), "");
-        else
-            run(behind);
-        if (pageBefore)
-            EXPECT_DEATH(run(before), "");
-        else
-            run(before);
+        for (const bool behind : {false, true}) {
+            const auto run = [&] {
+                const test_pixels dst(layout);
+                invert(src, dst, {.before = !behind, .behind = behind, .writesToo = true});
+                EXPECT_FALSE(test_undamaged(dst));
+            };
+            if (layout.shift == 0 && behind != (layout.fence == test_fence::rowStarts))
+                EXPECT_DEATH(run(), "");
+            else
+                run();
+        }
     }
 }
 
@@ -99,52 +86,21 @@ TEST(HarnessDeathTest, CatchesAReadOneByteTooFar)
         const test_pixels ends({37, 5, 1, test_fence::rowEnds, 0, 0, upward});
         const test_pixels starts({37, 5, 1, test_fence::rowStarts, 0, 0, upward});
         const test_pixels block({37, 5, 1, test_fence::block, 0, 7, upward});
-        EXPECT_DEATH(invert(ends, dst, {.readBehind = 1}), "");
-        EXPECT_DEATH(invert(starts, dst, {.readBefore = 1}), "");
-        EXPECT_DEATH(invert(block, dst, {.readBehind = 1}), "");
-        invert(ends, dst, {.readBefore = 1});
-        invert(starts, dst, {.readBehind = 1});
+        EXPECT_DEATH(invert(ends, dst, {.behind = 1}), "");
+        EXPECT_DEATH(invert(starts, dst, {.before = 1}), "");
+        EXPECT_DEATH(invert(block, dst, {.behind = 1}), "");
+        invert(ends, dst, {.before = 1});
+        invert(starts, dst, {.behind = 1});
     }
 }
 
-TEST(Harness, TheAllocatorFailsTheNthAllocationAloneOrFromThereOn)
+TEST(Harness, OracleCentres)
 {
-    const int64_t before = test_allocator::liveBlocks();
-    test_allocator allocator;
-    for (const bool andAllLater : {false, true}) {
-        allocator.arm(2, andAllLater);
-        void* blocks[3];
-        const qsys_status expected[3] = {0, QSYS_E_MEMORY, andAllLater ? QSYS_E_MEMORY : 0};
-        for (int i = 0; i < 3; ++i)
-            EXPECT_EQ(qsys_memory_alloc_internal(100, &blocks[i]), expected[i]);
-        EXPECT_EQ(test_allocator::allocations(), 3);
-        EXPECT_TRUE(allocator.disarm());
-        EXPECT_EQ(test_allocator::liveBlocks(), before + (andAllLater ? 1 : 2));
-        for (void*& block : blocks)
-            qsys_memory_free_internal(&block);
-        EXPECT_EQ(test_allocator::liveBlocks(), before);
-    }
-    allocator.arm(5, true);
-    EXPECT_FALSE(allocator.disarm());
-}
-
-TEST(Harness, OracleWeightsAndCentres)
-{
-    EXPECT_EQ(oracle_boxPower(2, 3), (std::vector<int64_t>{1, 3, 3, 1}));
-    EXPECT_EQ(oracle_boxPower(3, 3), (std::vector<int64_t>{1, 3, 6, 7, 6, 3, 1}));
-    EXPECT_EQ(oracle_boxPower(2, 5), (std::vector<int64_t>{1, 5, 10, 10, 5, 1}));
-    EXPECT_EQ(oracle_boxPower(4, 0), std::vector<int64_t>{1});
     // The middle of three pixels, one to its left for an even box, the pixel left of the middle of two.
     EXPECT_EQ(oracle_centre(0, 3, 0), 1);
     EXPECT_EQ(oracle_centre(0, 3, 1), 0);
     EXPECT_EQ(oracle_centre(0, 2, 0), 0);
     EXPECT_EQ(oracle_centre(-2, 1, 2), -2);
-    const oracle_span span = oracle_destinationSpan(1, 10, 2, 0);
-    EXPECT_EQ(span.start, 1);
-    EXPECT_EQ(span.length, 5);
-    EXPECT_EQ(oracle_destinationSpan(0, 1, 4, 0).length, 0);
-    EXPECT_EQ(oracle_destinationSpan(0, 6, 1, 2, true).length, 0);
-    EXPECT_EQ(oracle_destinationSpan(5, 7, 1, 2, true).start, 8);
 }
 
 TEST(Harness, OracleValues)
@@ -177,11 +133,8 @@ TEST(Harness, OracleValues)
 TEST(Harness, OracleBoxes)
 {
     test_grid ramp(5, 1);
-    for (int x = 0; x < 5; ++x)
-        ramp.at(x, 0) = static_cast<uint16_t>(16 * x);
+    ramp.values = {0, 16, 32, 48, 64};
     // 1 2 1 around the pixel itself; the norm is 4, the weight at offset 0 is 2.
     EXPECT_EQ(oracle_boxes(ramp.view(), 0, 0, 2, 1, 0, false, {1, 0, 3, 1}).at(2, 0), 32);
     EXPECT_EQ(oracle_boxes(ramp.view(), 0, 0, 2, 1, 0, true, {1, 0, 3, 1}).at(2, 0), 64);
-    EXPECT_EQ(oracle_boxesValid({0, 0, 5, 1}, 3, 1, 0).width, 2);
-    EXPECT_TRUE(oracle_boxesValid({0, 0, 5, 1}, 3, 2, 0).isNull());
 }

@@ -3,42 +3,190 @@
 #pragma once
 
 #include "support/compare.h"
-#include "support/oracle_gauss.h"
+#include "support/images.h"
 
 #include <qip/smoothing.h>
 
 #include <functional>
+#include <memory>
 
 // The default record with the same sampling and the same kernel size in both axes.
-qip_gaussParams test_gaussParams(int32_t sample, int32_t kernel, double gain = 1.0);
+inline qip_gaussParams test_gaussParams(int32_t sample, int32_t kernel, double gain = 1.0)
+{
+    qip_gaussParams params = {};
+    EXPECT_EQ(qip_gaussParams_init(&params), 0);
+    params.sampleX = params.sampleY = sample;
+    params.kernelSizeX = params.kernelSizeY = kernel;
+    params.gain = gain;
+    return params;
+}
 
 // Every number but 0 asks for rounding: one that is not 1 and whose low byte is 0.
 constexpr int32_t test_anyRound = -256;
 
-qip_gaussParams test_gaussParams(const oracle_gauss& request);
-oracle_gauss test_gaussRequest(const qip_gaussParams& params);
+inline qip_gaussParams test_gaussParams(const oracle_gauss& request)
+{
+    qip_gaussParams params = test_gaussParams(1, 0, static_cast<double>(request.gain));
+    params.sampleX = static_cast<int32_t>(request.sampleX);
+    params.sampleY = static_cast<int32_t>(request.sampleY);
+    params.kernelSizeX = static_cast<int32_t>(request.kernelX);
+    params.kernelSizeY = static_cast<int32_t>(request.kernelY);
+    params.round = request.round ? test_anyRound : 0;
+    return params;
+}
+
+inline oracle_gauss test_gaussRequest(const qip_gaussParams& params)
+{
+    return {.sampleX = params.sampleX,
+            .sampleY = params.sampleY,
+            .kernelX = params.kernelSizeX,
+            .kernelY = params.kernelSizeY,
+            .round = params.round != 0,
+            .gain = static_cast<float>(params.gain)};
+}
 
 // Stores values, cut to 8 or 16 bits, into the expected pixels of an image that covers `gridRect`.
-void test_putValues(test_grid* grid, const oracle_rect& gridRect, const oracle_values& values,
-                    int32_t pixelSize);
+inline void test_putValues(test_grid* grid, const oracle_rect& gridRect, const oracle_values& values,
+                           int32_t pixelSize)
+{
+    const int64_t mask = pixelSize == 1 ? 0xff : 0xffff;
+    const oracle_rect& rect = values.rect;
+    for (int64_t y = rect.y; y < rect.y + rect.height; ++y)
+        for (int64_t x = rect.x; x < rect.x + rect.width; ++x)
+            grid->at(x - gridRect.x, y - gridRect.y) = static_cast<uint16_t>(values.at(x, y) & mask);
+}
 
 // Expects `before` in all pixels of an image over `rect` but those that `values` covers.
-void test_expectValues(const test_view& actual, const oracle_rect& rect, uint16_t before,
-                       const oracle_values& values);
+inline void test_expectValues(const test_view& actual, const oracle_rect& rect, uint16_t before,
+                              const oracle_values& values)
+{
+    test_grid expected(actual.width, actual.height, before);
+    test_putValues(&expected, rect, values, actual.pixelSize);
+    EXPECT_TRUE(test_samePixels(expected, actual));
+}
 
-// Expects that the centres of a destination's outer pixels are, in client coordinates, the centres of the
-// source pixels that they were computed from.
-void test_expectCentres(const qimg_image* source, const qimg_image* destination,
-                        const oracle_gauss& request, const oracle_rect& rect, double tolerance);
+// Pixels somewhere in memory and their place, or nothing: an image that starts unbound, a mask left out.
+struct test_placed {
+    std::unique_ptr<test_pixels> pixels;
+    oracle_rect rect = {};
+
+    void place(test_random* random, const oracle_rect& place, int32_t pixelSize)
+    {
+        rect = place;
+        pixels =
+            std::make_unique<test_pixels>(test_randomLayout(random, rect.width, rect.height, pixelSize));
+    }
+    test_plane over() const
+    {
+        return {pixels.get(), rect};
+    }
+};
+
+// Half of them tiny.
+inline int64_t test_randomSize(test_random* random)
+{
+    if (test_chance(random, 50))
+        return test_randomRange(random, 1, 9);
+    return test_randomRange(random, 1, test_chance(random, 20) ? 80 : 40);
+}
+
+// A plane after a call holds `values` at the written part, when there are any, and elsewhere what it held
+// before: canaries, or zeros where the call bound it, to the rectangle `bindTo`, if it was to.
+inline void test_expectPlane(const test_placed& made, const test_plane& after, bool binds,
+                             const oracle_rect& bindTo, const oracle_values& values)
+{
+    const bool isBound = made.pixels || binds;
+    ASSERT_EQ(after.image.isBound(), isBound);
+    if (!isBound)
+        return;
+    const oracle_rect rect = after.image.rect();
+    const oracle_rect wanted = made.pixels ? made.rect : bindTo;
+    EXPECT_TRUE(test_sameRect(wanted, rect));
+    EXPECT_TRUE(rect.width == wanted.width && rect.height == wanted.height); // of no pixels too
+    if (wanted.isNull() || testing::Test::HasFailure())
+        return;
+    const test_view view = after.image.view();
+    const int canaries = view.pixelSize == 1 ? test_canary : 0x101 * test_canary;
+    test_expectValues(view, rect, static_cast<uint16_t>(made.pixels ? canaries : 0), values);
+    if (made.pixels) {
+        EXPECT_TRUE(test_undamaged(*made.pixels));
+    }
+}
+
+// Expects that map(x, y), from source to destination pixels through client coordinates, takes the middle of
+// the source pixels under a destination pixel to that pixel's centre, for the corners of `rect`.
+template <class Map>
+void test_expectCentres(const oracle_gauss& request, const oracle_rect& rect, double tolerance,
+                        const Map& map)
+{
+    for (const int64_t x : {rect.x, rect.x + rect.width - 1})
+        for (const int64_t y : {rect.y, rect.y + rect.height - 1}) {
+            const qmath_point point =
+                map(qmath_point{oracle_supportCentre(x, request.sampleX, request.kernelX),
+                                oracle_supportCentre(y, request.sampleY, request.kernelY)});
+            EXPECT_NEAR(point.x, static_cast<double>(x) + 0.5, tolerance);
+            EXPECT_NEAR(point.y, static_cast<double>(y) + 0.5, tolerance);
+        }
+}
+
+inline void test_expectCentres(const qimg_image* source, const qimg_image* destination,
+                               const oracle_gauss& request, const oracle_rect& rect, double tolerance)
+{
+    test_expectCentres(request, rect, tolerance, [&](qmath_point point) {
+        EXPECT_EQ(qmath_xformPtrhConst_mapPoint(&source->clientFromImage, &point), 0);
+        EXPECT_EQ(qmath_xformPtrhConst_mapPoint(&destination->imageFromClient, &point), 0);
+        return point;
+    });
+}
+
+// Gives an image a client-to-image transform: nothing, linear with a determinant well away from zero, not
+// linear.
+inline void test_setRandomTransform(test_random* random, qimg_image* image)
+{
+    const auto number = [&](int64_t low, int64_t high) {
+        return static_cast<double>(test_randomRange(random, low, high)) / 16.0;
+    };
+    const qmath_xformLinear linear = {number(8, 32), number(-6, 6),     number(-6, 6),
+                                      number(8, 32), number(-999, 999), number(-999, 999)};
+    test_handle handle;
+    if (test_chance(random, 50)) {
+        EXPECT_EQ(test_constructBent(&handle), 0);
+    }
+    if (test_chance(random, 50)) {
+        EXPECT_EQ(qmath_xformPtrhConst_assignComposePtrhLinear(&handle, &handle, &linear), 0);
+    }
+    EXPECT_EQ(qimg_image_setImageFromClientXform(image, &handle), 0);
+}
 
 // The pixels that a smoothing of `source`, which begins at (0, 0), writes into an image over `rect`, all of
 // which it reaches.
-test_grid test_smoothed(const test_view& source, const qip_gaussParams& params, const oracle_rect& rect,
-                        int32_t pixelSize);
+inline test_grid test_smoothed(const test_view& source, const qip_gaussParams& params,
+                               const oracle_rect& rect, int32_t pixelSize)
+{
+    test_grid grid(static_cast<int32_t>(rect.width), static_cast<int32_t>(rect.height));
+    test_putValues(&grid, rect, oracle_smooth(source, 0, 0, test_gaussRequest(params), rect), pixelSize);
+    return grid;
+}
 
 using test_gaussCall = std::function<qip_status(const qip_gaussParams& params)>;
 
-// Runs the body with each of the four functions in turn, over these pixels, all placed at (0, 0).
+// Runs body(name, call) with each of the four functions in turn, over these pixels, all placed at (0, 0).
+template <class Body>
 void test_forEachGauss(const test_pixels& source, const test_pixels& destination8,
-                       const test_pixels& destination16,
-                       const std::function<void(const char* name, const test_gaussCall& call)>& body);
+                       const test_pixels& destination16, const Body& body)
+{
+    const test_plane from(&source, {});
+    test_plane to8(&destination8, {});
+    test_plane to16(&destination16, {});
+    const auto run = [&](const char* name, const test_gaussCall& call) {
+        SCOPED_TRACE(name);
+        body(name, call);
+    };
+    const qimg_image* const image = &from.image.record;
+    run("image 8_8", [&](const auto& p) { return qip_gauss_smooth8_8(image, &to8.image.record, &p); });
+    run("image 8_16", [&](const auto& p) { return qip_gauss_smooth8_16(image, &to16.image.record, &p); });
+    run("window 8_8",
+        [&](const auto& p) { return qip_gauss_smoothWindow8_8(&from.windowConst, &to8.window, &p); });
+    run("window 8_16",
+        [&](const auto& p) { return qip_gauss_smoothWindow8_16(&from.windowConst, &to16.window, &p); });
+}

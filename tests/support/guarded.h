@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 // Pixels for reading, wherever they lie. Pixel (x, y) is at first + y * stride + x * pixelSize.
 struct test_view {
@@ -52,23 +53,41 @@ public:
     test_pixels(const test_pixels&) = delete;
     test_pixels& operator=(const test_pixels&) = delete;
 
-    void* first() const;
-    int32_t stride() const;
-    test_view view() const;
-
     unsigned char* row(int64_t y) const;
+    void* first() const
+    {
+        return row(0);
+    }
+    int32_t stride() const
+    {
+        return static_cast<int32_t>(layout_.upward ? -stride_ : stride_);
+    }
+    test_view view() const
+    {
+        return {first(), stride(), layout_.width, layout_.height, layout_.pixelSize};
+    }
     void set(int64_t x, int64_t y, uint32_t value);
 
     // What was written outside the pixels: empty when nothing was, else where.
     std::string damage() const;
 
 private:
-    struct arena;
+    // Bodies of readable pages with one forbidden page before, between and behind them.
+    struct arena {
+        unsigned char* memory;
+        int64_t bodyBytes;
+        int64_t bodyCount;
 
+        unsigned char* body(int64_t index) const;
+    };
+
+    static std::vector<arena>& spareArenas();
+    static arena takeArena(int64_t bytes, int64_t count);
     unsigned char* rowInMemory(int64_t index) const;
 
     test_layout layout_;
     int64_t rowBytes_;
+    int64_t rowsInBody_; // all of them with test_fence::block, else one
     int64_t stride_;
-    arena* arena_;
+    arena arena_;
 };

@@ -92,18 +92,16 @@ void finishRow(const std::vector<int64_t>& column, const std::vector<int64_t>& w
 
 } // namespace
 
-bool oracle_rect::isNull() const
+oracle_rect oracle_intersection(const oracle_rect& a, const oracle_rect& b)
 {
-    return width <= 0 || height <= 0;
+    const int64_t x = std::max(a.x, b.x);
+    const int64_t y = std::max(a.y, b.y);
+    return {x, y, std::min(a.x + a.width, b.x + b.width) - x, std::min(a.y + a.height, b.y + b.height) - y};
 }
 
 testing::AssertionResult test_sameRect(const oracle_rect& expected, const oracle_rect& actual)
 {
-    const bool same = expected.isNull()
-                          ? actual.isNull()
-                          : expected.x == actual.x && expected.y == actual.y &&
-                                expected.width == actual.width && expected.height == actual.height;
-    if (same)
+    if (expected.isNull() ? actual.isNull() : expected == actual)
         return testing::AssertionSuccess();
     return testing::AssertionFailure() << "(" << actual.x << ", " << actual.y << ") " << actual.width << "x"
                                        << actual.height << " instead of (" << expected.x << ", "
@@ -167,20 +165,13 @@ oracle_rect oracle_destination(const oracle_rect& source, const oracle_gauss& re
         oracle_destinationSpan(source.x, source.width, request.sampleX, request.kernelX, validOnly);
     const oracle_span y =
         oracle_destinationSpan(source.y, source.height, request.sampleY, request.kernelY, validOnly);
-    return x.length > 0 && y.length > 0 ? oracle_rect{x.start, y.start, x.length, y.length}
-                                        : oracle_rect{0, 0, 0, 0};
+    return oracle_rect{x.start, y.start, x.length, y.length}.orZeros();
 }
 
 oracle_rect oracle_written(const oracle_rect& source, const oracle_gauss& request,
                            const oracle_rect& destination)
 {
-    const oracle_rect all = oracle_destination(source, request);
-    const int64_t left = std::max(all.x, destination.x);
-    const int64_t top = std::max(all.y, destination.y);
-    const int64_t right = std::min(all.x + all.width, destination.x + destination.width);
-    const int64_t bottom = std::min(all.y + all.height, destination.y + destination.height);
-    return right > left && bottom > top ? oracle_rect{left, top, right - left, bottom - top}
-                                        : oracle_rect{0, 0, 0, 0};
+    return oracle_intersection(oracle_destination(source, request), destination).orZeros();
 }
 
 oracle_values oracle_smooth(const test_view& source, int64_t sourceX, int64_t sourceY,
@@ -209,9 +200,9 @@ oracle_rect oracle_boxesValid(const oracle_rect& source, int64_t passes, int64_t
 {
     const int64_t reachX = passes * kernelX;
     const int64_t reachY = passes * kernelY;
-    const oracle_rect valid{source.x + reachX / 2, source.y + reachY / 2, source.width - reachX,
-                            source.height - reachY};
-    return valid.isNull() ? oracle_rect{0, 0, 0, 0} : valid;
+    return oracle_rect{source.x + reachX / 2, source.y + reachY / 2, source.width - reachX,
+                       source.height - reachY}
+        .orZeros();
 }
 
 oracle_values oracle_boxes(const test_view& source, int64_t sourceX, int64_t sourceY, int64_t passes,

@@ -14,8 +14,27 @@
 struct oracle_rect {
     int64_t x, y, width, height;
 
-    bool isNull() const;
+    bool operator==(const oracle_rect&) const = default;
+    bool isNull() const
+    {
+        return width <= 0 || height <= 0;
+    }
+    // This one, or four zeros when it is null.
+    oracle_rect orZeros() const
+    {
+        return isNull() ? oracle_rect{0, 0, 0, 0} : *this;
+    }
 };
+
+// A record of the library with these fields.
+template <class Rect>
+oracle_rect oracle_rectOf(const Rect& rect)
+{
+    return {rect.x, rect.y, rect.width, rect.height};
+}
+
+// What both cover; null when that is nothing.
+oracle_rect oracle_intersection(const oracle_rect& a, const oracle_rect& b);
 
 // Success when both cover the same pixels: null rectangles are equal whatever their numbers.
 testing::AssertionResult test_sameRect(const oracle_rect& expected, const oracle_rect& actual);

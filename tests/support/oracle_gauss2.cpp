@@ -3,6 +3,7 @@
 #include <qip/half_resolution.h>
 
 #include <algorithm>
+#include <cstring>
 
 namespace
 {
@@ -29,6 +30,23 @@ qsys_status callAny(const oracle_gauss2Arguments& a)
         return Function(a.srcWin, a.srcMaskWin, a.dstWin, a.dstMaskWin, a.passesX, a.passesY);
     else
         return Function(a.srcWin, a.srcMaskWin, a.srcTransform, a.dstWin, a.dstMaskWin, a.dstTransform);
+}
+
+// The names tell what the functions do.
+oracle_gauss2Export exportNamed(const char* name, qsys_status (*call)(const oracle_gauss2Arguments&))
+{
+    const auto has = [name](const char* part) {
+        return std::strstr(name, part) != nullptr;
+    };
+    const bool sampled = !has("NoSample");
+    return {name,
+            has("16_16") ? 2 : 1,
+            has("Mask"),
+            has("Window"),
+            sampled,
+            sampled && !has("gauss2Y"),
+            sampled && !has("gauss2X"),
+            call};
 }
 
 // ---- values ----
@@ -108,40 +126,25 @@ std::string suffix(const oracle_gauss2Export& what, const std::string& stem)
 
 const std::vector<oracle_gauss2Export>& oracle_gauss2Exports()
 {
-#define EXPORT(name, depth, masked, windows, sampled, x, y)                                                \
-    {                                                                                                      \
-#name, (depth) / 8, masked, windows, sampled, x, y, callAny < name>                                \
-    }
-    static const std::vector<oracle_gauss2Export> all = {
-        EXPORT(qip_gauss2_smooth8_8, 8, false, false, true, true, true),
-        EXPORT(qip_gauss2X_smooth8_8, 8, false, false, true, true, false),
-        EXPORT(qip_gauss2Y_smooth8_8, 8, false, false, true, false, true),
-        EXPORT(qip_gauss2_smooth16_16, 16, false, false, true, true, true),
-        EXPORT(qip_gauss2X_smooth16_16, 16, false, false, true, true, false),
-        EXPORT(qip_gauss2Y_smooth16_16, 16, false, false, true, false, true),
-        EXPORT(qip_gauss2_smoothWindow8_8, 8, false, true, true, true, true),
-        EXPORT(qip_gauss2X_smoothWindow8_8, 8, false, true, true, true, false),
-        EXPORT(qip_gauss2Y_smoothWindow8_8, 8, false, true, true, false, true),
-        EXPORT(qip_gauss2_smoothWindow16_16, 16, false, true, true, true, true),
-        EXPORT(qip_gauss2_smoothMasked8_8, 8, true, false, true, true, true),
-        EXPORT(qip_gauss2X_smoothMasked8_8, 8, true, false, true, true, false),
-        EXPORT(qip_gauss2Y_smoothMasked8_8, 8, true, false, true, false, true),
-        EXPORT(qip_gauss2_smoothMasked16_16, 16, true, false, true, true, true),
-        EXPORT(qip_gauss2X_smoothMasked16_16, 16, true, false, true, true, false),
-        EXPORT(qip_gauss2Y_smoothMasked16_16, 16, true, false, true, false, true),
-        EXPORT(qip_gauss2_smoothMaskedWindow8_8, 8, true, true, true, true, true),
-        EXPORT(qip_gauss2X_smoothMaskedWindow8_8, 8, true, true, true, true, false),
-        EXPORT(qip_gauss2Y_smoothMaskedWindow8_8, 8, true, true, true, false, true),
-        EXPORT(qip_gauss2_smoothMaskedWindow16_16, 16, true, true, true, true, true),
-        EXPORT(qip_gauss2_smoothNoSample8_8, 8, false, false, false, false, false),
-        EXPORT(qip_gauss2_smoothNoSample16_16, 16, false, false, false, false, false),
-        EXPORT(qip_gauss2_smoothNoSampleWindow8_8, 8, false, true, false, false, false),
-        EXPORT(qip_gauss2_smoothNoSampleWindow16_16, 16, false, true, false, false, false),
-        EXPORT(qip_gauss2_smoothNoSampleMasked8_8, 8, true, false, false, false, false),
-        EXPORT(qip_gauss2_smoothNoSampleMasked16_16, 16, true, false, false, false, false),
-        EXPORT(qip_gauss2_smoothNoSampleMaskedWindow8_8, 8, true, true, false, false, false),
-        EXPORT(qip_gauss2_smoothNoSampleMaskedWindow16_16, 16, true, true, false, false, false),
-    };
+#define EXPORT(name) exportNamed(#name, callAny<name>)
+#define DEPTHS(name) EXPORT(name##8_8), EXPORT(name##16_16)
+    static const std::vector<oracle_gauss2Export> all = {DEPTHS(qip_gauss2_smooth),
+                                                         DEPTHS(qip_gauss2X_smooth),
+                                                         DEPTHS(qip_gauss2Y_smooth),
+                                                         DEPTHS(qip_gauss2_smoothWindow),
+                                                         EXPORT(qip_gauss2X_smoothWindow8_8),
+                                                         EXPORT(qip_gauss2Y_smoothWindow8_8),
+                                                         DEPTHS(qip_gauss2_smoothMasked),
+                                                         DEPTHS(qip_gauss2X_smoothMasked),
+                                                         DEPTHS(qip_gauss2Y_smoothMasked),
+                                                         DEPTHS(qip_gauss2_smoothMaskedWindow),
+                                                         EXPORT(qip_gauss2X_smoothMaskedWindow8_8),
+                                                         EXPORT(qip_gauss2Y_smoothMaskedWindow8_8),
+                                                         DEPTHS(qip_gauss2_smoothNoSample),
+                                                         DEPTHS(qip_gauss2_smoothNoSampleWindow),
+                                                         DEPTHS(qip_gauss2_smoothNoSampleMasked),
+                                                         DEPTHS(qip_gauss2_smoothNoSampleMaskedWindow)};
+#undef DEPTHS
 #undef EXPORT
     return all;
 }
@@ -155,21 +158,17 @@ oracle_gauss2Plan oracle_gauss2PlanOf(const oracle_gauss2Export& what, const ora
         return f == 1 ? i : (i - (i % 2 != 0 && i < 0)) / 2;
     };
     oracle_gauss2Plan plan = {};
-    plan.full = {floorHalf(source.x, fx), floorHalf(source.y, fy), source.width / fx, source.height / fy};
-    const oracle_rect& d = plan.full;
-    const int64_t left = std::max(d.x, destination.x);
-    const int64_t top = std::max(d.y, destination.y);
-    plan.written = {left, top, std::min(d.x + d.width, destination.x + destination.width) - left,
-                    std::min(d.y + d.height, destination.y + destination.height) - top};
+    const auto sizeHalf = [](int64_t n, int64_t f) {
+        return f == 1 ? n : std::max<int64_t>(n, 0) / 2;
+    };
+    plan.full = {floorHalf(source.x, fx), floorHalf(source.y, fy), sizeHalf(source.width, fx),
+                 sizeHalf(source.height, fy)};
+    plan.written = oracle_intersection(plan.full, destination);
     const oracle_rect& r = plan.written;
-    const bool whole = r.x == d.x && r.y == d.y && r.width == d.width && r.height == d.height;
-    plan.used = what.sampled && (whole || r.isNull())
+    plan.used = what.sampled && (r == plan.full || r.isNull())
                     ? source
                     : oracle_rect{r.x * fx, r.y * fy, r.width * fx, r.height * fy};
-    const oracle_rect& u = plan.used;
-    plan.refused =
-        !r.isNull() && (u.x < source.x || u.y < source.y || u.x + u.width > source.x + source.width ||
-                        u.y + u.height > source.y + source.height);
+    plan.refused = !r.isNull() && !(oracle_intersection(plan.used, source) == plan.used);
     return plan;
 }
 

@@ -4,15 +4,21 @@
 #pragma once
 
 #include "support/compare.h"
-#include "support/oracle_gauss.h"
-
-#include <qbase/image.h>
+#include "support/images.h"
 
 #include <optional>
 #include <string>
 #include <vector>
 
 // ---- the exports ----
+
+// The planes of a call, as images and as windows.
+struct oracle_gauss2Places {
+    const test_plane* src = nullptr;
+    const test_plane* srcMask = nullptr;
+    test_plane* dst = nullptr;
+    test_plane* dstMask = nullptr;
+};
 
 // The arguments of any export; each takes those of its form.
 struct oracle_gauss2Arguments {
@@ -28,6 +34,19 @@ struct oracle_gauss2Arguments {
     qmath_xformLinear* dstTransform = nullptr;
     int32_t passesX = 2;
     int32_t passesY = 2;
+
+    // Those places that are given.
+    void take(const oracle_gauss2Places& p)
+    {
+        if (p.src)
+            src = &p.src->image.record, srcWin = &p.src->windowConst;
+        if (p.srcMask)
+            srcMask = &p.srcMask->image.record, srcMaskWin = &p.srcMask->windowConst;
+        if (p.dst)
+            dst = &p.dst->image.record, dstWin = &p.dst->window;
+        if (p.dstMask)
+            dstMask = &p.dstMask->image.record, dstMaskWin = &p.dstMask->window;
+    }
 };
 
 struct oracle_gauss2Export {

@@ -3,6 +3,8 @@
 
 #include "support/compare.h"
 
+#include <algorithm>
+
 enum test_pixelKind {
     test_brightest,
     test_checkers,
@@ -13,8 +15,21 @@ enum test_pixelKind {
     test_pixelKinds
 };
 
-test_grid test_randomPixels(test_random* random, int32_t width, int32_t height, int32_t pixelSize,
-                            int64_t kind);
+inline test_grid test_randomPixels(test_random* random, int32_t width, int32_t height, int32_t pixelSize,
+                                   int64_t kind)
+{
+    const uint16_t most = pixelSize == 1 ? 255 : 65535;
+    test_grid made(width, height,
+                   kind == test_level ? static_cast<uint16_t>(test_randomBits(random)) & most : most);
+    for (int32_t y = 0; y < height; ++y)
+        for (int32_t x = 0; x < width; ++x)
+            if (kind == test_anything)
+                made.at(x, y) = static_cast<uint16_t>(test_randomBits(random)) & most;
+            else if ((kind == test_checkers && (x ^ y) & 1) || (kind == test_columns && x & 2) ||
+                     (kind == test_extremes && test_chance(random, 50)))
+                made.at(x, y) = 0;
+    return made;
+}
 
 enum test_maskKind {
     test_full,
@@ -28,8 +43,35 @@ enum test_maskKind {
     test_maskKinds
 };
 
-test_grid test_randomMask(test_random* random, int32_t width, int32_t height, int64_t kind);
+inline test_grid test_randomMask(test_random* random, int32_t width, int32_t height, int64_t kind)
+{
+    test_grid made(width, height, kind == test_full || kind == test_dust ? 255 : 0);
+    for (uint16_t& value : made.values) {
+        const auto any = static_cast<uint16_t>(test_randomInt(random, 0, 255));
+        if (kind == test_noise || (kind == test_sparse && test_chance(random, 12)))
+            value = any;
+        else if (kind == test_binary)
+            value = any & 1 ? 255 : 0;
+        else if (kind == test_faint)
+            value = any % 16 == 0;
+        else if (kind == test_dust && test_randomInt(random, 0, 499) == 0)
+            value = 0;
+    }
+    for (int patch = 0; kind == test_patches && patch < 6; ++patch) {
+        const int64_t right = test_randomRange(random, 1, width);
+        const int64_t bottom = test_randomRange(random, 1, height);
+        const auto value = static_cast<uint16_t>(std::clamp(test_randomInt(random, -200, 455), 0, 255));
+        for (int64_t y = test_randomRange(random, 0, bottom - 1); y < bottom; ++y)
+            for (int64_t x = test_randomRange(random, 0, right - 1) / 2; x < right; ++x)
+                made.at(x, y) = value;
+    }
+    return made;
+}
 
-// Pixels of any kind, half of them noise; a mask of any kind.
-void test_fillAnyPixels(test_random* random, test_pixels* pixels);
-void test_fillAnyMask(test_random* random, test_pixels* mask);
+// Pixels of any kind, half of them noise.
+inline void test_fillAnyPixels(test_random* random, test_pixels* pixels)
+{
+    const test_view view = pixels->view();
+    const int64_t kind = std::min(test_randomInt(random, 0, 2 * test_anything), int{test_anything});
+    test_fill(pixels, test_randomPixels(random, view.width, view.height, view.pixelSize, kind));
+}

@@ -3,8 +3,12 @@
 // The classes install themselves and put the default back.
 #pragma once
 
-#include <cstdint>
-#include <functional>
+#include <qbase/cpuinfo.h>
+#include <qbase/inhibit.h>
+
+#include <gtest/gtest.h>
+
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -12,23 +16,50 @@
 class test_inhibition
 {
 public:
-    explicit test_inhibition(const std::string& name);
-    ~test_inhibition();
+    explicit test_inhibition(const std::string& name)
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        inhibited = name;
+        names.clear();
+        qprt_isOptimizationInhibitedFP = hook;
+    }
+    ~test_inhibition()
+    {
+        qprt_isOptimizationInhibitedFP = nullptr;
+    }
     test_inhibition(const test_inhibition&) = delete;
     test_inhibition& operator=(const test_inhibition&) = delete;
 
-    static std::vector<std::string> asked();
+    static std::vector<std::string> asked()
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        return names;
+    }
+
+private:
+    static int hook(const char* name)
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        names.emplace_back(name ? name : "(null)");
+        return inhibited == "*" || inhibited == names.back();
+    }
+
+    // The hook has no context of its own.
+    static inline std::mutex mutex;
+    static inline std::string inhibited;
+    static inline std::vector<std::string> names;
 };
 
-// Reports this processor class, and those of the feature bits that the machine has.
-class test_processor
+// Runs body(level) at every processor level that the machine has, with the level's name in every failure.
+template <class Body>
+void test_atEveryLevel(const Body& body)
 {
-public:
-    test_processor(int32_t processorClass, uint32_t features);
-    ~test_processor();
-    test_processor(const test_processor&) = delete;
-    test_processor& operator=(const test_processor&) = delete;
-};
-
-// Runs the body at every processor level that the machine has, with the level's name in every failure.
-void test_atEveryLevel(const std::function<void(const std::string& level)>& body);
+    for (const std::string level : {"plain", "sse", "avx2"}) {
+        if (qsys_cpuinfo_limitLevel(level.c_str()) == QSYS_E_LEVEL_UNAVAILABLE)
+            continue;
+        SCOPED_TRACE("level " + level);
+        EXPECT_EQ(qsys_cpuinfo_levelName(), level);
+        body(level);
+    }
+    qsys_cpuinfo_limitLevel("auto");
+}

@@ -115,13 +115,6 @@ program_picture program_randomPicture(test_random* random, int width, int height
     return picture;
 }
 
-void PrintTo(const program_picture& picture, std::ostream* stream)
-{
-    *stream << picture.width << " x " << picture.height << " up to " << picture.greatest << ":";
-    for (size_t i = 0; i < picture.pixels.size(); ++i)
-        *stream << (i % static_cast<size_t>(picture.width) ? " " : "\n") << picture.pixels[i];
-}
-
 std::string program_pgmOf(const program_picture& picture)
 {
     std::string bytes = "P5\n" + std::to_string(picture.width) + " " + std::to_string(picture.height) +

@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -67,9 +66,6 @@ struct program_picture {
 };
 
 program_picture program_randomPicture(test_random* random, int width, int height, int greatest);
-
-// How a failed comparison shows it.
-void PrintTo(const program_picture& picture, std::ostream* stream);
 
 // P5 as text and bytes, written from the definition of the format, not with the program's code.
 std::string program_pgmOf(const program_picture& picture);

@@ -1,8 +1,10 @@
 // Reproducible random numbers: every failure can be run again from the seed that it prints.
 #pragma once
 
-#include <cstddef>
+#include <gtest/gtest.h>
+
 #include <cstdint>
+#include <cstdlib>
 #include <iterator>
 #include <string>
 
@@ -12,21 +14,49 @@ struct test_random {
 };
 
 // The seed of this run: the environment variable QIP_TEST_SEED, or a fixed default.
-uint64_t test_seed();
+inline uint64_t test_seed()
+{
+    const char* text = std::getenv("QIP_TEST_SEED");
+    return text ? std::strtoull(text, nullptr, 0) : 20261121;
+}
 
-// A generator for one case: mixes the run's seed with the case's number, so that a case can be run alone.
-test_random test_randomFor(uint64_t caseNumber);
+inline uint64_t test_randomBits(test_random* random)
+{
+    // splitmix64
+    uint64_t z = random->state += 0x9e3779b97f4a7c15u;
+    z = (z ^ (z >> 30)) * 0xbf58476d1ce4e5b9u;
+    z = (z ^ (z >> 27)) * 0x94d049bb133111ebu;
+    return z ^ (z >> 31);
+}
 
-uint64_t test_randomBits(test_random* random);
+// A generator for one case, so that a case can be run alone. The seed is mixed before the case's number
+// comes in: the states of two seeds must not lie a few steps of the generator apart, or one would draw the
+// other's numbers, shifted.
+inline test_random test_randomFor(uint64_t caseNumber)
+{
+    test_random seed{test_seed()};
+    test_random random{test_randomBits(&seed) + caseNumber};
+    return {test_randomBits(&random)};
+}
 
 // A number from low to high, both included.
-int64_t test_randomRange(test_random* random, int64_t low, int64_t high);
+inline int64_t test_randomRange(test_random* random, int64_t low, int64_t high)
+{
+    const uint64_t count = static_cast<uint64_t>(high) - static_cast<uint64_t>(low) + 1;
+    const uint64_t bits = test_randomBits(random);
+    return static_cast<int64_t>(static_cast<uint64_t>(low) + (count ? bits % count : bits));
+}
 
-// The same in 32 bits.
-int32_t test_randomInt(test_random* random, int64_t low, int64_t high);
+inline int32_t test_randomInt(test_random* random, int64_t low, int64_t high)
+{
+    return static_cast<int32_t>(test_randomRange(random, low, high));
+}
 
 // True in `percent` cases of a hundred.
-bool test_chance(test_random* random, int percent);
+inline bool test_chance(test_random* random, int percent)
+{
+    return test_randomRange(random, 0, 99) < percent;
+}
 
 // One of several values.
 template <class Values>
@@ -35,8 +65,19 @@ const auto& test_pick(test_random* random, const Values& values)
     return values[static_cast<size_t>(test_randomRange(random, 0, std::ssize(values) - 1))];
 }
 
-// Fills bytes, each with its own random value.
-void test_randomFill(test_random* random, void* bytes, int64_t count);
-
 // "seed S, case N": put it into every assertion message.
-std::string test_caseName(uint64_t caseNumber);
+inline std::string test_caseName(uint64_t caseNumber)
+{
+    return "seed " + std::to_string(test_seed()) + ", case " + std::to_string(caseNumber);
+}
+
+// Runs body(random, number) for the cases from 0 on, until one fails.
+template <class Body>
+void test_forCases(uint64_t count, const Body& body)
+{
+    for (uint64_t number = 0; number < count && !testing::Test::HasFailure(); ++number) {
+        SCOPED_TRACE(test_caseName(number));
+        test_random random = test_randomFor(number);
+        body(random, number);
+    }
+}
