@@ -17,12 +17,14 @@ template <rowBorder border>
 uint16_t expectedAt(const std::vector<uint16_t>& row, int64_t column)
 {
     const auto width = static_cast<int64_t>(row.size());
-    while (column < 0 || column >= width) {
-        if (border == rowBorder::repeated)
-            column += column < 0 ? 1 : -1;
-        else
-            column = column < 0 ? -column - 1 : 2 * width - 1 - column;
-    }
+    const auto inward = [&] {
+        return column < 0 ? column + 1 : column - 1;
+    };
+    const auto mirrored = [&] {
+        return column < 0 ? -column - 1 : 2 * width - 1 - column;
+    };
+    while (column < 0 || column >= width)
+        column = border == rowBorder::repeated ? inward() : mirrored();
     return row[static_cast<size_t>(column)];
 }
 
@@ -31,8 +33,8 @@ void checkBorder()
 {
     constexpr int64_t count = 7;
     for (int64_t width = 1; width <= 20; ++width) {
-        // Of its very size, so that the address sanitizer sees a step beyond it.
-        std::vector<uint16_t> row(static_cast<size_t>(width));
+        std::vector<uint16_t> row(
+            static_cast<size_t>(width)); // the address sanitizer sees a step beyond it
         test_random random = test_randomFor(static_cast<uint64_t>(width));
         for (uint16_t& pixel : row)
             pixel = static_cast<uint16_t>(test_randomBits(&random));
