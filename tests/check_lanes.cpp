@@ -7,25 +7,21 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 namespace
 {
 
-// The pixel that a border rule puts at a column, step by step.
+// The pixel that a border rule puts at a column.
 template <rowBorder border>
 uint16_t expectedAt(const std::vector<uint16_t>& row, int64_t column)
 {
     const auto width = static_cast<int64_t>(row.size());
-    const auto inward = [&] {
-        return column < 0 ? column + 1 : column - 1;
-    };
-    const auto mirrored = [&] {
-        return column < 0 ? -column - 1 : 2 * width - 1 - column;
-    };
-    while (column < 0 || column >= width)
-        column = border == rowBorder::repeated ? inward() : mirrored();
-    return row[static_cast<size_t>(column)];
+    const int64_t nearest = std::clamp<int64_t>(column, 0, width - 1);
+    const int64_t mirrored = column < 0 ? -column - 1 : 2 * width - 1 - column;
+    return row[static_cast<size_t>(column == nearest || border == rowBorder::repeated ? nearest
+                                                                                      : mirrored)];
 }
 
 template <rowBorder border>
