@@ -160,7 +160,7 @@ struct maskBits {
 
 lanes_inline u8s operator<<(maskBits a, int bits)
 {
-    return a.mask & static_cast<uint8_t>(1 << bits);
+    return a.mask & filled(static_cast<uint8_t>(1 << bits));
 }
 
 lanes_inline u8s operator+(u8s a, maskBits b)
