@@ -176,18 +176,6 @@ qip_status smoothImage(smoothingCall* call, const qimg_image* src, qimg_image* d
     return copied < 0 ? copied : status;
 }
 
-qip_status smoothImageTo(const depthForm* depth, const qimg_image* src, qimg_image* dst,
-                         const qip_gaussParams* params)
-{
-    if (!src || !dst || !params)
-        return QSYS_E_ARGUMENT;
-    smoothingCall call;
-    qip_status status = startCall(&call, depth, params);
-    if (status >= 0)
-        status = smoothImage(&call, src, dst);
-    return frame_cleanupEnd(&call.cleanup, status);
-}
-
 // ---- window forms ----
 
 bool areNull(const qimg_windowConst* src, const qimg_window* dst)
@@ -218,15 +206,18 @@ qip_status smoothWindow(smoothingCall* call, const qimg_windowConst* src, const 
     return status < 0 ? status : run(call);
 }
 
-qip_status smoothWindowTo(const depthForm* depth, const qimg_windowConst* src, const qimg_window* dst,
-                          const qip_gaussParams* params)
+// ---- either form ----
+
+template <class Src, class Dst>
+qip_status smooth(const depthForm* depth, const Src* src, Dst* dst, const qip_gaussParams* params,
+                  qip_status (*form)(smoothingCall* call, const Src* src, Dst* dst))
 {
     if (!src || !dst || !params)
         return QSYS_E_ARGUMENT;
     smoothingCall call;
     qip_status status = startCall(&call, depth, params);
     if (status >= 0)
-        status = smoothWindow(&call, src, dst);
+        status = form(&call, src, dst);
     return frame_cleanupEnd(&call.cleanup, status);
 }
 
@@ -234,22 +225,22 @@ qip_status smoothWindowTo(const depthForm* depth, const qimg_windowConst* src, c
 
 qip_status qip_gauss_smooth8_8(const qimg_image8* src, qimg_image8* dst, const qip_gaussParams* params)
 {
-    return smoothImageTo(&to8, src, dst, params);
+    return smooth(&to8, src, dst, params, smoothImage);
 }
 
 qip_status qip_gauss_smooth8_16(const qimg_image8* src, qimg_image16* dst, const qip_gaussParams* params)
 {
-    return smoothImageTo(&to16, src, dst, params);
+    return smooth(&to16, src, dst, params, smoothImage);
 }
 
 qip_status qip_gauss_smoothWindow8_8(const qimg_window8Const* src, const qimg_window8* dst,
                                      const qip_gaussParams* params)
 {
-    return smoothWindowTo(&to8, src, dst, params);
+    return smooth(&to8, src, dst, params, smoothWindow);
 }
 
 qip_status qip_gauss_smoothWindow8_16(const qimg_window8Const* src, const qimg_window16* dst,
                                       const qip_gaussParams* params)
 {
-    return smoothWindowTo(&to16, src, dst, params);
+    return smooth(&to16, src, dst, params, smoothWindow);
 }
