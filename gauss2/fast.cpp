@@ -33,8 +33,7 @@ struct fastCall {
     Planes planes;
     gauss2_filter filter;
     gauss2_kernel<Sweep> kernel;
-    bool
-        isNarrow; // narrower than the kernel's least width: it gets copies of the rows that are wide enough
+    bool isNarrow; // too narrow for the kernel, which gets wider copies of the rows
     int64_t width; // of the rows that the kernel gets
     int64_t outRows;
     int64_t outColumns;
@@ -238,9 +237,8 @@ template <class Planes>
 qip_status takeRows(fastCall<Planes>* call)
 {
     using Pixel = typename fastCall<Planes>::Pixel;
-    const int64_t spareColumns = std::max(call->outColumns, call->width);
-    qip_status status =
-        frame_cleanupAlloc(&call->cleanup, spareColumns * int64_t{sizeof(Pixel) + 1}, &call->spareBlock);
+    qip_status status = frame_cleanupAlloc(&call->cleanup, call->outColumns * int64_t{sizeof(Pixel) + 1},
+                                           &call->spareBlock);
     if (status >= 0 && call->kernel.stateBytes)
         status =
             frame_cleanupAllocClear(&call->cleanup, call->kernel.stateBytes(call->width), &call->state);
