@@ -1,0 +1,45 @@
+// What an engine's path has to do, once its request is understood: which pixels there are to read, which to
+// write, and where the kernel lies over them.
+#pragma once
+
+#include <cstdint>
+
+// Strides are in bytes and may be negative. All positions count from the first pixel that is read, which is
+// column 0 of row 0.
+struct unmasked_plan {
+    // The source pixels under the kernels of all outputs. Beyond these, rows and columns are reflected with
+    // the edge repeated: where a kernel reaches further, the source ends.
+    const uint8_t* src;
+    int64_t srcStride;
+    int64_t srcWidth;
+    int64_t srcHeight;
+
+    // The outputs, at least one. 8-bit pixels, unless a path says otherwise.
+    void* dst;
+    int64_t dstStride;
+    int64_t columns;
+    int64_t rows;
+    int64_t dstTop; // the first output row, in coordinates of the image
+
+    // The first column and row under the kernel of the first output, 0 or below; each further output is
+    // stepX columns, or stepY rows, further.
+    int64_t firstColumn;
+    int64_t firstRow;
+    int64_t stepX;
+    int64_t stepY;
+
+    // How sums become pixels.
+    bool round;
+    float gain;
+};
+
+inline const uint8_t* unmasked_srcRow(const unmasked_plan* plan, int64_t row)
+{
+    return plan->src + row * plan->srcStride;
+}
+
+template <class Pixel>
+Pixel* unmasked_dstRow(const unmasked_plan* plan, int64_t row)
+{
+    return reinterpret_cast<Pixel*>(static_cast<unsigned char*>(plan->dst) + row * plan->dstStride);
+}
