@@ -2,6 +2,8 @@
 // one serves a request decides its pixels, bit for bit. Vector code has to give what these functions give.
 #pragma once
 
+#include "gauss/kernel.h"
+
 #include <cmath>
 #include <cstdint>
 
@@ -65,4 +67,13 @@ inline uint8_t unmasked_scaledBy729(uint32_t quotient, float gain, bool round)
 inline uint8_t unmasked_scaledBy64(uint32_t quotient, float gain)
 {
     return unmasked_narrowed(unmasked_toInteger(std::nearbyint(static_cast<float>(quotient) * gain)));
+}
+
+// ---- the general path ----
+
+// The value of a sum, whose low 8 or 16 bits are stored: multiplied by the reciprocal of the divisor, then
+// one half added when rounding, in this order and in double precision.
+inline int64_t unmasked_scaledSum(double sum, double reciprocal, double offset)
+{
+    return gauss_truncate(sum * reciprocal + offset);
 }

@@ -5,12 +5,13 @@
 #include "frame/level.h"
 #include "gauss/reference.h"
 #include "gauss/request.h"
+#include "unmasked/newer.h"
+#include "unmasked/older.h"
 
 namespace
 {
 
-// No vector engine is part of this build, so every request runs on the reference path.
-constexpr unmasked_engines builtInEngines = {nullptr, nullptr};
+constexpr unmasked_engines builtInEngines = {unmasked_newerEngine, unmasked_olderEngine};
 
 qip_status checkArguments(const qsImage* src, const qsVImage* dst, const qsGaussParams* params,
                           qsVImage* const* dstOut)

@@ -2,6 +2,8 @@
 // write, and where the kernel lies over them.
 #pragma once
 
+#include "gauss/request.h"
+
 #include <cstdint>
 
 // Strides are in bytes and may be negative. All positions count from the first pixel that is read, which is
@@ -43,3 +45,7 @@ Pixel* unmasked_dstRow(const unmasked_plan* plan, int64_t row)
 {
     return reinterpret_cast<Pixel*>(static_cast<unsigned char*>(plan->dst) + row * plan->dstStride);
 }
+
+// The plan of a request that has pixels to write and whose images have their pixels.
+unmasked_plan unmasked_planOf(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
+                              const gauss_request* request);

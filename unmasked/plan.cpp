@@ -1,0 +1,40 @@
+#include "unmasked/plan.h"
+
+#include "gauss/request.h"
+
+namespace
+{
+
+// The pixel of a legacy image at (x, y), in image coordinates.
+template <class Image>
+auto* pixelAt(Image* image, int64_t x, int64_t y, int64_t pixelSize)
+{
+    const int64_t right = x - image->region.x;
+    const int64_t down = y - image->region.y;
+    return static_cast<unsigned char*>(image->firstPixel) + down * image->rowStride + right * pixelSize;
+}
+
+} // namespace
+
+unmasked_plan unmasked_planOf(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
+                              const gauss_request* request)
+{
+    const int64_t dstPixelSize = qsVImageType(dst) == QS_IMAGE_TYPE_8 ? 1 : 2;
+    unmasked_plan plan;
+    plan.src = pixelAt(src, request->read.x.start, request->read.y.start, 1);
+    plan.srcStride = src->rowStride;
+    plan.srcWidth = request->read.x.length;
+    plan.srcHeight = request->read.y.length;
+    plan.dst = pixelAt(dst, request->dst.x.start, request->dst.y.start, dstPixelSize);
+    plan.dstStride = dst->rowStride;
+    plan.columns = request->dst.x.length;
+    plan.rows = request->dst.y.length;
+    plan.dstTop = request->dst.y.start;
+    plan.firstColumn = request->needed.x.start - request->read.x.start;
+    plan.firstRow = request->needed.y.start - request->read.y.start;
+    plan.stepX = params->sampleX;
+    plan.stepY = params->sampleY;
+    plan.round = params->round != 0;
+    plan.gain = params->gain;
+    return plan;
+}
