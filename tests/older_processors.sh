@@ -10,6 +10,7 @@ if ! command -v qemu-x86_64 > /dev/null || [[ $(uname -m) != x86_64 ]]; then
     echo "SKIPPED: no emulator (Debian: qemu-user)"
     exit 77
 fi
+rm -rf "$scratch"
 mkdir -p "$scratch"
 
 # Runs every family and every path of the cube of a box with the command given, into files that begin with $1.

@@ -1,7 +1,7 @@
 // The newer engine of the unmasked smoothing, for processors with 256-bit instructions.
 #pragma once
 
-#include "unmasked/dispatch.h"
+#include <qip/smoothing.h>
 
 // The five arguments of qip_gauss, checked. Which way computes the pixels, the first that matches:
 //   dstRegion given, and fewer than 33 columns or rows to write       the reference smoothing

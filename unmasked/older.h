@@ -1,7 +1,7 @@
 // The older engine of the unmasked smoothing, for processors with 128-bit instructions.
 #pragma once
 
-#include "unmasked/dispatch.h"
+#include <qip/smoothing.h>
 
 // The five arguments of qip_gauss, checked. It declines what it cannot do in integers: QIP_E_FALLBACK when the
 // request rounds, when its gain is not a power of two, and when the source has fewer than 9 sampleX columns
