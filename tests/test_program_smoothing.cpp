@@ -5,10 +5,13 @@
 
 #include <qip/smoothing.h>
 
+#include <qbase/cpuinfo.h>
+
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <optional>
+#include <sstream>
 
 namespace
 {
@@ -138,8 +141,10 @@ public:
 private:
     void compareReport(const std::string& json, const qstd_rect32& rect)
     {
-        EXPECT_EQ(program_jsonKeys(json),
-                  "x y width height depth status cpu threads ms mpixel_per_s image_from_client ");
+        const std::string keys =
+            "x y width height depth status cpu threads ms mpixel_per_s image_from_client ";
+        const bool hasPath = json.find("\"path\"") != std::string::npos; // held by GaussNamesItsPath
+        EXPECT_EQ(program_jsonKeys(json), keys + (hasPath ? "path " : ""));
         EXPECT_EQ(program_jsonNumber(json, "x"), rect.x);
         EXPECT_EQ(program_jsonNumber(json, "y"), rect.y);
         EXPECT_EQ(program_jsonNumber(json, "width"), rect.width);
@@ -188,6 +193,92 @@ TEST(ProgramSmoothing, GaussIsTheLibrarys)
         s.maybeBindToRoi(depth, false);
         const auto smooth = depth == 8 ? qip_gauss_smooth8_8 : qip_gauss_smooth8_16;
         s.compare("gauss", smooth(&s.source.image.record, &s.dst.image.record, &params));
+    }
+}
+
+// The path that is named has made the pixels: a flat picture has values that tell the paths apart.
+TEST(ProgramSmoothing, GaussNamesItsPath)
+{
+    struct answer {
+        const char* path;
+        int pixel;
+    };
+    const struct {
+        int width, height, value;
+        const char* options;
+        answer avx2, sse, plain;
+    } requests[] = {
+        // Without rounding, 3 times the weights 729: a whole number, which two of the paths miss by one.
+        {33, 33, 3, "--kernel 2", {"seven-tap", 2}, {"fixed-point", 2}, {"reference", 3}},
+        {32, 90, 3, "--kernel 2", {"reference", 3}, {"fixed-point", 2}, {"reference", 3}},
+        {90, 32, 3, "--kernel 2", {"reference", 3}, {"fixed-point", 2}, {"reference", 3}},
+        {90, 90, 3, "--kernel 2 --roi 60,9,40,40", {"reference", 3}, {"fixed-point", 2}, {"reference", 3}},
+        {90, 90, 3, "--kernel 2 --roi 57,9,40,40", {"seven-tap", 2}, {"fixed-point", 2}, {"reference", 3}},
+        {99, 99, 3, "--kernel 2 --sample 3", {"seven-tap", 2}, {"fixed-point", 2}, {"reference", 3}},
+        {40, 40, 3, "--kernel 2 --depth 16", {"general", 3}, {"fixed-point", 2}, {"reference", 3}},
+        {18, 18, 3, "--kernel 2 --sample 2", {"reference", 3}, {"fixed-point", 2}, {"reference", 3}},
+        {17, 18, 3, "--kernel 2 --sample 2", {"reference", 3}, {"reference", 3}, {"reference", 3}},
+        {18, 17, 3, "--kernel 2 --sample 2", {"reference", 3}, {"reference", 3}, {"reference", 3}},
+        {40, 40, 3, "--kernel 2 --round", {"seven-tap", 3}, {"reference", 3}, {"reference", 3}},
+        {40, 40, 1, "--kernel 2x4 --gain 3", {"general", 3}, {"reference", 3}, {"reference", 3}},
+        // 400 is cut to its low eight bits, except by the one path that clamps to 255.
+        {40,
+         40,
+         200,
+         "--kernel 1 --gain 2",
+         {"small-kernel", 255},
+         {"fixed-point", 144},
+         {"reference", 144}},
+        {99,
+         99,
+         200,
+         "--kernel 1 --gain 2 --sample 3",
+         {"small-kernel", 255},
+         {"fixed-point", 144},
+         {"reference", 144}},
+        {160,
+         99,
+         200,
+         "--kernel 1 --gain 2 --sample 4x1",
+         {"general", 144},
+         {"fixed-point", 144},
+         {"reference", 144}},
+        {40, 40, 200, "--kernel 3 --gain 2", {"general", 144}, {"fixed-point", 144}, {"reference", 144}},
+    };
+    const program_folder folder;
+    for (const auto& request : requests) {
+        const program_picture flat = {
+            request.width, request.height, 255,
+            std::vector<uint16_t>(static_cast<size_t>(request.width * request.height),
+                                  static_cast<uint16_t>(request.value))};
+        program_writeFile(folder.file("in.pgm"), program_pgmOf(flat));
+        for (const auto& [level, expected] :
+             {std::pair("avx2", request.avx2), std::pair("sse", request.sse),
+              std::pair("plain", request.plain)}) {
+            if (qsys_cpuinfo_limitLevel(level) < 0)
+                continue; // not on this machine
+            qsys_cpuinfo_limitLevel("auto");
+            SCOPED_TRACE(std::to_string(request.width) + "x" + std::to_string(request.height) + " " +
+                         request.options + " " + level);
+            std::vector<std::string> words = {"gauss",
+                                              folder.file("in.pgm"),
+                                              folder.file("out.pgm"),
+                                              "--origin",
+                                              "1,1",
+                                              "--json",
+                                              "--cpu",
+                                              level};
+            std::istringstream more(request.options);
+            for (std::string word; more >> word;)
+                words.push_back(word);
+            const program_result result = program_run(words);
+            ASSERT_EQ(result.exitStatus, 0) << result.errors;
+            EXPECT_NE(result.output.find("\"path\": \"" + std::string(expected.path) + "\""),
+                      std::string::npos)
+                << result.output;
+            const program_picture smoothed = program_readPgm(folder.file("out.pgm"));
+            EXPECT_EQ(smoothed.pixels[smoothed.pixels.size() / 2], expected.pixel);
+        }
     }
 }
 

@@ -1,5 +1,6 @@
 #include "commands.h"
 #include "failure.h"
+#include "gauss_path.h"
 #include "smoothing.h"
 
 #include <qip/smoothing.h>
@@ -26,6 +27,8 @@ void command_gauss(const options& o)
 
     const int depth = o.depth.value_or(8);
     const auto smooth = depth == 8 ? qip_gauss_smooth8_8 : qip_gauss_smooth8_16;
-    smoothing_run(o, source, depth,
-                  [&](qimg_image* dst, qimg_image*) { return smooth(source.image(), dst, &o.params); });
+    smoothing_run(
+        o, source, depth,
+        [&](qimg_image* dst, qimg_image*) { return smooth(source.image(), dst, &o.params); },
+        [&](const qimg_image& dst) { return gauss_path(source.image()->rect, dst, o.params); });
 }

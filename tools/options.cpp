@@ -197,13 +197,16 @@ void addCommonOptions(CLI::App* app, options& o)
     addValue(app, "--client", "A,B,C,D,TX,TY",
              "the input's image-from-client transform: m00, m01, m10, m11, tx, ty (default: identity)",
              o.imageFromClient, option_xform);
-    addValue(app, "--cpu", "auto|plain|sse|avx2", "processor level to use at most (default auto)",
+    addValue(app, "--cpu", "auto|plain|sse|avx2",
+             "processor level to use at most, to compare levels or to get the pixels that gauss gives on a "
+             "lesser processor (default auto)",
              o.cpuLevel, readLevel);
     addValue(app, "--threads", "N", "threads to use at most, 0: one a processor (default 0)", o.threadCount,
              readCount);
     addValue(app, "--repeat", "N", "run the call N times and report the median time (default 1)", o.repeat,
              readRepeat);
-    app->add_flag("--json", o.json, "describe the result on standard output");
+    app->add_flag("--json", o.json,
+                  "describe the result, and the path that gauss took, on standard output");
 }
 
 // ---- rules that span options ----

@@ -78,7 +78,7 @@ void print(const std::string& text)
 
 void report_print(const report& result)
 {
-    const std::vector<std::string> fields = {
+    std::vector<std::string> fields = {
         field("x", result.rect.x),
         field("y", result.rect.y),
         field("width", result.rect.width),
@@ -91,6 +91,8 @@ void report_print(const report& result)
         field("mpixel_per_s", numberText(result.megapixelsPerSecond)),
         field("image_from_client", xformText(result.imageFromClient)),
     };
+    if (!result.path.empty())
+        fields.push_back(field("path", quoted(result.path)));
     print(bracketed('{', fields, '}'));
 }
 

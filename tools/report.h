@@ -16,6 +16,7 @@ struct report {
     double milliseconds = 0; // median of the calls
     double megapixelsPerSecond = 0;
     qmath_xformLinear imageFromClient = {0, 0, 0, 0, 0, 0};
+    std::string path; // of the library; "" when the command has only one, or nothing was computed
 };
 
 void report_print(const report& result);

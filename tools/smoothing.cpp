@@ -135,7 +135,8 @@ mask_image::mask_image(const std::string& path, const options& o) : input_image(
         throw file_failure(path, "has 16 bits a pixel; a mask has 8");
 }
 
-void smoothing_run(const options& o, const source_image& source, int depth, const smoothing_call& call)
+void smoothing_run(const options& o, const source_image& source, int depth, const smoothing_call& call,
+                   const smoothing_path& path)
 {
     if (depth == 8 && o.fill > UINT8_MAX)
         throw usage_failure("--fill: " + std::to_string(o.fill) + " does not fit the 8-bit output");
@@ -145,6 +146,8 @@ void smoothing_run(const options& o, const source_image& source, int depth, cons
         result.megapixelsPerSecond = static_cast<double>(source.pixelCount()) / (result.milliseconds * 1e3);
     if (!isEmpty(dst->pixels.image))
         result.rect = dst->pixels.image.rect;
+    if (path)
+        result.path = path(dst->pixels.image);
     result.depth = depth;
     result.imageFromClient = imageFromClient(dst->pixels.image);
     writeResult(o, *dst, result);

@@ -10,6 +10,7 @@
 #include <qbase/image.h>
 
 #include <functional>
+#include <string>
 
 // An image record that lets go of its pixels and transforms.
 struct image_holder {
@@ -68,6 +69,11 @@ public:
 // One call of the library; `dstMask` is null when no mask is to be written.
 using smoothing_call = std::function<qip_status(qimg_image* dst, qimg_image* dstMask)>;
 
+// The name of the path that has made this destination.
+using smoothing_path = std::function<std::string(const qimg_image& dst)>;
+
 // Runs the call as often as asked, writes its result of `depth` bits, and its mask when one is asked for,
-// and reports. Failures: refusal, usage_failure (the fill value), file_failure.
-void smoothing_run(const options& o, const source_image& source, int depth, const smoothing_call& call);
+// and reports; the path too, for commands whose pixels depend on it. Failures: refusal, usage_failure (the
+// fill value), file_failure.
+void smoothing_run(const options& o, const source_image& source, int depth, const smoothing_call& call,
+                   const smoothing_path& path = nullptr);
