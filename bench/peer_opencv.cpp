@@ -1,13 +1,14 @@
 // The same work done by OpenCV, on the same pictures and on one thread. Where it has no single function for
 // a filter, the fastest composition known to us is measured, and several where it is not clear which one is
 // fastest.
+#include "bench/gauss_cases.h"
 #include "bench/support.h"
 
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 
-#include <cmath>
 #include <cstdio>
+#include <utility>
 #include <vector>
 
 namespace
@@ -170,8 +171,7 @@ void addMasked(int32_t bytes, const std::string& depth, const bench_masking& mas
 
 // ---- the cube of a box ----
 
-// The weights themselves, in one pass over rows and one over columns.
-void separable(const cv::Mat& src, cv::Mat& dst, int32_t kernel)
+cv::Mat weightsOf(int32_t kernel)
 {
     cv::Mat weights = cv::Mat::ones(1, 1, CV_64F);
     for (int pass = 0; pass < 3; ++pass) {
@@ -180,51 +180,122 @@ void separable(const cv::Mat& src, cv::Mat& dst, int32_t kernel)
             wider.colRange(shift, shift + weights.cols) += weights / (kernel + 1);
         weights = wider;
     }
-    cv::sepFilter2D(src, dst, -1, weights, weights, cv::Point(-1, -1), 0, cv::BORDER_REFLECT);
+    return weights;
 }
 
-// A Gaussian of the same variance and about the same reach.
-void gaussian(const cv::Mat& src, cv::Mat& dst, int32_t kernel)
+// The weights themselves, in one pass over rows and one over columns, into pixels of this depth.
+void separable(const cv::Mat& src, cv::Mat& dst, const cv::Mat& weights, int depth)
 {
-    const int width = (3 * kernel + 1) | 1;
-    const int n = kernel + 1;
-    cv::GaussianBlur(src, dst, cv::Size(width, width), std::sqrt((n * n - 1) / 4.0), 0, cv::BORDER_REFLECT);
+    const int centre = (weights.cols - 1) / 2;
+    cv::sepFilter2D(src, dst, depth, weights, weights, cv::Point(centre, centre), 0, cv::BORDER_REFLECT);
 }
 
-// Three boxes, one after the other.
+// The Gaussian that comes nearest to the weights 1 3 6 7 6 3 1 of kernel size 2; they are not the same.
+void gaussian7x7(const cv::Mat& src, cv::Mat& dst)
+{
+    cv::GaussianBlur(src, dst, cv::Size(7, 7), 1.53, 0, cv::BORDER_REFLECT);
+}
+
+// Three boxes, one after the other; of those with an even size the last one leans the other way.
 void boxes(const cv::Mat& src, cv::Mat& between, cv::Mat& dst, int32_t kernel)
 {
     const cv::Size size(kernel + 1, kernel + 1);
-    cv::blur(src, dst, size, cv::Point(-1, -1), cv::BORDER_REFLECT);
-    cv::blur(dst, between, size, cv::Point(-1, -1), cv::BORDER_REFLECT);
-    cv::blur(between, dst, size, cv::Point(-1, -1), cv::BORDER_REFLECT);
+    const cv::Point before(kernel / 2, kernel / 2);
+    const cv::Point after((kernel + 1) / 2, (kernel + 1) / 2);
+    cv::blur(src, dst, size, before, cv::BORDER_REFLECT);
+    cv::blur(dst, between, size, before, cv::BORDER_REFLECT);
+    cv::blur(between, dst, size, after, cv::BORDER_REFLECT);
 }
 
 // The picture at the destination's depth, as bright as the gain makes it.
-const cv::Mat& deepened(pictureSet& pictures, bool deep)
+const cv::Mat& deepened(pictureSet& pictures, const bench_gaussCase& what)
 {
-    if (!deep)
+    if (!what.isDeep)
         return pictures.src;
-    pictures.src.convertTo(pictures.between[0], CV_16U, 256.0);
+    pictures.src.convertTo(pictures.between[0], CV_16U, what.gain);
     return pictures.between[0];
 }
 
-void addGauss(int32_t kernel, bool deep)
+// Every step-th pixel of every step-th row, from (first, first) on.
+template <int step>
+void keepEvery(const cv::Mat& src, cv::Mat& dst, int first)
 {
-    const std::string name = "gauss/k" + std::to_string(kernel) + (deep ? "/u8u16" : "/u8u8");
-    const double dstBytes = deep ? 2 : 1;
-    // Separable weights with more than a dozen taps are far slower than the other two.
-    if (kernel <= 3)
-        bench_addPeer(name, "opencv-separable", work(1, nullptr, dstBytes, [=](pictureSet& p) {
-                          separable(deepened(p, deep), p.dst, kernel);
-                      }));
-    if (kernel % 2 == 0 || kernel > 2)
-        bench_addPeer(name, "opencv-gaussian", work(1, nullptr, dstBytes, [=](pictureSet& p) {
-                          gaussian(deepened(p, deep), p.dst, kernel);
-                      }));
-    bench_addPeer(name, "opencv-boxes", work(1, nullptr, dstBytes, [=](pictureSet& p) {
-                      boxes(deepened(p, deep), p.between[1], p.dst, kernel);
-                  }));
+    dst.create((src.rows - first + step - 1) / step, (src.cols - first + step - 1) / step, CV_8U);
+    for (int y = 0; y < dst.rows; ++y) {
+        const uint8_t* const from = src.ptr(first + y * step) + first;
+        uint8_t* const to = dst.ptr(y);
+        for (int x = 0; x < dst.cols; ++x)
+            to[x] = from[x * step];
+    }
+}
+
+// This loop is about as fast as cv::resize with INTER_NEAREST or faster, and takes the pixels that we take.
+void keepSampled(const cv::Mat& src, cv::Mat& dst, const bench_gaussCase& what)
+{
+    const int32_t step = what.sample;
+    const int32_t first = step / 2 + (step & (what.kernel + 1) & 1) - 1;
+    if (step == 2)
+        keepEvery<2>(src, dst, first);
+    else if (step == 3)
+        keepEvery<3>(src, dst, first);
+    else
+        keepEvery<4>(src, dst, first);
+}
+
+// One way to do the work of a case. Its pixels may differ from ours by the tolerance times the gain.
+struct gaussPeer {
+    const char* name;
+    int tolerance;
+    peerStep smooth;
+};
+
+// The ways that may be the fastest one. Boxes of 32-bit floating-point numbers never are, nor are separable
+// weights with more than seven taps.
+std::vector<gaussPeer> fullSizePeers(const bench_gaussCase& what)
+{
+    const int32_t kernel = what.kernel;
+    const int slack = what.round ? 0 : 1; // they all round
+    const gaussPeer threeBoxes = {"opencv-boxes", 2 + slack, [=](pictureSet& p) {
+                                      boxes(deepened(p, what), p.between[1], p.dst, kernel);
+                                  }};
+    if (kernel > 2)
+        return {threeBoxes};
+    const cv::Mat weights = weightsOf(kernel);
+    const gaussPeer inFloat = {"opencv-separable-float", 1 + slack, [=](pictureSet& p) {
+                                   separable(p.src, p.between[1], weights, CV_32F);
+                                   p.between[1].convertTo(p.dst, what.isDeep ? CV_16U : CV_8U, what.gain);
+                               }};
+    const gaussPeer exact = {"opencv-separable", 1 + slack, [=](pictureSet& p) {
+                                 separable(deepened(p, what), p.dst, weights, -1);
+                             }};
+    if (kernel == 1)
+        return {exact, inFloat};
+    const gaussPeer gaussian = {"opencv-gaussian", 4 + slack, [=](pictureSet& p) {
+                                    gaussian7x7(deepened(p, what), p.dst);
+                                }};
+    return {gaussian, exact, inFloat};
+}
+
+// The same at the size of the case.
+std::vector<gaussPeer> peersOf(const bench_gaussCase& what)
+{
+    std::vector<gaussPeer> peers = fullSizePeers(what);
+    for (gaussPeer& peer : peers)
+        if (what.sample > 1)
+            peer.smooth = [=, smooth = peer.smooth](pictureSet& p) {
+                std::swap(p.dst, p.between[2]);
+                smooth(p);
+                std::swap(p.dst, p.between[2]);
+                keepSampled(p.between[2], p.dst, what);
+            };
+    return peers;
+}
+
+void addGauss(const bench_gaussCase& what)
+{
+    const double dstBytes = (what.isDeep ? 2.0 : 1.0) / (what.sample * what.sample);
+    for (const gaussPeer& peer : peersOf(what))
+        bench_addPeer(bench_gaussName(what), peer.name, work(1, nullptr, dstBytes, peer.smooth));
 }
 
 // ---- equal pixels ----
@@ -233,7 +304,8 @@ bool agree(const char* what, const cv::Mat& ours, const cv::Mat& theirs, int tol
 {
     if (ours.size() == theirs.size() && cv::norm(ours, theirs, cv::NORM_INF) <= tolerance)
         return true;
-    std::fprintf(stderr, "%s: our pixels and OpenCV's differ at %d x %d\n", what, theirs.cols, theirs.rows);
+    std::fprintf(stderr, "%s: our pixels and OpenCV's differ at %d x %d, by %g\n", what, theirs.cols,
+                 theirs.rows, ours.size() == theirs.size() ? cv::norm(ours, theirs, cv::NORM_INF) : -1.0);
     return false;
 }
 
@@ -279,6 +351,30 @@ bool maskedAgrees(const bench_size& size, const bench_masking& masking)
     return true;
 }
 
+// Away from the border, where three boxes reflect what the box before has made of it.
+bool gaussAgrees(const bench_size& size, const bench_gaussCase& what)
+{
+    const qip_gaussParams params = bench_gaussParams(what);
+    const bench_image src = bench_source(size, 1);
+    const bench_image ours = bench_unbound();
+    if ((what.isDeep ? qip_gauss_smooth8_16 : qip_gauss_smooth8_8)(src.get(), ours.get(), &params) < 0)
+        return false;
+    const int border = 3 * what.kernel / what.sample + 1;
+    bool good = true;
+    for (const gaussPeer& peer : peersOf(what)) {
+        pictureSet pictures{src, nullptr, matOf(src), {}, {}, {}, std::vector<cv::Mat>(5)};
+        peer.smooth(pictures);
+        const cv::Mat& theirs = pictures.dst;
+        const std::string title = bench_gaussName(what) + " " + peer.name;
+        const cv::Rect inner(border, border, theirs.cols - 2 * border, theirs.rows - 2 * border);
+        good = theirs.size() == matOf(ours).size() &&
+               agree(title.c_str(), matOf(ours)(inner), theirs(inner),
+                     static_cast<int>(peer.tolerance * what.gain)) &&
+               good;
+    }
+    return good;
+}
+
 } // namespace
 
 void bench_addOpencv()
@@ -290,10 +386,8 @@ void bench_addOpencv()
         for (const bench_masking& masking : bench_maskings)
             addMasked(bytes, depth, masking);
     }
-    for (const int32_t kernel : {1, 2, 3, 7, 15, 63})
-        addGauss(kernel, false);
-    for (const int32_t kernel : {2, 7, 31})
-        addGauss(kernel, true);
+    for (const bench_gaussCase& what : bench_gaussCases)
+        addGauss(what);
 }
 
 bool bench_opencvAgrees()
@@ -305,5 +399,7 @@ bool bench_opencvAgrees()
         for (const bench_masking& masking : bench_maskings)
             good = maskedAgrees(size, masking) && good;
     }
+    for (const bench_gaussCase& what : bench_gaussCases)
+        good = gaussAgrees({640, 482}, what) && good;
     return good;
 }

@@ -16,6 +16,7 @@
 namespace
 {
 
+constexpr bench_size smallSize = {64, 64};
 constexpr std::array<bench_size, 3> sizes{{{256, 256}, {1024, 1024}, {4096, 3072}}};
 constexpr std::array<const char*, 3> levels{"plain", "sse", "avx2"};
 
@@ -24,6 +25,7 @@ struct variantRecord {
     std::string name;
     bool isOurs; // the name is a processor level
     bench_prepare prepare;
+    bool alsoSmall; // of ours; the peers of the case follow it
 };
 
 std::vector<variantRecord>& variants()
@@ -72,17 +74,22 @@ void measure(benchmark::State& state, const variantRecord& variant, const bench_
     const bench_work work = variant.prepare(size);
     const double memcpyTime = memcpySeconds(work.bytes);
     bool good = work.run(); // binds the destination, and warms up
+    const int64_t allocated = bench_allocations();
     const double start = threadSeconds();
     for ([[maybe_unused]] auto iteration : state)
         good = work.run() && good;
-    const double callTime = (threadSeconds() - start) / static_cast<double>(state.iterations());
+    const auto calls = static_cast<double>(state.iterations());
+    const double callTime = (threadSeconds() - start) / calls;
+    const auto allocations = static_cast<double>(bench_allocations() - allocated) / calls;
     qsys_cpuinfo_limitLevel("auto");
     if (!good) {
         state.SkipWithError("the call failed");
         return;
     }
     state.counters["Mpixel/s"] = 1e-6 * static_cast<double>(bench_pixels(size)) / callTime;
+    state.counters["allocations"] = allocations;
     state.counters["memcpy"] = memcpyTime / callTime;
+    state.counters["microseconds"] = 1e6 * callTime;
 }
 
 bench_image newImage(const bench_size& size, int32_t pixelSize)
@@ -186,17 +193,17 @@ bench_image kept(const bench_size& size, int32_t pixelSize, content what)
 
 } // namespace
 
-void bench_addOurs(const std::string& caseName, const bench_prepare& prepare)
+void bench_addOurs(const std::string& caseName, const bench_prepare& prepare, bool alsoSmall)
 {
     for (const char* level : levels)
         if (qsys_cpuinfo_limitLevel(level) >= 0)
-            variants().push_back({caseName, level, true, prepare});
+            variants().push_back({caseName, level, true, prepare, alsoSmall});
     qsys_cpuinfo_limitLevel("auto");
 }
 
 void bench_addPeer(const std::string& caseName, const std::string& variant, const bench_prepare& prepare)
 {
-    variants().push_back({caseName, variant, false, prepare});
+    variants().push_back({caseName, variant, false, prepare, false});
 }
 
 void bench_registerAll()
@@ -208,7 +215,10 @@ void bench_registerAll()
     for (auto first = all.begin(); first != all.end();) {
         const auto last = std::find_if(
             first, all.end(), [&](const variantRecord& v) { return v.caseName != first->caseName; });
-        for (const bench_size& size : sizes)
+        std::vector<bench_size> measured(sizes.begin(), sizes.end());
+        if (first->alsoSmall)
+            measured.insert(measured.begin(), smallSize);
+        for (const bench_size& size : measured)
             for (auto variant = first; variant != last; ++variant) {
                 const std::string name = variant->caseName + "/" + std::to_string(size.width) + "x" +
                                          std::to_string(size.height) + "/" + variant->name;

@@ -28,11 +28,15 @@ struct bench_work {
 
 using bench_prepare = std::function<bench_work(const bench_size&)>;
 
-// Adds work of ours, at every level that the machine has.
-void bench_addOurs(const std::string& caseName, const bench_prepare& prepare);
+// Adds work of ours, at every level that the machine has; `alsoSmall`: on pictures of 64x64 too, which show
+// what a call costs by itself.
+void bench_addOurs(const std::string& caseName, const bench_prepare& prepare, bool alsoSmall = false);
 
-// Adds the same work done by somebody else; `variant` names whom and how.
+// Adds the same work done by somebody else, on the same sizes; `variant` names whom and how.
 void bench_addPeer(const std::string& caseName, const std::string& variant, const bench_prepare& prepare);
+
+// How often this thread has asked for memory so far, by any of the C library's functions.
+int64_t bench_allocations();
 
 // Hands everything added to the benchmark library, the variants of a case next to each other.
 void bench_registerAll();
