@@ -9,8 +9,8 @@
 struct bench_gaussCase {
     int32_t kernel;
     int32_t sample = 1;
-    bool isDeep = false; // 16-bit destination
     double gain = 1.0;
+    bool isDeep = false; // 16-bit destination
     bool round = true; // as those do whom we are compared with
     bool asWindows = false;
     bool alsoSmall = false; // measured at 64x64 too, where the cost of a call by itself shows
@@ -35,12 +35,12 @@ inline constexpr bench_gaussCase bench_gaussCases[] = {
     {.kernel = 1, .asWindows = true, .alsoSmall = true},
     {.kernel = 2, .asWindows = true, .alsoSmall = true},
     {.kernel = 7, .asWindows = true, .alsoSmall = true},
-    {.kernel = 2, .isDeep = true, .gain = 256.0},
-    {.kernel = 7, .isDeep = true, .gain = 256.0},
+    {.kernel = 2, .gain = 256.0, .isDeep = true},
+    {.kernel = 7, .gain = 256.0, .isDeep = true},
     {.kernel = 7, .isDeep = true},
-    {.kernel = 7, .isDeep = true, .gain = 256.0, .round = false},
-    {.kernel = 31, .isDeep = true, .gain = 256.0},
-    {.kernel = 7, .isDeep = true, .gain = 256.0, .asWindows = true},
+    {.kernel = 7, .gain = 256.0, .isDeep = true, .round = false},
+    {.kernel = 31, .gain = 256.0, .isDeep = true},
+    {.kernel = 7, .gain = 256.0, .isDeep = true, .asWindows = true},
 };
 
 inline qip_gaussParams bench_gaussParams(const bench_gaussCase& what)

@@ -12,11 +12,26 @@
  *     trunc(S / N)         without rounding
  *     trunc(S / N + 0.5)   with rounding
  *
- * computed in double precision by a multiplication with 1 / N; docs/arithmetic.md says exactly how. In this
- * version every request gets these values; fast engines that may give others are to come. There is no
- * clamping: the low 8 or 16 bits are stored, so results above the range wrap. Pixels beyond the border are
- * those of a reflection with the edge pixel repeated (-1 reads 0, -2 reads 1); beyond one reflection they
- * are 0. The cost does not grow with the kernel.
+ * computed in double precision by a multiplication with 1 / N. There is no clamping: the low 8 or 16 bits
+ * are stored, so results above the range wrap. Pixels beyond the border are those of a reflection with the
+ * edge pixel repeated (-1 reads 0, -2 reads 1); beyond one reflection they are 0. The cost does not grow
+ * with the kernel.
+ *
+ * Paths. These are the values of the reference path. On processors with vector instructions faster paths
+ * serve most requests, and in places they are required to give other values; docs/arithmetic.md says which
+ * path serves which request, and fixes the arithmetic of each. In short:
+ *     without rounding, where S / N is a whole number, a pixel may be that number or one less; at the
+ *         128-bit level, to 8 bits, one more or less wherever S / N is close to a whole number, and to
+ *         16 bits a few
+ *     with rounding, where S / N is halfway between two whole numbers, a pixel may be either
+ *     with a gain other than 1, at the 256-bit level, to 8 bits and with kernel size 1 (sampling up to 3) or
+ *         2 in both axes: the pixel for gain 1 is multiplied and made a whole number a second time, 255
+ *         stands for results from 256 to 32767, and 0 for those above
+ *     at the 256-bit level a destination of which fewer than 33 columns or rows are to be written has the
+ *         values of the reference path, so a part of a picture may differ from the same part of all of it
+ * The processor level decides, so machines may differ. To get the same pixels on all of them, call
+ * qsys_cpuinfo_limitLevel("plain") (qbase/cpuinfo.h), or set qprt_isOptimizationInhibitedFP (qbase/inhibit.h)
+ * to a function that answers 1 for "gauss": every request then takes the reference path, which is slower.
  *
  * Common to the four smoothing functions:
  * Errors:  the codes of qip_gaussParams_validate come first; then those named at the function; any failure
@@ -28,6 +43,11 @@
  *          families differ in what they call an error: here an unbound source image, an unbound window and
  *          an empty window are (QIP_E_NULL_IMAGE), while the functions of half_resolution.h succeed with an
  *          unbound or empty source, which yields nothing. An empty source image is no error in either.
+ * Polls:   how often the attention handler is asked depends on the path. Reference: once, then before the
+ *          source rows 0, 64, 128, ...; general: the same, counted from the first row that is read; kernel
+ *          size 2 to 8 bits: before the 256th, 512th, ... row that is written; kernel size 1 to 8 bits:
+ *          before the destination rows with y = 1023, 2047, ...; at the 128-bit level, truncating with a
+ *          gain that is a power of two: never. The window form 8_8 asks once more, at the start.
  * Threads: callable from any thread, at once for different destinations. Memory: a few rows. */
 #ifndef QIP_SMOOTHING_H
 #define QIP_SMOOTHING_H
@@ -84,7 +104,8 @@ typedef struct qsGaussParams {
     int32_t kernelSizeX;
     int32_t kernelSizeY;
     int32_t peakNormalize;  /* non-zero: divide by the product of the central weights instead of N;
-                               gain is not used */
+                               gain is not used. At the 256-bit level kernel sizes 1 and 2 to 8 bits
+                               ignore this */
     int32_t keepFullRegion; /* non-zero: smooth up to the border, by reflection; else only where the
                                kernel fits. Taken as 0 when peakNormalize is set */
     int32_t round;          /* non-zero: round half up; zero: truncate */
@@ -93,13 +114,13 @@ typedef struct qsGaussParams {
     int64_t reserved;          /* 0 */
 } qsGaussParams;
 
-/* What every unmasked request passes through: chooses between fast engines, of which this version has
- * none, and the reference path.
+/* What every unmasked request passes through: chooses between the fast paths and the reference path.
  * Destination: dst, or (dst null) a new image of the prototype's type over the region requested; the
  *          caller frees it with qsImageFree. Its client coordinates are set as for the image forms, its
  *          client z-scale to the source's times the gain (unless peakNormalize is set).
  * Region:  dstRegion may be null. With dst null it is the region requested, else it is not read; on return
- *          it holds the region written.
+ *          it holds the region written. Only with a dstRegion do fewer than 33 columns or rows lead to the
+ *          reference path.
  * Result:  *dstOut receives the destination. A request that reaches no source pixel succeeds and writes
  *          none.
  * Errors:  QSYS_E_ARGUMENT: src, params or dstOut is null, dst and the prototype are both null, the source
