@@ -11,7 +11,7 @@ struct bench_gaussCase {
     int32_t sample = 1;
     double gain = 1.0;
     bool isDeep = false; // 16-bit destination
-    bool round = true; // as those do whom we are compared with
+    bool round = true;   // as those do whom we are compared with
     bool asWindows = false;
     bool alsoSmall = false; // measured at 64x64 too, where the cost of a call by itself shows
 };
