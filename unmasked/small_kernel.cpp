@@ -52,12 +52,8 @@ void makeSweep(smallCall* call, int64_t j, int64_t count)
     const unmasked_plan& plan = *call->plan;
     unmasked_smallSweep& sweep = call->sweep;
     const int64_t first = plan.firstRow + plan.stepY * j;
-    const int64_t fetched = plan.stepY * count;
-    for (int64_t i = 0; i < fetched - plan.stepY + 4; ++i)
+    for (int64_t i = 0; i < plan.stepY * (count - 1) + 4; ++i)
         sweep.source[i] = unmasked_srcRow(&plan, gauss_reflect(first + i, plan.srcHeight));
-    for (int64_t i = 0; i < fetched; ++i)
-        sweep.ahead[i] =
-            unmasked_srcRow(&plan, std::min(first + fetched - plan.stepY + 4 + i, plan.srcHeight - 1));
     for (int64_t i = 0; i < count; ++i)
         sweep.out[i] = unmasked_dstRow<uint8_t>(&plan, j + i);
     sweep.rows = static_cast<int>(count);

@@ -23,9 +23,6 @@ struct unmasked_smallSweep {
     int64_t columns; // 1 and up
     int rows;        // 1 .. unmasked_smallMostRows
     const uint8_t* source[unmasked_smallMostSourceRows];
-    const uint8_t*
-        ahead[3 * unmasked_smallMostRows]; // stepY rows for each output row: source rows to fetch
-                                           // into the cache, which the next sweep is to read
     uint8_t* out[unmasked_smallMostRows];
 };
 

@@ -208,9 +208,6 @@ void makeRows(const unmasked_smallSweep* sweep)
     for (int64_t column = 0;;
          column = column + blockColumns < lastColumn ? column + blockColumns : lastColumn) {
         int64_t first = rows.firstColumn + stepX * column;
-        for (int64_t at = first; at < first + stepX * blockColumns; at += 64)
-            for (int i = 0; i < stepY * rows.rows; ++i)
-                __builtin_prefetch(rows.ahead[i] + at);
         const uint8_t* const* source = rows.source;
         if (first < 0 || first + columnsRead < stepX >> rows.srcWidth) {
             for (int i = 0; i < stepY * (rows.rows - 1) + 4; ++i) {
@@ -220,7 +217,11 @@ void makeRows(const unmasked_smallSweep* sweep)
             source = ends.row;
             first = 0;
         }
-        makeBlock<stepX, stepY, rounds>(rows.rows, source, first, out, column);
+        // With a constant number of rows the compiler unrolls the loop over them.
+        if (rows.rows == unmasked_smallMostRows)
+            makeBlock<stepX, stepY, rounds>(unmasked_smallMostRows, source, first, out, column);
+        else
+            makeBlock<stepX, stepY, rounds>(rows.rows, source, first, out, column);
         if (column == lastColumn)
             break;
     }
