@@ -81,7 +81,7 @@ qip_status smooth(const unmasked_plan* plan, smallCall** call, frame_cleanup* cl
     startCall(plan, *call);
     constexpr int64_t polled = 1023; // the low bits of the image rows that are polled before
     const int64_t top = plan->dstTop;
-    int64_t end = top;
+    int64_t end = 0;
     for (int64_t y = top; y < top + plan->rows; y = end) {
         if ((y & polled) == polled) {
             const qsys_status status = qsys_attention_check();

@@ -15,7 +15,7 @@ namespace
 // ---- along the rows ----
 
 // A block is 32 output columns, and this is how many source columns are loaded for it.
-constexpr int64_t blockColumns = 32;
+inline constexpr int64_t blockColumns = 32;
 template <int stepX>
 constexpr int64_t columnsRead = stepX == 1   ? 35
                                 : stepX == 2 ? 66
