@@ -93,6 +93,23 @@ lanes_inline void storeNarrowed(uint8_t* to, u16s a)
     _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm256_castsi256_si128(half));
 }
 
+// ---- the two halves of a register ----
+
+// A half from each address.
+lanes_inline u8s loadHalves(const uint8_t* low, const uint8_t* high)
+{
+    const __m256i half = _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(low)));
+    return (u8s)_mm256_inserti128_si256(half, _mm_loadu_si128(reinterpret_cast<const __m128i*>(high)), 1);
+}
+
+// In each half, the lanes of these numbers, 0 .. 15, of that half.
+template <char... lane>
+lanes_inline u8s pickedInHalves(u8s a)
+{
+    static_assert(sizeof...(lane) == laneBytes / 2);
+    return (u8s)_mm256_shuffle_epi8((__m256i)a, _mm256_setr_epi8(lane..., lane...));
+}
+
 // ---- neighbours ----
 
 // The lanes that begin `columns` lanes further left in a row; the last lanes of `in` come in on the left.

@@ -12,5 +12,6 @@
 // Polls:   before the output rows 1023, 2047, ... in coordinates of the image. A negative answer ends the
 //          path and is its status; the rows before that row are complete then, and no other pixel is
 //          written.
+// Needs:   a processor with 256-bit lanes.
 // Errors:  QSYS_E_MEMORY, before anything is written.
 qip_status unmasked_smoothSmallKernel(const unmasked_plan* plan);
