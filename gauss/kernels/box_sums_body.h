@@ -20,15 +20,15 @@ struct blockIntegrators {
     u32s third[4];
 };
 
-// What a row adds to the first integrators: the third difference, without a multiplication for each row.
-lanes_inline void addRow(const gauss_boxDown* step, const uint8_t* const* row, int64_t column,
-                         blockIntegrators* sums)
+// Adds the rows that the four pointers point to: a row and those n, 2n and 3n above it. Weights in pairs make
+// the third difference of them without a multiplication for each row.
+lanes_inline void addRows(const uint8_t* row, const uint8_t* row1, const uint8_t* row2, const uint8_t* row3,
+                          int64_t column, blockIntegrators* sums)
 {
-    const int64_t n = step->box;
     u8s outer[2];
     u8s inner[2];
-    interleaveHalves(load(row[0] + column), load(row[-3 * n] + column), outer);
-    interleaveHalves(load(row[-2 * n] + column), load(row[-n] + column), inner);
+    interleaveHalves(load(row + column), load(row3 + column), outer);
+    interleaveHalves(load(row2 + column), load(row1 + column), inner);
     for (int half = 0; half < 2; ++half) {
         sums->first[half] +=
             addPairs(outer[half], pairsOf<uint8_t>(1, -1)) + addPairs(inner[half], pairsOf<uint8_t>(3, -3));
@@ -59,6 +59,8 @@ lanes_inline void storeColumns(const uint32_t (&rows)[boxLanes][blockColumns], u
 
 void sumDown(const gauss_boxDown* step)
 {
+    const int64_t n = step->box;
+    const gauss_boxOutputs outputs = step->outputs;
     uint32_t rows[boxLanes][blockColumns] = {};
     for (int64_t block = step->firstBlock; block < step->firstBlock + step->blocks; ++block) {
         const int64_t column = block * blockColumns + blockColumns <= step->width
@@ -68,13 +70,13 @@ void sumDown(const gauss_boxDown* step)
         unsigned char* const kept = step->state + block * static_cast<int64_t>(sizeof sums);
         std::memcpy(&sums, kept, sizeof sums);
         const uint8_t* const* row = step->rows;
-        int64_t count = step->outputs.first;
-        for (int64_t output = 0; output < step->outputs.count; ++output) {
-            for (; count > 0; --count)
-                addRow(step, row++, column, &sums);
+        int64_t count = outputs.first;
+        for (int64_t output = 0; output < outputs.count; ++output) {
+            for (; count > 0; --count, ++row)
+                addRows(row[0], row[-n], row[-2 * n], row[-3 * n], column, &sums);
             for (int i = 0; i < 4; ++i)
                 store(&rows[output][i * boxLanes], sums.third[i]);
-            count = step->outputs.step;
+            count = outputs.step;
         }
         std::memcpy(kept, &sums, sizeof sums);
         storeColumns(rows, step->sums + column * boxLanes);
@@ -131,22 +133,36 @@ void sumAlong(gauss_boxAlong* step)
     Sums sums[3];
     std::memcpy(&sums, step->integrators, sizeof sums);
     const int64_t n = step->box * boxLanes;
+    const gauss_boxOutputs outputs = step->outputs;
     const uint32_t* column = step->columns;
     auto* out = static_cast<Number*>(step->sums);
-    int64_t count = step->outputs.first;
-    for (int64_t output = 0; output < step->outputs.count; ++output) {
-        for (; count > 0; --count) {
+    const auto addColumns = [&](int64_t count) lanes_inlined {
+        for (; count > 0; --count, column += boxLanes) {
             const u32s inner = load(column - 2 * n) - load(column - n);
             const u32s outer = load(column) - load(column - 3 * n);
             add(&sums[0], Sums::of(outer + inner + (inner + inner)));
             add(&sums[1], sums[0]);
             add(&sums[2], sums[1]);
-            column += boxLanes;
         }
+    };
+    const auto storeSums = [&]() lanes_inlined {
         for (int i = 0; i < partsOf<Sums>; ++i)
             store(out + i * laneCount<Number>, (lanesOf<Number>)sums[2].part[i]);
         out += boxLanes;
-        count = step->outputs.step;
+    };
+    addColumns(outputs.first);
+    storeSums();
+    if (outputs.step == 1) {
+#pragma GCC unroll 4
+        for (int64_t output = 1; output < outputs.count; ++output) {
+            addColumns(1);
+            storeSums();
+        }
+    } else {
+        for (int64_t output = 1; output < outputs.count; ++output) {
+            addColumns(outputs.step);
+            storeSums();
+        }
     }
     std::memcpy(step->integrators, &sums, sizeof sums);
 }
