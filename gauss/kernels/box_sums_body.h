@@ -44,13 +44,13 @@ lanes_inline void storeColumns(const uint32_t (&rows)[boxLanes][blockColumns], u
 {
     // The first column of each register; the others are two apart.
     constexpr int64_t firstColumn[4] = {0, 1, 8, 9};
-    constexpr int64_t registerLanes = boxLanes;
+#pragma GCC unroll 4
     for (int i = 0; i < 4; ++i)
         for (int half = 0; half < laneBytes / 16; ++half) {
             u32s quads[4];
             for (int row = 0; row < 4; ++row)
-                quads[row] = loadQuads(&rows[row][i * registerLanes + 4 * half],
-                                       &rows[(row + 4) % boxLanes][i * registerLanes + 4 * half]);
+                quads[row] = loadQuads(&rows[row][i * boxLanes + 4 * half],
+                                       &rows[(row + 4) % boxLanes][i * boxLanes + 4 * half]);
             transposeQuads(quads);
             for (int column = 0; column < 4; ++column)
                 store(columns + (firstColumn[i] + 2 * column + 16 * half) * boxLanes, quads[column]);
@@ -66,9 +66,9 @@ void sumDown(const gauss_boxDown* step)
         const int64_t column = block * blockColumns + blockColumns <= step->width
                                    ? block * blockColumns
                                    : step->width - blockColumns;
-        blockIntegrators sums;
-        unsigned char* const kept = step->state + block * static_cast<int64_t>(sizeof sums);
-        std::memcpy(&sums, kept, sizeof sums);
+        auto* const kept =
+            reinterpret_cast<blockIntegrators*>(step->state + block * int64_t{sizeof(blockIntegrators)});
+        blockIntegrators sums = *kept;
         const uint8_t* const* row = step->rows;
         int64_t count = outputs.first;
         for (int64_t output = 0; output < outputs.count; ++output) {
@@ -78,7 +78,7 @@ void sumDown(const gauss_boxDown* step)
                 store(&rows[output][i * boxLanes], sums.third[i]);
             count = outputs.step;
         }
-        std::memcpy(kept, &sums, sizeof sums);
+        *kept = sums;
         storeColumns(rows, step->sums + column * boxLanes);
     }
 }
