@@ -86,12 +86,12 @@ void check(uint64_t number, const form& form, int32_t mostWidth)
     const gauss_area all = gauss_computeDstRegion(gauss_areaOf(&src.record.region), &params);
     const int64_t left = test_randomRange(&random, -2, all.x.length / 2);
     const int64_t top = test_randomRange(&random, -2, all.y.length / 2);
-    const test_layout layout =
-        test_randomLayout(&random, test_randomRange(&random, 1, all.x.length - left + 2),
-                          test_randomRange(&random, 1, all.y.length - top + 2),
-                          test_chance(&random, 50) ? 1 : 2);
-    image made[2] = {{layout, static_cast<int32_t>(all.x.start + left), static_cast<int32_t>(all.y.start + top)},
-                     {layout, static_cast<int32_t>(all.x.start + left), static_cast<int32_t>(all.y.start + top)}};
+    const test_layout layout = test_randomLayout(
+        &random, test_randomRange(&random, 1, all.x.length - left + 2),
+        test_randomRange(&random, 1, all.y.length - top + 2), test_chance(&random, 50) ? 1 : 2);
+    image made[2] = {
+        {layout, static_cast<int32_t>(all.x.start + left), static_cast<int32_t>(all.y.start + top)},
+        {layout, static_cast<int32_t>(all.x.start + left), static_cast<int32_t>(all.y.start + top)}};
     int64_t polls[2] = {};
     for (int i = 0; i < 2; ++i) {
         gauss_request request;
@@ -136,4 +136,41 @@ TEST(Sums, SmallAndLargeWidths)
         for (uint64_t number = 0; number < 1500 && !testing::Test::HasFailure(); ++number)
             check(number, form, number % 10 ? 140 : 900);
     });
+}
+
+namespace
+{
+
+// Cycles for each source pixel, of 1024x1024.
+void bench()
+{
+    forEachForm([](const form& form) {
+        for (const int32_t kernel : {3, 4, 7, 15, 20, 31, 63})
+            for (const int32_t sample : {1, 2, 4}) {
+                qsGaussParams params = {};
+                params.kernelSizeX = params.kernelSizeY = kernel;
+                params.sampleX = params.sampleY = sample;
+                params.keepFullRegion = 1;
+                params.gain = 1.0f;
+                test_random random = test_randomFor(0);
+                image src({1024, 1024, 1, test_fence::block}, 0, 0);
+                test_fill(&src.pixels, test_randomPixels(&random, 1024, 1024, 1, test_anything));
+                image dst({1024 / sample, 1024 / sample, 1, test_fence::block}, 0, 0);
+                gauss_request request;
+                qsVImage* used = nullptr;
+                gauss_setupReference(&src.record, &dst.record, &params, nullptr, &used, &request);
+                const test_cycles cycles =
+                    test_cyclesOf([&] { form.fast(&src.record, used, &params, &request); });
+                std::printf("%-5s kernel %2d, sampled %d: %6.3f cycles (%.3f .. %.3f)\n", form.level,
+                            kernel, sample, cycles.median / 0x1p20, cycles.low / 0x1p20,
+                            cycles.high / 0x1p20);
+            }
+    });
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    return test_runAndBench(argc, argv, bench);
 }

@@ -26,69 +26,60 @@ struct sumsRun {
     int64_t lanes;
     int64_t blocks;
     int64_t lastColumn; // the last one under the kernel of the last output
-    int64_t walkedRows;
 
     unsigned char* state; // of the blocks
     uint32_t* columnSums; // column 0
-    uint64_t* sums;       // of one piece
-    uint16_t* spareRow;   // one piece, for lanes that have no output
+    void* sums;           // of one piece
+    void* spareRow;       // one piece of pixels, for lanes that have no output
     const uint8_t** rows; // the next source row of the walk
 };
 
 // ---- memory ----
 
-template <class Number>
-qip_status take(frame_cleanup* cleanup, int64_t count, Number** block)
+// Sets aside some bytes at the end of a block of memory, on a 64-byte boundary; returns where they begin.
+int64_t setAside(int64_t* size, int64_t bytes)
 {
-    return frame_cleanupAllocClear(cleanup, count, block);
+    const int64_t begin = *size;
+    *size += (bytes + 63) / 64 * 64;
+    return begin;
 }
 
-// The blocks of memory of a run; the clean-up releases them.
-struct sumsMemory {
-    unsigned char* state;
-    uint32_t* columnSums;
-    uint64_t* sums;
-    const uint8_t** rows;
-    uint8_t* zeroRow;
-};
-
 // The table of the rows that the kernel meets, in the order of the walk, and before them 3 n rows of zeros.
-void fillRows(const unmasked_plan* plan, int64_t before, int64_t walked, const sumsMemory* memory)
+void fillRows(const unmasked_plan* plan, const uint8_t* zeroRow, int64_t walked, const uint8_t** table)
 {
-    std::fill_n(memory->rows, before, memory->zeroRow);
+    std::fill_n(table - 3 * plan->boxY, 3 * plan->boxY, zeroRow);
     for (int64_t i = 0; i < walked; ++i) {
         const int64_t row = plan->firstRow + i;
         const bool isData = row >= -plan->srcHeight && row < 2 * plan->srcHeight;
-        memory->rows[before + i] =
-            isData ? unmasked_srcRow(plan, gauss_reflect(row, plan->srcHeight)) : memory->zeroRow;
+        table[i] = isData ? unmasked_srcRow(plan, gauss_reflect(row, plan->srcHeight)) : zeroRow;
     }
 }
 
-qip_status takeMemory(sumsRun* run, sumsMemory* memory, frame_cleanup* cleanup)
+// Takes one zeroed block for everything. `block` must outlive the clean-up.
+qip_status takeMemory(sumsRun* run, unsigned char** block, frame_cleanup* cleanup)
 {
     const unmasked_plan* const plan = run->plan;
     const int64_t rowsBefore = 3 * plan->boxY;
+    const int64_t walkedRows = (plan->rows - 1) * plan->stepY + 3 * (plan->boxY - 1) + 1;
     const int64_t columnsBefore = 3 * plan->boxX - plan->firstColumn;
     const int64_t columns = columnsBefore + std::max(run->lastColumn + 1, plan->srcWidth);
-    // The spare row follows the sums.
     const int64_t pieceSums = (pieceColumns + columnsReadAfter) * run->lanes;
-    qip_status status = take(cleanup, run->blocks * run->path->boxes->blockState, &memory->state);
-    if (status >= 0)
-        status = take(cleanup, columns * run->lanes, &memory->columnSums);
-    if (status >= 0)
-        status = take(cleanup, pieceSums + pieceColumns, &memory->sums);
-    if (status >= 0)
-        status = take(cleanup, rowsBefore + run->walkedRows, &memory->rows);
-    if (status >= 0)
-        status = take(cleanup, plan->srcWidth, &memory->zeroRow);
+    int64_t size = 0;
+    const int64_t state = setAside(&size, run->blocks * run->path->boxes->blockState);
+    const int64_t columnSums = setAside(&size, columns * run->lanes * int64_t{sizeof(uint32_t)});
+    const int64_t sums = setAside(&size, pieceSums * int64_t{sizeof(uint64_t)});
+    const int64_t spareRow = setAside(&size, pieceColumns * int64_t{sizeof(uint16_t)});
+    const int64_t zeroRow = setAside(&size, plan->srcWidth);
+    const int64_t rows = setAside(&size, (rowsBefore + walkedRows) * int64_t{sizeof(uint8_t*)});
+    const qip_status status = frame_cleanupAllocClear(cleanup, size, block);
     if (status < 0)
         return status;
-    fillRows(plan, rowsBefore, run->walkedRows, memory);
-    run->state = memory->state;
-    run->columnSums = memory->columnSums + columnsBefore * run->lanes;
-    run->sums = memory->sums;
-    run->spareRow = reinterpret_cast<uint16_t*>(memory->sums + pieceSums);
-    run->rows = memory->rows + rowsBefore;
+    run->state = *block + state;
+    run->columnSums = reinterpret_cast<uint32_t*>(*block + columnSums) + columnsBefore * run->lanes;
+    run->sums = *block + sums;
+    run->spareRow = *block + spareRow;
+    run->rows = reinterpret_cast<const uint8_t**>(*block + rows) + rowsBefore;
+    fillRows(plan, *block + zeroRow, walkedRows, run->rows);
     return QIP_OK;
 }
 
@@ -231,10 +222,9 @@ qip_status unmasked_runSums(const unmasked_plan* plan, const unmasked_sumsPath* 
     run.lanes = path->boxes->lanes;
     run.blocks = (plan->srcWidth + path->boxes->blockColumns - 1) / path->boxes->blockColumns;
     run.lastColumn = plan->firstColumn + (plan->columns - 1) * plan->stepX + 3 * (plan->boxX - 1);
-    run.walkedRows = (plan->rows - 1) * plan->stepY + 3 * (plan->boxY - 1) + 1;
-    sumsMemory memory = {};
+    unsigned char* block = nullptr;
     frame_cleanup cleanup = {};
-    qip_status status = takeMemory(&run, &memory, &cleanup);
+    qip_status status = takeMemory(&run, &block, &cleanup);
     if (status >= 0)
         unmasked_setZScale(plan);
     if (status >= 0 && path->polls)
