@@ -110,6 +110,54 @@ lanes_inline u8s pickedInHalves(u8s a)
     return (u8s)_mm256_shuffle_epi8((__m256i)a, _mm256_setr_epi8(lane..., lane...));
 }
 
+// ---- wider and narrower, between 32 and 64 bits ----
+
+// Signed numbers.
+lanes_inline void widenSigned(u32s a, u64s* wide)
+{
+    wide[0] = (u64s)_mm256_cvtepi32_epi64(_mm256_castsi256_si128((__m256i)a));
+    wide[1] = (u64s)_mm256_cvtepi32_epi64(_mm256_extracti128_si256((__m256i)a, 1));
+}
+
+lanes_inline void widen(u32s a, u64s* wide)
+{
+    wide[0] = (u64s)_mm256_cvtepu32_epi64(_mm256_castsi256_si128((__m256i)a));
+    wide[1] = (u64s)_mm256_cvtepu32_epi64(_mm256_extracti128_si256((__m256i)a, 1));
+}
+
+// The low half of each lane of a, then of b.
+lanes_inline u32s lowHalves(u64s a, u64s b)
+{
+    return (u32s)inOrder((__m256i)_mm256_shuffle_ps((__m256)a, (__m256)b, 0x88));
+}
+
+// The whole parts of the lanes of a, then of b, as signed numbers.
+lanes_inline u32s truncated(f64s a, f64s b)
+{
+    return (u32s)_mm256_set_m128i(_mm256_cvttpd_epi32((__m256d)b), _mm256_cvttpd_epi32((__m256d)a));
+}
+
+// Four numbers from each address; at the level below, which has no room for more, those of the first.
+lanes_inline u32s loadQuads(const uint32_t* low, const uint32_t* high)
+{
+    const __m256i both = _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(low)));
+    return (u32s)_mm256_inserti128_si256(both, _mm_loadu_si128(reinterpret_cast<const __m128i*>(high)), 1);
+}
+
+template <class Number>
+lanes_inline void storeQuads(Number* low, Number* high, u32s a)
+{
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(low), _mm256_castsi256_si128((__m256i)a));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(high), _mm256_extracti128_si256((__m256i)a, 1));
+}
+
+// In each 128 bits, byte i is byte order[i] of these.
+lanes_inline u8s reordered(u8s a, const uint8_t (&order)[16])
+{
+    const __m128i half = _mm_loadu_si128(reinterpret_cast<const __m128i*>(order));
+    return (u8s)_mm256_shuffle_epi8((__m256i)a, _mm256_broadcastsi128_si256(half));
+}
+
 // ---- neighbours ----
 
 // The lanes that begin `columns` lanes further left in a row; the last lanes of `in` come in on the left.

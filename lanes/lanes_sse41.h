@@ -77,6 +77,50 @@ lanes_inline void storeNarrowed(uint8_t* toA, u16s a, uint8_t* toB, u16s b)
     storeNarrowed(toB, b);
 }
 
+// Signed numbers.
+lanes_inline void widenSigned(u32s a, u64s* wide)
+{
+    wide[0] = (u64s)_mm_cvtepi32_epi64((__m128i)a);
+    wide[1] = (u64s)_mm_cvtepi32_epi64(_mm_srli_si128((__m128i)a, 8));
+}
+
+lanes_inline void widen(u32s a, u64s* wide)
+{
+    wide[0] = (u64s)_mm_cvtepu32_epi64((__m128i)a);
+    wide[1] = (u64s)_mm_cvtepu32_epi64(_mm_srli_si128((__m128i)a, 8));
+}
+
+// The low half of each lane of a, then of b.
+lanes_inline u32s lowHalves(u64s a, u64s b)
+{
+    return (u32s)_mm_shuffle_ps((__m128)a, (__m128)b, 0x88);
+}
+
+// The whole parts of the lanes of a, then of b, as signed numbers.
+lanes_inline u32s truncated(f64s a, f64s b)
+{
+    return (u32s)_mm_unpacklo_epi64(_mm_cvttpd_epi32((__m128d)a), _mm_cvttpd_epi32((__m128d)b));
+}
+
+// Four numbers from the first address.
+lanes_inline u32s loadQuads(const uint32_t* low, const uint32_t*)
+{
+    return load(low);
+}
+
+// To the first address.
+template <class Number>
+lanes_inline void storeQuads(Number* low, Number*, u32s a)
+{
+    std::memcpy(low, &a, sizeof a);
+}
+
+// Byte i is byte order[i] of `a`.
+lanes_inline u8s reordered(u8s a, const uint8_t (&order)[16])
+{
+    return (u8s)_mm_shuffle_epi8((__m128i)a, (__m128i)load(order));
+}
+
 // ---- neighbours ----
 
 // The lanes that begin `columns` lanes further left in a row; the last lanes of `in` come in on the left.

@@ -30,6 +30,57 @@ lanes_inline u16s mulRounded(u16s a, int16_t factor)
     return (u16s)lanes_instruction(mulhrs_epi16)((lanes_register)a, lanes_instruction(set1_epi16)(factor));
 }
 
+// ---- side by side, within each 128 bits of a register ----
+
+// a0 b0 a1 b1 ..., the lower halves first.
+lanes_inline void interleaveHalves(u8s a, u8s b, u8s* both)
+{
+    both[0] = (u8s)lanes_instruction(unpacklo_epi8)((lanes_register)a, (lanes_register)b);
+    both[1] = (u8s)lanes_instruction(unpackhi_epi8)((lanes_register)a, (lanes_register)b);
+}
+
+lanes_inline void interleaveHalves(u32s a, u32s b, u32s* both)
+{
+    both[0] = (u32s)lanes_instruction(unpacklo_epi32)((lanes_register)a, (lanes_register)b);
+    both[1] = (u32s)lanes_instruction(unpackhi_epi32)((lanes_register)a, (lanes_register)b);
+}
+
+lanes_inline void interleaveHalves(u64s a, u64s b, u64s* both)
+{
+    both[0] = (u64s)lanes_instruction(unpacklo_epi64)((lanes_register)a, (lanes_register)b);
+    both[1] = (u64s)lanes_instruction(unpackhi_epi64)((lanes_register)a, (lanes_register)b);
+}
+
+// Lanes 0 .. 3 of register i become lane i of registers 0 .. 3; in longer registers lanes 4 .. 7 likewise
+// become lane 4 + i.
+lanes_inline void transposeQuads(u32s* quads)
+{
+    u32s low[2];
+    u32s high[2];
+    interleaveHalves(quads[0], quads[2], low);
+    interleaveHalves(quads[1], quads[3], high);
+    interleaveHalves(low[0], high[0], quads);
+    interleaveHalves(low[1], high[1], quads + 2);
+}
+
+// The lanes of a, then those of b, in narrower lanes, for each 128 bits on their own. Numbers that do not fit
+// are not kept as they are.
+lanes_inline u16s packedHalves(u32s a, u32s b)
+{
+    return (u16s)lanes_instruction(packus_epi32)((lanes_register)a, (lanes_register)b);
+}
+
+lanes_inline u8s packedHalves(u16s a, u16s b)
+{
+    return (u8s)lanes_instruction(packus_epi16)((lanes_register)a, (lanes_register)b);
+}
+
+// The lower of each pair of lanes.
+lanes_inline u32s smaller(u32s a, u32s b)
+{
+    return (u32s)lanes_instruction(min_epu32)((lanes_register)a, (lanes_register)b);
+}
+
 // ---- averages, rounded up ----
 
 lanes_inline u8s average(u8s a, u8s b)

@@ -39,9 +39,8 @@ qip_status run(const qsImage* src, qsVImage* dst, const qsGaussParams* params, q
     const fixedPath path = fixedPathFor(dst, params);
     if (!path)
         return unmasked_smoothGeneral(src, dst, params, request);
-    if (!params->peakNormalize)
-        qsVImageSetClientZScale(dst, qsImageClientZScale(src) * params->gain);
     const unmasked_plan plan = unmasked_planOf(src, dst, params, request);
+    unmasked_setZScale(&plan);
     return path(&plan);
 }
 

@@ -1,40 +1,29 @@
 #include "unmasked/older.h"
 
-#include "gauss/smooth_rows.h"
+#include "unmasked/fast_sums.h"
 #include "unmasked/fixed_point.h"
+#include "unmasked/plain_sums.h"
+
+#include <cstdlib>
 
 namespace
 {
 
-struct fixedPointRule {
-    unmasked_fixedPoint numbers;
-
-    double start() const
-    {
-        return 0.0;
-    }
-    int64_t pixel(double sum) const
-    {
-        return unmasked_fixedPointPixel(&numbers, unmasked_shortened(&numbers, sum));
-    }
-    int64_t columnPixel(double sum) const
-    {
-        return pixel(sum);
-    }
-
-    qip_status begin() const
-    {
-        return QIP_OK;
-    }
-    qip_status pollAtRow(int64_t) const
-    {
-        return QIP_OK;
-    }
-    qip_status pollAlong(int64_t, int64_t) const
-    {
-        return QIP_OK;
-    }
-};
+// Chooses the kernel and its numbers. False: there is none for numbers of this size.
+bool choosePath(const unmasked_plan* plan, const unmasked_fixedPoint& fixed, unmasked_sumsPath* path)
+{
+    const double greatestSum = unmasked_greatestSum(plan);
+    path->numbers.shift = fixed.firstShift + fixed.secondShift;
+    path->numbers.multiplier = fixed.multiplier;
+    path->numbers.lastShift = fixed.lastShift;
+    path->start = static_cast<uint64_t>(fixed.half);
+    path->isWide = greatestSum + fixed.half >= 0x1p32;
+    path->numbers.wraps = true;
+    path->toPixels = unmasked_fixedPointSse41.kernels[path->isWide][plan->dstPixelSize == 2];
+    path->boxes = &gauss_boxKernelsSse41;
+    return greatestSum < 0x1p52 && unmasked_shortened(&fixed, greatestSum) < 0x8000 &&
+           std::abs(fixed.lastShift) <= 31 && unmasked_canSum(path->boxes, plan);
+}
 
 bool declines(const qsImage* src, const qsGaussParams* params)
 {
@@ -48,7 +37,11 @@ qip_status run(const qsImage* src, qsVImage* dst, const qsGaussParams* params, c
     const int32_t type = qsVImageType(dst);
     if (gauss_areaIsNull(request->dst) || (type != QS_IMAGE_TYPE_8 && type != QS_IMAGE_TYPE_16))
         return QIP_OK;
-    return gauss_smoothRows(src, dst, params, request, fixedPointRule{unmasked_fixedPointOf(params)});
+    const unmasked_plan plan = unmasked_planOf(src, dst, params, request);
+    unmasked_sumsPath path = {};
+    if (!choosePath(&plan, unmasked_fixedPointOf(params), &path))
+        return unmasked_plainFixedPoint(src, dst, params, request);
+    return unmasked_runSums(&plan, &path);
 }
 
 } // namespace

@@ -19,13 +19,13 @@ auto* pixelAt(Image* image, int64_t x, int64_t y, int64_t pixelSize)
 unmasked_plan unmasked_planOf(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
                               const gauss_request* request)
 {
-    const int64_t dstPixelSize = qsVImageType(dst) == QS_IMAGE_TYPE_8 ? 1 : 2;
     unmasked_plan plan;
+    plan.dstPixelSize = qsVImageType(dst) == QS_IMAGE_TYPE_8 ? 1 : 2;
     plan.src = pixelAt(src, request->read.x.start, request->read.y.start, 1);
     plan.srcStride = src->rowStride;
     plan.srcWidth = request->read.x.length;
     plan.srcHeight = request->read.y.length;
-    plan.dst = pixelAt(dst, request->dst.x.start, request->dst.y.start, dstPixelSize);
+    plan.dst = pixelAt(dst, request->dst.x.start, request->dst.y.start, plan.dstPixelSize);
     plan.dstStride = dst->rowStride;
     plan.columns = request->dst.x.length;
     plan.rows = request->dst.y.length;
@@ -34,7 +34,11 @@ unmasked_plan unmasked_planOf(const qsImage* src, qsVImage* dst, const qsGaussPa
     plan.firstRow = request->needed.y.start - request->read.y.start;
     plan.stepX = params->sampleX;
     plan.stepY = params->sampleY;
+    plan.boxX = int64_t{params->kernelSizeX} + 1;
+    plan.boxY = int64_t{params->kernelSizeY} + 1;
     plan.round = params->round != 0;
     plan.gain = params->gain;
+    plan.dstImage = dst;
+    plan.dstZScale = params->peakNormalize ? dst->clientZScale : qsImageClientZScale(src) * params->gain;
     return plan;
 }

@@ -18,6 +18,7 @@ struct unmasked_plan {
 
     // The outputs, at least one. 8-bit pixels, unless a path says otherwise.
     void* dst;
+    int64_t dstPixelSize;
     int64_t dstStride;
     int64_t columns;
     int64_t rows;
@@ -29,11 +30,22 @@ struct unmasked_plan {
     int64_t firstRow;
     int64_t stepX;
     int64_t stepY;
+    int64_t boxX; // kernel size + 1
+    int64_t boxY;
 
     // How sums become pixels.
     bool round;
     float gain;
+
+    qsVImage* dstImage;
+    float dstZScale; // what its client z-scale is to become
 };
+
+// Every path does this once, when it has its memory and before its first poll.
+inline void unmasked_setZScale(const unmasked_plan* plan)
+{
+    qsVImageSetClientZScale(plan->dstImage, plan->dstZScale);
+}
 
 inline const uint8_t* unmasked_srcRow(const unmasked_plan* plan, int64_t row)
 {

@@ -1,0 +1,182 @@
+// The kernels of gauss/box_sums.h, written once for all processor levels. A file that has included the lanes
+// of its level includes this one; all of it has internal linkage.
+#pragma once
+
+#include "gauss/box_sums.h"
+
+namespace
+{
+
+constexpr int64_t boxLanes = laneCount<uint32_t>;
+constexpr int64_t blockColumns = laneCount<uint8_t>;
+
+// ---- down the columns ----
+
+// The integrators of a block. The bytes of the rows are interleaved to be multiplied in pairs, which leaves
+// the columns in four registers: the even and the odd ones of the lower and the upper half of each 128 bits.
+struct blockIntegrators {
+    u16s first[2];
+    u32s second[4];
+    u32s third[4];
+};
+
+// Adds the rows that the four pointers point to: a row and those n, 2n and 3n above it. Weights in pairs make
+// the third difference of them without a multiplication for each row.
+lanes_inline void addRows(const uint8_t* row, const uint8_t* row1, const uint8_t* row2, const uint8_t* row3,
+                          int64_t column, blockIntegrators* sums)
+{
+    u8s outer[2];
+    u8s inner[2];
+    interleaveHalves(load(row + column), load(row3 + column), outer);
+    interleaveHalves(load(row2 + column), load(row1 + column), inner);
+    for (int half = 0; half < 2; ++half) {
+        sums->first[half] +=
+            addPairs(outer[half], pairsOf<uint8_t>(1, -1)) + addPairs(inner[half], pairsOf<uint8_t>(3, -3));
+        sums->second[2 * half] += addPairs(sums->first[half], pairsOf<uint16_t>(1, 0));
+        sums->second[2 * half + 1] += addPairs(sums->first[half], pairsOf<uint16_t>(0, 1));
+    }
+    for (int i = 0; i < 4; ++i)
+        sums->third[i] += sums->second[i];
+}
+
+// From the third integrators of each row of the group, four registers a row, to columns of sums.
+lanes_inline void storeColumns(const uint32_t (&rows)[boxLanes][blockColumns], uint32_t* columns)
+{
+    // The first column of each register; the others are two apart.
+    constexpr int64_t firstColumn[4] = {0, 1, 8, 9};
+#pragma GCC unroll 4
+    for (int i = 0; i < 4; ++i)
+        for (int half = 0; half < laneBytes / 16; ++half) {
+            u32s quads[4];
+            for (int row = 0; row < 4; ++row)
+                quads[row] = loadQuads(&rows[row][i * boxLanes + 4 * half],
+                                       &rows[(row + 4) % boxLanes][i * boxLanes + 4 * half]);
+            transposeQuads(quads);
+            for (int column = 0; column < 4; ++column)
+                store(columns + (firstColumn[i] + 2 * column + 16 * half) * boxLanes, quads[column]);
+        }
+}
+
+void sumDown(const gauss_boxDown* step)
+{
+    const int64_t n = step->box;
+    const gauss_boxOutputs outputs = step->outputs;
+    uint32_t rows[boxLanes][blockColumns] = {};
+    for (int64_t block = step->firstBlock; block < step->firstBlock + step->blocks; ++block) {
+        const int64_t column = block * blockColumns + blockColumns <= step->width
+                                   ? block * blockColumns
+                                   : step->width - blockColumns;
+        auto* const kept =
+            reinterpret_cast<blockIntegrators*>(step->state + block * int64_t{sizeof(blockIntegrators)});
+        blockIntegrators sums = *kept;
+        const uint8_t* const* row = step->rows;
+        int64_t count = outputs.first;
+        for (int64_t output = 0; output < outputs.count; ++output) {
+            for (; count > 0; --count, ++row)
+                addRows(row[0], row[-n], row[-2 * n], row[-3 * n], column, &sums);
+            for (int i = 0; i < 4; ++i)
+                store(&rows[output][i * boxLanes], sums.third[i]);
+            count = outputs.step;
+        }
+        *kept = sums;
+        storeColumns(rows, step->sums + column * boxLanes);
+    }
+}
+
+// ---- along the rows ----
+
+// Sums of all rows of a group, in one register of 32-bit lanes or in two of 64-bit lanes.
+struct narrowSums {
+    using Number = uint32_t;
+    u32s part[1];
+    lanes_inline static narrowSums of(u32s difference)
+    {
+        return {{difference}};
+    }
+};
+
+struct wideSums {
+    using Number = uint64_t;
+    u64s part[2];
+    lanes_inline static wideSums of(u32s difference)
+    {
+        wideSums wide;
+        widenSigned(difference, wide.part);
+        return wide;
+    }
+};
+
+template <class Sums>
+constexpr int partsOf = sizeof(Sums) / laneBytes;
+
+template <class Sums>
+lanes_inline void add(Sums* to, const Sums& sums)
+{
+    for (int i = 0; i < partsOf<Sums>; ++i)
+        to->part[i] += sums.part[i];
+}
+
+template <class Sums>
+void startAlong(gauss_boxAlong* step, uint64_t last)
+{
+    using Number = typename Sums::Number;
+    Number integrators[3 * boxLanes] = {};
+    for (int64_t row = 0; row < boxLanes; ++row)
+        integrators[2 * boxLanes + row] = static_cast<Number>(last);
+    std::memcpy(step->integrators, integrators, sizeof integrators);
+}
+
+template <class Sums>
+void sumAlong(gauss_boxAlong* step)
+{
+    using Number = typename Sums::Number;
+    Sums sums[3];
+    std::memcpy(&sums, step->integrators, sizeof sums);
+    const int64_t n = step->box * boxLanes;
+    const gauss_boxOutputs outputs = step->outputs;
+    const uint32_t* column = step->columns;
+    auto* out = static_cast<Number*>(step->sums);
+    const auto addColumns = [&](int64_t count) lanes_inlined {
+        for (; count > 0; --count, column += boxLanes) {
+            const u32s inner = load(column - 2 * n) - load(column - n);
+            const u32s outer = load(column) - load(column - 3 * n);
+            add(&sums[0], Sums::of(outer + inner + (inner + inner)));
+            add(&sums[1], sums[0]);
+            add(&sums[2], sums[1]);
+        }
+    };
+    const auto storeSums = [&]() lanes_inlined {
+        for (int i = 0; i < partsOf<Sums>; ++i)
+            store(out + i * laneCount<Number>, (lanesOf<Number>)sums[2].part[i]);
+        out += boxLanes;
+    };
+    addColumns(outputs.first);
+    storeSums();
+    if (outputs.step == 1) {
+#pragma GCC unroll 4
+        for (int64_t output = 1; output < outputs.count; ++output) {
+            addColumns(1);
+            storeSums();
+        }
+    } else {
+        for (int64_t output = 1; output < outputs.count; ++output) {
+            addColumns(outputs.step);
+            storeSums();
+        }
+    }
+    std::memcpy(step->integrators, &sums, sizeof sums);
+}
+
+constexpr gauss_boxKernels boxKernels()
+{
+    return {boxLanes,
+            blockColumns,
+            sizeof(blockIntegrators),
+            sumDown,
+            startAlong<narrowSums>,
+            startAlong<wideSums>,
+            sumAlong<narrowSums>,
+            sumAlong<wideSums>};
+}
+
+} // namespace

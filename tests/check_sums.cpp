@@ -1,0 +1,176 @@
+// The fast forms of the paths for kernels of any size, which take their sums from the kernels of
+// gauss/box_sums.h, against the same paths in plain code, on guarded memory.
+//
+//   check_sums --bench     also times what it has verified, in cycles for each source pixel
+#include "unmasked/general.h"
+#include "unmasked/older.h"
+#include "unmasked/plain_sums.h"
+
+#include "support/cycles.h"
+#include "support/faults.h"
+#include "support/pictures.h"
+#include "support/policy.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace
+{
+
+// A legacy image over guarded pixels.
+struct image {
+    test_pixels pixels;
+    qsVImage record;
+
+    image(const test_layout& layout, int32_t x, int32_t y)
+        : pixels(layout), record{layout.pixelSize == 1 ? QS_IMAGE_TYPE_8 : QS_IMAGE_TYPE_16,
+                                 pixels.stride(),
+                                 {x, y, layout.width, layout.height},
+                                 pixels.first(),
+                                 {1, 0, 0, 1, 0, 0},
+                                 1.5f,
+                                 nullptr}
+    {
+    }
+};
+
+using path = qip_status (*)(const qsImage*, qsVImage*, const qsGaussParams*, const gauss_request*);
+
+qip_status fixedPoint(const qsImage* src, qsVImage* dst, const qsGaussParams* params, const gauss_request*)
+{
+    qsVImage* used = nullptr;
+    return unmasked_olderEngine(src, dst, params, nullptr, &used);
+}
+
+// A fast form, its plain form, and what requests it takes.
+struct form {
+    const char* level;
+    path fast, plain;
+    bool declines; // what is no matter of integers
+};
+
+const form forms[] = {{"avx2", unmasked_smoothGeneral, unmasked_plainGeneral, false},
+                      {"sse", fixedPoint, unmasked_plainFixedPoint, true}};
+
+qsGaussParams randomParams(test_random* random, bool integersOnly)
+{
+    const int32_t largest = test_pick(random, std::vector<int32_t>{3, 16, 63, 100});
+    qsGaussParams params = {};
+    params.kernelSizeX = test_randomInt(random, 0, largest);
+    params.kernelSizeY = test_chance(random, 50) ? params.kernelSizeX : test_randomInt(random, 0, largest);
+    params.sampleX = test_randomInt(random, 1, test_chance(random, 50) ? 1 : 9);
+    params.sampleY = test_randomInt(random, 1, test_chance(random, 50) ? 1 : 9);
+    params.peakNormalize = test_chance(random, 10);
+    params.keepFullRegion = 1;
+    params.round = !integersOnly && test_chance(random, 50);
+    params.gain = std::ldexp(1.0f, test_chance(random, 50) ? 0 : test_randomInt(random, -12, 34));
+    if (!integersOnly && test_chance(random, 30))
+        params.gain = test_pick(random, std::vector<float>{1.5f, 0.3f, 200.0f, 0.0f, -1.0f, 1e30f, NAN});
+    return params;
+}
+
+void check(uint64_t number, const form& form, int32_t mostWidth)
+{
+    SCOPED_TRACE(test_caseName(number));
+    test_random random = test_randomFor(number);
+    const qsGaussParams params = randomParams(&random, form.declines);
+    const int32_t width = test_randomInt(&random, 1, mostWidth);
+    const int32_t height = test_randomInt(&random, 1, 200);
+    image src(test_randomLayout(&random, width, height, 1), test_randomInt(&random, -50, 50), 7);
+    test_fillAnyPixels(&random, &src.pixels);
+    if (form.declines && (width < 9 * params.sampleX || height < 9 * params.sampleY))
+        return;
+
+    // A destination over a part of what the source yields, or more than that.
+    const gauss_area all = gauss_computeDstRegion(gauss_areaOf(&src.record.region), &params);
+    const int64_t left = test_randomRange(&random, -2, all.x.length / 2);
+    const int64_t top = test_randomRange(&random, -2, all.y.length / 2);
+    const test_layout layout = test_randomLayout(
+        &random, test_randomRange(&random, 1, all.x.length - left + 2),
+        test_randomRange(&random, 1, all.y.length - top + 2), test_chance(&random, 50) ? 1 : 2);
+    image made[2] = {
+        {layout, static_cast<int32_t>(all.x.start + left), static_cast<int32_t>(all.y.start + top)},
+        {layout, static_cast<int32_t>(all.x.start + left), static_cast<int32_t>(all.y.start + top)}};
+    int64_t polls[2] = {};
+    for (int i = 0; i < 2; ++i) {
+        gauss_request request;
+        qsVImage* used = nullptr;
+        ASSERT_EQ(gauss_setupReference(&src.record, &made[i].record, &params, nullptr, &used, &request), 0);
+        if (gauss_areaIsNull(request.dst))
+            return;
+        const test_attention attention;
+        EXPECT_EQ((i ? form.fast : form.plain)(&src.record, used, &params, &request), 0);
+        polls[i] = attention.polls();
+    }
+    EXPECT_EQ(polls[0], polls[1]);
+    EXPECT_TRUE(test_undamaged(made[1].pixels));
+    EXPECT_EQ(std::isnan(made[0].record.clientZScale) ? 0.0f : made[0].record.clientZScale,
+              std::isnan(made[1].record.clientZScale) ? 0.0f : made[1].record.clientZScale);
+    const test_view expected = made[0].pixels.view();
+    const test_view actual = made[1].pixels.view();
+    for (int32_t y = 0; y < expected.height; ++y)
+        for (int32_t x = 0; x < expected.width; ++x)
+            ASSERT_EQ(test_pixel(expected, x, y), test_pixel(actual, x, y))
+                << x << ", " << y << " of " << expected.width << "x" << expected.height << ", kernel "
+                << params.kernelSizeX << "x" << params.kernelSizeY << ", sampled " << params.sampleX << "x"
+                << params.sampleY << ", gain " << params.gain << ", round " << params.round;
+}
+
+template <class Body>
+void forEachForm(const Body& body)
+{
+    for (const form& each : forms)
+        if (qsys_cpuinfo_limitLevel(each.level) == 0) {
+            SCOPED_TRACE(each.level);
+            body(each);
+        }
+    qsys_cpuinfo_limitLevel("auto");
+}
+
+} // namespace
+
+TEST(Sums, SmallAndLargeWidths)
+{
+    forEachForm([](const form& form) {
+        for (uint64_t number = 0; number < 1500 && !testing::Test::HasFailure(); ++number)
+            check(number, form, number % 10 ? 140 : 900);
+    });
+}
+
+namespace
+{
+
+// Cycles for each source pixel, of 1024x1024.
+void bench()
+{
+    forEachForm([](const form& form) {
+        for (const int32_t kernel : {3, 4, 7, 15, 20, 31, 63})
+            for (const int32_t sample : {1, 2, 4}) {
+                qsGaussParams params = {};
+                params.kernelSizeX = params.kernelSizeY = kernel;
+                params.sampleX = params.sampleY = sample;
+                params.keepFullRegion = 1;
+                params.gain = 1.0f;
+                test_random random = test_randomFor(0);
+                image src({1024, 1024, 1, test_fence::block}, 0, 0);
+                test_fill(&src.pixels, test_randomPixels(&random, 1024, 1024, 1, test_anything));
+                image dst({1024 / sample, 1024 / sample, 1, test_fence::block}, 0, 0);
+                gauss_request request;
+                qsVImage* used = nullptr;
+                gauss_setupReference(&src.record, &dst.record, &params, nullptr, &used, &request);
+                const test_cycles cycles =
+                    test_cyclesOf([&] { form.fast(&src.record, used, &params, &request); });
+                std::printf("%-5s kernel %2d, sampled %d: %6.3f cycles (%.3f .. %.3f)\n", form.level,
+                            kernel, sample, cycles.median / 0x1p20, cycles.low / 0x1p20,
+                            cycles.high / 0x1p20);
+            }
+    });
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    return test_runAndBench(argc, argv, bench);
+}

@@ -1,0 +1,46 @@
+// From rows of sums to rows of pixels, for the paths whose sums come from gauss/box_sums.h: one kernel for each
+// way of the arithmetic, each depth and each width of the sums.
+#pragma once
+
+#include <cstdint>
+
+// The numbers of all ways; each uses its own.
+struct unmasked_pixelNumbers {
+    // Shifted: sum >> shift. (What rounds is part of the sum.)
+    int32_t shift;
+
+    // Scaled: trunc(sum * factor + offset) in double precision, below 2^31. For sums below 2^31 and pixels
+    // below 2^11 it is tried in single precision first, with 16 bits behind the point: where the result is
+    // at least `margin` such units from a whole number, it has the pixel's whole part.
+    double factor;
+    double offset;
+    float singleFactor; // factor * 2^16
+    float singleOffset; // offset * 2^16 + margin
+    uint32_t margin;
+
+    // Fixed point: (sum >> shift) * multiplier, then lastShift to the right or, when negative, to the left;
+    // at most 31 either way. What the first shift leaves is below 2^15.
+    int32_t multiplier;
+    int32_t lastShift;
+
+    bool wraps; // a result may have more bits than a pixel
+};
+
+struct unmasked_pixelStep {
+    const void* sums; // of some columns, as many lanes each as the level has; 16 columns more may be read
+    int64_t columns;
+    void* const* rows; // one for each lane: where its pixels go
+    const unmasked_pixelNumbers* numbers;
+};
+
+using unmasked_pixelKernel = void (*)(const unmasked_pixelStep* step);
+
+// One way: [sums of 32 bits, of 64 bits][pixels of 8 bits, of 16 bits].
+struct unmasked_pixelWay {
+    unmasked_pixelKernel kernels[2][2];
+};
+
+extern const unmasked_pixelWay unmasked_shiftedAvx2;
+extern const unmasked_pixelWay unmasked_scaledAvx2;
+extern const unmasked_pixelWay unmasked_scaledSingleAvx2; // sums of 32 bits alone
+extern const unmasked_pixelWay unmasked_fixedPointSse41;
