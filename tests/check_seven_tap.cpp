@@ -1,0 +1,180 @@
+// The path for kernel size 2, on guarded memory, against its definition in plain code; and the quotient that
+// decides its pixels, for every sum there is.
+//
+//   check_seven_tap --bench     also times what it has verified, in cycles for each source pixel
+#include "unmasked/arithmetic.h"
+#include "unmasked/plain.h"
+#include "unmasked/seven_tap.h"
+
+#include "support/cycles.h"
+#include "support/faults.h"
+#include "support/pictures.h"
+
+#include <qbase/cpuinfo.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+namespace
+{
+
+constexpr float gains[] = {1.0f,
+                           0.5f,
+                           2.0f,
+                           200.0f,
+                           -1.0f,
+                           1e30f,
+                           1.0f + 0x1p-23f,
+                           std::numeric_limits<float>::quiet_NaN(),
+                           std::numeric_limits<float>::infinity()};
+
+struct SevenTap : testing::Test {
+    void SetUp() override
+    {
+        if (qsys_cpuinfo_limitLevel("avx2") == QSYS_E_LEVEL_UNAVAILABLE)
+            GTEST_SKIP() << "the path needs the 256-bit level";
+        qsys_cpuinfo_limitLevel("auto");
+    }
+};
+
+// A plan without its pixels, with outputs that end inside the source or up to three columns and rows behind
+// it; now and then much further.
+unmasked_plan planOver(test_random* random, int64_t width, int64_t height, int64_t stepX, int64_t stepY)
+{
+    const auto outputs = [&](int64_t first, int64_t length, int64_t step) {
+        const int64_t beyond = test_chance(random, 5) ? length : 3;
+        const int64_t end = length + test_randomRange(random, 0, beyond);
+        return std::max<int64_t>((end - first - 7) / step + 1, 1);
+    };
+    unmasked_plan plan = {};
+    plan.srcWidth = width;
+    plan.srcHeight = height;
+    plan.firstColumn = test_randomRange(random, -3, 0);
+    plan.firstRow = test_randomRange(random, -3, 0);
+    plan.stepX = stepX;
+    plan.stepY = stepY;
+    plan.columns = outputs(plan.firstColumn, width, stepX);
+    plan.rows = outputs(plan.firstRow, height, stepY);
+    plan.round = test_chance(random, 50);
+    plan.gain = test_chance(random, 50) ? 1.0f : test_pick(random, gains);
+    return plan;
+}
+
+unmasked_plan withDestination(unmasked_plan plan, const test_pixels& dst)
+{
+    plan.dst = dst.first();
+    plan.dstStride = dst.stride();
+    return plan;
+}
+
+// Runs the plan on a random picture, with a poll that stops when `stopAt` is not 0.
+void check(test_random* random, unmasked_plan plan, int64_t stopAt = 0)
+{
+    SCOPED_TRACE(testing::Message() << plan.srcWidth << "x" << plan.srcHeight << " to " << plan.columns
+                                    << "x" << plan.rows << ", first " << plan.firstColumn << ","
+                                    << plan.firstRow << ", steps " << plan.stepX << "," << plan.stepY
+                                    << ", gain " << plan.gain
+                                    << (plan.round ? ", rounding" : ", truncating"));
+    const auto pixels = [&](int64_t width, int64_t height) {
+        return test_pixels(test_randomLayout(random, width, height, 1));
+    };
+    test_pixels src = pixels(plan.srcWidth, plan.srcHeight);
+    test_fillAnyPixels(random, &src);
+    plan.src = static_cast<const uint8_t*>(src.first());
+    plan.srcStride = src.stride();
+    const test_pixels expected = pixels(plan.columns, plan.rows);
+    const test_pixels made = pixels(plan.columns, plan.rows);
+    const unmasked_plan definition = withDestination(plan, expected);
+    const int64_t written = stopAt ? 256 * stopAt - 1 : plan.rows;
+    unmasked_plainSevenTap(&definition, 0, written);
+
+    const test_attention attention(stopAt);
+    const unmasked_plan path = withDestination(plan, made);
+    EXPECT_EQ(unmasked_smoothSevenTap(&path), stopAt ? QSYS_E_CANCELLED : QIP_OK);
+    EXPECT_EQ(attention.polls(), stopAt ? stopAt : plan.rows / 256 + (plan.rows % 256 == 255));
+    EXPECT_TRUE(test_samePixels(expected.view(), made.view()));
+    EXPECT_TRUE(test_undamaged(made));
+}
+
+} // namespace
+
+TEST_F(SevenTap, EverySmallWidth)
+{
+    test_forCases(200 * 9, [](test_random& random, uint64_t number) {
+        const auto width = static_cast<int64_t>(number / 9 + 1);
+        const auto stepX = static_cast<int64_t>(number % 9 + 1);
+        check(&random, planOver(&random, width, test_randomRange(&random, 1, 40), stepX,
+                                test_randomRange(&random, 1, 9)));
+    });
+}
+
+TEST_F(SevenTap, EverySmallHeight)
+{
+    test_forCases(60 * 9, [](test_random& random, uint64_t number) {
+        const auto height = static_cast<int64_t>(number / 9 + 1);
+        const auto stepY = static_cast<int64_t>(number % 9 + 1);
+        check(&random, planOver(&random, test_randomRange(&random, 20, 300), height,
+                                test_randomRange(&random, 1, 4), stepY));
+    });
+}
+
+// Strips of columns, several polls, large steps.
+TEST_F(SevenTap, LargePictures)
+{
+    test_forCases(60, [](test_random& random, uint64_t number) {
+        const bool isWide = number % 2;
+        const int64_t mostStep = number % 3 ? 3 : 40;
+        check(&random,
+              planOver(&random, test_randomRange(&random, 1, isWide ? 5000 : 200),
+                       test_randomRange(&random, 1, isWide ? 40 : 1100),
+                       test_randomRange(&random, 1, mostStep), test_randomRange(&random, 1, mostStep)));
+    });
+}
+
+// The rows before the poll are complete, in all strips, and no other row is written.
+TEST_F(SevenTap, StopsAtAPoll)
+{
+    test_forCases(12, [](test_random& random, uint64_t number) {
+        const auto step = static_cast<int64_t>(number % 4 + 1);
+        check(&random, planOver(&random, 1100, 515 * step, 1, step), 1 + static_cast<int64_t>(number % 2));
+    });
+}
+
+// ---- speed ----
+
+namespace
+{
+
+void bench(int32_t width, int32_t height, int64_t step)
+{
+    test_random random = test_randomFor(0);
+    unmasked_plan plan = planOver(&random, width, height, step, step);
+    plan.round = false;
+    plan.gain = 1.0f;
+    test_pixels src({width, height, 1, test_fence::block, 0, 64});
+    test_fill(&src, test_randomPixels(&random, width, height, 1, test_anything));
+    plan.src = static_cast<const uint8_t*>(src.first());
+    plan.srcStride = src.stride();
+    const test_pixels dst(
+        {static_cast<int32_t>(plan.columns), static_cast<int32_t>(plan.rows), 1, test_fence::block, 0, 64});
+    const unmasked_plan path = withDestination(plan, dst);
+    const test_cycles cycles = test_cyclesOf([&] { unmasked_smoothSevenTap(&path); });
+    const double pixels = double{1} * width * height;
+    std::printf("%4dx%-4d step %d  %7.3f (%.3f to %.3f)\n", width, height, static_cast<int>(step),
+                cycles.median / pixels, cycles.low / pixels, cycles.high / pixels);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    return test_runAndBench(argc, argv, [] {
+        std::puts("cycles per source pixel: median (10% to 90% of the calls)");
+        for (const auto& [width, height] : {std::pair(64, 64), {512, 512}, {1024, 1024}, {4096, 3072}})
+            for (const int64_t step : {1, 2, 3, 4})
+                bench(width, height, step);
+    });
+}
