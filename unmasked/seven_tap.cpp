@@ -138,7 +138,7 @@ void makeBlocks(sevenTapCall* call, const rowsOfRun& rows, const strip& strip, i
     run.kept = call->kept + block * call->kernel->outputs * unmasked_sevenTapKeptBytes;
     run.blocks = count;
     run.stepX = plan->stepX;
-    run.ahead = call->method.outputRows * plan->stepY * plan->srcStride;
+    run.ahead = call->method.outputRows * plan->dstStride;
     run.round = plan->round;
     const bool isEdge = !isInside(call, output);
     for (int64_t i = 0; i < rows.sourceCount; ++i)

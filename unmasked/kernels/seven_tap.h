@@ -21,7 +21,7 @@ struct unmasked_sevenTapRun {
     unsigned char* kept; // sums of the rows before, on a boundary of 32 bytes
     int64_t blocks;      // at least one
     int64_t stepX;       // columns from output to output, as the kernel is made for
-    int64_t ahead;       // bytes from a fresh row to the one that is wanted in the cache for a later run
+    int64_t ahead;       // bytes from an output row to one that a later run writes
     bool round;
 };
 
