@@ -36,8 +36,7 @@ lanes_inline u16s mulHigh(u16s a, uint16_t factor)
     return (u16s)lanes_instruction(mulhi_epu16)((lanes_register)a, (lanes_register)filled(factor));
 }
 
-// a[0] + a[1], a[2] + a[3], ... in the first half, the same of b in the second; for registers of 32 bytes, so
-// in each of their halves, from the same halves of a and b.
+// Sums of adjacent lanes: those of a, then those of b; at the 256-bit level in each half of a register.
 lanes_inline u16s neighboursAdded(u16s a, u16s b)
 {
     return (u16s)lanes_instruction(hadd_epi16)((lanes_register)a, (lanes_register)b);

@@ -6,6 +6,7 @@
 // the result is stored. Then columns: the seven weights are three boxes of three, one after the other.
 #pragma once
 
+#include "unmasked/kernels/quotient.h"
 #include "unmasked/kernels/seven_tap.h"
 
 namespace
@@ -67,33 +68,6 @@ lanes_inline void boxesOfThree(const u16s* in, u16s* out)
     }
 }
 
-// The required quotient of a sum S of 0 .. 185895, from S modulo 2^16 and c, the sum of the quarters of three
-// numbers that make S, each without its fraction: S - 9 <= 4 c <= S.
-//
-// The required quotient ((S + 364) * 11507) >> 23, with rounding, is Q = floor((S + 363) / 729); without, S *
-// 11507 >> 23 is Q = floor((S - 1) / 729), but 0 for S = 0. The estimate q = c * 359 >> 16 = floor(c / 182.55...)
-// is Q or Q - 1:
-//   - not above: 4 c <= S, so q <= S / 730.2, and S <= 729 (Q + 1) gives q < Q + 1.
-//   - not below Q - 1: S >= 729 Q - 363, so c / 182.55 >= (729 Q - 372) / 730.21 > Q - 1, as long as Q is at most
-//     255: the left side is Q - 0.0017 Q - 0.51 or more.
-// What is left, S - 729 q, is from -363 to 1458, so 16 bits have it as a signed number. Q is q + 1 where
-// S + 363 - 729 q, or S - 1 - 729 q, is above 728; S = 0 leaves 0 and gets 0.
-struct quotientRule {
-    i16s mostLeft; // above this, the estimate is one too low
-};
-
-lanes_inline quotientRule quotientRuleOf(bool round)
-{
-    return {filled(static_cast<int16_t>(round ? 728 - 363 : 728 + 1))};
-}
-
-lanes_inline u16s dividedBy729(u16s sum, u16s quarters, const quotientRule& rule)
-{
-    const u16s estimate = mulHigh(quarters, 359);
-    const u16s left = sum - estimate * uint16_t{729};
-    return estimate - (u16s)((i16s)left > rule.mostLeft);
-}
-
 // ---- one block ----
 
 // What is done with the fresh rows of a run.
@@ -111,7 +85,7 @@ struct keptSums {
 
 // The quotients of one register of outputs, one for each output row.
 template <columnsKept kept, int odd, rowUse use>
-lanes_inline void columnsOfHalf(const unmasked_sevenTapRun& run, int64_t offset, const quotientRule& rule,
+lanes_inline void columnsOfHalf(const unmasked_sevenTapRun& run, int64_t offset, i16s mostLeft,
                                 keptSums* keptOfHalf, u16s* quotients)
 {
     constexpr int before = use.goesOn ? 2 : 0;
@@ -139,7 +113,7 @@ lanes_inline void columnsOfHalf(const unmasked_sevenTapRun& run, int64_t offset,
     boxesOfThree<outputs>(sums[2], wholes);
     boxesOfThree<outputs>(quartered, quarters);
     for (int i = (outputs + use.step - 1) % use.step; i < outputs; i += use.step)
-        *quotients++ = dividedBy729(wholes[i], quarters[i], rule);
+        *quotients++ = dividedBy729(wholes[i], quarters[i], mostLeft);
 }
 
 constexpr int64_t cacheLine = 64;
@@ -153,7 +127,7 @@ void makeRun(const unmasked_sevenTapRun* argument)
     constexpr int halves = kept == columnsKept::all ? 2 : 1;
     constexpr int64_t outputs = halves * laneCount<uint16_t>;
     constexpr int outputRows = use.rows / use.step;
-    const quotientRule rule = quotientRuleOf(run.round);
+    const i16s mostLeft = mostLeftBy729(run.round);
     auto* keptOfBlock = reinterpret_cast<keptSums*>(run.kept);
     for (int64_t block = 0; block < run.blocks; ++block) {
         const int64_t offset = block * outputs * run.stepX;
@@ -161,9 +135,9 @@ void makeRun(const unmasked_sevenTapRun* argument)
             for (int i = 0; i < outputRows; ++i)
                 __builtin_prefetch(run.out[i] + block * outputs + run.ahead);
         u16s quotients[2][7];
-        columnsOfHalf<kept, 0, use>(run, offset, rule, keptOfBlock++, quotients[0]);
+        columnsOfHalf<kept, 0, use>(run, offset, mostLeft, keptOfBlock++, quotients[0]);
         if constexpr (halves == 2)
-            columnsOfHalf<kept, 1, use>(run, offset, rule, keptOfBlock++, quotients[1]);
+            columnsOfHalf<kept, 1, use>(run, offset, mostLeft, keptOfBlock++, quotients[1]);
         for (int i = 0; i < outputRows; ++i)
             if constexpr (halves == 2)
                 store(run.out[i] + block * outputs, merged(quotients[0][i], quotients[1][i]));
