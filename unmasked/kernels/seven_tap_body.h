@@ -116,8 +116,6 @@ lanes_inline void columnsOfHalf(const unmasked_sevenTapRun& run, int64_t offset,
         *quotients++ = dividedBy729(wholes[i], quarters[i], mostLeft);
 }
 
-constexpr int64_t cacheLine = 64;
-
 // The output rows of the next run are asked for early: a short piece of each row gives the processor no pattern
 // to see them coming by. Source rows asked for in the same way took longer, not less.
 template <columnsKept kept, rowUse use>
@@ -127,6 +125,7 @@ void makeRun(const unmasked_sevenTapRun* argument)
     constexpr int halves = kept == columnsKept::all ? 2 : 1;
     constexpr int64_t outputs = halves * laneCount<uint16_t>;
     constexpr int outputRows = use.rows / use.step;
+    constexpr int64_t cacheLine = 64;
     const i16s mostLeft = mostLeftBy729(run.round);
     auto* keptOfBlock = reinterpret_cast<keptSums*>(run.kept);
     for (int64_t block = 0; block < run.blocks; ++block) {
