@@ -26,6 +26,12 @@ lanes_inline __m256i inOrder(__m256i a)
     return _mm256_permute4x64_epi64(a, 0xd8);
 }
 
+// The same 16 bytes in both halves.
+lanes_inline u8s loadTwice(const uint8_t* from)
+{
+    return (u8s)_mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
+}
+
 // ---- wider and narrower ----
 
 lanes_inline u16s loadWidened(const uint8_t* from)

@@ -14,6 +14,8 @@
 namespace
 {
 
+constexpr const unmasked_sevenTapKernels& kernels = unmasked_sevenTapKernelsAvx2;
+
 constexpr int64_t taps = 7;
 constexpr int64_t columnsRead = unmasked_sevenTapReads; // for one output
 constexpr int64_t widestBlock = 32;
@@ -169,9 +171,8 @@ void makeStripRows(sevenTapCall* call, const rowsOfRun& rows, const strip& strip
 // The last block may have made outputs of the strip before again: these too lack the gain.
 void scaleOutputs(const sevenTapCall* call, const strip& strip, uint8_t* row)
 {
-    for (int64_t i = std::min(strip.begin, firstOutputOf(call, strip, strip.blocks - 1)); i < strip.end;
-         ++i)
-        row[i] = call->scaled[row[i]];
+    const int64_t begin = std::min(strip.begin, firstOutputOf(call, strip, strip.blocks - 1));
+    kernels.lookUp(call->scaled, row + begin, strip.end - begin);
 }
 
 // Makes the output rows first .. end - 1 of a strip.
@@ -222,7 +223,6 @@ bool suitsKernels(const unmasked_plan* plan)
 
 const unmasked_sevenTapKernel* kernelFor(int64_t stepX)
 {
-    const unmasked_sevenTapKernels& kernels = unmasked_sevenTapKernelsAvx2;
     if (stepX == 1)
         return &kernels.step1;
     return stepX == 2 ? &kernels.step2 : &kernels.anyStep;

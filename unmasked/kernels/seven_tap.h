@@ -2,7 +2,7 @@
 // a few output rows. The driver (unmasked/seven_tap.cpp) chooses the rows, supplies all borders and polls.
 //
 // Contract of every kernel:
-//   Result:  the quotients of unmasked_dividedBy729, bit for bit; a gain is the driver's part.
+//   Result:  the quotients of unmasked_dividedBy729, bit for bit, without a gain.
 //   Reads:   of each fresh row, the eight columns from the first under the kernel of each output: one more than
 //            the kernel has.
 //   Writes:  all outputs of its blocks in each output row, and the kept sums. Nothing on the heap.
@@ -41,6 +41,8 @@ struct unmasked_sevenTapKernels {
     unmasked_sevenTapKernel step1;
     unmasked_sevenTapKernel step2;
     unmasked_sevenTapKernel anyStep;
+    void (*lookUp)(const uint8_t* table, uint8_t* row,
+                   int64_t count); // row[i] = table[row[i]], of 256 bytes
 };
 
 // Data, so that nothing of a level runs before it is chosen.
