@@ -161,7 +161,7 @@ lanes_inline u8s lookedUp(const uint8_t* table, u8s numbers)
     return found;
 }
 
-void lookUpRow(const uint8_t* table, uint8_t* row, int64_t count)
+inline void lookUpRow(const uint8_t* table, uint8_t* row, int64_t count)
 {
     int64_t i = 0;
     for (; i + laneBytes <= count; i += laneBytes)
