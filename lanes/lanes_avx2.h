@@ -26,6 +26,12 @@ lanes_inline __m256i inOrder(__m256i a)
     return _mm256_permute4x64_epi64(a, 0xd8);
 }
 
+// The same 16 bytes in both halves.
+lanes_inline u8s loadTwice(const uint8_t* from)
+{
+    return (u8s)_mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
+}
+
 // ---- wider and narrower ----
 
 lanes_inline u16s loadWidened(const uint8_t* from)
@@ -96,10 +102,20 @@ lanes_inline void storeNarrowed(uint8_t* to, u16s a)
 // ---- the two halves of a register ----
 
 // A half from each address.
-lanes_inline u8s loadHalves(const uint8_t* low, const uint8_t* high)
+template <class Number>
+lanes_inline lanesOf<Number> loadHalves(const Number* low, const Number* high)
 {
     const __m256i half = _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(low)));
-    return (u8s)_mm256_inserti128_si256(half, _mm_loadu_si128(reinterpret_cast<const __m128i*>(high)), 1);
+    return (lanesOf<Number>)_mm256_inserti128_si256(
+        half, _mm_loadu_si128(reinterpret_cast<const __m128i*>(high)), 1);
+}
+
+// A half to each address.
+template <class Number, class Lanes>
+lanes_inline void storeHalves(Number* low, Number* high, Lanes a)
+{
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(low), _mm256_castsi256_si128((__m256i)a));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(high), _mm256_extracti128_si256((__m256i)a, 1));
 }
 
 // In each half, the lanes of these numbers, 0 .. 15, of that half.
@@ -135,27 +151,6 @@ lanes_inline u32s lowHalves(u64s a, u64s b)
 lanes_inline u32s truncated(f64s a, f64s b)
 {
     return (u32s)_mm256_set_m128i(_mm256_cvttpd_epi32((__m256d)b), _mm256_cvttpd_epi32((__m256d)a));
-}
-
-// Four numbers from each address; at the level below, which has no room for more, those of the first.
-lanes_inline u32s loadQuads(const uint32_t* low, const uint32_t* high)
-{
-    const __m256i both = _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(low)));
-    return (u32s)_mm256_inserti128_si256(both, _mm_loadu_si128(reinterpret_cast<const __m128i*>(high)), 1);
-}
-
-template <class Number>
-lanes_inline void storeQuads(Number* low, Number* high, u32s a)
-{
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(low), _mm256_castsi256_si128((__m256i)a));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(high), _mm256_extracti128_si256((__m256i)a, 1));
-}
-
-// In each 128 bits, byte i is byte order[i] of these.
-lanes_inline u8s reordered(u8s a, const uint8_t (&order)[16])
-{
-    const __m128i half = _mm_loadu_si128(reinterpret_cast<const __m128i*>(order));
-    return (u8s)_mm256_shuffle_epi8((__m256i)a, _mm256_broadcastsi128_si256(half));
 }
 
 // ---- neighbours ----

@@ -167,6 +167,16 @@ lanes_inline u16s mulRounded(u16s a, int16_t factor)
     return narrowed(wide[0], wide[1]);
 }
 
+// a * factor >> 16.
+lanes_inline u16s mulHigh(u16s a, uint16_t factor)
+{
+    u32s wide[2];
+    widen(a, wide);
+    for (u32s& half : wide)
+        half = half * uint32_t{factor} >> 16;
+    return narrowed(wide[0], wide[1]);
+}
+
 // ---- neighbours ----
 
 // The lanes that begin `columns` lanes further left in a row; the last lanes of `in` come in on the left.

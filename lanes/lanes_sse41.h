@@ -102,23 +102,25 @@ lanes_inline u32s truncated(f64s a, f64s b)
     return (u32s)_mm_unpacklo_epi64(_mm_cvttpd_epi32((__m128d)a), _mm_cvttpd_epi32((__m128d)b));
 }
 
-// Four numbers from the first address.
-lanes_inline u32s loadQuads(const uint32_t* low, const uint32_t*)
+// ---- halves of longer registers ----
+
+// What loads the two halves of a register at the level above loads or stores the one that there is here: that
+// of the first address.
+template <class Number>
+lanes_inline lanesOf<Number> loadHalves(const Number* low, const Number*)
 {
     return load(low);
 }
 
-// To the first address.
-template <class Number>
-lanes_inline void storeQuads(Number* low, Number*, u32s a)
+template <class Number, class Lanes>
+lanes_inline void storeHalves(Number* low, Number*, Lanes a)
 {
     std::memcpy(low, &a, sizeof a);
 }
 
-// Byte i is byte order[i] of `a`.
-lanes_inline u8s reordered(u8s a, const uint8_t (&order)[16])
+lanes_inline u8s loadTwice(const uint8_t* from)
 {
-    return (u8s)_mm_shuffle_epi8((__m128i)a, (__m128i)load(order));
+    return load(from);
 }
 
 // ---- neighbours ----

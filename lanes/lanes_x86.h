@@ -81,6 +81,33 @@ lanes_inline u32s smaller(u32s a, u32s b)
     return (u32s)lanes_instruction(min_epu32)((lanes_register)a, (lanes_register)b);
 }
 
+// a * factor >> 16.
+lanes_inline u16s mulHigh(u16s a, uint16_t factor)
+{
+    return (u16s)lanes_instruction(mulhi_epu16)((lanes_register)a, (lanes_register)filled(factor));
+}
+
+// Sums of adjacent lanes: those of a, then those of b; at the 256-bit level in each half of a register.
+lanes_inline u16s neighboursAdded(u16s a, u16s b)
+{
+    return (u16s)lanes_instruction(hadd_epi16)((lanes_register)a, (lanes_register)b);
+}
+
+// ---- bytes by their number ----
+
+// from[index], within the same 16 bytes; 0 for an index of 128 or more. Other bits above the low four do not
+// count.
+lanes_inline u8s picked(u8s from, u8s index)
+{
+    return (u8s)lanes_instruction(shuffle_epi8)((lanes_register)from, (lanes_register)index);
+}
+
+// Sums above 255 become 255.
+lanes_inline u8s addSaturating(u8s a, u8s b)
+{
+    return (u8s)lanes_instruction(adds_epu8)((lanes_register)a, (lanes_register)b);
+}
+
 // ---- averages, rounded up ----
 
 lanes_inline u8s average(u8s a, u8s b)

@@ -29,7 +29,7 @@ BEGIN {
     allowed["lanes"] = of("lanes")
     allowed["shared"] = of("lanes") shared
     allowed["gauss"] = ground of("gauss") of("gauss/kernels")
-    allowed["unmasked"] = ground of("gauss") of("unmasked") of("unmasked/kernels")
+    allowed["unmasked"] = ground of("lanes") of("gauss") of("unmasked") of("unmasked/kernels")
     allowed["masked"] = ground of("gauss") of("masked") of("masked/kernels")
     allowed["gauss2"] = ground of("lanes") of("gauss2") of("gauss2/kernels")
     kernels = of("lanes") "^\"gauss/box_sums\\.h\"|"

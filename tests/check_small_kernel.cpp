@@ -41,21 +41,22 @@ struct task {
                                 outputs(height, above, beyond, stepY), 1))
     {
         test_fillAnyPixels(random, &src);
-        plan = {static_cast<const uint8_t*>(src.first()),
-                src.stride(),
-                width,
-                height,
-                dst.first(),
-                dst.stride(),
-                dst.view().width,
-                dst.view().height,
-                test_randomInt(random, -5, 2100),
-                left,
-                above,
-                stepX,
-                stepY,
-                test_chance(random, 50),
-                test_pick(random, gains)};
+        plan = {};
+        plan.src = static_cast<const uint8_t*>(src.first());
+        plan.srcStride = src.stride();
+        plan.srcWidth = width;
+        plan.srcHeight = height;
+        plan.dst = dst.first();
+        plan.dstStride = dst.stride();
+        plan.columns = dst.view().width;
+        plan.rows = dst.view().height;
+        plan.dstTop = test_randomInt(random, -5, 2100);
+        plan.firstColumn = left;
+        plan.firstRow = above;
+        plan.stepX = stepX;
+        plan.stepY = stepY;
+        plan.round = test_chance(random, 50);
+        plan.gain = test_pick(random, gains);
     }
 
     int64_t polls() const

@@ -40,7 +40,6 @@ qip_status run(const qsImage* src, qsVImage* dst, const qsGaussParams* params, q
     if (!path)
         return unmasked_smoothGeneral(src, dst, params, request);
     const unmasked_plan plan = unmasked_planOf(src, dst, params, request);
-    unmasked_setZScale(&plan);
     return path(&plan);
 }
 

@@ -10,4 +10,5 @@
 // Polls:   before the output rows 255, 511, ..., counted from 0. A negative answer ends the path and is its
 //          status; the rows before that row are complete then, and no other pixel is written.
 // Memory:  none but the stack, at most 16 KiB of it.
+// Level:   256-bit; the caller has made sure of it.
 qip_status unmasked_smoothSevenTap(const unmasked_plan* plan);

@@ -78,6 +78,7 @@ qip_status smooth(const unmasked_plan* plan, smallCall** call, frame_cleanup* cl
     const qip_status taken = frame_cleanupAlloc(cleanup, 1, call);
     if (taken < 0)
         return taken;
+    unmasked_setZScale(plan);
     startCall(plan, *call);
     constexpr int64_t polled = 1023; // the low bits of the image rows that are polled before
     const int64_t top = plan->dstTop;

@@ -49,8 +49,8 @@ lanes_inline void storeColumns(const uint32_t (&rows)[boxLanes][blockColumns], u
         for (int half = 0; half < laneBytes / 16; ++half) {
             u32s quads[4];
             for (int row = 0; row < 4; ++row)
-                quads[row] = loadQuads(&rows[row][i * boxLanes + 4 * half],
-                                       &rows[(row + 4) % boxLanes][i * boxLanes + 4 * half]);
+                quads[row] = loadHalves(&rows[row][i * boxLanes + 4 * half],
+                                        &rows[(row + 4) % boxLanes][i * boxLanes + 4 * half]);
             transposeQuads(quads);
             for (int column = 0; column < 4; ++column)
                 store(columns + (firstColumn[i] + 2 * column + 16 * half) * boxLanes, quads[column]);

@@ -95,9 +95,9 @@ lanes_inline u32s besideEachOther(const u32s* columns)
 {
     if constexpr (sizeof(Pixel) == 1) {
         constexpr uint8_t order[16] = {0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15};
-        return (u32s)reordered(
-            packedHalves(packedHalves(columns[0], columns[1]), packedHalves(columns[2], columns[3])),
-            order);
+        const u8s four =
+            packedHalves(packedHalves(columns[0], columns[1]), packedHalves(columns[2], columns[3]));
+        return (u32s)picked(four, loadTwice(order));
     } else {
         return columns[0] | columns[1] << 16;
     }
@@ -130,8 +130,8 @@ lanes_inline void storeTile(u32s* quads, void* const* rows, int64_t column)
 {
     transposeQuads(quads);
     for (int row = 0; row < 4; ++row)
-        storeQuads(static_cast<Pixel*>(rows[row]) + column,
-                   static_cast<Pixel*>(rows[(row + 4) % pixelLanes]) + column, quads[row]);
+        storeHalves(static_cast<Pixel*>(rows[row]) + column,
+                    static_cast<Pixel*>(rows[(row + 4) % pixelLanes]) + column, quads[row]);
 }
 
 // Runs makeTile(sums, quads) for all tiles; the last one may have columns that are not wanted.
