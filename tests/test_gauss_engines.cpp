@@ -1,0 +1,256 @@
+// The paths of the unmasked smoothing through qip_gauss, at every processor level: random requests against a
+// direct convolution with the arithmetic of the path that has to serve them, what else a call leaves behind,
+// calls that end in the middle, and pixels written out by hand.
+#include "support/faults.h"
+#include "support/gauss_calls.h"
+#include "support/oracle_engines.h"
+#include "support/pictures.h"
+#include "support/policy.h"
+
+#include <qip/smoothing.h>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cfenv>
+#include <cmath>
+#include <limits>
+#include <map>
+
+namespace
+{
+
+// One request with its memory; a destination without pixels is created by the call.
+struct engineCase {
+    oracle_gauss request;
+    int32_t pixelSize; // of the destination, or of the prototype where there is none
+    bool hasRegion;
+    oracle_rect region;
+    float zScale;
+    test_placed source, destination;
+};
+
+qsGaussParams paramsOf(const oracle_gauss& request, const qsVImage* prototype)
+{
+    return {static_cast<int32_t>(request.sampleX),
+            static_cast<int32_t>(request.sampleY),
+            static_cast<int32_t>(request.kernelX),
+            static_cast<int32_t>(request.kernelY),
+            request.peak ? -256 : 0,
+            request.validOnly ? 0 : -256,
+            request.round ? test_anyRound : 0,
+            request.gain,
+            prototype,
+            0};
+}
+
+// A record of a region may say that it is empty in any way.
+qsIRegion regionOf(const oracle_rect& rect)
+{
+    return {static_cast<int32_t>(rect.x), static_cast<int32_t>(rect.y), static_cast<int32_t>(rect.width),
+            static_cast<int32_t>(rect.height)};
+}
+
+// Kernels so that each path gets its share, and few so large that most of them, or all, lies beyond the image.
+void pickKernels(test_random* random, oracle_gauss* request)
+{
+    const int64_t kind = test_randomRange(random, 0, 99);
+    for (int64_t* const kernel : {&request->kernelX, &request->kernelY})
+        *kernel = test_randomRange(random, 0, test_pick(random, std::array{1, 3, 15, 15, 31, 63}));
+    if (kind < 60)
+        request->kernelX = request->kernelY = kind < 30 ? 1 : 2;
+    int64_t* const one = test_chance(random, 50) ? &request->kernelX : &request->kernelY;
+    if (kind >= 98) {
+        *one = std::numeric_limits<int32_t>::max();
+        request->gain = test_chance(random, 50) ? 200.0F : 4.0F;
+    } else if (kind >= 96) {
+        request->kernelX %= 30;
+        request->kernelY %= 30;
+        *one = test_pick(random, std::array{100, 299, 300, 1000});
+    } else if (kind >= 95) {
+        request->kernelX = request->kernelY = test_randomRange(random, 64, 180);
+    }
+}
+
+float randomGain(test_random* random, const std::string& level)
+{
+    using limits = std::numeric_limits<float>;
+    const float tame[] = {1.0F, 1.0F, 1.0F, 0.5F, 2.0F, 4.0F, 0.25F};
+    const float gains[] = {1.5F,
+                           3.0F,
+                           200.0F,
+                           130.0F,
+                           0.99F,
+                           std::nextafter(1.0F, 2.0F),
+                           std::nextafter(1.0F, 0.0F),
+                           1.0F + 0x1p-22F,
+                           1.0F - 0x1p-22F,
+                           4.0F + 0x1p-21F,
+                           limits::quiet_NaN(),
+                           limits::infinity(),
+                           0.0F,
+                           -1.5F,
+                           -2.0F,
+                           1e30F,
+                           0x1p40F,
+                           0x1p-40F,
+                           0x1p-100F,
+                           static_cast<float>(test_randomInt(random, 1, 1000000)) / 2777.0F};
+    return test_chance(random, level == "sse" ? 75 : 50) ? test_pick(random, tame)
+                                                         : test_pick(random, gains);
+}
+
+// Near the rectangle that the source yields: the same, a part of it, beyond it, sometimes beside it.
+oracle_rect randomPlace(test_random* random, const oracle_rect& all)
+{
+    if (test_chance(random, 40) && !all.isNull())
+        return all;
+    const auto most = [&](int64_t length) {
+        return test_randomRange(random, test_chance(random, 50) ? 1 : 33,
+                                std::max<int64_t>(33, length + 20));
+    };
+    return {all.x + test_randomRange(random, -8, test_chance(random, 50) ? 3 : all.width),
+            all.y + test_randomRange(random, -8, test_chance(random, 50) ? 3 : all.height), most(all.width),
+            most(all.height)};
+}
+
+engineCase randomCase(test_random* random, const std::string& level)
+{
+    engineCase made;
+    oracle_gauss& request = made.request;
+    request.gain = randomGain(random, level);
+    pickKernels(random, &request);
+    for (int64_t* const sample : {&request.sampleX, &request.sampleY})
+        *sample = test_randomRange(random, 1, test_pick(random, std::array{1, 1, 2, 3, 9}));
+    request.round = test_chance(random, level == "sse" ? 10 : 50);
+    request.peak = test_chance(random, 7);
+    request.validOnly = test_chance(random, 7);
+    made.pixelSize = test_chance(random, 25) ? 2 : 1;
+    made.zScale = test_chance(random, 50) ? 1.0F : 0.3F;
+
+    int64_t width = test_randomRange(random, 1, test_pick(random, std::array{9, 60, 200, 200}));
+    int64_t height = test_randomRange(random, 1, test_pick(random, std::array{9, 50, 50, 100}));
+    if (test_chance(random, 2)) {
+        width = test_randomRange(random, 1, 3000);
+        height = test_randomRange(random, 1, 40);
+    } else if (test_chance(random, 3)) {
+        width = test_randomRange(random, 1, 40);
+        height = test_randomRange(random, 200, 1200);
+    }
+    const int64_t far = test_chance(random, 10) ? 2000000 : 60;
+    made.source.place(random,
+                      {test_randomRange(random, -far, far),
+                       test_randomRange(random, -far, far) - test_pick(random, std::array{0, 1020}), width,
+                       height},
+                      1);
+    test_fillAnyPixels(random, made.source.pixels.get());
+    const oracle_rect all = oracle_destination(made.source.rect, request);
+    made.hasRegion = test_chance(random, 40);
+    made.region = randomPlace(random, all);
+    if (test_chance(random, 60))
+        made.destination.place(random, randomPlace(random, all), made.pixelSize);
+    return made;
+}
+
+// Expects of a finished call everything but its status.
+void expectResult(const engineCase& made, const oracle_call& call, oracle_path path, qsVImage* out)
+{
+    const bool isNull = call.written.isNull();
+    const qsIRegion region = qsVImageRegion(out);
+    const oracle_rect whole = made.destination.pixels ? made.destination.rect : call.written;
+    EXPECT_TRUE(test_sameRect(whole, oracle_rectOf(region)));
+    EXPECT_EQ(qsVImageType(out), made.pixelSize == 1 ? QS_IMAGE_TYPE_8 : QS_IMAGE_TYPE_16);
+    const float zScale = isNull || call.request.peak ? 1.0F : made.zScale * call.request.gain;
+    const float actual = out->clientZScale;
+    EXPECT_TRUE(actual == zScale || (std::isnan(actual) && std::isnan(zScale))) << actual << " " << zScale;
+    if (testing::Test::HasFailure() || whole.isNull())
+        return;
+    const int canaries = made.pixelSize == 1 ? test_canary : 0x101 * test_canary;
+    oracle_values values = {call.written, {}};
+    if (!isNull)
+        values = oracle_smoothBy(path, made.source.pixels->view(), call);
+    test_expectValues(test_legacyView(out), whole,
+                      static_cast<uint16_t>(made.destination.pixels ? canaries : 0), values);
+    if (made.destination.pixels) {
+        EXPECT_TRUE(test_undamaged(*made.destination.pixels));
+    }
+}
+
+using pathCounts = std::map<oracle_path, uint64_t>;
+
+void runCase(const std::string& level, test_random* random, pathCounts* seen)
+{
+    const engineCase made = randomCase(random, level);
+    const test_grid before(made.source.pixels->view());
+    const oracle_rect all = oracle_destination(made.source.rect, made.request);
+    oracle_rect asked = made.hasRegion ? made.region : all;
+    qsVImage destination = {};
+    if (made.destination.pixels) {
+        asked = made.destination.rect;
+        destination = test_legacyOver(*made.destination.pixels, static_cast<int32_t>(asked.x),
+                                      static_cast<int32_t>(asked.y));
+    }
+    const oracle_call call = {made.request, made.source.rect,
+                              oracle_written(made.source.rect, made.request, asked), made.pixelSize,
+                              made.hasRegion};
+    const oracle_path path = oracle_pathOf(level, call);
+    SCOPED_TRACE("path " + std::to_string(static_cast<int>(path)) + " kernel " +
+                 std::to_string(made.request.kernelX) + "x" + std::to_string(made.request.kernelY) +
+                 " sampling " + std::to_string(made.request.sampleX) + "x" +
+                 std::to_string(made.request.sampleY) + " gain " + std::to_string(made.request.gain) +
+                 (made.request.round ? " rounding" : "") + (made.request.peak ? " peak" : ""));
+
+    qsVImage source = test_legacyOver(*made.source.pixels, static_cast<int32_t>(made.source.rect.x),
+                                      static_cast<int32_t>(made.source.rect.y));
+    source.clientZScale = made.zScale;
+    // A destination's own depth counts, whatever the prototype says.
+    const bool wide = (made.pixelSize == 2) != (made.destination.pixels && test_chance(random, 50));
+    const qsGaussParams params = paramsOf(made.request, wide ? qsUSImageNull : qsImageNull);
+    qsIRegion region = regionOf(made.region);
+    qsVImage* out = nullptr;
+    const test_attention attention;
+    ASSERT_EQ(qip_gauss(&source, made.destination.pixels ? &destination : nullptr, &params,
+                        made.hasRegion ? &region : nullptr, &out),
+              QIP_OK);
+    ASSERT_TRUE(out);
+    EXPECT_EQ(out == &destination, made.destination.pixels != nullptr);
+    if (made.hasRegion) {
+        EXPECT_TRUE(test_sameRect(call.written, oracle_rectOf(region)));
+    }
+    if (call.written.isNull()) {
+        EXPECT_EQ(attention.polls(), 0);
+    } else if (made.request.kernelY <=
+               (path == oracle_path::reference ? made.source.rect.height / 3 : int64_t{300})) {
+        EXPECT_EQ(attention.polls(), std::ssize(oracle_polls(path, call)));
+    }
+    expectResult(made, call, path, out);
+    if (out != &destination)
+        qsImageFree(out);
+    EXPECT_TRUE(test_samePixels(before, made.source.pixels->view()));
+    EXPECT_TRUE(test_undamaged(*made.source.pixels));
+    (*seen)[path] += !call.written.isNull();
+}
+
+} // namespace
+
+TEST(GaussEngines, EqualADirectConvolution)
+{
+    const uint64_t perPath = test_caseCount(400);
+    test_atEveryLevel([&](const std::string& level) {
+        // The paths that the level is there for; every case is of some path.
+        std::vector<oracle_path> paths = {oracle_path::reference};
+        if (level == "sse")
+            paths = {oracle_path::older};
+        if (level == "avx2")
+            paths = {oracle_path::sevenTap, oracle_path::smallKernel, oracle_path::general};
+        pathCounts seen;
+        uint64_t number = 0;
+        for (const oracle_path path : paths)
+            for (; seen[path] < perPath && !HasFailure(); ++number) {
+                ASSERT_LT(number, 20 * perPath);
+                SCOPED_TRACE(test_caseName(number));
+                test_random random = test_randomFor(number);
+                runCase(level, &random, &seen);
+            }
+    });
+}
