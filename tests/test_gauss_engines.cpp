@@ -44,13 +44,6 @@ qsGaussParams paramsOf(const oracle_gauss& request, const qsVImage* prototype)
             0};
 }
 
-// A record of a region may say that it is empty in any way.
-qsIRegion regionOf(const oracle_rect& rect)
-{
-    return {static_cast<int32_t>(rect.x), static_cast<int32_t>(rect.y), static_cast<int32_t>(rect.width),
-            static_cast<int32_t>(rect.height)};
-}
-
 // Kernels so that each path gets its share, and few so large that most of them, or all, lies beyond the image.
 void pickKernels(test_random* random, oracle_gauss* request)
 {
@@ -206,7 +199,8 @@ void runCase(const std::string& level, test_random* random, pathCounts* seen)
     // A destination's own depth counts, whatever the prototype says.
     const bool wide = (made.pixelSize == 2) != (made.destination.pixels && test_chance(random, 50));
     const qsGaussParams params = paramsOf(made.request, wide ? qsUSImageNull : qsImageNull);
-    qsIRegion region = regionOf(made.region);
+    qsIRegion region = {static_cast<int32_t>(made.region.x), static_cast<int32_t>(made.region.y),
+                        static_cast<int32_t>(made.region.width), static_cast<int32_t>(made.region.height)};
     qsVImage* out = nullptr;
     const test_attention attention;
     ASSERT_EQ(qip_gauss(&source, made.destination.pixels ? &destination : nullptr, &params,
@@ -252,5 +246,233 @@ TEST(GaussEngines, EqualADirectConvolution)
                 test_random random = test_randomFor(number);
                 runCase(level, &random, &seen);
             }
+    });
+}
+
+// ---- calls that end in the middle ----
+
+namespace
+{
+
+// Ends a call at every poll in turn, and at none: the status comes back, the rows finished by then are written
+// and no others, a created destination is released, the transform is set by the last call only.
+void endAtEveryPoll(const std::string& level, int32_t height, int32_t sample, int32_t kernel,
+                    int32_t pixelSize)
+{
+    SCOPED_TRACE("height " + std::to_string(height) + " sampling " + std::to_string(sample) + " kernel " +
+                 std::to_string(kernel) + " pixel size " + std::to_string(pixelSize));
+    test_pixels source({34 * sample, height, 1});
+    test_fillRandom(&source);
+    const qip_gaussParams params = test_gaussParams(sample, kernel);
+    const oracle_gauss request = test_gaussRequest(params);
+    const oracle_rect all = {0, 0, 34 * sample, height};
+    const oracle_call call = {request, all, oracle_destination(all, request), pixelSize, true};
+    const oracle_rect& rect = call.written;
+    const oracle_path path = oracle_pathOf(level, call);
+    const std::vector<int64_t> polls = oracle_polls(path, call);
+    oracle_values values = oracle_smoothBy(path, source.view(), call);
+
+    const test_allocator blocks;
+    const test_image image(source, 0, 0);
+    qsVImage legacy = test_legacyOver(source, 0, 0);
+    legacy.clientZScale = 0.5F;
+    const qsGaussParams legacyParams = paramsOf(request, pixelSize == 1 ? qsImageNull : qsUSImageNull);
+    for (size_t n = 1; n <= polls.size() + 1; ++n) {
+        SCOPED_TRACE("ended at poll " + std::to_string(n));
+        const bool ends = n <= polls.size();
+        const qip_status expected = ends ? -4321 : QIP_OK;
+        const test_pixels written(
+            {static_cast<int32_t>(rect.width), static_cast<int32_t>(rect.height), pixelSize});
+        test_plane destination(&written, rect);
+        const auto smooth = pixelSize == 1 ? qip_gauss_smooth8_8 : qip_gauss_smooth8_16;
+        {
+            const test_attention attention(static_cast<int64_t>(n), -4321);
+            EXPECT_EQ(smooth(&image.record, &destination.image.record, &params), expected);
+            EXPECT_EQ(attention.polls(), static_cast<int64_t>(std::min(n, polls.size())));
+        }
+        // The general path may finish its rows some at a time, but has finished them by the next poll.
+        const int64_t most = ends ? polls[n - 1] : rect.height;
+        const int64_t least = path != oracle_path::general || !ends ? most : n < 2 ? 0 : polls[n - 2];
+        const auto isUntouched = [&](int64_t y) {
+            const unsigned char* const row = written.row(y);
+            return std::all_of(row, row + rect.width * pixelSize,
+                               [](int byte) { return byte == test_canary; });
+        };
+        values.rect.height = rect.height;
+        while (values.rect.height > 0 && isUntouched(values.rect.height - 1))
+            --values.rect.height;
+        EXPECT_LE(values.rect.height, most);
+        EXPECT_GE(values.rect.height, least);
+        test_expectValues(written.view(), rect,
+                          static_cast<uint16_t>(pixelSize == 1 ? test_canary : 0x101 * test_canary),
+                          values);
+        if (ends) {
+            EXPECT_EQ(test_imageFromClient(&destination.image.record),
+                      (qmath_xformLinear{1.0, 0.0, 0.0, 1.0, 0.0, 0.0}));
+        }
+
+        qsVImage bound =
+            test_legacyOver(written, static_cast<int32_t>(rect.x), static_cast<int32_t>(rect.y));
+        for (qsVImage* const given : {&bound, static_cast<qsVImage*>(nullptr)}) {
+            const int64_t before = blocks.liveBlocks();
+            const test_attention attention(static_cast<int64_t>(n), -4321);
+            qsVImage other = {};
+            qsVImage* out = &other;
+            EXPECT_EQ(qip_gauss(&legacy, given, &legacyParams, nullptr, &out), expected);
+            if (!ends && !given)
+                qsImageFree(out);
+            else if (!ends)
+                EXPECT_EQ(out, given);
+            else
+                EXPECT_EQ(out, path == oracle_path::reference ? given : &other);
+            EXPECT_EQ(blocks.liveBlocks(), before);
+        }
+        EXPECT_EQ(bound.clientZScale, 0.5F);
+    }
+}
+
+} // namespace
+
+TEST(GaussEngines, TheAttentionHandlerEndsTheCallAndWrittenRowsStay)
+{
+    test_atEveryLevel([](const std::string& level) {
+        for (const int32_t pixelSize : {1, 2}) {
+            endAtEveryPoll(level, 2100, 1, 1, pixelSize);
+            endAtEveryPoll(level, 1100, 2, 2, pixelSize);
+            endAtEveryPoll(level, 300, 3, 5, pixelSize);
+            endAtEveryPoll(level, 200, 1, 63, pixelSize); // the walk begins at row -94
+            endAtEveryPoll(level, 66, 2, 0, pixelSize);
+        }
+    });
+}
+
+TEST(GaussEngines, TheSevenTapPathTakesNoMemory)
+{
+    test_atEveryLevel([](const std::string& level) {
+        for (const int32_t sample : {1, 2, 3}) {
+            test_pixels pixels({200, 50, 1});
+            test_fillRandom(&pixels);
+            const test_pixels written({200, 50, 1});
+            const qsVImage source = test_legacyOver(pixels, 0, 0);
+            qsVImage destination = test_legacyOver(written, 0, 0);
+            const qsGaussParams params = paramsOf({.sampleX = sample, .kernelX = 2, .kernelY = 2}, nullptr);
+            qsVImage* out = nullptr;
+            test_allocator allocator;
+            allocator.arm(1, true);
+            const bool isSevenTap = level == "avx2";
+            EXPECT_EQ(qip_gauss(&source, &destination, &params, nullptr, &out),
+                      isSevenTap ? QIP_OK : QSYS_E_MEMORY);
+            EXPECT_NE(allocator.disarm(), isSevenTap);
+            EXPECT_EQ(test_samePixels(test_grid(200, 50, test_canary), written.view()), !isSevenTap);
+        }
+    });
+}
+
+// ---- pixels by hand ----
+
+namespace
+{
+
+// All pixels of a smoothed image of one value.
+struct flatCase {
+    std::string level;
+    oracle_gauss request;
+    int32_t value, expected;
+    int32_t pixelSize = 1;
+    int32_t width = 40, height = 40;
+    bool hasRegion = false;
+};
+
+void expectFlat(const flatCase& flat)
+{
+    const oracle_gauss& request = flat.request;
+    test_pixels pixels({flat.width, flat.height, 1});
+    test_fill(&pixels, [&](int32_t, int32_t) { return static_cast<uint32_t>(flat.value); });
+    const qsVImage source = test_legacyOver(pixels, 0, 0);
+    const qsGaussParams params = paramsOf(request, flat.pixelSize == 1 ? qsImageNull : qsUSImageNull);
+    qsIRegion region = {-100, -100, 400, 400};
+    qsVImage* out = nullptr;
+    ASSERT_EQ(qip_gauss(&source, nullptr, &params, flat.hasRegion ? &region : nullptr, &out), QIP_OK);
+    const test_view view = test_legacyView(out);
+    EXPECT_TRUE(
+        test_samePixels(test_grid(view.width, view.height, static_cast<uint16_t>(flat.expected)), view))
+        << "kernel " << request.kernelX << " value " << flat.value << " gain " << request.gain;
+    qsImageFree(out);
+}
+
+} // namespace
+
+// 3 becomes 2 on the seven-tap and the older path, and stays 3 where 3 * 729 is multiplied by 1 / 729; twice 200
+// is clamped on the small-kernel path, and wraps elsewhere.
+TEST(GaussEngines, ThePathDecidesThePixels)
+{
+    const oracle_gauss one{.kernelX = 1, .kernelY = 1}, two{.kernelX = 2, .kernelY = 2};
+    const auto with = [](oracle_gauss request, float gain, bool round = false) {
+        request.gain = gain;
+        request.round = round;
+        return request;
+    };
+    const auto sampled = [](oracle_gauss request, int64_t x, int64_t y) {
+        request.sampleX = x;
+        request.sampleY = y;
+        return request;
+    };
+    oracle_gauss peak = two, peakRounded = with(two, 1.0F, true);
+    peak.peak = peakRounded.peak = true;
+    const flatCase cases[] = {
+        {"plain", two, 3, 3},
+        {"plain", two, 1, 0},
+        {"plain", with(one, 2.0F), 200, 144},
+        {"plain", peak, 10, 148, 2},
+        {"plain", peakRounded, 10, 149, 2},
+
+        {"sse", two, 3, 2},
+        {"sse", with(two, 1.0F, true), 3, 3},         // rounds: declined
+        {"sse", with(one, 3.0F), 100, 44},            // no power of two: declined
+        {"sse", sampled(two, 9, 9), 3, 3, 1, 80, 90}, // too narrow
+        {"sse", sampled(two, 9, 9), 3, 3, 1, 90, 80}, // too low
+        {"sse", sampled(two, 9, 9), 3, 2, 1, 81, 81},
+
+        {"avx2", two, 3, 2},
+        {"avx2", two, 3, 2, 1, 5, 5},
+        {"avx2", two, 3, 2, 1, 33, 33, true},
+        {"avx2", two, 3, 3, 1, 32, 99, true}, // the reference path
+        {"avx2", two, 3, 3, 1, 99, 32, true},
+        {"avx2", sampled(two, 3, 5), 3, 2},
+        {"avx2", two, 3, 3, 2}, // the general path
+        {"avx2", two, 1, 0, 2},
+        {"avx2", with(two, 1.0F, true), 3, 3},
+        {"avx2", with(two, 0.5F, true), 3, 2}, // 1.5 and 2.5, to the even one
+        {"avx2", with(two, 0.5F, true), 5, 2},
+        {"avx2", with(two, 100.0F, true), 255, 255},
+        {"avx2", with(two, 200.0F, true), 255, 0}, // beyond 32767
+        {"avx2", with(one, 2.0F), 200, 255},
+        {"avx2", with(one, 2.0F), 200, 400, 2},
+        {"avx2", sampled(with(one, 2.0F), 3, 3), 200, 255},
+        {"avx2", sampled(with(one, 2.0F), 4, 1), 200, 144}, // the general path
+        {"avx2", with(one, 1.5F), 1, 2},
+        {"avx2", with(one, 1.5F), 3, 4}, // 4.5, to the even one, though the request truncates
+        {"avx2", peak, 10, 148, 2},
+        {"avx2", peakRounded, 10, 149, 2},
+        {"avx2", peakRounded, 10, 10}, // the fixed paths do not look at the peak flag
+    };
+    test_atEveryLevel([&](const std::string& level) {
+        for (const flatCase& flat : cases)
+            if (flat.level == level)
+                expectFlat(flat);
+    });
+}
+
+// The gain of the small-kernel path rounds in the direction of the calling thread, that of the seven-tap path to
+// the even one of two all the same.
+TEST(GaussEngines, DirectionOfRounding)
+{
+    test_atEveryLevel([&](const std::string& level) {
+        if (level != "avx2")
+            return;
+        std::fesetround(FE_UPWARD);
+        expectFlat({level, {.kernelX = 1, .kernelY = 1, .gain = 1.5F}, 3, 5});
+        expectFlat({level, {.kernelX = 2, .kernelY = 2, .round = true, .gain = 0.5F}, 5, 2});
+        std::fesetround(FE_TONEAREST);
     });
 }
