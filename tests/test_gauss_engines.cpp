@@ -1,6 +1,6 @@
-// The paths of the unmasked smoothing through qip_gauss, at every processor level: random requests against a
-// direct convolution with the arithmetic of the path that has to serve them, what else a call leaves behind,
-// calls that end in the middle, and pixels written out by hand.
+// The unmasked smoothing at every processor level, through qip_gauss and through the four functions: random
+// requests against a direct convolution with the arithmetic of the path that has to serve them, and what else a
+// call leaves behind; calls that end in the middle; pixels by hand.
 #include "support/faults.h"
 #include "support/gauss_calls.h"
 #include "support/oracle_engines.h"
@@ -20,29 +20,18 @@
 namespace
 {
 
-// One request with its memory; a destination without pixels is created by the call.
+enum class callForm { legacy, image, window };
+
+// One request with its memory. Without pixels of a destination the call creates or binds one.
 struct engineCase {
+    callForm form;
     oracle_gauss request;
-    int32_t pixelSize; // of the destination, or of the prototype where there is none
-    bool hasRegion;
+    int32_t pixelSize; // of the destination
+    bool hasRegion;    // whether qip_gauss gets a region; the functions always pass one
     oracle_rect region;
     float zScale;
     test_placed source, destination;
 };
-
-qsGaussParams paramsOf(const oracle_gauss& request, const qsVImage* prototype)
-{
-    return {static_cast<int32_t>(request.sampleX),
-            static_cast<int32_t>(request.sampleY),
-            static_cast<int32_t>(request.kernelX),
-            static_cast<int32_t>(request.kernelY),
-            request.peak ? -256 : 0,
-            request.validOnly ? 0 : -256,
-            request.round ? test_anyRound : 0,
-            request.gain,
-            prototype,
-            0};
-}
 
 // Kernels so that each path gets its share, and few so large that most of them, or all, lies beyond the image.
 void pickKernels(test_random* random, oracle_gauss* request)
@@ -69,28 +58,27 @@ float randomGain(test_random* random, const std::string& level)
 {
     using limits = std::numeric_limits<float>;
     const float tame[] = {1.0F, 1.0F, 1.0F, 0.5F, 2.0F, 4.0F, 0.25F};
-    const float gains[] = {1.5F,
-                           3.0F,
-                           200.0F,
-                           130.0F,
-                           0.99F,
-                           std::nextafter(1.0F, 2.0F),
-                           std::nextafter(1.0F, 0.0F),
-                           1.0F + 0x1p-22F,
-                           1.0F - 0x1p-22F,
-                           4.0F + 0x1p-21F,
-                           limits::quiet_NaN(),
-                           limits::infinity(),
-                           0.0F,
-                           -1.5F,
-                           -2.0F,
-                           1e30F,
-                           0x1p40F,
-                           0x1p-40F,
-                           0x1p-100F,
+    const float wild[] = {1.5F, 3.0F, 200.0F, 130.0F, 0.99F, -1.5F, -2.0F, 0.0F};
+    const float close[] = {std::nextafter(1.0F, 2.0F), std::nextafter(1.0F, 0.0F), 1.0F + 0x1p-22F,
+                           1.0F - 0x1p-22F, 4.0F + 0x1p-21F};
+    const float ends[] = {
+        limits::quiet_NaN(), limits::infinity(), limits::denorm_min(), 1e30F, 0x1p40F, 0x1p-40F, 0x1p-100F};
+    const float gains[] = {test_pick(random, wild), test_pick(random, close), test_pick(random, ends),
                            static_cast<float>(test_randomInt(random, 1, 1000000)) / 2777.0F};
     return test_chance(random, level == "sse" ? 75 : 50) ? test_pick(random, tame)
                                                          : test_pick(random, gains);
+}
+
+// A constant image with a gain that puts the exact result half-way between two levels, where the last bit of the
+// sums and of the reciprocal decides.
+void makeTies(test_random* random, engineCase* made)
+{
+    const int64_t step = test_randomRange(random, 1, 40);
+    const auto level = static_cast<uint32_t>(step * test_randomRange(random, 1, 255 / step));
+    test_fill(made->source.pixels.get(), [&](int32_t, int32_t) { return level; });
+    made->request.gain =
+        static_cast<float>(2 * test_randomRange(random, 0, 40) + 1) / static_cast<float>(2 * step);
+    made->request.round = true;
 }
 
 // Near the rectangle that the source yields: the same, a part of it, beyond it, sometimes beside it.
@@ -98,26 +86,31 @@ oracle_rect randomPlace(test_random* random, const oracle_rect& all)
 {
     if (test_chance(random, 40) && !all.isNull())
         return all;
-    const auto most = [&](int64_t length) {
+    const auto start = [&](int64_t length) {
+        return test_randomRange(random, -8, test_chance(random, 50) ? 3 : length);
+    };
+    const auto size = [&](int64_t length) {
         return test_randomRange(random, test_chance(random, 50) ? 1 : 33,
                                 std::max<int64_t>(33, length + 20));
     };
-    return {all.x + test_randomRange(random, -8, test_chance(random, 50) ? 3 : all.width),
-            all.y + test_randomRange(random, -8, test_chance(random, 50) ? 3 : all.height), most(all.width),
-            most(all.height)};
+    return {all.x + start(all.width), all.y + start(all.height), size(all.width), size(all.height)};
 }
 
 engineCase randomCase(test_random* random, const std::string& level)
 {
     engineCase made;
     oracle_gauss& request = made.request;
+    made.form = test_pick(
+        random, std::array{callForm::legacy, callForm::legacy, callForm::image, callForm::window});
     request.gain = randomGain(random, level);
+    if (made.form != callForm::legacy && request.gain <= 0.0F)
+        request.gain = 0.125F; // the functions refuse it
     pickKernels(random, &request);
     for (int64_t* const sample : {&request.sampleX, &request.sampleY})
         *sample = test_randomRange(random, 1, test_pick(random, std::array{1, 1, 2, 3, 9}));
     request.round = test_chance(random, level == "sse" ? 10 : 50);
-    request.peak = test_chance(random, 7);
-    request.validOnly = test_chance(random, 7);
+    request.peak = made.form == callForm::legacy && test_chance(random, 12);
+    request.validOnly = made.form == callForm::legacy && test_chance(random, 12);
     made.pixelSize = test_chance(random, 25) ? 2 : 1;
     made.zScale = test_chance(random, 50) ? 1.0F : 0.3F;
 
@@ -131,95 +124,136 @@ engineCase randomCase(test_random* random, const std::string& level)
         height = test_randomRange(random, 200, 1200);
     }
     const int64_t far = test_chance(random, 10) ? 2000000 : 60;
-    made.source.place(random,
-                      {test_randomRange(random, -far, far),
-                       test_randomRange(random, -far, far) - test_pick(random, std::array{0, 1020}), width,
-                       height},
-                      1);
+    const int64_t x = test_randomRange(random, -far, far);
+    const int64_t y = test_randomRange(random, -far, far) - test_pick(random, std::array{0, 1020});
+    made.source.place(random, {x, y, width, height}, 1);
     test_fillAnyPixels(random, made.source.pixels.get());
+    if (level == "plain" && test_chance(random, 20))
+        makeTies(random, &made);
     const oracle_rect all = oracle_destination(made.source.rect, request);
-    made.hasRegion = test_chance(random, 40);
+    made.hasRegion = made.form != callForm::legacy || test_chance(random, 40);
     made.region = randomPlace(random, all);
-    if (test_chance(random, 60))
+    if (made.form == callForm::window || test_chance(random, 60))
         made.destination.place(random, randomPlace(random, all), made.pixelSize);
     return made;
 }
 
-// Expects of a finished call everything but its status.
-void expectResult(const engineCase& made, const oracle_call& call, oracle_path path, qsVImage* out)
+std::string describe(const oracle_gauss& request, oracle_path path)
 {
-    const bool isNull = call.written.isNull();
-    const qsIRegion region = qsVImageRegion(out);
-    const oracle_rect whole = made.destination.pixels ? made.destination.rect : call.written;
-    EXPECT_TRUE(test_sameRect(whole, oracle_rectOf(region)));
-    EXPECT_EQ(qsVImageType(out), made.pixelSize == 1 ? QS_IMAGE_TYPE_8 : QS_IMAGE_TYPE_16);
-    const float zScale = isNull || call.request.peak ? 1.0F : made.zScale * call.request.gain;
-    const float actual = out->clientZScale;
-    EXPECT_TRUE(actual == zScale || (std::isnan(actual) && std::isnan(zScale))) << actual << " " << zScale;
-    if (testing::Test::HasFailure() || whole.isNull())
-        return;
-    const int canaries = made.pixelSize == 1 ? test_canary : 0x101 * test_canary;
-    oracle_values values = {call.written, {}};
-    if (!isNull)
-        values = oracle_smoothBy(path, made.source.pixels->view(), call);
-    test_expectValues(test_legacyView(out), whole,
-                      static_cast<uint16_t>(made.destination.pixels ? canaries : 0), values);
-    if (made.destination.pixels) {
-        EXPECT_TRUE(test_undamaged(*made.destination.pixels));
+    return "path " + std::to_string(static_cast<int>(path)) + ", kernel " +
+           std::to_string(request.kernelX) + "x" + std::to_string(request.kernelY) + ", sampling " +
+           std::to_string(request.sampleX) + "x" + std::to_string(request.sampleY) + ", gain " +
+           std::to_string(request.gain) + (request.round ? ", rounding" : "") +
+           (request.peak ? ", peak" : "");
+}
+
+// Polls are foretold but where rows lie beyond one reflection for long.
+void expectPolls(int64_t polls, int64_t first, oracle_path path, const oracle_call& call)
+{
+    const int64_t mostKernel = path == oracle_path::reference ? call.source.height / 3 : 300;
+    if (call.written.isNull() || call.request.kernelY <= mostKernel) {
+        EXPECT_EQ(polls, first + (call.written.isNull() ? 0 : std::ssize(oracle_polls(path, call))));
     }
 }
 
-using pathCounts = std::map<oracle_path, uint64_t>;
-
-void runCase(const std::string& level, test_random* random, pathCounts* seen)
+// The functions bind a destination to `all`, what the source yields.
+void runFunction(const engineCase& made, const oracle_call& call, oracle_path path, const oracle_rect& all,
+                 const oracle_values& values, test_random* random)
 {
-    const engineCase made = randomCase(random, level);
-    const test_grid before(made.source.pixels->view());
-    const oracle_rect all = oracle_destination(made.source.rect, made.request);
-    oracle_rect asked = made.hasRegion ? made.region : all;
-    qsVImage destination = {};
-    if (made.destination.pixels) {
-        asked = made.destination.rect;
-        destination = test_legacyOver(*made.destination.pixels, static_cast<int32_t>(asked.x),
-                                      static_cast<int32_t>(asked.y));
+    const qip_gaussParams params = test_gaussParams(made.request);
+    const bool wide = made.pixelSize == 2;
+    const bool isWindow = made.form == callForm::window;
+    test_plane source = made.source.over();
+    test_plane destination = made.destination.over();
+    const test_attention attention;
+    if (isWindow) {
+        const auto smooth = wide ? qip_gauss_smoothWindow8_16 : qip_gauss_smoothWindow8_8;
+        EXPECT_EQ(smooth(&source.windowConst, &destination.window, &params), QIP_OK);
+    } else {
+        test_setRandomTransform(random, &source.image.record);
+        const auto smooth = wide ? qip_gauss_smooth8_16 : qip_gauss_smooth8_8;
+        EXPECT_EQ(smooth(&source.image.record, &destination.image.record, &params), QIP_OK);
     }
-    const oracle_call call = {made.request, made.source.rect,
-                              oracle_written(made.source.rect, made.request, asked), made.pixelSize,
-                              made.hasRegion};
-    const oracle_path path = oracle_pathOf(level, call);
-    SCOPED_TRACE("path " + std::to_string(static_cast<int>(path)) + " kernel " +
-                 std::to_string(made.request.kernelX) + "x" + std::to_string(made.request.kernelY) +
-                 " sampling " + std::to_string(made.request.sampleX) + "x" +
-                 std::to_string(made.request.sampleY) + " gain " + std::to_string(made.request.gain) +
-                 (made.request.round ? " rounding" : "") + (made.request.peak ? " peak" : ""));
+    expectPolls(attention.polls(), isWindow && !wide && !all.isNull(), path, call);
+    test_expectPlane(made.destination, destination, !all.isNull(), all, values);
+    const oracle_rect& rect = call.written;
+    if (!isWindow && !rect.isNull() && std::max(std::abs(rect.x), std::abs(rect.y)) < 150 &&
+        std::max({rect.width, rect.height, made.request.kernelX, made.request.kernelY}) < 300)
+        // Coordinates are below about 3000, where single precision keeps a few 1e-4 through the composition.
+        test_expectCentres(&source.image.record, &destination.image.record, made.request, rect, 5e-3);
+}
 
-    qsVImage source = test_legacyOver(*made.source.pixels, static_cast<int32_t>(made.source.rect.x),
-                                      static_cast<int32_t>(made.source.rect.y));
+void runLegacy(const engineCase& made, const oracle_call& call, oracle_path path, const oracle_rect& asked,
+               const oracle_values& values, test_random* random)
+{
+    const auto lay = [](const test_placed& placed) {
+        return test_legacyOver(*placed.pixels, static_cast<int32_t>(placed.rect.x),
+                               static_cast<int32_t>(placed.rect.y));
+    };
+    const bool isGiven = made.destination.pixels != nullptr;
+    qsVImage source = lay(made.source);
     source.clientZScale = made.zScale;
+    qsVImage destination = isGiven ? lay(made.destination) : qsVImage{};
     // A destination's own depth counts, whatever the prototype says.
-    const bool wide = (made.pixelSize == 2) != (made.destination.pixels && test_chance(random, 50));
-    const qsGaussParams params = paramsOf(made.request, wide ? qsUSImageNull : qsImageNull);
+    const bool wide = (made.pixelSize == 2) != (isGiven && test_chance(random, 50));
+    const qsGaussParams params = test_legacyParams(made.request, wide ? qsUSImageNull : qsImageNull);
     qsIRegion region = {static_cast<int32_t>(made.region.x), static_cast<int32_t>(made.region.y),
                         static_cast<int32_t>(made.region.width), static_cast<int32_t>(made.region.height)};
     qsVImage* out = nullptr;
     const test_attention attention;
-    ASSERT_EQ(qip_gauss(&source, made.destination.pixels ? &destination : nullptr, &params,
+    test_allocator allocator;
+    // The seven-tap path takes no memory.
+    allocator.arm(isGiven && path == oracle_path::sevenTap ? 1 : 0, true);
+    ASSERT_EQ(qip_gauss(&source, isGiven ? &destination : nullptr, &params,
                         made.hasRegion ? &region : nullptr, &out),
               QIP_OK);
     ASSERT_TRUE(out);
-    EXPECT_EQ(out == &destination, made.destination.pixels != nullptr);
+    EXPECT_EQ(out == &destination, isGiven);
+    EXPECT_EQ(qsVImageType(out), made.pixelSize == 1 ? QS_IMAGE_TYPE_8 : QS_IMAGE_TYPE_16);
     if (made.hasRegion) {
         EXPECT_TRUE(test_sameRect(call.written, oracle_rectOf(region)));
     }
-    if (call.written.isNull()) {
-        EXPECT_EQ(attention.polls(), 0);
-    } else if (made.request.kernelY <=
-               (path == oracle_path::reference ? made.source.rect.height / 3 : int64_t{300})) {
-        EXPECT_EQ(attention.polls(), std::ssize(oracle_polls(path, call)));
+    const oracle_rect whole = isGiven ? asked : call.written;
+    EXPECT_TRUE(test_sameRect(whole, oracle_rectOf(out->region)));
+    const float zScale =
+        call.written.isNull() || made.request.peak ? 1.0F : made.zScale * made.request.gain;
+    EXPECT_TRUE(out->clientZScale == zScale || (std::isnan(out->clientZScale) && std::isnan(zScale)))
+        << out->clientZScale << " instead of " << zScale;
+    expectPolls(attention.polls(), 0, path, call);
+    if (!testing::Test::HasFailure() && !whole.isNull()) {
+        const int canaries = made.pixelSize == 1 ? test_canary : 0x101 * test_canary;
+        test_expectValues(test_legacyView(out), whole, static_cast<uint16_t>(isGiven ? canaries : 0),
+                          values);
+        EXPECT_TRUE(!isGiven || test_undamaged(*made.destination.pixels));
     }
-    expectResult(made, call, path, out);
-    if (out != &destination)
+    if (!isGiven)
         qsImageFree(out);
+}
+
+// Runs one case and counts it for the path that had to serve it.
+void runCase(const std::string& level, test_random* random, std::map<oracle_path, uint64_t>* seen)
+{
+    const engineCase made = randomCase(random, level);
+    const test_grid before(made.source.pixels->view());
+    const oracle_rect all = oracle_destination(made.source.rect, made.request);
+    const bool asksRegion = made.form == callForm::legacy && made.hasRegion;
+    const oracle_rect asked = made.destination.pixels ? made.destination.rect
+                              : asksRegion            ? made.region
+                                                      : all;
+    const oracle_call call = {made.request, made.source.rect,
+                              oracle_written(made.source.rect, made.request, asked), made.pixelSize,
+                              made.hasRegion};
+    const bool inhibits = test_chance(random, 5);
+    const test_inhibition inhibition(inhibits ? "gauss" : "");
+    const oracle_path path = inhibits ? oracle_path::reference : oracle_pathOf(level, call);
+    SCOPED_TRACE(describe(made.request, path));
+    oracle_values values = {call.written, {}};
+    if (!call.written.isNull())
+        values = oracle_smoothBy(path, made.source.pixels->view(), call);
+    if (made.form == callForm::legacy)
+        runLegacy(made, call, path, asked, values, random);
+    else
+        runFunction(made, call, path, all, values, random);
     EXPECT_TRUE(test_samePixels(before, made.source.pixels->view()));
     EXPECT_TRUE(test_undamaged(*made.source.pixels));
     (*seen)[path] += !call.written.isNull();
@@ -231,13 +265,12 @@ TEST(GaussEngines, EqualADirectConvolution)
 {
     const uint64_t perPath = test_caseCount(400);
     test_atEveryLevel([&](const std::string& level) {
-        // The paths that the level is there for; every case is of some path.
         std::vector<oracle_path> paths = {oracle_path::reference};
         if (level == "sse")
             paths = {oracle_path::older};
         if (level == "avx2")
             paths = {oracle_path::sevenTap, oracle_path::smallKernel, oracle_path::general};
-        pathCounts seen;
+        std::map<oracle_path, uint64_t> seen;
         uint64_t number = 0;
         for (const oracle_path path : paths)
             for (; seen[path] < perPath && !HasFailure(); ++number) {
@@ -276,7 +309,8 @@ void endAtEveryPoll(const std::string& level, int32_t height, int32_t sample, in
     const test_image image(source, 0, 0);
     qsVImage legacy = test_legacyOver(source, 0, 0);
     legacy.clientZScale = 0.5F;
-    const qsGaussParams legacyParams = paramsOf(request, pixelSize == 1 ? qsImageNull : qsUSImageNull);
+    const qsGaussParams legacyParams =
+        test_legacyParams(request, pixelSize == 1 ? qsImageNull : qsUSImageNull);
     for (size_t n = 1; n <= polls.size() + 1; ++n) {
         SCOPED_TRACE("ended at poll " + std::to_string(n));
         const bool ends = n <= polls.size();
@@ -346,28 +380,6 @@ TEST(GaussEngines, TheAttentionHandlerEndsTheCallAndWrittenRowsStay)
     });
 }
 
-TEST(GaussEngines, TheSevenTapPathTakesNoMemory)
-{
-    test_atEveryLevel([](const std::string& level) {
-        for (const int32_t sample : {1, 2, 3}) {
-            test_pixels pixels({200, 50, 1});
-            test_fillRandom(&pixels);
-            const test_pixels written({200, 50, 1});
-            const qsVImage source = test_legacyOver(pixels, 0, 0);
-            qsVImage destination = test_legacyOver(written, 0, 0);
-            const qsGaussParams params = paramsOf({.sampleX = sample, .kernelX = 2, .kernelY = 2}, nullptr);
-            qsVImage* out = nullptr;
-            test_allocator allocator;
-            allocator.arm(1, true);
-            const bool isSevenTap = level == "avx2";
-            EXPECT_EQ(qip_gauss(&source, &destination, &params, nullptr, &out),
-                      isSevenTap ? QIP_OK : QSYS_E_MEMORY);
-            EXPECT_NE(allocator.disarm(), isSevenTap);
-            EXPECT_EQ(test_samePixels(test_grid(200, 50, test_canary), written.view()), !isSevenTap);
-        }
-    });
-}
-
 // ---- pixels by hand ----
 
 namespace
@@ -389,7 +401,8 @@ void expectFlat(const flatCase& flat)
     test_pixels pixels({flat.width, flat.height, 1});
     test_fill(&pixels, [&](int32_t, int32_t) { return static_cast<uint32_t>(flat.value); });
     const qsVImage source = test_legacyOver(pixels, 0, 0);
-    const qsGaussParams params = paramsOf(request, flat.pixelSize == 1 ? qsImageNull : qsUSImageNull);
+    const qsGaussParams params =
+        test_legacyParams(request, flat.pixelSize == 1 ? qsImageNull : qsUSImageNull);
     qsIRegion region = {-100, -100, 400, 400};
     qsVImage* out = nullptr;
     ASSERT_EQ(qip_gauss(&source, nullptr, &params, flat.hasRegion ? &region : nullptr, &out), QIP_OK);

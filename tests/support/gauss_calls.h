@@ -35,6 +35,20 @@ inline qip_gaussParams test_gaussParams(const oracle_gauss& request)
     return params;
 }
 
+inline qsGaussParams test_legacyParams(const oracle_gauss& request, const qsVImage* prototype)
+{
+    return {static_cast<int32_t>(request.sampleX),
+            static_cast<int32_t>(request.sampleY),
+            static_cast<int32_t>(request.kernelX),
+            static_cast<int32_t>(request.kernelY),
+            request.peak,
+            !request.validOnly,
+            request.round ? test_anyRound : 0,
+            request.gain,
+            prototype,
+            0};
+}
+
 inline oracle_gauss test_gaussRequest(const qip_gaussParams& params)
 {
     return {.sampleX = params.sampleX,

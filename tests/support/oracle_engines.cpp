@@ -91,26 +91,10 @@ int64_t smallKernelPixel(int64_t sum, const oracle_gauss& request)
     return scaled((sum + (request.round ? 32 : 0)) / 64, request.gain, true);
 }
 
-double boxWeight(const oracle_gauss& request)
-{
-    return std::pow(static_cast<double>((request.kernelX + 1) * (request.kernelY + 1)), 3.0);
-}
-
-// The weight of the kernel's middle: what a peak-normalised result is divided by.
-double peakWeight(const oracle_gauss& request)
-{
-    const int64_t x = request.kernelX + 1;
-    const int64_t y = request.kernelY + 1;
-    return static_cast<double>((3 * x * x + x % 2) / 4 * ((3 * y * y + y % 2) / 4));
-}
-
 int64_t generalPixel(int64_t sum, const oracle_gauss& request)
 {
-    const double divisor =
-        request.peak ? peakWeight(request) : boxWeight(request) / static_cast<double>(request.gain);
-    const double factor = 1.0 / divisor;
-    const double value = std::trunc(static_cast<double>(sum) * factor + (request.round ? 0.5 : 0.0));
-    return value >= -0x1p63 && value < 0x1p63 ? static_cast<int64_t>(value) : 0;
+    const double value = static_cast<double>(sum) * oracle_scaleOf(request).recip;
+    return oracle_truncated(value + (request.round ? 0.5 : 0.0));
 }
 
 int exponentOf(double value)
@@ -122,8 +106,9 @@ int exponentOf(double value)
 
 int64_t olderPixel(int64_t sum, const oracle_gauss& request)
 {
-    const double weight = boxWeight(request);
-    const double reciprocal = 1.0 / (request.peak ? peakWeight(request) : weight);
+    const auto area = static_cast<double>((request.kernelX + 1) * (request.kernelY + 1));
+    const double weight = std::pow(area, 3.0);
+    const double reciprocal = request.peak ? oracle_scaleOf(request).recip : 1.0 / weight;
     const int gainExponent = request.peak ? 1 : exponentOf(static_cast<double>(request.gain));
     const int most = exponentOf(255.0 * weight);
     const int firstShift = std::max(most - 32, 0);
@@ -166,26 +151,16 @@ oracle_path oracle_pathOf(const std::string& level, const oracle_call& call)
 
 oracle_values oracle_smoothBy(oracle_path path, const test_view& source, const oracle_call& call)
 {
-    if (path == oracle_path::reference) {
-        const bool isHuge = std::max(call.request.kernelX, call.request.kernelY) > 2000;
-        if (!isHuge)
-            return oracle_smooth(source, call.source.x, call.source.y, call.request, call.written);
-    }
+    const bool isHuge = std::max(call.request.kernelX, call.request.kernelY) > 2000;
+    if (path == oracle_path::reference && !isHuge)
+        return oracle_smooth(source, call.source.x, call.source.y, call.request, call.written);
+    const auto pixel = path == oracle_path::sevenTap      ? sevenTapPixel
+                       : path == oracle_path::smallKernel ? smallKernelPixel
+                       : path == oracle_path::older       ? olderPixel
+                                                          : generalPixel;
     oracle_values result{call.written, weightedSums(source, call, path == oracle_path::smallKernel)};
     for (int64_t& value : result.values)
-        switch (path) {
-        case oracle_path::sevenTap:
-            value = sevenTapPixel(value, call.request);
-            break;
-        case oracle_path::smallKernel:
-            value = smallKernelPixel(value, call.request);
-            break;
-        case oracle_path::older:
-            value = olderPixel(value, call.request);
-            break;
-        default:
-            value = generalPixel(value, call.request);
-        }
+        value = pixel(value, call.request);
     return result;
 }
 
