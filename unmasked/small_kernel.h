@@ -11,6 +11,6 @@
 //          reflected one.
 // Polls:   before the output rows 1023, 2047, ... in coordinates of the image. A negative answer ends the
 //          path and is its status; the rows before that row are complete then, and no other pixel is
-//          written.
+//          written. Else the last answer is the status, 0 when there was none.
 // Errors:  QSYS_E_MEMORY, before anything is written.
 qip_status unmasked_smoothSmallKernel(const unmasked_plan* plan);
