@@ -256,7 +256,7 @@ std::vector<operation> halfResolution()
 }
 
 // Truncating, without a region: the engines of the processor level serve it, each path of them by its kernel size
-// and depth. The seven-tap path takes no memory for itself.
+// and depth.
 std::vector<operation> engines()
 {
     std::vector<operation> all;

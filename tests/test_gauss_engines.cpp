@@ -123,11 +123,22 @@ engineCase randomCase(test_random* random, const std::string& level)
         width = test_randomRange(random, 1, 40);
         height = test_randomRange(random, 200, 1200);
     }
+    // The last bits of the older path's sums decide one pixel in 2^18, and only when the gain keeps them.
+    const bool keepsBits = level == "sse" && test_chance(random, 2);
+    if (keepsBits) {
+        request = {.kernelX = 31, .kernelY = 31, .gain = 64.0F};
+        made.pixelSize = 2;
+        width = 600;
+        height = 400;
+    }
     const int64_t far = test_chance(random, 10) ? 2000000 : 60;
     const int64_t x = test_randomRange(random, -far, far);
     const int64_t y = test_randomRange(random, -far, far) - test_pick(random, std::array{0, 1020});
     made.source.place(random, {x, y, width, height}, 1);
-    test_fillAnyPixels(random, made.source.pixels.get());
+    if (keepsBits)
+        test_fillRandom(made.source.pixels.get(), static_cast<uint64_t>(x));
+    else
+        test_fillAnyPixels(random, made.source.pixels.get());
     if (level == "plain" && test_chance(random, 20))
         makeTies(random, &made);
     const oracle_rect all = oracle_destination(made.source.rect, request);
@@ -200,13 +211,17 @@ void runLegacy(const engineCase& made, const oracle_call& call, oracle_path path
     qsIRegion region = {static_cast<int32_t>(made.region.x), static_cast<int32_t>(made.region.y),
                         static_cast<int32_t>(made.region.width), static_cast<int32_t>(made.region.height)};
     qsVImage* out = nullptr;
-    const test_attention attention;
+    // The fixed paths return what the handler answered last, even when that is to go on.
+    constexpr qip_status goOn = 7;
+    const bool isFixed = path == oracle_path::sevenTap || path == oracle_path::smallKernel;
+    const bool answers = isFixed && !call.written.isNull() && !oracle_polls(path, call).empty();
+    const test_attention attention(1, goOn);
     test_allocator allocator;
     // The seven-tap path takes no memory.
     allocator.arm(isGiven && path == oracle_path::sevenTap ? 1 : 0, true);
     ASSERT_EQ(qip_gauss(&source, isGiven ? &destination : nullptr, &params,
                         made.hasRegion ? &region : nullptr, &out),
-              QIP_OK);
+              answers ? goOn : QIP_OK);
     ASSERT_TRUE(out);
     EXPECT_EQ(out == &destination, isGiven);
     EXPECT_EQ(qsVImageType(out), made.pixelSize == 1 ? QS_IMAGE_TYPE_8 : QS_IMAGE_TYPE_16);
