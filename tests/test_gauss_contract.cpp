@@ -1,5 +1,5 @@
 // Sources and destinations of the four smoothing functions: which are refused and with which status, and
-// what stays untouched; how often the attention handler is asked.
+// what stays untouched.
 #include "support/faults.h"
 #include "support/gauss_calls.h"
 #include "support/images.h"
@@ -220,22 +220,4 @@ TEST(GaussContract, ThreadsSmoothOneSourceAtOnce)
         });
     for (std::thread& thread : threads)
         thread.join();
-}
-
-TEST(GaussContract, PollsOfTheFourFunctions)
-{
-    const test_inhibition reference("gauss");
-    const test_pixels source({5, 100, 1});
-    const test_pixels destination8({5, 100, 1});
-    const test_pixels destination16({5, 100, 2});
-    // One before the rows, one at row 0, one at row 64; the 8-bit window form asks once more at first.
-    test_forEachGauss(source, destination8, destination16,
-                      [](const char* name, const test_gaussCall& smooth) {
-                          const int64_t polls = std::string(name) == "window 8_8" ? 4 : 3;
-                          for (int64_t n = 1; n <= polls + 1; ++n) {
-                              const test_attention attention(n, -1);
-                              EXPECT_EQ(smooth(test_gaussParams(1, 2)), n <= polls ? -1 : QIP_OK);
-                              EXPECT_EQ(attention.polls(), std::min(n, polls));
-                          }
-                      });
 }

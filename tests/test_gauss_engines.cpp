@@ -194,6 +194,17 @@ void runFunction(const engineCase& made, const oracle_call& call, oracle_path pa
         test_expectCentres(&source.image.record, &destination.image.record, made.request, rect, 5e-3);
 }
 
+void expectCoords(const qsFXform& source, const qsFXform& destination, const oracle_gauss& request)
+{
+    qsFXform clientFromSource = {};
+    ASSERT_EQ(qsFXformInv(&source, &clientFromSource), 0);
+    qsFXform map = {};
+    qsFXformCompose(&destination, &clientFromSource, &map);
+    test_expectCentres(request, {0, 0, 8, 8}, 1e-3, [&](const qmath_point& p) {
+        return qmath_point{map.m00 * p.x + map.m01 * p.y + map.tx, map.m10 * p.x + map.m11 * p.y + map.ty};
+    });
+}
+
 void runLegacy(const engineCase& made, const oracle_call& call, oracle_path path, const oracle_rect& asked,
                const oracle_values& values, test_random* random)
 {
@@ -204,6 +215,7 @@ void runLegacy(const engineCase& made, const oracle_call& call, oracle_path path
     const bool isGiven = made.destination.pixels != nullptr;
     qsVImage source = lay(made.source);
     source.clientZScale = made.zScale;
+    source.clientCoords = {2.0F, 0.5F, -0.25F, 1.5F, 7.0F, -3.0F};
     qsVImage destination = isGiven ? lay(made.destination) : qsVImage{};
     // A destination's own depth counts, whatever the prototype says.
     const bool wide = (made.pixelSize == 2) != (isGiven && test_chance(random, 50));
@@ -235,6 +247,8 @@ void runLegacy(const engineCase& made, const oracle_call& call, oracle_path path
     EXPECT_TRUE(out->clientZScale == zScale || (std::isnan(out->clientZScale) && std::isnan(zScale)))
         << out->clientZScale << " instead of " << zScale;
     expectPolls(attention.polls(), 0, path, call);
+    if (std::max(made.request.kernelX, made.request.kernelY) < 300)
+        expectCoords(source.clientCoords, out->clientCoords, made.request);
     if (!testing::Test::HasFailure() && !whole.isNull()) {
         const int canaries = made.pixelSize == 1 ? test_canary : 0x101 * test_canary;
         test_expectValues(test_legacyView(out), whole, static_cast<uint16_t>(isGiven ? canaries : 0),

@@ -69,16 +69,18 @@ TEST(GaussExtremes, KernelsSamplingsAndOrigins)
             const qsVImage image =
                 test_legacyOver(pixels, static_cast<int32_t>(source.x), static_cast<int32_t>(source.y));
             const qsGaussParams legacy = test_legacyParams(request, qsImageNull);
-            qsVImage* out = nullptr;
+            qsVImage other = {};
+            qsVImage* out = &other;
             test_allocator allocator;
             const qip_status status = qip_gauss(&image, nullptr, &legacy, nullptr, &out);
             EXPECT_LT(test_allocator::largestBlock(), 8192);
-            EXPECT_EQ(out != nullptr, status >= 0);
             // Far from the ends of the range every kernel and sampling has a defined result.
             const bool isFar = std::abs(source.x) > 1 || std::abs(source.y) > 1;
             EXPECT_TRUE(status == QIP_OK || (status == QSYS_E_RANGE && isFar)) << status;
-            if (!out)
+            if (status < 0) {
+                EXPECT_EQ(out, level == "sse" ? nullptr : &other); // the older engine forgets it first
                 return;
+            }
             EXPECT_TRUE(test_sameRect(rect, oracle_rectOf(out->region)));
             if (!rect.isNull() && !HasFailure()) {
                 ++computed;
