@@ -255,8 +255,8 @@ std::vector<operation> halfResolution()
     return all;
 }
 
-// Truncating, without a region: the engines of the processor level serve it, each path of them by its kernel size
-// and depth.
+// Truncating, without a region: the engines of the processor level serve it, each path of them by its
+// kernel size and depth.
 std::vector<operation> engines()
 {
     std::vector<operation> all;

@@ -1,5 +1,5 @@
-// The doors on older records: what qip_gauss refuses, and qfGauss with destinations given and created, regions asked
-// for and reported, and what is written.
+// The doors on older records: what qip_gauss refuses, and qfGauss with destinations given and created,
+// regions asked for and reported, and what is written.
 #include "support/gauss_calls.h"
 #include "support/images.h"
 #include "support/policy.h"
@@ -57,7 +57,8 @@ struct legacyCall {
         return written ? &destination : nullptr;
     }
 
-    // What of the valid part is written: a given destination is the request, else the region is, else everything.
+    // What of the valid part is written: a given destination is the request, else the region is, else
+    // everything.
     oracle_rect writtenPart(const oracle_rect& valid) const
     {
         if (written)

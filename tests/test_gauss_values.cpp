@@ -1,5 +1,5 @@
-// Where the values of the unmasked smoothing are hardest to keep: exact half-way results on the reference path, and
-// kernels, samplings and origins up to the ends of the 32-bit range on every path.
+// Where the values of the unmasked smoothing are hardest to keep: exact half-way results on the reference
+// path, and kernels, samplings and origins up to the ends of the 32-bit range on every path.
 #include "support/faults.h"
 #include "support/gauss_calls.h"
 #include "support/images.h"
@@ -39,8 +39,8 @@ TEST(GaussValues, TiesWhereTheKernelIsLargerThanTheImage)
             }
 }
 
-// Kernels and samplings up to the greatest number, rectangles at the ends of the 32-bit range: the pixels of the
-// path, or a range status and nothing made, and never a block that follows the kernel.
+// Kernels and samplings up to the greatest number, rectangles at the ends of the 32-bit range: the pixels
+// of the path, or a range status and nothing made, and never a block that follows the kernel.
 TEST(GaussExtremes, KernelsSamplingsAndOrigins)
 {
     constexpr int32_t most = std::numeric_limits<int32_t>::max();

@@ -70,6 +70,12 @@ inline void test_putValues(test_grid* grid, const oracle_rect& gridRect, const o
             grid->at(x - gridRect.x, y - gridRect.y) = static_cast<uint16_t>(values.at(x, y) & mask);
 }
 
+// What an untouched pixel of guarded memory holds.
+inline uint16_t test_canaryPixel(int32_t pixelSize)
+{
+    return pixelSize == 1 ? test_canary : 0x101 * test_canary;
+}
+
 // Expects `before` in all pixels of an image over `rect` but those that `values` covers.
 inline void test_expectValues(const test_view& actual, const oracle_rect& rect, uint16_t before,
                               const oracle_values& values)
@@ -120,8 +126,7 @@ inline void test_expectPlane(const test_placed& made, const test_plane& after, b
     if (wanted.isNull() || testing::Test::HasFailure())
         return;
     const test_view view = after.image.view();
-    const int canaries = view.pixelSize == 1 ? test_canary : 0x101 * test_canary;
-    test_expectValues(view, rect, static_cast<uint16_t>(made.pixels ? canaries : 0), values);
+    test_expectValues(view, rect, made.pixels ? test_canaryPixel(view.pixelSize) : uint16_t{0}, values);
     if (made.pixels) {
         EXPECT_TRUE(test_undamaged(*made.pixels));
     }

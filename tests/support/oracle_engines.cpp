@@ -173,8 +173,8 @@ std::vector<int64_t> oracle_polls(oracle_path path, const oracle_call& call)
             if (path == oracle_path::sevenTap ? row % 256 == 255 : ((rect.y + row) & 1023) == 1023)
                 rows.push_back(row);
     } else if (path != oracle_path::older) {
-        // Once before the walk, which goes from the first to the last row under the kernels, and then before
-        // every row that 64 divides, counted from the source's top, or the first row that is read.
+        // Once before the walk, which goes from the first to the last row under the kernels, and then
+        // before every row that 64 divides, counted from the source's top, or the first row that is read.
         const int64_t kernel = call.request.kernelY;
         const auto firstRow = [&](int64_t i, int64_t top) {
             return firstUnder(rect.y + i, call.request.sampleY, kernel, top);
