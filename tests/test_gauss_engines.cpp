@@ -293,7 +293,7 @@ void runCase(const std::string& level, test_random* random, std::map<oracle_path
 
 TEST(GaussEngines, EqualADirectConvolution)
 {
-    const uint64_t perPath = test_caseCount(400);
+    const uint64_t perPath = test_caseCount(300);
     test_atEveryLevel([&](const std::string& level) {
         std::vector<oracle_path> paths = {oracle_path::reference};
         if (level == "sse")
