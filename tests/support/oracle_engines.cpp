@@ -106,6 +106,8 @@ int exponentOf(double value)
 
 int64_t olderPixel(int64_t sum, const oracle_gauss& request)
 {
+    if (sum == 0) // whatever the shifts, which are out of range for the largest kernels
+        return 0;
     const auto area = static_cast<double>((request.kernelX + 1) * (request.kernelY + 1));
     const double weight = std::pow(area, 3.0);
     const double reciprocal = request.peak ? oracle_scaleOf(request).recip : 1.0 / weight;
