@@ -255,6 +255,23 @@ std::vector<operation> halfResolution()
     return all;
 }
 
+// Truncating, without a region: the engines of the processor level serve it, each path of them by its
+// kernel size and depth.
+std::vector<operation> engines()
+{
+    std::vector<operation> all;
+    for (const int32_t kernel : {1, 2, 5})
+        for (const qsVImage* const prototype : {qsImageNull, qsUSImageNull})
+            all.push_back({"qip_gauss", [kernel, prototype](scene& s) {
+                               qsGaussParams params = s.legacyParams;
+                               params.kernelSizeX = params.kernelSizeY = kernel;
+                               params.round = 0;
+                               params.prototype = prototype;
+                               return qip_gauss(&s.legacy, nullptr, &params, nullptr, &s.made);
+                           }});
+    return all;
+}
+
 std::vector<operation> working()
 {
     std::vector<operation> all = {
@@ -278,8 +295,8 @@ std::vector<operation> working()
         CALL(qip_gauss, &s.legacy, nullptr, &s.legacyParams, &s.region, &s.made),
     };
     all.insert(all.end(), others.begin(), others.end());
-    const std::vector<operation> half = halfResolution();
-    all.insert(all.end(), half.begin(), half.end());
+    for (const std::vector<operation>& more : {engines(), halfResolution()})
+        all.insert(all.end(), more.begin(), more.end());
     return all;
 }
 

@@ -257,17 +257,18 @@ template <class Make>
 qip_status makePolledRows(int64_t rows, const Make& make)
 {
     constexpr int64_t polled = 255; // the low bits of the rows that are polled before
+    qip_status status = QIP_OK;
     int64_t end = 0;
     for (int64_t row = 0; row < rows; row = end) {
         if ((row & polled) == polled) {
-            const qsys_status status = qsys_attention_check();
+            status = qsys_attention_check();
             if (status < 0)
                 return status;
         }
         end = std::min(rows, (row + 1) | polled);
         make(row, end);
     }
-    return QIP_OK;
+    return status;
 }
 
 } // namespace

@@ -75,24 +75,24 @@ void makeRows(smallCall* call, int64_t first, int64_t count)
 qip_status smooth(const unmasked_plan* plan, smallCall** call, frame_cleanup* cleanup)
 {
     // Taken on every call, also where the plain code serves: a failure has to be reported on any image.
-    const qip_status taken = frame_cleanupAlloc(cleanup, 1, call);
-    if (taken < 0)
-        return taken;
+    qip_status status = frame_cleanupAlloc(cleanup, 1, call);
+    if (status < 0)
+        return status;
+    status = QIP_OK;
     unmasked_setZScale(plan);
     startCall(plan, *call);
     constexpr int64_t polled = 1023; // the low bits of the image rows that are polled before
     const int64_t top = plan->dstTop;
     int64_t end = 0;
     for (int64_t y = top; y < top + plan->rows; y = end) {
-        if ((y & polled) == polled) {
-            const qsys_status status = qsys_attention_check();
-            if (status < 0)
-                return status;
-        }
+        if ((y & polled) == polled)
+            status = qsys_attention_check();
+        if (status < 0)
+            return status;
         end = std::min(top + plan->rows, (y + 1) | polled);
         makeRows(*call, y - top, end - y);
     }
-    return QIP_OK;
+    return status;
 }
 
 } // namespace

@@ -11,7 +11,7 @@
 //          reflected one.
 // Polls:   before the output rows 1023, 2047, ... in coordinates of the image. A negative answer ends the
 //          path and is its status; the rows before that row are complete then, and no other pixel is
-//          written.
-// Needs:   a processor with 256-bit lanes.
+//          written. Else the last answer is the status, 0 when there was none.
 // Errors:  QSYS_E_MEMORY, before anything is written.
+// Level:   256-bit; the caller has made sure of it.
 qip_status unmasked_smoothSmallKernel(const unmasked_plan* plan);

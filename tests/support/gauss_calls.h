@@ -35,6 +35,20 @@ inline qip_gaussParams test_gaussParams(const oracle_gauss& request)
     return params;
 }
 
+inline qsGaussParams test_legacyParams(const oracle_gauss& request, const qsVImage* prototype)
+{
+    return {static_cast<int32_t>(request.sampleX),
+            static_cast<int32_t>(request.sampleY),
+            static_cast<int32_t>(request.kernelX),
+            static_cast<int32_t>(request.kernelY),
+            request.peak,
+            !request.validOnly,
+            request.round ? test_anyRound : 0,
+            request.gain,
+            prototype,
+            0};
+}
+
 inline oracle_gauss test_gaussRequest(const qip_gaussParams& params)
 {
     return {.sampleX = params.sampleX,
@@ -54,6 +68,12 @@ inline void test_putValues(test_grid* grid, const oracle_rect& gridRect, const o
     for (int64_t y = rect.y; y < rect.y + rect.height; ++y)
         for (int64_t x = rect.x; x < rect.x + rect.width; ++x)
             grid->at(x - gridRect.x, y - gridRect.y) = static_cast<uint16_t>(values.at(x, y) & mask);
+}
+
+// What an untouched pixel of guarded memory holds.
+inline uint16_t test_canaryPixel(int32_t pixelSize)
+{
+    return pixelSize == 1 ? test_canary : 0x101 * test_canary;
 }
 
 // Expects `before` in all pixels of an image over `rect` but those that `values` covers.
@@ -106,8 +126,7 @@ inline void test_expectPlane(const test_placed& made, const test_plane& after, b
     if (wanted.isNull() || testing::Test::HasFailure())
         return;
     const test_view view = after.image.view();
-    const int canaries = view.pixelSize == 1 ? test_canary : 0x101 * test_canary;
-    test_expectValues(view, rect, static_cast<uint16_t>(made.pixels ? canaries : 0), values);
+    test_expectValues(view, rect, made.pixels ? test_canaryPixel(view.pixelSize) : uint16_t{0}, values);
     if (made.pixels) {
         EXPECT_TRUE(test_undamaged(*made.pixels));
     }

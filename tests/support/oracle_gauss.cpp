@@ -27,38 +27,11 @@ int64_t weightedSum(const std::vector<int64_t>& weights, int64_t skip, int64_t f
     return sum;
 }
 
-// The truncated value as an integer; 0 when it does not fit one.
-int64_t truncated(double value)
-{
-    const double whole = std::trunc(value);
-    return whole >= -0x1p63 && whole < 0x1p63 ? static_cast<int64_t>(whole) : 0;
-}
-
-struct normalisation {
-    double recip;
-    double half;
-};
-
-normalisation normalise(const oracle_gauss& request)
-{
-    double norm;
-    if (request.peak) {
-        const auto x = oracle_boxPower(request.kernelX + 1, 3);
-        const auto y = oracle_boxPower(request.kernelY + 1, 3);
-        norm = static_cast<double>(*std::max_element(x.begin(), x.end()) *
-                                   *std::max_element(y.begin(), y.end()));
-    } else {
-        const auto area = static_cast<double>((request.kernelX + 1) * (request.kernelY + 1));
-        norm = std::pow(area, 3.0) / static_cast<double>(request.gain);
-    }
-    return {1.0 / norm, request.round ? norm * 0.5 : 0.0};
-}
-
 // One row of sums to values. The accumulator starts at `half` and takes the kernel's sum column by column,
 // beginning at the first support column of the first output, with everything to the left taken as 0; what
 // it has gained at the last support column of an output is that output's weighted sum.
 void finishRow(const std::vector<int64_t>& column, const std::vector<int64_t>& weights,
-               const oracle_gauss& request, const oracle_rect& rect, const normalisation& scale,
+               const oracle_gauss& request, const oracle_rect& rect, const oracle_scale& scale,
                int64_t sourceX, int64_t* values)
 {
     const auto width = static_cast<int64_t>(column.size());
@@ -84,13 +57,34 @@ void finishRow(const std::vector<int64_t>& column, const std::vector<int64_t>& w
         }
         const auto exact = static_cast<double>(sum);
         if (request.kernelX == 0)
-            values[i] = truncated(scale.recip * exact + (request.round ? 0.5 : 0.0));
+            values[i] = oracle_truncated(scale.recip * exact + (request.round ? 0.5 : 0.0));
         else
-            values[i] = truncated(accumulator * scale.recip);
+            values[i] = oracle_truncated(accumulator * scale.recip);
     }
 }
 
 } // namespace
+
+int64_t oracle_truncated(double value)
+{
+    const double whole = std::trunc(value);
+    return whole >= -0x1p63 && whole < 0x1p63 ? static_cast<int64_t>(whole) : 0;
+}
+
+oracle_scale oracle_scaleOf(const oracle_gauss& request)
+{
+    double norm;
+    if (request.peak) {
+        const auto x = oracle_boxPower(request.kernelX + 1, 3);
+        const auto y = oracle_boxPower(request.kernelY + 1, 3);
+        norm = static_cast<double>(*std::max_element(x.begin(), x.end()) *
+                                   *std::max_element(y.begin(), y.end()));
+    } else {
+        const auto area = static_cast<double>((request.kernelX + 1) * (request.kernelY + 1));
+        norm = std::pow(area, 3.0) / static_cast<double>(request.gain);
+    }
+    return {1.0 / norm, request.round ? norm * 0.5 : 0.0};
+}
 
 oracle_rect oracle_intersection(const oracle_rect& a, const oracle_rect& b)
 {
@@ -179,7 +173,7 @@ oracle_values oracle_smooth(const test_view& source, int64_t sourceX, int64_t so
 {
     if (rect.isNull())
         return {rect, {}};
-    const normalisation scale = normalise(request);
+    const oracle_scale scale = oracle_scaleOf(request);
     const auto weightsX = oracle_boxPower(request.kernelX + 1, 3);
     const auto weightsY = oracle_boxPower(request.kernelY + 1, 3);
     oracle_values result{rect, std::vector<int64_t>(static_cast<size_t>(rect.width * rect.height))};
@@ -227,7 +221,7 @@ oracle_values oracle_boxes(const test_view& source, int64_t sourceX, int64_t sou
                     sum += weightsX[i] * weightsY[j] *
                            test_pixel(source, x - sourceX - leftX + static_cast<int64_t>(i),
                                       y - sourceY - leftY + static_cast<int64_t>(j));
-            result.values.push_back(truncated(static_cast<double>(sum) / norm));
+            result.values.push_back(oracle_truncated(static_cast<double>(sum) / norm));
         }
     return result;
 }

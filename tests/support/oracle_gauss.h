@@ -73,6 +73,15 @@ oracle_rect oracle_destination(const oracle_rect& source, const oracle_gauss& re
 oracle_rect oracle_written(const oracle_rect& source, const oracle_gauss& request,
                            const oracle_rect& destination);
 
+// What the sums are multiplied by, and what rounding adds to them first.
+struct oracle_scale {
+    double recip, half;
+};
+oracle_scale oracle_scaleOf(const oracle_gauss& request);
+
+// The truncated value as an integer; 0 when it does not fit one.
+int64_t oracle_truncated(double value);
+
 // The values of a rectangle of destination pixels, before they are cut to 8 or 16 bits.
 struct oracle_values {
     oracle_rect rect;

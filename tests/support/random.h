@@ -20,6 +20,13 @@ inline uint64_t test_seed()
     return text ? std::strtoull(text, nullptr, 0) : 20261121;
 }
 
+// The number of random cases of a test: the environment variable QIP_TEST_CASES, or the test's own default.
+inline uint64_t test_caseCount(uint64_t usual)
+{
+    const char* text = std::getenv("QIP_TEST_CASES");
+    return text ? std::strtoull(text, nullptr, 0) : usual;
+}
+
 inline uint64_t test_randomBits(test_random* random)
 {
     // splitmix64
