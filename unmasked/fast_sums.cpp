@@ -14,7 +14,7 @@ namespace
 constexpr int64_t pieceColumns = 256;
 constexpr int64_t columnsReadAfter = 16; // by the kernels that make pixels
 
-// The widest box along the rows: the column sums of the 3 n columns before the row are kept, too.
+// The widest box along the rows: column sums of 3 n columns before the row are kept, too.
 constexpr int64_t mostBoxAlong = 256;
 
 // A group takes no more source rows than this where sampling lets it: all its polls come before it.
@@ -25,7 +25,8 @@ struct sumsRun {
     const unmasked_sumsPath* path;
     int64_t lanes;
     int64_t blocks;
-    int64_t lastColumn; // the last one under the kernel of the last output
+    int64_t pieceOutputs; // made at a time
+    int64_t lastColumn;   // the last one under the kernel of the last output
 
     unsigned char* state; // of the blocks
     uint32_t* columnSums; // column 0
@@ -63,12 +64,12 @@ qip_status takeMemory(sumsRun* run, unsigned char** block, frame_cleanup* cleanu
     const int64_t walkedRows = (plan->rows - 1) * plan->stepY + 3 * (plan->boxY - 1) + 1;
     const int64_t columnsBefore = 3 * plan->boxX - plan->firstColumn;
     const int64_t columns = columnsBefore + std::max(run->lastColumn + 1, plan->srcWidth);
-    const int64_t pieceSums = (pieceColumns + columnsReadAfter) * run->lanes;
+    const int64_t pieceSums = (run->pieceOutputs + columnsReadAfter) * run->lanes;
     int64_t size = 0;
     const int64_t state = setAside(&size, run->blocks * run->path->boxes->blockState);
     const int64_t columnSums = setAside(&size, columns * run->lanes * int64_t{sizeof(uint32_t)});
     const int64_t sums = setAside(&size, pieceSums * int64_t{sizeof(uint64_t)});
-    const int64_t spareRow = setAside(&size, pieceColumns * int64_t{sizeof(uint16_t)});
+    const int64_t spareRow = setAside(&size, run->pieceOutputs * int64_t{sizeof(uint16_t)});
     const int64_t zeroRow = setAside(&size, plan->srcWidth);
     const int64_t rows = setAside(&size, (rowsBefore + walkedRows) * int64_t{sizeof(uint8_t*)});
     const qip_status status = frame_cleanupAllocClear(cleanup, size, block);
@@ -112,7 +113,7 @@ void makeOutputs(const sumsRun* run, int64_t outputRows, int64_t end, groupCurso
     gauss_boxAlong* const along = &cursor->along;
     while (cursor->outputs < end) {
         along->outputs = {cursor->outputs == 0 ? 3 * (plan->boxX - 1) + 1 : plan->stepX, plan->stepX,
-                          std::min(end - cursor->outputs, pieceColumns)};
+                          std::min(end - cursor->outputs, run->pieceOutputs)};
         along->sums = run->sums;
         (path->isWide ? path->boxes->along64 : path->boxes->along32)(along);
         const gauss_boxOutputs& made = along->outputs;
@@ -206,7 +207,7 @@ qip_status makeRows(sumsRun* run)
 bool unmasked_canSum(const gauss_boxKernels* boxes, const unmasked_plan* plan)
 {
     return plan->srcWidth >= boxes->blockColumns && plan->boxY <= gauss_mostBoxDown &&
-           plan->boxX <= mostBoxAlong;
+           plan->boxX <= std::min(plan->srcWidth, mostBoxAlong);
 }
 
 double unmasked_greatestSum(const unmasked_plan* plan)
@@ -221,6 +222,7 @@ qip_status unmasked_runSums(const unmasked_plan* plan, const unmasked_sumsPath* 
     run.path = path;
     run.lanes = path->boxes->lanes;
     run.blocks = (plan->srcWidth + path->boxes->blockColumns - 1) / path->boxes->blockColumns;
+    run.pieceOutputs = std::min(plan->columns, pieceColumns);
     run.lastColumn = plan->firstColumn + (plan->columns - 1) * plan->stepX + 3 * (plan->boxX - 1);
     unsigned char* block = nullptr;
     frame_cleanup cleanup = {};
