@@ -9,18 +9,18 @@
 BEGIN {
     # ---- the table: the project headers that a folder may include, as patterns on <...> and "..." ----
     #
-    # Folders and files that are to come have their rules already: masked/, kernels/ in gauss/, unmasked/
-    # and masked/, and gauss/box_sums.h.
+    # Folders that are to come have their rules already: masked/ and its kernels/.
 
     public = "^<(qip|qbase)/|"
     ground = public of("frame")
 
     # The headers of a family that its kernels share with it. To every check they are a folder of their own,
     # below both.
+    isShared["gauss/box_along.h"]
     isShared["gauss/box_sums.h"]
     isShared["gauss2/binomial.h"]
     isShared["gauss2/filter.h"]
-    shared = "^\"(gauss/box_sums|gauss2/(binomial|filter))\\.h\"|"
+    shared = "^\"(gauss/box_(along|sums)|gauss2/(binomial|filter))\\.h\"|"
 
     allowed["include"] = public
     allowed["platform"] = "^<qbase/|"
@@ -32,7 +32,7 @@ BEGIN {
     allowed["unmasked"] = ground of("lanes") of("gauss") of("unmasked") of("unmasked/kernels")
     allowed["masked"] = ground of("gauss") of("masked") of("masked/kernels")
     allowed["gauss2"] = ground of("lanes") of("gauss2") of("gauss2/kernels")
-    kernels = of("lanes") "^\"gauss/box_sums\\.h\"|"
+    kernels = of("lanes") "^\"gauss/box_(along|sums)\\.h\"|"
     allowed["gauss/kernels"] = kernels of("gauss/kernels")
     allowed["unmasked/kernels"] = kernels of("unmasked/kernels")
     allowed["masked/kernels"] = kernels of("masked/kernels")

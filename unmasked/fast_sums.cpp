@@ -10,11 +10,14 @@
 namespace
 {
 
-// Columns are summed in pieces that stay in the first cache from one step to the next.
-constexpr int64_t pieceColumns = 256;
-constexpr int64_t columnsReadAfter = 16; // by the kernels that make pixels
+// The kernels make tiles of outputs, this many at most. A piece ends with a whole tile, unless sampling is so
+// coarse that this would hold back a long stretch of columns.
+constexpr int64_t tileOutputs = 16;
 
-// The widest box along the rows: column sums of 3 n columns before the row are kept, too.
+// Columns are summed in pieces that stay in the first cache from one step to the next.
+constexpr int64_t leastPiece = 256;
+
+// The widest box along the rows: the column sums of 3 n columns before the next one are kept.
 constexpr int64_t mostBoxAlong = 256;
 
 // A group takes no more source rows than this where sampling lets it: all its polls come before it.
@@ -25,15 +28,28 @@ struct sumsRun {
     const unmasked_sumsPath* path;
     int64_t lanes;
     int64_t blocks;
-    int64_t pieceOutputs; // made at a time
-    int64_t lastColumn;   // the last one under the kernel of the last output
+    int64_t pieceBlocks;
+    int64_t lastColumn;    // the last one under the kernel of the last output
+    int64_t outputsAtOnce; // outputs are made in multiples of this, but for the last ones
 
     unsigned char* state; // of the blocks
-    uint32_t* columnSums; // column 0
-    void* sums;           // of one piece
-    void* spareRow;       // one piece of pixels, for lanes that have no output
+    uint32_t* window;     // column sums of a piece and of what has to be kept before it
+    void* spareRow;       // for lanes that have no output
     const uint8_t** rows; // the next source row of the walk
 };
+
+int64_t lastColumnOf(const unmasked_plan* plan)
+{
+    return plan->firstColumn + (plan->columns - 1) * plan->stepX + 3 * (plan->boxX - 1);
+}
+
+// The greatest number of columns that are kept before a piece. Outputs are made when all their columns are there;
+// so beside the 3 n columns before the next one these are the columns of outputs that were not.
+int64_t mostKept(const sumsRun* run)
+{
+    const unmasked_plan* const plan = run->plan;
+    return std::max(6 * plan->boxX + run->outputsAtOnce * plan->stepX, run->path->boxes->blockColumns);
+}
 
 // ---- memory ----
 
@@ -62,113 +78,146 @@ qip_status takeMemory(sumsRun* run, unsigned char** block, frame_cleanup* cleanu
     const unmasked_plan* const plan = run->plan;
     const int64_t rowsBefore = 3 * plan->boxY;
     const int64_t walkedRows = (plan->rows - 1) * plan->stepY + 3 * (plan->boxY - 1) + 1;
-    const int64_t columnsBefore = 3 * plan->boxX - plan->firstColumn;
-    const int64_t columns = columnsBefore + std::max(run->lastColumn + 1, plan->srcWidth);
-    const int64_t pieceSums = (run->pieceOutputs + columnsReadAfter) * run->lanes;
+    // After the last piece come the columns beyond the source.
+    const int64_t columns =
+        mostKept(run) + run->pieceBlocks * run->path->boxes->blockColumns + 2 * plan->boxX;
     int64_t size = 0;
     const int64_t state = setAside(&size, run->blocks * run->path->boxes->blockState);
-    const int64_t columnSums = setAside(&size, columns * run->lanes * int64_t{sizeof(uint32_t)});
-    const int64_t sums = setAside(&size, pieceSums * int64_t{sizeof(uint64_t)});
-    const int64_t spareRow = setAside(&size, run->pieceOutputs * int64_t{sizeof(uint16_t)});
+    const int64_t window = setAside(&size, columns * run->lanes * int64_t{sizeof(uint32_t)});
+    const int64_t spareRow = setAside(&size, plan->columns * int64_t{sizeof(uint16_t)});
     const int64_t zeroRow = setAside(&size, plan->srcWidth);
     const int64_t rows = setAside(&size, (rowsBefore + walkedRows) * int64_t{sizeof(uint8_t*)});
     const qip_status status = frame_cleanupAllocClear(cleanup, size, block);
     if (status < 0)
         return status;
     run->state = *block + state;
-    run->columnSums = reinterpret_cast<uint32_t*>(*block + columnSums) + columnsBefore * run->lanes;
-    run->sums = *block + sums;
+    run->window = reinterpret_cast<uint32_t*>(*block + window);
     run->spareRow = *block + spareRow;
     run->rows = reinterpret_cast<const uint8_t**>(*block + rows) + rowsBefore;
     fillRows(plan, *block + zeroRow, walkedRows, run->rows);
     return QIP_OK;
 }
 
-// ---- the columns beyond the source ----
-
-// Gives the columns first .. end - 1 the sums of those that they reflect. Further out than one reflection the
-// sums stay 0, as they were at first.
-void reflectColumns(const sumsRun* run, int64_t first, int64_t end)
-{
-    const int64_t width = run->plan->srcWidth;
-    for (int64_t column = std::max(first, -width); column < std::min(end, 2 * width); ++column)
-        std::copy_n(run->columnSums + gauss_reflect(column, width) * run->lanes, run->lanes,
-                    run->columnSums + column * run->lanes);
-}
-
 // ---- one group of rows ----
 
 // How far a group has come along its rows.
 struct groupCursor {
-    gauss_boxAlong along;
-    int64_t outputs; // made so far
-    void* rows[gauss_mostBoxLanes];
+    int64_t windowFirst; // the column at the beginning of the window
+    int64_t column;      // the next one to be added along the rows
+    int64_t outputs;     // made so far
+    int64_t rows;        // with outputs
+    unmasked_pixelStep step;
 };
 
-// Makes the pixels of the outputs up to `end`.
-void makeOutputs(const sumsRun* run, int64_t outputRows, int64_t end, groupCursor* cursor)
+uint32_t* columnSums(const sumsRun* run, const groupCursor* cursor, int64_t column)
 {
-    const unmasked_plan* const plan = run->plan;
-    const unmasked_sumsPath* const path = run->path;
-    gauss_boxAlong* const along = &cursor->along;
-    while (cursor->outputs < end) {
-        along->outputs = {cursor->outputs == 0 ? 3 * (plan->boxX - 1) + 1 : plan->stepX, plan->stepX,
-                          std::min(end - cursor->outputs, run->pieceOutputs)};
-        along->sums = run->sums;
-        (path->isWide ? path->boxes->along64 : path->boxes->along32)(along);
-        const gauss_boxOutputs& made = along->outputs;
-        along->columns += (made.first + (made.count - 1) * made.step) * run->lanes;
-        const unmasked_pixelStep step = {run->sums, made.count, cursor->rows, &path->numbers};
-        path->toPixels(&step);
-        cursor->outputs += made.count;
-        for (int64_t row = 0; row < outputRows; ++row)
-            cursor->rows[row] =
-                static_cast<unsigned char*>(cursor->rows[row]) + made.count * plan->dstPixelSize;
-    }
+    return run->window + (column - cursor->windowFirst) * run->lanes;
 }
 
-// The outputs whose columns are all there when the columns before `end` are. Whole tiles of pixels only, but
-// for the last outputs.
+// Gives the columns first .. end - 1, all of them beyond the source, the sums of those that they reflect.
+void reflectColumns(const sumsRun* run, const groupCursor* cursor, int64_t first, int64_t end)
+{
+    for (int64_t column = first; column < end; ++column)
+        std::copy_n(columnSums(run, cursor, gauss_reflect(column, run->plan->srcWidth)), run->lanes,
+                    columnSums(run, cursor, column));
+}
+
+// Moves what is still needed of the columns before `column` to the beginning of the window.
+void slideWindow(const sumsRun* run, int64_t column, groupCursor* cursor)
+{
+    // The last block may begin before its piece.
+    const int64_t first =
+        std::min(cursor->column - 3 * run->plan->boxX, column - run->path->boxes->blockColumns);
+    if (first <= cursor->windowFirst)
+        return;
+    const uint32_t* const from = columnSums(run, cursor, first);
+    std::copy(from, from + (column - first) * run->lanes, run->window);
+    cursor->windowFirst = first;
+}
+
+// The outputs whose columns are all there when the columns before `end` are.
 int64_t outputsBefore(const sumsRun* run, int64_t end)
 {
     if (end > run->lastColumn)
         return run->plan->columns;
     const int64_t beyondFirst = end - 1 - (run->plan->firstColumn + 3 * (run->plan->boxX - 1));
-    return beyondFirst < 0 ? 0 : (beyondFirst / run->plan->stepX + 1) / columnsReadAfter * columnsReadAfter;
+    const int64_t complete = beyondFirst < 0 ? 0 : beyondFirst / run->plan->stepX + 1;
+    return complete - complete % run->outputsAtOnce;
 }
 
-// Makes the output rows from `row` on, `count` of them, out of the next source rows.
+// Makes the pixels of the outputs up to `end`.
+void makeOutputs(const sumsRun* run, int64_t end, groupCursor* cursor)
+{
+    const unmasked_plan* const plan = run->plan;
+    unmasked_pixelStep& step = cursor->step;
+    const int64_t count = end - cursor->outputs;
+    if (count <= 0)
+        return;
+    step.along.column = columnSums(run, cursor, cursor->column);
+    step.outputs = {cursor->outputs == 0 ? 3 * (plan->boxX - 1) + 1 : plan->stepX, plan->stepX, count};
+    run->path->toPixels(&step);
+    cursor->column += step.outputs.first + (count - 1) * plan->stepX;
+    cursor->outputs = end;
+    for (int64_t row = 0; row < cursor->rows; ++row)
+        step.rows[row] = static_cast<unsigned char*>(step.rows[row]) + count * plan->dstPixelSize;
+}
+
+// The third integrators begin at what all sums include.
+void startAlong(const sumsRun* run, gauss_alongState* along)
+{
+    const auto fill = [=](auto number) {
+        auto* const third = reinterpret_cast<decltype(number)*>(along->integrators) + 2 * run->lanes;
+        std::fill_n(third, run->lanes, number);
+    };
+    if (run->path->isWide)
+        fill(run->path->start);
+    else
+        fill(static_cast<uint32_t>(run->path->start));
+    along->box = run->plan->boxX;
+}
+
+groupCursor cursorAt(const sumsRun* run, int64_t row, int64_t rows)
+{
+    const unmasked_plan* const plan = run->plan;
+    groupCursor cursor = {};
+    cursor.windowFirst = plan->firstColumn - 3 * plan->boxX;
+    cursor.column = plan->firstColumn;
+    cursor.rows = rows;
+    for (int64_t lane = 0; lane < run->lanes; ++lane)
+        cursor.step.rows[lane] = lane < rows ? unmasked_dstRow<void>(plan, row + lane) : run->spareRow;
+    cursor.step.numbers = &run->path->numbers;
+    startAlong(run, &cursor.step.along);
+    std::fill_n(run->window, 3 * plan->boxX * run->lanes, 0);
+    return cursor;
+}
+
+// Makes the output rows from `row` on, outputs.count of them, out of the next source rows.
 void makeGroup(const sumsRun* run, int64_t row, gauss_boxOutputs outputs)
 {
     const unmasked_plan* const plan = run->plan;
     const gauss_boxKernels* const boxes = run->path->boxes;
-    const int64_t pieceBlocks = pieceColumns / boxes->blockColumns;
-    groupCursor cursor = {};
-    for (int64_t lane = 0; lane < run->lanes; ++lane)
-        cursor.rows[lane] = lane < outputs.count ? unmasked_dstRow<void>(plan, row + lane)
-                                                 : static_cast<void*>(run->spareRow);
-    cursor.along.columns = run->columnSums + plan->firstColumn * run->lanes;
-    cursor.along.box = plan->boxX;
-    (run->path->isWide ? boxes->start64 : boxes->start32)(&cursor.along, run->path->start);
-
-    gauss_boxDown down = {run->rows, plan->srcWidth, plan->boxY,     outputs, 0,
-                          0,         run->state,     run->columnSums};
-    bool leftIsThere = plan->firstColumn == 0;
-    for (int64_t block = 0; block < run->blocks; block += pieceBlocks) {
+    groupCursor cursor = cursorAt(run, row, outputs.count);
+    gauss_boxDown down = {};
+    down.rows = run->rows;
+    down.width = plan->srcWidth;
+    down.box = plan->boxY;
+    down.outputs = outputs;
+    down.state = run->state;
+    for (int64_t block = 0; block < run->blocks; block += run->pieceBlocks) {
+        const int64_t column = block * boxes->blockColumns;
+        slideWindow(run, column, &cursor);
         down.firstBlock = block;
-        down.blocks = std::min(pieceBlocks, run->blocks - block);
+        down.blocks = std::min(run->pieceBlocks, run->blocks - block);
+        down.sums = columnSums(run, &cursor, column);
         boxes->down(&down);
-        const int64_t ready = std::min(plan->srcWidth, (block + down.blocks) * boxes->blockColumns);
-        const bool isLast = ready == plan->srcWidth;
-        if (!leftIsThere && (isLast || ready >= -plan->firstColumn)) {
-            reflectColumns(run, plan->firstColumn, 0);
-            leftIsThere = true;
+        if (block == 0)
+            reflectColumns(run, &cursor, plan->firstColumn, 0);
+        int64_t end = column + down.blocks * boxes->blockColumns;
+        if (end >= plan->srcWidth) {
+            end = run->lastColumn + 1;
+            reflectColumns(run, &cursor, plan->srcWidth, end);
         }
-        if (isLast)
-            reflectColumns(run, plan->srcWidth, run->lastColumn + 1);
-        if (leftIsThere)
-            makeOutputs(run, outputs.count, outputsBefore(run, isLast ? run->lastColumn + 1 : ready),
-                        &cursor);
+        makeOutputs(run, outputsBefore(run, end), &cursor);
     }
 }
 
@@ -207,7 +256,8 @@ qip_status makeRows(sumsRun* run)
 bool unmasked_canSum(const gauss_boxKernels* boxes, const unmasked_plan* plan)
 {
     return plan->srcWidth >= boxes->blockColumns && plan->boxY <= gauss_mostBoxDown &&
-           plan->boxX <= std::min(plan->srcWidth, mostBoxAlong);
+           plan->boxX <= mostBoxAlong && plan->firstColumn >= -plan->srcWidth &&
+           lastColumnOf(plan) < 2 * plan->srcWidth;
 }
 
 double unmasked_greatestSum(const unmasked_plan* plan)
@@ -222,8 +272,10 @@ qip_status unmasked_runSums(const unmasked_plan* plan, const unmasked_sumsPath* 
     run.path = path;
     run.lanes = path->boxes->lanes;
     run.blocks = (plan->srcWidth + path->boxes->blockColumns - 1) / path->boxes->blockColumns;
-    run.pieceOutputs = std::min(plan->columns, pieceColumns);
-    run.lastColumn = plan->firstColumn + (plan->columns - 1) * plan->stepX + 3 * (plan->boxX - 1);
+    run.lastColumn = lastColumnOf(plan);
+    run.outputsAtOnce = plan->stepX <= tileOutputs ? tileOutputs : 1;
+    const int64_t piece = std::max(leastPiece, 2 * mostKept(&run));
+    run.pieceBlocks = std::min(run.blocks, piece / path->boxes->blockColumns);
     unsigned char* block = nullptr;
     frame_cleanup cleanup = {};
     qip_status status = takeMemory(&run, &block, &cleanup);

@@ -79,104 +79,13 @@ void sumDown(const gauss_boxDown* step)
             count = outputs.step;
         }
         *kept = sums;
-        storeColumns(rows, step->sums + column * boxLanes);
+        storeColumns(rows, step->sums + (column - step->firstBlock * blockColumns) * boxLanes);
     }
-}
-
-// ---- along the rows ----
-
-// Sums of all rows of a group, in one register of 32-bit lanes or in two of 64-bit lanes.
-struct narrowSums {
-    using Number = uint32_t;
-    u32s part[1];
-    lanes_inline static narrowSums of(u32s difference)
-    {
-        return {{difference}};
-    }
-};
-
-struct wideSums {
-    using Number = uint64_t;
-    u64s part[2];
-    lanes_inline static wideSums of(u32s difference)
-    {
-        wideSums wide;
-        widenSigned(difference, wide.part);
-        return wide;
-    }
-};
-
-template <class Sums>
-constexpr int partsOf = sizeof(Sums) / laneBytes;
-
-template <class Sums>
-lanes_inline void add(Sums* to, const Sums& sums)
-{
-    for (int i = 0; i < partsOf<Sums>; ++i)
-        to->part[i] += sums.part[i];
-}
-
-template <class Sums>
-void startAlong(gauss_boxAlong* step, uint64_t last)
-{
-    using Number = typename Sums::Number;
-    Number integrators[3 * boxLanes] = {};
-    for (int64_t row = 0; row < boxLanes; ++row)
-        integrators[2 * boxLanes + row] = static_cast<Number>(last);
-    std::memcpy(step->integrators, integrators, sizeof integrators);
-}
-
-template <class Sums>
-void sumAlong(gauss_boxAlong* step)
-{
-    using Number = typename Sums::Number;
-    Sums sums[3];
-    std::memcpy(&sums, step->integrators, sizeof sums);
-    const int64_t n = step->box * boxLanes;
-    const gauss_boxOutputs outputs = step->outputs;
-    const uint32_t* column = step->columns;
-    auto* out = static_cast<Number*>(step->sums);
-    const auto addColumns = [&](int64_t count) lanes_inlined {
-        for (; count > 0; --count, column += boxLanes) {
-            const u32s inner = load(column - 2 * n) - load(column - n);
-            const u32s outer = load(column) - load(column - 3 * n);
-            add(&sums[0], Sums::of(outer + inner + (inner + inner)));
-            add(&sums[1], sums[0]);
-            add(&sums[2], sums[1]);
-        }
-    };
-    const auto storeSums = [&]() lanes_inlined {
-        for (int i = 0; i < partsOf<Sums>; ++i)
-            store(out + i * laneCount<Number>, (lanesOf<Number>)sums[2].part[i]);
-        out += boxLanes;
-    };
-    addColumns(outputs.first);
-    storeSums();
-    if (outputs.step == 1) {
-#pragma GCC unroll 4
-        for (int64_t output = 1; output < outputs.count; ++output) {
-            addColumns(1);
-            storeSums();
-        }
-    } else {
-        for (int64_t output = 1; output < outputs.count; ++output) {
-            addColumns(outputs.step);
-            storeSums();
-        }
-    }
-    std::memcpy(step->integrators, &sums, sizeof sums);
 }
 
 constexpr gauss_boxKernels boxKernels()
 {
-    return {boxLanes,
-            blockColumns,
-            sizeof(blockIntegrators),
-            sumDown,
-            startAlong<narrowSums>,
-            startAlong<wideSums>,
-            sumAlong<narrowSums>,
-            sumAlong<wideSums>};
+    return {boxLanes, blockColumns, sizeof(blockIntegrators), sumDown};
 }
 
 } // namespace

@@ -1,8 +1,8 @@
-// From rows of sums to rows of pixels, for the paths whose sums come from gauss/box_sums.h: one kernel for each
-// way of the arithmetic, each depth and each width of the sums.
+// From sums down the columns to rows of pixels, for the paths whose sums come from gauss/box_sums.h: one kernel
+// for each way of the arithmetic, each depth and each width of the sums along the rows.
 #pragma once
 
-#include <cstdint>
+#include "gauss/box_sums.h"
 
 // The numbers of all ways; each uses its own.
 struct unmasked_pixelNumbers {
@@ -26,14 +26,15 @@ struct unmasked_pixelNumbers {
     bool wraps; // a result may have more bits than a pixel
 };
 
+// Some outputs of all rows of a group.
 struct unmasked_pixelStep {
-    const void* sums; // of some columns, as many lanes each as the level has; 16 columns more may be read
-    int64_t columns;
-    void* const* rows; // one for each lane: where its pixels go
+    gauss_alongState along; // goes on to the column after the last output
+    gauss_boxOutputs outputs;
+    void* rows[gauss_mostBoxLanes]; // where the pixels of each row go
     const unmasked_pixelNumbers* numbers;
 };
 
-using unmasked_pixelKernel = void (*)(const unmasked_pixelStep* step);
+using unmasked_pixelKernel = void (*)(unmasked_pixelStep* step);
 
 // One way: [sums of 32 bits, of 64 bits][pixels of 8 bits, of 16 bits].
 struct unmasked_pixelWay {

@@ -2,52 +2,40 @@
 // the lanes of its level includes this one; all of it has internal linkage.
 #pragma once
 
+#include "gauss/box_along.h"
 #include "unmasked/kernels/pixels.h"
 
 namespace
 {
 
-constexpr int64_t pixelLanes = laneCount<uint32_t>;
+constexpr int pixelLanes = laneCount<uint32_t>;
 
-// ---- the sums of one column, all rows of the group ----
+// ---- the sums of one output, all rows of the group ----
 
-template <class Sum>
-struct columnSums;
+using narrowSums = gauss_groupSums<uint32_t>;
+using wideSums = gauss_groupSums<uint64_t>;
 
-template <>
-struct columnSums<uint32_t> {
-    u32s sums;
+lanes_inline u32s shifted(const narrowSums& sums, int32_t bits)
+{
+    return sums.part[0] >> bits;
+}
 
-    explicit lanes_inline columnSums(const uint32_t* from) : sums(load(from))
-    {
-    }
-    lanes_inline u32s shifted(int32_t bits) const
-    {
-        return sums >> bits;
-    }
-    lanes_inline void toWide(u64s* wide) const
-    {
-        widen(sums, wide);
-    }
-};
+lanes_inline u32s shifted(const wideSums& sums, int32_t bits)
+{
+    return lowHalves(sums.part[0] >> bits, sums.part[1] >> bits);
+}
 
-template <>
-struct columnSums<uint64_t> {
-    u64s sums[2];
+lanes_inline wideSums widened(const narrowSums& sums)
+{
+    wideSums wide;
+    widen(sums.part[0], wide.part);
+    return wide;
+}
 
-    explicit lanes_inline columnSums(const uint64_t* from) : sums{load(from), load(from + pixelLanes / 2)}
-    {
-    }
-    lanes_inline u32s shifted(int32_t bits) const
-    {
-        return lowHalves(sums[0] >> bits, sums[1] >> bits);
-    }
-    lanes_inline void toWide(u64s* wide) const
-    {
-        wide[0] = sums[0];
-        wide[1] = sums[1];
-    }
-};
+lanes_inline wideSums widened(const wideSums& sums)
+{
+    return sums;
+}
 
 // A whole number below 2^52 becomes a double when it takes the place of the low bits of 2^52.
 lanes_inline f64s toDoubles(u64s a)
@@ -59,29 +47,28 @@ lanes_inline f64s toDoubles(u64s a)
 // ---- the ways ----
 
 struct shiftedWay {
-    template <class Sum>
-    static lanes_inline u32s pixels(const unmasked_pixelNumbers& numbers, const columnSums<Sum>& column)
+    template <class Sums>
+    static lanes_inline u32s pixels(const unmasked_pixelNumbers& numbers, const Sums& sums)
     {
-        return column.shifted(numbers.shift);
+        return shifted(sums, numbers.shift);
     }
 };
 
 struct scaledWay {
-    template <class Sum>
-    static lanes_inline u32s pixels(const unmasked_pixelNumbers& numbers, const columnSums<Sum>& column)
+    template <class Sums>
+    static lanes_inline u32s pixels(const unmasked_pixelNumbers& numbers, const Sums& sums)
     {
-        u64s wide[2];
-        column.toWide(wide);
-        return truncated(toDoubles(wide[0]) * numbers.factor + numbers.offset,
-                         toDoubles(wide[1]) * numbers.factor + numbers.offset);
+        const wideSums wide = widened(sums);
+        return truncated(toDoubles(wide.part[0]) * numbers.factor + numbers.offset,
+                         toDoubles(wide.part[1]) * numbers.factor + numbers.offset);
     }
 };
 
 struct fixedPointWay {
-    template <class Sum>
-    static lanes_inline u32s pixels(const unmasked_pixelNumbers& numbers, const columnSums<Sum>& column)
+    template <class Sums>
+    static lanes_inline u32s pixels(const unmasked_pixelNumbers& numbers, const Sums& sums)
     {
-        const u32s product = addPairs((u16s)column.shifted(numbers.shift),
+        const u32s product = addPairs((u16s)shifted(sums, numbers.shift),
                                       (u16s)filled(static_cast<uint32_t>(numbers.multiplier)));
         return numbers.lastShift >= 0 ? product >> numbers.lastShift : product << -numbers.lastShift;
     }
@@ -105,19 +92,19 @@ lanes_inline u32s besideEachOther(const u32s* columns)
 
 // A tile is 16 bytes of each row: four registers, each with a few columns of all rows.
 template <class Pixel>
-constexpr int64_t quadColumns = 4 / sizeof(Pixel);
+constexpr int quadColumns = 4 / int{sizeof(Pixel)};
 template <class Pixel>
-constexpr int64_t tileColumns = 4 * quadColumns<Pixel>;
+constexpr int tileColumns = 4 * quadColumns<Pixel>;
 
-// toPixels gives a column's numbers; those that wrap lose what a pixel has no room for.
-template <class Pixel, class Sum, class ToPixels>
-lanes_inline void makeQuads(const Sum* sums, bool wraps, u32s* quads, const ToPixels& toPixels)
+// toPixels(i) gives the numbers of output i of the tile; those that wrap lose what a pixel has no room for.
+template <class Pixel, class ToPixels>
+lanes_inline void makeQuads(bool wraps, u32s* quads, const ToPixels& toPixels)
 {
     constexpr uint32_t pixelBits = (uint32_t{1} << 8 * sizeof(Pixel)) - 1;
-    for (int64_t quad = 0; quad < 4; ++quad) {
+    for (int quad = 0; quad < 4; ++quad) {
         u32s columns[quadColumns<Pixel>];
-        for (int64_t i = 0; i < quadColumns<Pixel>; ++i) {
-            columns[i] = toPixels(columnSums<Sum>(sums + (quad * quadColumns<Pixel> + i) * pixelLanes));
+        for (int i = 0; i < quadColumns<Pixel>; ++i) {
+            columns[i] = toPixels(quad * quadColumns<Pixel> + i);
             if (wraps)
                 columns[i] &= pixelBits;
         }
@@ -134,67 +121,105 @@ lanes_inline void storeTile(u32s* quads, void* const* rows, int64_t column)
                     static_cast<Pixel*>(rows[(row + 4) % pixelLanes]) + column, quads[row]);
 }
 
-// Runs makeTile(sums, quads) for all tiles; the last one may have columns that are not wanted.
-template <class Pixel, class Sum, class MakeTile>
-lanes_inline void overTiles(const unmasked_pixelStep* step, const MakeTile& makeTile)
+// Runs makeTile(nextSums, quads) for all tiles. nextSums() gives the sums of the next output; beyond the last
+// one, which the last tile may be, it gives the same again.
+template <class Pixel, class Number, bool everyColumn, class MakeTile>
+lanes_inline void overTiles(unmasked_pixelStep* step, const MakeTile& makeTile)
 {
-    constexpr int64_t size = tileColumns<Pixel>;
-    const auto* sums = static_cast<const Sum*>(step->sums);
+    constexpr int size = tileColumns<Pixel>;
+    const gauss_boxOutputs outputs = step->outputs;
+    void* rows[pixelLanes];
+    std::memcpy(rows, step->rows, sizeof rows);
+    gauss_alongCursor<Number> cursor(step->along);
+    int64_t columns = outputs.first; // to be added for the next output
+    const auto addColumns = [&](int64_t last) lanes_inlined {
+        for (; columns > last; --columns)
+            cursor.addColumn();
+    };
+    if constexpr (everyColumn)
+        addColumns(1);
+    const auto nextSums = [&]() lanes_inlined {
+        if constexpr (everyColumn) {
+            cursor.addColumn();
+        } else {
+            addColumns(0);
+            columns = outputs.step;
+        }
+        return cursor.integrators[2];
+    };
     u32s quads[4];
     int64_t column = 0;
-    for (; column + size <= step->columns; column += size, sums += size * pixelLanes) {
-        makeTile(sums, quads);
-        storeTile<Pixel>(quads, step->rows, column);
+    for (; column + size <= outputs.count; column += size) {
+        makeTile(nextSums, quads);
+        storeTile<Pixel>(quads, rows, column);
     }
-    if (column == step->columns)
-        return;
-    Pixel last[pixelLanes][size];
-    void* rows[pixelLanes];
-    for (int64_t row = 0; row < pixelLanes; ++row)
-        rows[row] = last[row];
-    makeTile(sums, quads);
-    storeTile<Pixel>(quads, rows, 0);
-    for (int64_t row = 0; row < pixelLanes; ++row)
-        std::memcpy(static_cast<Pixel*>(step->rows[row]) + column, last[row],
-                    static_cast<size_t>(step->columns - column) * sizeof(Pixel));
+    if (column < outputs.count) {
+        Pixel last[pixelLanes][size];
+        void* lastRows[pixelLanes];
+        for (int row = 0; row < pixelLanes; ++row)
+            lastRows[row] = last[row];
+        int64_t left = outputs.count - column;
+        makeTile(
+            [&]() lanes_inlined {
+                if (left-- > 0)
+                    nextSums();
+                return cursor.integrators[2];
+            },
+            quads);
+        storeTile<Pixel>(quads, lastRows, 0);
+        for (int row = 0; row < pixelLanes; ++row)
+            std::memcpy(static_cast<Pixel*>(rows[row]) + column, last[row],
+                        static_cast<size_t>(outputs.count - column) * sizeof(Pixel));
+    }
+    cursor.keep(&step->along);
 }
 
-template <class Way, class Pixel, class Sum>
-void makePixels(const unmasked_pixelStep* step)
+// The same, with a constant for what does not change from tile to tile.
+template <class Pixel, class Number, class MakeTile>
+lanes_inline void overTiles(unmasked_pixelStep* step, const MakeTile& makeTile)
+{
+    if (step->outputs.step == 1)
+        overTiles<Pixel, Number, true>(step, makeTile);
+    else
+        overTiles<Pixel, Number, false>(step, makeTile);
+}
+
+template <class Way, class Pixel, class Number>
+void makePixels(unmasked_pixelStep* step)
 {
     const unmasked_pixelNumbers numbers = *step->numbers;
-    const auto toPixels = [&](const columnSums<Sum>& column) lanes_inlined {
-        return Way::pixels(numbers, column);
-    };
-    const auto makeTile = [&](bool wraps) lanes_inlined {
-        overTiles<Pixel, Sum>(step, [=](const Sum* sums, u32s* quads)
-                                        lanes_inlined { makeQuads<Pixel>(sums, wraps, quads, toPixels); });
+    const auto makeTiles = [&](bool wraps) lanes_inlined {
+        overTiles<Pixel, Number>(step, [=](const auto& nextSums, u32s* quads) lanes_inlined {
+            makeQuads<Pixel>(wraps, quads,
+                             [&](int) lanes_inlined { return Way::pixels(numbers, nextSums()); });
+        });
     };
     if (numbers.wraps)
-        makeTile(true);
+        makeTiles(true);
     else
-        makeTile(false);
+        makeTiles(false);
 }
 
 // As the scaled way. In single precision the four roundings on the way, in whatever direction, are together
-// below 2^-21 of the result, the margin is more, so only a tile that comes closer to a whole number is made
+// below 2^-21 of the result, and the margin is more, so only a tile that comes closer to a whole number is made
 // again in double precision.
 template <class Pixel>
-void makePixelsSingle(const unmasked_pixelStep* step)
+void makePixelsSingle(unmasked_pixelStep* step)
 {
     const unmasked_pixelNumbers numbers = *step->numbers;
-    overTiles<Pixel, uint32_t>(step, [&](const uint32_t* sums, u32s* quads) lanes_inlined {
+    overTiles<Pixel, uint32_t>(step, [&](const auto& nextSums, u32s* quads) lanes_inlined {
+        narrowSums sums[tileColumns<Pixel>];
         u32s least = ~u32s{};
-        makeQuads<Pixel>(sums, numbers.wraps, quads, [&](const columnSums<uint32_t>& column) lanes_inlined {
+        makeQuads<Pixel>(numbers.wraps, quads, [&](int i) lanes_inlined {
+            sums[i] = nextSums();
             const u32s scaled =
-                truncated(toFloats(column.sums) * numbers.singleFactor + numbers.singleOffset);
+                truncated(toFloats(sums[i].part[0]) * numbers.singleFactor + numbers.singleOffset);
             least = smaller(least, scaled << 16);
             return scaled >> 16;
         });
         if (!isZero((u8s)(least < numbers.margin << 17)))
-            makeQuads<Pixel>(sums, numbers.wraps, quads,
-                             [&](const columnSums<uint32_t>& column)
-                                 lanes_inlined { return scaledWay::pixels(numbers, column); });
+            makeQuads<Pixel>(numbers.wraps, quads,
+                             [&](int i) lanes_inlined { return scaledWay::pixels(numbers, sums[i]); });
     });
 }
 
