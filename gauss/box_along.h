@@ -1,6 +1,6 @@
-// The exact sums of the cube of a box along the rows, for kernels: a cursor that goes from column to column of
-// the sums down the columns (gauss/box_sums.h). A file that has included the lanes of its level includes this
-// one; all of it has internal linkage.
+// The exact sums of the cube of a box along the rows, for kernels: a cursor that goes from column to column
+// of the sums down the columns (gauss/box_sums.h). A file that has included the lanes of its level includes
+// this one; all of it has internal linkage.
 #pragma once
 
 #include "gauss/box_sums.h"

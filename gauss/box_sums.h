@@ -1,10 +1,10 @@
-// The exact sums of the cube of a box: down the columns of an image, and along the rows of what comes out. The
-// kernels of each processor level make the first, as said here; gauss/box_along.h makes the second, inside
-// the kernels that make something of the sums.
+// The exact sums of the cube of a box: down the columns of an image, and along the rows of what comes out.
+// The kernels of each processor level make the first, as said here; gauss/box_along.h makes the second,
+// inside the kernels that make something of the sums.
 //
 // Rows are made in groups. The rows of a group stand side by side in the lanes of a register, so that going
-// along the rows is an operation on registers. The sums down the columns are an array with as many numbers for
-// each column as the level has lanes.
+// along the rows is an operation on registers. The sums down the columns are an array with as many numbers
+// for each column as the level has lanes.
 //
 // With n the box width and x(p) the data at position p, both directions integrate the third difference
 //     x(p) - 3 x(p - n) + 3 x(p - 2n) - x(p - 3n)
@@ -15,8 +15,8 @@
 
 constexpr int64_t gauss_mostBoxLanes = 8;
 
-// The widest box down the columns: with it the first integrator, a second difference of the sums of n pixels
-// that is below 2 n 256 in size, still fits 16 bits, and the sums fit 26 bits.
+// The widest box down the columns: with it the first integrator, a second difference of the sums of n
+// pixels that is below 2 n 256 in size, still fits 16 bits, and the sums fit 26 bits.
 constexpr int64_t gauss_mostBoxDown = 64;
 
 // Which of the positions from the next one on complete an output. All counts are at least 1.
@@ -26,11 +26,11 @@ struct gauss_boxOutputs {
     int64_t count;
 };
 
-// Down the columns: adds source rows to the integrators of some blocks of columns and stores what comes out for
-// each output row of a group.
+// Down the columns: adds source rows to the integrators of some blocks of columns and stores what comes out
+// for each output row of a group.
 struct gauss_boxDown {
-    // The rows from the next one on; rows[-1], rows[-2], ... are those before, 3 n of them. Rows without data
-    // are rows of zeros.
+    // The rows from the next one on; rows[-1], rows[-2], ... are those before, 3 n of them. Rows without
+    // data are rows of zeros.
     const uint8_t* const* rows;
     int64_t width; // of the rows
     int64_t box;

@@ -10,8 +10,9 @@ struct referenceRule {
     gauss_normalisation scale;
     bool round;
 
-    // For gains that are not powers of two the half is not exact and every step along the row rounds it into
-    // the sum again. The integrator that starts at the half is the definition, not the sum plus the half.
+    // For gains that are not powers of two the half is not exact and every step along the row rounds it
+    // into the sum again. The integrator that starts at the half is the definition, not the sum plus the
+    // half.
     double start() const
     {
         return round ? scale.half : 0.0;

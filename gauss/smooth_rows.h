@@ -1,7 +1,7 @@
-// Smoothing in plain code: the exact sums of the cube of a box, for any kernel and sampling, and a rule that
-// makes pixels of them. A vertical pass keeps, for every column, three integrators over the source rows;
-// whenever a destination row is due, a horizontal pass runs the same recurrence along the row of column
-// sums.
+// Smoothing in plain code: the exact sums of the cube of a box, for any kernel and sampling, and a rule
+// that makes pixels of them. A vertical pass keeps, for every column, three integrators over the source
+// rows; whenever a destination row is due, a horizontal pass runs the same recurrence along the row of
+// column sums.
 //
 // Paths that are required to give different pixels differ in their rule. A rule has
 //     double start() const                      what the last integrator along a row begins with
@@ -279,7 +279,8 @@ qip_status gauss_runAll(gauss_rowsRun<Rule>* run, const qsGaussParams* params, f
                                                      : gauss_runRows<uint16_t>(run);
 }
 
-// Writes the destination region of a request, at least one pixel, and sets the destination's client z-scale.
+// Writes the destination region of a request, at least one pixel, and sets the destination's client
+// z-scale.
 // Errors:  QSYS_E_MEMORY, before anything is changed; what a poll answers: rows already written stay.
 template <class Rule>
 qip_status gauss_smoothRows(const qsImage* src, qsVImage* dst, const qsGaussParams* params,

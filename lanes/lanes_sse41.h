@@ -104,8 +104,8 @@ lanes_inline u32s truncated(f64s a, f64s b)
 
 // ---- halves of longer registers ----
 
-// What loads the two halves of a register at the level above loads or stores the one that there is here: that
-// of the first address.
+// What loads the two halves of a register at the level above loads or stores the one that there is here:
+// that of the first address.
 template <class Number>
 lanes_inline lanesOf<Number> loadHalves(const Number* low, const Number*)
 {

@@ -63,8 +63,8 @@ lanes_inline void transposeQuads(u32s* quads)
     interleaveHalves(low[1], high[1], quads + 2);
 }
 
-// The lanes of a, then those of b, in narrower lanes, for each 128 bits on their own. Numbers that do not fit
-// are not kept as they are.
+// The lanes of a, then those of b, in narrower lanes, for each 128 bits on their own. Numbers that do not
+// fit are not kept as they are.
 lanes_inline u16s packedHalves(u32s a, u32s b)
 {
     return (u16s)lanes_instruction(packus_epi32)((lanes_register)a, (lanes_register)b);
@@ -95,8 +95,8 @@ lanes_inline u16s neighboursAdded(u16s a, u16s b)
 
 // ---- bytes by their number ----
 
-// from[index], within the same 16 bytes; 0 for an index of 128 or more. Other bits above the low four do not
-// count.
+// from[index], within the same 16 bytes; 0 for an index of 128 or more. Other bits above the low four do
+// not count.
 lanes_inline u8s picked(u8s from, u8s index)
 {
     return (u8s)lanes_instruction(shuffle_epi8)((lanes_register)from, (lanes_register)index);

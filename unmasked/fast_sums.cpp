@@ -10,8 +10,8 @@
 namespace
 {
 
-// The kernels make tiles of outputs, this many at most. A piece ends with a whole tile, unless sampling is so
-// coarse that this would hold back a long stretch of columns.
+// The kernels make tiles of outputs, this many at most. A piece ends with a whole tile, unless sampling is
+// so coarse that this would hold back a long stretch of columns.
 constexpr int64_t tileOutputs = 16;
 
 // Columns are summed in pieces that stay in the first cache from one step to the next.
@@ -43,8 +43,8 @@ int64_t lastColumnOf(const unmasked_plan* plan)
     return plan->firstColumn + (plan->columns - 1) * plan->stepX + 3 * (plan->boxX - 1);
 }
 
-// The greatest number of columns that are kept before a piece. Outputs are made when all their columns are there;
-// so beside the 3 n columns before the next one these are the columns of outputs that were not.
+// The greatest number of columns that are kept before a piece. Outputs are made when all their columns are
+// there; so beside the 3 n columns before the next one these are the columns of outputs that were not.
 int64_t mostKept(const sumsRun* run)
 {
     const unmasked_plan* const plan = run->plan;

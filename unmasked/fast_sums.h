@@ -16,9 +16,9 @@ struct unmasked_sumsPath {
     bool polls;     // polls as unmasked_smoothGeneral does
 };
 
-// Whether the kernels can make the sums of a request: rows are as wide as a block, boxes not wider than some
-// constant, and kernels reach no column further out than one reflection; so the memory taken grows with the
-// image, not with the kernel.
+// Whether the kernels can make the sums of a request: rows are as wide as a block, boxes not wider than
+// some constant, and kernels reach no column further out than one reflection; so the memory taken grows
+// with the image, not with the kernel.
 bool unmasked_canSum(const gauss_boxKernels* boxes, const unmasked_plan* plan);
 
 // The greatest sum that 8-bit pixels can have.

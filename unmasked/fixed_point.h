@@ -6,8 +6,8 @@
 
 // With S the exact sum, a pixel is the low 8 or 16 bits of
 //     ((S + half) >> firstShift >> secondShift) * multiplier >> lastShift
-// A negative last shift goes to the left. All numbers are those of exact integers, however large: what comes
-// out of the first two shifts is at most 2^15.
+// A negative last shift goes to the left. All numbers are those of exact integers, however large: what
+// comes out of the first two shifts is at most 2^15.
 struct unmasked_fixedPoint {
     double half; // 2^(firstShift - 1), or 0
     int32_t firstShift;

@@ -24,8 +24,8 @@ bool choosePath(const unmasked_plan* plan, double factor, unmasked_sumsPath* pat
     numbers.offset = offset;
     numbers.wraps = greatest >= (deep ? 0x1p16 : 0x1p8);
 
-    // A factor that is a power of two scales exactly, so it is a shift, and one half is a whole number to be
-    // added before.
+    // A factor that is a power of two scales exactly, so it is a shift, and one half is a whole number to
+    // be added before.
     int exponent = 0;
     const bool isPower = std::frexp(factor, &exponent) == 0.5;
     const int shift = 1 - exponent;

@@ -10,7 +10,7 @@
 //   all others                                                        unmasked_smoothGeneral
 // A destination that is created is of the prototype's type.
 // Result:  *dstOut receives the destination. Its client z-scale is set by every way but with peakNormalize.
-// Errors:  those of the ways and of gauss_setupReference; *dstOut is left as it was and a destination created
-//          here is released.
+// Errors:  those of the ways and of gauss_setupReference; *dstOut is left as it was and a destination
+//          created here is released.
 qip_status unmasked_newerEngine(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
                                 qsIRegion* dstRegion, qsVImage** dstOut);

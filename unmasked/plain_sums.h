@@ -1,5 +1,5 @@
-// The paths for kernels of any size in plain code: what their pixels are, written for reading. It runs where
-// the kernels cannot serve a request.
+// The paths for kernels of any size in plain code: what their pixels are, written for reading. It runs
+// where the kernels cannot serve a request.
 #pragma once
 
 #include "gauss/request.h"

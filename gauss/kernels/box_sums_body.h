@@ -1,5 +1,5 @@
-// The kernels of gauss/box_sums.h, written once for all processor levels. A file that has included the lanes
-// of its level includes this one; all of it has internal linkage.
+// The kernels of gauss/box_sums.h, written once for all processor levels. A file that has included the
+// lanes of its level includes this one; all of it has internal linkage.
 #pragma once
 
 #include "gauss/box_sums.h"
@@ -13,15 +13,16 @@ constexpr int64_t blockColumns = laneCount<uint8_t>;
 // ---- down the columns ----
 
 // The integrators of a block. The bytes of the rows are interleaved to be multiplied in pairs, which leaves
-// the columns in four registers: the even and the odd ones of the lower and the upper half of each 128 bits.
+// the columns in four registers: the even and the odd ones of the lower and the upper half of each 128
+// bits.
 struct blockIntegrators {
     u16s first[2];
     u32s second[4];
     u32s third[4];
 };
 
-// Adds the rows that the four pointers point to: a row and those n, 2n and 3n above it. Weights in pairs make
-// the third difference of them without a multiplication for each row.
+// Adds the rows that the four pointers point to: a row and those n, 2n and 3n above it. Weights in pairs
+// make the third difference of them without a multiplication for each row.
 lanes_inline void addRows(const uint8_t* row, const uint8_t* row1, const uint8_t* row2, const uint8_t* row3,
                           int64_t column, blockIntegrators* sums)
 {

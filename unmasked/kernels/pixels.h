@@ -1,5 +1,5 @@
-// From sums down the columns to rows of pixels, for the paths whose sums come from gauss/box_sums.h: one kernel
-// for each way of the arithmetic, each depth and each width of the sums along the rows.
+// From sums down the columns to rows of pixels, for the paths whose sums come from gauss/box_sums.h: one
+// kernel for each way of the arithmetic, each depth and each width of the sums along the rows.
 #pragma once
 
 #include "gauss/box_sums.h"

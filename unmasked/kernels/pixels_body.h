@@ -121,8 +121,8 @@ lanes_inline void storeTile(u32s* quads, void* const* rows, int64_t column)
                     static_cast<Pixel*>(rows[(row + 4) % pixelLanes]) + column, quads[row]);
 }
 
-// Runs makeTile(nextSums, quads) for all tiles. nextSums() gives the sums of the next output; beyond the last
-// one, which the last tile may be, it gives the same again.
+// Runs makeTile(nextSums, quads) for all tiles. nextSums() gives the sums of the next output; beyond the
+// last one, which the last tile may be, it gives the same again.
 template <class Pixel, class Number, bool everyColumn, class MakeTile>
 lanes_inline void overTiles(unmasked_pixelStep* step, const MakeTile& makeTile)
 {
@@ -201,8 +201,8 @@ void makePixels(unmasked_pixelStep* step)
 }
 
 // As the scaled way. In single precision the four roundings on the way, in whatever direction, are together
-// below 2^-21 of the result, and the margin is more, so only a tile that comes closer to a whole number is made
-// again in double precision.
+// below 2^-21 of the result, and the margin is more, so only a tile that comes closer to a whole number is
+// made again in double precision.
 template <class Pixel>
 void makePixelsSingle(unmasked_pixelStep* step)
 {
