@@ -12,7 +12,7 @@ namespace
 // The sums of all rows of a group: modulo 2^32 in one register, modulo 2^64 in two.
 template <class Number>
 struct gauss_groupSums {
-    static constexpr int parts = sizeof(Number) / sizeof(uint32_t);
+    static constexpr int parts = sizeof(Number) == 4 ? 1 : 2;
     lanesOf<Number> part[parts];
 
     lanes_inline void add(const gauss_groupSums& sums)

@@ -38,12 +38,12 @@ struct gauss_rowsRun {
     gauss_span sourceColumns; // the columns that are read
     Rule rule;
 
-    double* firstSums; // the first of the rows of numbers in one block of memory
-    double* secondSums;
-    double* columnSums;
-    int64_t firstColumn;
-    const double* zeroSums; // zeros, as many as the longest stretch of columns
-    uint8_t* zeroBytes;     // zeros, as many as the columns that are read
+    double* firstSums = nullptr; // the first of the rows of numbers in one block of memory
+    double* secondSums = nullptr;
+    double* columnSums = nullptr;
+    int64_t firstColumn = 0;
+    const double* zeroSums = nullptr; // zeros, as many as the longest stretch of columns
+    uint8_t* zeroBytes = nullptr;     // zeros, as many as the columns that are read
 
     gauss_rowsRun(const qsImage* source, qsVImage* destination, const qsGaussParams* params,
                   const gauss_request* request, const Rule& toPixels)

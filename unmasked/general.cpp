@@ -29,9 +29,9 @@ bool choosePath(const unmasked_plan* plan, double factor, unmasked_sumsPath* pat
     int exponent = 0;
     const bool isPower = std::frexp(factor, &exponent) == 0.5;
     const int shift = 1 - exponent;
-    const bool shifts = isPower && shift >= 1 && shift <= 31;
+    const bool shifts = isPower && shift >= 1 && shift < 52;
     path->start = shifts && offset > 0.0 ? uint64_t{1} << (shift - 1) : 0;
-    path->isWide = greatestSum + static_cast<double>(path->start) >= 0x1p32;
+    path->isWide = greatestSum + static_cast<double>(path->start) >= 0x1p32 || (shifts && shift > 31);
 
     // Single precision is worth its while where few pixels come close to a whole number.
     constexpr double mostSingle = 0x1p11;

@@ -7,8 +7,8 @@
 namespace
 {
 
-constexpr int64_t boxLanes = laneCount<uint32_t>;
-constexpr int64_t blockColumns = laneCount<uint8_t>;
+inline constexpr int64_t boxLanes = laneCount<uint32_t>;
+inline constexpr int64_t blockColumns = laneCount<uint8_t>;
 
 // ---- down the columns ----
 
@@ -58,7 +58,7 @@ lanes_inline void storeColumns(const uint32_t (&rows)[boxLanes][blockColumns], u
         }
 }
 
-void sumDown(const gauss_boxDown* step)
+inline void sumDown(const gauss_boxDown* step)
 {
     const int64_t n = step->box;
     const gauss_boxOutputs outputs = step->outputs;

@@ -24,14 +24,15 @@
  *         128-bit level, to 8 bits, one more or less wherever S / N is close to a whole number, and to
  *         16 bits a few
  *     with rounding, where S / N is halfway between two whole numbers, a pixel may be either
- *     with a gain other than 1, at the 256-bit level, to 8 bits and with kernel size 1 (sampling up to 3) or
- *         2 in both axes: the pixel for gain 1 is multiplied and made a whole number a second time, 255
+ *     with a gain other than 1, at the 256-bit level, to 8 bits and with kernel size 1 (sampling up to 3)
+ *         or 2 in both axes: the pixel for gain 1 is multiplied and made a whole number a second time, 255
  *         stands for results from 256 to 32767, and 0 for those above
  *     at the 256-bit level a destination of which fewer than 33 columns or rows are to be written has the
  *         values of the reference path, so a part of a picture may differ from the same part of all of it
  * The processor level decides, so machines may differ. To get the same pixels on all of them, call
- * qsys_cpuinfo_limitLevel("plain") (qbase/cpuinfo.h), or set qprt_isOptimizationInhibitedFP (qbase/inhibit.h)
- * to a function that answers 1 for "gauss": every request then takes the reference path, which is slower.
+ * qsys_cpuinfo_limitLevel("plain") (qbase/cpuinfo.h), or set qprt_isOptimizationInhibitedFP
+ * (qbase/inhibit.h) to a function that answers 1 for "gauss": every request then takes the reference path,
+ * which is slower.
  *
  * Common to the four smoothing functions:
  * Errors:  the codes of qip_gaussParams_validate come first; then those named at the function; any failure

@@ -8,7 +8,7 @@
 namespace
 {
 
-constexpr int pixelLanes = laneCount<uint32_t>;
+inline constexpr int pixelLanes = laneCount<uint32_t>;
 
 // ---- the sums of one output, all rows of the group ----
 
