@@ -15,9 +15,11 @@
 
 constexpr int64_t gauss_mostBoxLanes = 8;
 
-// The widest box down the columns: with it the first integrator, a second difference of the sums of n
-// pixels that is below 2 n 256 in size, still fits 16 bits, and the sums fit 26 bits.
-constexpr int64_t gauss_mostBoxDown = 64;
+// The widest box down the columns. For 8-bit pixels: with it the first integrator, a second difference of
+// the sums of n pixels that is below 2 n 256 in size, still fits 16 bits. For both depths: a third
+// difference of sums, below 8 times the greatest sum in size, still fits 32 bits as a signed number.
+template <class Pixel>
+constexpr int64_t gauss_mostBoxDown = sizeof(Pixel) == 1 ? 64 : 16;
 
 // Which of the positions from the next one on complete an output. All counts are at least 1.
 struct gauss_boxOutputs {
@@ -28,10 +30,11 @@ struct gauss_boxOutputs {
 
 // Down the columns: adds source rows to the integrators of some blocks of columns and stores what comes out
 // for each output row of a group.
+template <class Pixel>
 struct gauss_boxDown {
     // The rows from the next one on; rows[-1], rows[-2], ... are those before, 3 n of them. Rows without
     // data are rows of zeros.
-    const uint8_t* const* rows;
+    const Pixel* const* rows;
     int64_t width; // of the rows
     int64_t box;
     gauss_boxOutputs
@@ -56,12 +59,18 @@ struct gauss_alongState {
     alignas(32) unsigned char integrators[3 * gauss_mostBoxLanes * sizeof(uint64_t)];
 };
 
+template <class Pixel>
+struct gauss_downKernel {
+    int64_t blockColumns; // the rows have at least as many columns
+    int64_t blockState;   // bytes
+    void (*run)(const gauss_boxDown<Pixel>* step);
+};
+
 // The kernels of one level.
 struct gauss_boxKernels {
     int64_t lanes;
-    int64_t blockColumns; // the rows have at least as many columns
-    int64_t blockState;   // bytes
-    void (*down)(const gauss_boxDown* step);
+    gauss_downKernel<uint8_t> down8;
+    gauss_downKernel<uint16_t> down16;
 };
 
 extern const gauss_boxKernels gauss_boxKernelsSse41;

@@ -39,6 +39,12 @@ lanes_inline void interleaveHalves(u8s a, u8s b, u8s* both)
     both[1] = (u8s)lanes_instruction(unpackhi_epi8)((lanes_register)a, (lanes_register)b);
 }
 
+lanes_inline void interleaveHalves(u16s a, u16s b, u16s* both)
+{
+    both[0] = (u16s)lanes_instruction(unpacklo_epi16)((lanes_register)a, (lanes_register)b);
+    both[1] = (u16s)lanes_instruction(unpackhi_epi16)((lanes_register)a, (lanes_register)b);
+}
+
 lanes_inline void interleaveHalves(u32s a, u32s b, u32s* both)
 {
     both[0] = (u32s)lanes_instruction(unpacklo_epi32)((lanes_register)a, (lanes_register)b);

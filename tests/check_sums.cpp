@@ -2,12 +2,14 @@
 // gauss/box_sums.h, against the same paths in plain code, on guarded memory.
 //
 //   check_sums --bench     also times what it has verified, in cycles for each source pixel
+#include "gauss/box_sums.h"
 #include "unmasked/general.h"
 #include "unmasked/older.h"
 #include "unmasked/plain_sums.h"
 
 #include "support/cycles.h"
 #include "support/faults.h"
+#include "support/oracle_gauss.h"
 #include "support/pictures.h"
 #include "support/policy.h"
 
@@ -129,6 +131,68 @@ void forEachForm(const Body& body)
 }
 
 } // namespace
+
+// The sums down the columns on their own, group by group, against weights.
+template <class Pixel>
+void checkColumns(test_random* random, int64_t lanes, const gauss_downKernel<Pixel>& kernel)
+{
+    const int64_t n = test_randomRange(random, 1, gauss_mostBoxDown<Pixel>);
+    const int64_t width = test_randomRange(random, kernel.blockColumns, 150);
+    const int64_t step = test_randomRange(random, 1, 5);
+    constexpr int64_t groups = 3;
+    const int64_t height = 3 * n + groups * lanes * step;
+    test_pixels pixels(test_randomLayout(random, width, height, sizeof(Pixel)));
+    test_fillAnyPixels(random, &pixels);
+    const std::vector<Pixel> zeros(static_cast<size_t>(width));
+    std::vector<const Pixel*> rows(static_cast<size_t>(3 * n), zeros.data());
+    for (int64_t y = 0; y < height; ++y)
+        rows.push_back(reinterpret_cast<const Pixel*>(pixels.row(y)));
+
+    const int64_t blocks = (width + kernel.blockColumns - 1) / kernel.blockColumns;
+    std::vector<unsigned char> room(static_cast<size_t>(blocks * kernel.blockState + 64));
+    const size_t misplaced = reinterpret_cast<uintptr_t>(room.data()) % 64;
+    gauss_boxDown<Pixel> down = {};
+    down.state = room.data() + (64 - misplaced);
+    down.rows = rows.data() + 3 * n;
+    down.width = width;
+    down.box = n;
+    down.blocks = blocks;
+    down.outputs = {3 * n - 2, step, lanes};
+    const std::vector<int64_t> weights = oracle_boxPower(n, 3);
+    for (int64_t group = 0; group < groups; ++group) {
+        std::vector<uint32_t> sums(static_cast<size_t>((kernel.blockColumns + width) * lanes));
+        down.sums = sums.data() + kernel.blockColumns * lanes;
+        kernel.run(&down);
+        for (int64_t lane = 0; lane < lanes; ++lane) {
+            down.rows += lane ? step : down.outputs.first;
+            for (int64_t x = 0; x < width; ++x) {
+                int64_t expected = 0;
+                for (int64_t j = 0; j < std::ssize(weights); ++j)
+                    expected += weights[static_cast<size_t>(j)] * down.rows[-1 - j][x];
+                ASSERT_EQ(down.sums[x * lanes + lane], expected) << "box " << n << ", column " << x;
+            }
+        }
+        down.outputs.first = step;
+    }
+}
+
+TEST(Sums, ColumnsOfBothDepths)
+{
+    const struct {
+        const char* level;
+        const gauss_boxKernels& kernels;
+    } levels[] = {{"avx2", gauss_boxKernelsAvx2}, {"sse", gauss_boxKernelsSse41}};
+    for (const auto& [level, kernels] : levels) {
+        if (qsys_cpuinfo_limitLevel(level) != 0)
+            continue;
+        SCOPED_TRACE(level);
+        test_forCases(200, [&](test_random& random, uint64_t) {
+            checkColumns(&random, kernels.lanes, kernels.down8);
+            checkColumns(&random, kernels.lanes, kernels.down16);
+        });
+    }
+    qsys_cpuinfo_limitLevel("auto");
+}
 
 TEST(Sums, SmallAndLargeWidths)
 {

@@ -48,7 +48,8 @@ int64_t lastColumnOf(const unmasked_plan* plan)
 int64_t mostKept(const sumsRun* run)
 {
     const unmasked_plan* const plan = run->plan;
-    return std::max(6 * plan->boxX + run->outputsAtOnce * plan->stepX, run->path->boxes->blockColumns);
+    return std::max(6 * plan->boxX + run->outputsAtOnce * plan->stepX,
+                    run->path->boxes->down8.blockColumns);
 }
 
 // ---- memory ----
@@ -80,9 +81,9 @@ qip_status takeMemory(sumsRun* run, unsigned char** block, frame_cleanup* cleanu
     const int64_t walkedRows = (plan->rows - 1) * plan->stepY + 3 * (plan->boxY - 1) + 1;
     // After the last piece come the columns beyond the source.
     const int64_t columns =
-        mostKept(run) + run->pieceBlocks * run->path->boxes->blockColumns + 2 * plan->boxX;
+        mostKept(run) + run->pieceBlocks * run->path->boxes->down8.blockColumns + 2 * plan->boxX;
     int64_t size = 0;
-    const int64_t state = setAside(&size, run->blocks * run->path->boxes->blockState);
+    const int64_t state = setAside(&size, run->blocks * run->path->boxes->down8.blockState);
     const int64_t window = setAside(&size, columns * run->lanes * int64_t{sizeof(uint32_t)});
     const int64_t spareRow = setAside(&size, plan->columns * int64_t{sizeof(uint16_t)});
     const int64_t zeroRow = setAside(&size, plan->srcWidth);
@@ -127,7 +128,7 @@ void slideWindow(const sumsRun* run, int64_t column, groupCursor* cursor)
 {
     // The last block may begin before its piece.
     const int64_t first =
-        std::min(cursor->column - 3 * run->plan->boxX, column - run->path->boxes->blockColumns);
+        std::min(cursor->column - 3 * run->plan->boxX, column - run->path->boxes->down8.blockColumns);
     if (first <= cursor->windowFirst)
         return;
     const uint32_t* const from = columnSums(run, cursor, first);
@@ -197,22 +198,22 @@ void makeGroup(const sumsRun* run, int64_t row, gauss_boxOutputs outputs)
     const unmasked_plan* const plan = run->plan;
     const gauss_boxKernels* const boxes = run->path->boxes;
     groupCursor cursor = cursorAt(run, row, outputs.count);
-    gauss_boxDown down = {};
+    gauss_boxDown<uint8_t> down = {};
     down.rows = run->rows;
     down.width = plan->srcWidth;
     down.box = plan->boxY;
     down.outputs = outputs;
     down.state = run->state;
     for (int64_t block = 0; block < run->blocks; block += run->pieceBlocks) {
-        const int64_t column = block * boxes->blockColumns;
+        const int64_t column = block * boxes->down8.blockColumns;
         slideWindow(run, column, &cursor);
         down.firstBlock = block;
         down.blocks = std::min(run->pieceBlocks, run->blocks - block);
         down.sums = columnSums(run, &cursor, column);
-        boxes->down(&down);
+        boxes->down8.run(&down);
         if (block == 0)
             reflectColumns(run, &cursor, plan->firstColumn, 0);
-        int64_t end = column + down.blocks * boxes->blockColumns;
+        int64_t end = column + down.blocks * boxes->down8.blockColumns;
         if (end >= plan->srcWidth) {
             end = run->lastColumn + 1;
             reflectColumns(run, &cursor, plan->srcWidth, end);
@@ -255,7 +256,7 @@ qip_status makeRows(sumsRun* run)
 
 bool unmasked_canSum(const gauss_boxKernels* boxes, const unmasked_plan* plan)
 {
-    return plan->srcWidth >= boxes->blockColumns && plan->boxY <= gauss_mostBoxDown &&
+    return plan->srcWidth >= boxes->down8.blockColumns && plan->boxY <= gauss_mostBoxDown<uint8_t> &&
            plan->boxX <= mostBoxAlong && plan->firstColumn >= -plan->srcWidth &&
            lastColumnOf(plan) < 2 * plan->srcWidth;
 }
@@ -271,11 +272,11 @@ qip_status unmasked_runSums(const unmasked_plan* plan, const unmasked_sumsPath* 
     run.plan = plan;
     run.path = path;
     run.lanes = path->boxes->lanes;
-    run.blocks = (plan->srcWidth + path->boxes->blockColumns - 1) / path->boxes->blockColumns;
+    run.blocks = (plan->srcWidth + path->boxes->down8.blockColumns - 1) / path->boxes->down8.blockColumns;
     run.lastColumn = lastColumnOf(plan);
     run.outputsAtOnce = plan->stepX <= tileOutputs ? tileOutputs : 1;
     const int64_t piece = std::max(leastPiece, 2 * mostKept(&run));
-    run.pieceBlocks = std::min(run.blocks, piece / path->boxes->blockColumns);
+    run.pieceBlocks = std::min(run.blocks, piece / path->boxes->down8.blockColumns);
     unsigned char* block = nullptr;
     frame_cleanup cleanup = {};
     qip_status status = takeMemory(&run, &block, &cleanup);
