@@ -166,14 +166,13 @@ qip_status copyEarlyRows(const fastCall<Planes>& call)
 
 const gauss2_levelKernels& kernelsAt(frame_level level)
 {
-    switch (level) {
-    case frame_level::vector256:
-        return gauss2_kernelsAvx2;
-    case frame_level::vector128:
-        return gauss2_kernelsSse41;
-    default:
-        return gauss2_kernelsPortable;
+    if constexpr (frame_hasVectors) {
+        if (level == frame_level::vector256)
+            return gauss2_kernelsAvx2;
+        if (level == frame_level::vector128)
+            return gauss2_kernelsSse41;
     }
+    return gauss2_kernelsPortable;
 }
 
 template <class Sweep>

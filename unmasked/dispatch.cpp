@@ -11,7 +11,9 @@
 namespace
 {
 
-constexpr unmasked_engines builtInEngines = {unmasked_newerEngine, unmasked_olderEngine};
+// Both engines need instructions that only some processors have.
+constexpr unmasked_engines builtInEngines =
+    frame_hasVectors ? unmasked_engines{unmasked_newerEngine, unmasked_olderEngine} : unmasked_engines{};
 
 qip_status checkArguments(const qsImage* src, const qsVImage* dst, const qsGaussParams* params,
                           qsVImage* const* dstOut)
