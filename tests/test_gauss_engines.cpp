@@ -414,6 +414,7 @@ struct flatCase {
     int32_t pixelSize = 1;
     int32_t width = 40, height = 40;
     bool hasRegion = false;
+    int direction = FE_TONEAREST; // of the calling thread
 };
 
 void expectFlat(const flatCase& flat)
@@ -426,7 +427,9 @@ void expectFlat(const flatCase& flat)
         test_legacyParams(request, flat.pixelSize == 1 ? qsImageNull : qsUSImageNull);
     qsIRegion region = {-100, -100, 400, 400};
     qsVImage* out = nullptr;
+    std::fesetround(flat.direction);
     ASSERT_EQ(qip_gauss(&source, nullptr, &params, flat.hasRegion ? &region : nullptr, &out), QIP_OK);
+    std::fesetround(FE_TONEAREST);
     const test_view view = test_legacyView(out);
     EXPECT_TRUE(
         test_samePixels(test_grid(view.width, view.height, static_cast<uint16_t>(flat.expected)), view))
@@ -486,6 +489,8 @@ TEST(GaussEngines, ThePathDecidesThePixels)
         {"avx2", sampled(with(one, 2.0F), 4, 1), 200, 144}, // the general path
         {"avx2", with(one, 1.5F), 1, 2},
         {"avx2", with(one, 1.5F), 3, 4}, // 4.5, to the even one, though the request truncates
+        {"avx2", with(one, 1.5F), 3, 5, 1, 40, 40, false, FE_UPWARD},
+        {"avx2", with(two, 0.5F, true), 5, 2, 1, 40, 40, false, FE_UPWARD}, // to the even one all the same
         {"avx2", peak, 10, 148, 2},
         {"avx2", peakRounded, 10, 149, 2},
         {"avx2", peakRounded, 10, 10}, // the fixed paths do not look at the peak flag
@@ -494,19 +499,5 @@ TEST(GaussEngines, ThePathDecidesThePixels)
         for (const flatCase& flat : cases)
             if (flat.level == level)
                 expectFlat(flat);
-    });
-}
-
-// The gain of the small-kernel path rounds in the direction of the calling thread, that of the seven-tap
-// path to the even one of two all the same.
-TEST(GaussEngines, DirectionOfRounding)
-{
-    test_atEveryLevel([&](const std::string& level) {
-        if (level != "avx2")
-            return;
-        std::fesetround(FE_UPWARD);
-        expectFlat({level, {.kernelX = 1, .kernelY = 1, .gain = 1.5F}, 3, 5});
-        expectFlat({level, {.kernelX = 2, .kernelY = 2, .round = true, .gain = 0.5F}, 5, 2});
-        std::fesetround(FE_TONEAREST);
     });
 }
