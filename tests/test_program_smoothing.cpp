@@ -33,7 +33,7 @@ struct plane {
     {
         lay({x, y, picture.width, picture.height}, picture.greatest > 255 ? 2 : 1,
             [&](int32_t column, int32_t row) {
-                return picture.pixels[static_cast<size_t>(row * picture.width + column)];
+                return picture.pixels[static_cast<size_t>(int64_t{row} * picture.width + column)];
             });
     }
 };
@@ -204,7 +204,7 @@ TEST(ProgramSmoothing, GaussNamesItsPath)
         int pixel;
     };
     const struct {
-        int width, height, value;
+        uint16_t width, height, value;
         const char* options;
         answer avx2, sse;
         int reference; // the pixel of the path that every processor has
@@ -231,10 +231,9 @@ TEST(ProgramSmoothing, GaussNamesItsPath)
     const program_folder folder;
     const std::string in = folder.file("in.pgm"), out = folder.file("out.pgm");
     for (const auto& request : requests) {
-        const auto count = static_cast<size_t>(request.width * request.height);
-        const auto value = static_cast<uint16_t>(request.value);
-        program_writeFile(
-            in, program_pgmOf({request.width, request.height, 255, std::vector<uint16_t>(count, value)}));
+        program_picture flat = {request.width, request.height, 255, {}};
+        flat.pixels.assign(size_t{1} * request.width * request.height, request.value);
+        program_writeFile(in, program_pgmOf(flat));
         for (const auto& [level, expected] : {std::pair("avx2", request.avx2),
                                               {"sse", request.sse},
                                               {"plain", {"reference", request.reference}}}) {
