@@ -200,17 +200,6 @@ TYPED_TEST(Gauss2Fast, EverySmallSize)
         }
 }
 
-TYPED_TEST(Gauss2Fast, RandomSizes)
-{
-    for (uint64_t number = 1000; number < 1080 && !this->HasFailure(); ++number) {
-        test_random random = test_randomFor(number);
-        const int32_t width = test_randomInt(&random, 1, 400);
-        const int32_t height = test_randomInt(&random, 1, 150);
-        this->checkAll(number, width, height, test_randomInt(&random, 0, test_pixelKinds - 1),
-                       number % 2 ? int64_t{test_patches} : test_randomInt(&random, 0, test_maskKinds - 1));
-    }
-}
-
 // The greatest sums and differences, and all heights around a poll and around what is made at a time.
 TYPED_TEST(Gauss2Fast, ExtremesAndEveryHeight)
 {

@@ -84,24 +84,19 @@ TEST(BaseXform, HandlesMapAsTheirPartsDo)
                 const bool isBehind = test_chance(&random, 50);
                 const qmath_xformLinear l = randomLinear(&random);
                 test_handle part;
-                std::function<void(qmath_point*)> map = [l](qmath_point* p) {
-                    *p = mapBy(l, *p);
-                };
-                if (kind < 2) {
+                if (kind < 2)
                     ASSERT_EQ(qmath_xformPtrhConst_constructLinear(&part, &l), 0);
-                } else if (kind == 2) {
-                    ASSERT_EQ(qmath_xformPtrhConst_assign(&part, &waves), 0);
-                    map = [&](qmath_point* p) {
-                        Wave::forward(&wave, p);
-                    };
-                } else {
-                    ASSERT_EQ(qmath_xformPtrhConst_assignInverse(&part, &waves), 0);
-                    map = [&](qmath_point* p) {
-                        Wave::backward(&wave, p);
-                    };
-                }
+                else
+                    ASSERT_EQ((kind == 2 ? qmath_xformPtrhConst_assign
+                                         : qmath_xformPtrhConst_assignInverse)(&part, &waves),
+                              0);
                 linear = linear && kind < 2;
-                list.insert(isBehind ? list.end() : list.begin(), map);
+                list.insert(isBehind ? list.end() : list.begin(), [=, &wave](qmath_point* p) {
+                    if (kind < 2)
+                        *p = mapBy(l, *p);
+                    else
+                        (kind == 2 ? Wave::forward : Wave::backward)(&wave, p);
+                });
                 if (isBehind)
                     ASSERT_EQ(qmath_xformPtrhConst_assignCompose(&whole, &part, &whole), 0);
                 else if (kind == 0)

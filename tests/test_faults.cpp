@@ -95,9 +95,8 @@ struct scene {
                 hash = (hash ^ reinterpret_cast<const unsigned char*>(values)[i]) * 0x100000001b3u;
         };
         const auto mixPixels = [&](const test_view& view) {
-            for (int32_t y = 0; y < view.height; ++y)
-                mix(static_cast<const unsigned char*>(view.first) + y * view.stride,
-                    static_cast<size_t>(view.width * view.pixelSize));
+            const test_grid pixels(view);
+            mix(pixels.values.data(), pixels.values.size());
         };
         const auto mixHandle = [&](const qmath_xformPtrhConst* transform) {
             for (qmath_point point : {qmath_point{0.0, 0.0}, {10.0, 50.0}}) {

@@ -10,86 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
-#include <memory>
-#include <optional>
-
-namespace
-{
-
-// The arguments of one call: a source, an optional destination over pixels of its own, an optional region.
-struct legacyCall {
-    test_pixels pixels;
-    qsVImage source;
-    std::unique_ptr<test_pixels> written;
-    qsVImage destination = {};
-    std::optional<qsIRegion> region;
-
-    explicit legacyCall(test_random* random)
-        : pixels({test_randomInt(random, 1, 40), test_randomInt(random, 1, 40), 1,
-                  static_cast<test_fence>(test_randomInt(random, 0, 2)), 0, 0, test_chance(random, 25)}),
-          source(test_legacyOver(pixels, test_randomInt(random, -50, 50), test_randomInt(random, -50, 50)))
-    {
-        test_fillRandom(&pixels, test_randomBits(random));
-        source.clientCoords = {2.0F, 0.5F, -0.25F, 1.5F, 7.0F, -3.0F};
-        source.clientZScale = 0.75F;
-    }
-
-    // Perhaps a destination and a region, near what the source yields.
-    void ask(test_random* random, const oracle_rect& all)
-    {
-        const auto nearby = [&] {
-            return qsIRegion{static_cast<int32_t>(all.x) + test_randomInt(random, -4, 6),
-                             static_cast<int32_t>(all.y) + test_randomInt(random, -4, 6),
-                             test_randomInt(random, 1, 30), test_randomInt(random, 1, 30)};
-        };
-        if (test_chance(random, 50)) {
-            const qsIRegion r = nearby();
-            written = std::make_unique<test_pixels>(test_layout{r.width, r.height, 1});
-            destination = test_legacyOver(*written, r.x, r.y);
-        }
-        if (test_chance(random, 50))
-            region = nearby();
-    }
-
-    qsVImage* given()
-    {
-        return written ? &destination : nullptr;
-    }
-
-    // What of the valid part is written: a given destination is the request, else the region is, else
-    // everything.
-    oracle_rect writtenPart(const oracle_rect& valid) const
-    {
-        if (written)
-            return oracle_intersection(valid, oracle_rectOf(destination.region)).orZeros();
-        return region ? oracle_intersection(valid, oracle_rectOf(*region)).orZeros() : valid;
-    }
-
-    // The result after a call that reported `reported` as its region, and releases what the call made.
-    void expectResult(qsVImage* out, const qsIRegion& reported, const oracle_rect& rect,
-                      const oracle_values& values)
-    {
-        if (region) {
-            EXPECT_TRUE(test_sameRect(rect, oracle_rectOf(reported)));
-        }
-        EXPECT_TRUE(test_undamaged(pixels));
-        if (written) {
-            EXPECT_EQ(out, &destination);
-            EXPECT_TRUE(test_undamaged(*written));
-        } else {
-            EXPECT_TRUE(test_sameRect(rect, oracle_rectOf(out->region)));
-            EXPECT_EQ(qsVImageType(out), QS_IMAGE_TYPE_8);
-        }
-        if (written || !rect.isNull())
-            test_expectValues(test_legacyView(out), oracle_rectOf(out->region), written ? test_canary : 0,
-                              values);
-        if (!written)
-            qsImageFree(out);
-    }
-};
-
-} // namespace
+#include <limits>
 
 // ---- qip_gauss ----
 
@@ -214,45 +135,69 @@ TEST(GaussLegacy, RecordsThatAskForNoWork)
 TEST(GaussBoxes, RandomCallsEqualADirectConvolution)
 {
     test_forCases(3000, [&](test_random& random, uint64_t) {
-        legacyCall made(&random);
-        const oracle_rect source = oracle_rectOf(made.source.region);
-        const int32_t passes = test_randomInt(&random, -1, 5);
-        const int32_t kernelX = test_randomInt(&random, 0, 5);
-        const int32_t kernelY = test_randomInt(&random, 0, 5);
+        const auto number = [&](int64_t low, int64_t high) {
+            return test_randomInt(&random, low, high);
+        };
+        test_placed source, destination;
+        source.place(&random, {number(-50, 50), number(-50, 50), number(1, 40), number(1, 40)}, 1);
+        test_fillRandom(source.pixels.get(), test_randomBits(&random));
+        const int32_t passes = number(-1, 5), kernelX = number(0, 5), kernelY = number(0, 5);
+        const int32_t peak = number(0, 1);
         const bool isCopy = passes <= 0 || (kernelX == 0 && kernelY == 0);
-        const int32_t peak = test_randomInt(&random, 0, 1);
-        const oracle_rect valid = oracle_boxesValid(source, std::max(passes, 0), kernelX, kernelY);
-        made.ask(&random, valid.isNull() ? source : valid);
-        const bool inPlace = !made.written && test_chance(&random, 50);
-        const oracle_rect rect = inPlace ? valid : made.writtenPart(valid);
-        const test_grid before(made.pixels.view());
+
+        // A given destination is the request, else the region is, else everything.
+        const oracle_rect valid = oracle_boxesValid(source.rect, std::max(passes, 0), kernelX, kernelY);
+        const oracle_rect& all = valid.isNull() ? source.rect : valid;
+        const auto nearby = [&] {
+            return oracle_rect{all.x + number(-4, 6), all.y + number(-4, 6), number(1, 30), number(1, 30)};
+        };
+        oracle_rect asked = valid;
+        qsIRegion region = {};
+        const bool hasRegion = test_chance(&random, 50);
+        if (hasRegion) {
+            asked = nearby();
+            region = {static_cast<int32_t>(asked.x), static_cast<int32_t>(asked.y),
+                      static_cast<int32_t>(asked.width), static_cast<int32_t>(asked.height)};
+        }
+        const bool isGiven = test_chance(&random, 50);
+        const bool inPlace = !isGiven && test_chance(&random, 50);
+        if (isGiven)
+            destination.place(&random, nearby(), 1);
+        if (isGiven || inPlace)
+            asked = isGiven ? destination.rect : source.rect;
+        const oracle_rect rect = oracle_intersection(valid, asked).orZeros();
+
+        const test_grid before(source.pixels->view());
         const oracle_values values =
-            oracle_boxes(made.pixels.view(), source.x, source.y, std::max(passes, 0), kernelX, kernelY,
+            oracle_boxes(before.view(), source.rect.x, source.rect.y, std::max(passes, 0), kernelX, kernelY,
                          peak && !isCopy, rect);
-        const qsFXform client = made.source.clientCoords;
-        qsIRegion region = made.region.value_or(qsIRegion{});
-        qsVImage* const out = qfGauss(&made.source, inPlace ? &made.source : made.given(), passes - 1,
-                                      kernelX, kernelY, peak, made.region ? &region : nullptr);
+        qsVImage from = source.legacy(), to = destination.legacy();
+        from.clientCoords = {2.0F, 0.5F, -0.25F, 1.5F, 7.0F, -3.0F};
+        qsVImage* const given = isGiven ? &to : inPlace ? &from : nullptr;
+        qsVImage* const out =
+            qfGauss(&from, given, passes - 1, kernelX, kernelY, peak, hasRegion ? &region : nullptr);
         ASSERT_NE(out, nullptr);
+        EXPECT_TRUE(!given || out == given);
+        EXPECT_EQ(qsVImageType(out), QS_IMAGE_TYPE_8);
+        EXPECT_TRUE(test_sameRect(given ? asked : rect, oracle_rectOf(out->region)));
+        EXPECT_TRUE(!hasRegion || test_sameRect(rect, oracle_rectOf(region)));
         if (!isCopy && !rect.isNull()) {
-            qsFXform expected = client;
-            expected.tx = 7.0F - (passes % 2 != 0 && kernelX % 2 != 0 ? 0.5F : 0.0F);
-            expected.ty = -3.0F - (passes % 2 != 0 && kernelY % 2 != 0 ? 0.5F : 0.0F);
+            qsFXform expected = {2.0F, 0.5F, -0.25F, 1.5F, 7.0F, -3.0F};
+            expected.tx -= passes % 2 != 0 && kernelX % 2 != 0 ? 0.5F : 0.0F;
+            expected.ty -= passes % 2 != 0 && kernelY % 2 != 0 ? 0.5F : 0.0F;
             EXPECT_EQ(expected, out->clientCoords);
         }
-        if (!inPlace) {
-            EXPECT_TRUE(test_samePixels(before, made.pixels.view()));
-            made.expectResult(out, region, rect, values);
-            return;
-        }
-        EXPECT_EQ(out, &made.source);
-        EXPECT_TRUE(test_undamaged(made.pixels));
-        test_grid expected = before;
-        test_putValues(&expected, source, values, 1);
-        EXPECT_TRUE(test_samePixels(expected, made.pixels.view()));
-        if (made.region) {
-            EXPECT_TRUE(test_sameRect(rect, oracle_rectOf(region)));
-        }
+        test_grid after = before;
+        if (inPlace)
+            test_putValues(&after, source.rect, values, 1);
+        else if (given || !rect.isNull())
+            test_expectValues(test_legacyView(out), oracle_rectOf(out->region), given ? test_canary : 0,
+                              values);
+        EXPECT_TRUE(test_samePixels(after, source.pixels->view()));
+        EXPECT_TRUE(test_undamaged(*source.pixels));
+        EXPECT_TRUE(!isGiven || test_undamaged(*destination.pixels));
+        if (!given)
+            qsImageFree(out);
     });
 }
 

@@ -100,6 +100,12 @@ struct test_placed {
     {
         return {pixels.get(), rect};
     }
+    // It owns nothing; an empty record without pixels.
+    qsVImage legacy() const
+    {
+        return pixels ? test_legacyOver(*pixels, static_cast<int32_t>(rect.x), static_cast<int32_t>(rect.y))
+                      : qsVImage{};
+    }
 };
 
 // Half of them tiny.

@@ -1,5 +1,4 @@
-// Where the values of the unmasked smoothing are hardest to keep: exact half-way results on the reference
-// path, and kernels, samplings and origins up to the ends of the 32-bit range on every path.
+// The unmasked smoothing with kernels, samplings and origins up to the ends of the 32-bit range, on every path.
 #include "support/faults.h"
 #include "support/gauss_calls.h"
 #include "support/images.h"
@@ -11,33 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cmath>
 #include <limits>
-
-// Exact half-way results from images so small that most of the kernel meets nothing: the accumulator goes
-// on rounding there, column by column.
-TEST(GaussValues, TiesWhereTheKernelIsLargerThanTheImage)
-{
-    const test_inhibition reference("gauss");
-    for (int32_t width = 1; width <= 3; ++width)
-        for (int64_t kernel = 1; kernel <= 20; ++kernel)
-            for (int numerator = 1; numerator <= 41; numerator += 2) {
-                const oracle_gauss request{
-                    .kernelX = kernel, .round = true, .gain = static_cast<float>(numerator) / 2.0F};
-                SCOPED_TRACE("width " + std::to_string(width) + " kernel " + std::to_string(kernel) +
-                             " gain " + std::to_string(request.gain));
-                // One row for every grey level.
-                test_pixels source({width, 256, 1});
-                test_fill(&source, [](int32_t, int32_t y) { return static_cast<uint32_t>(y); });
-                const oracle_rect rect = oracle_destination({0, 0, width, 256}, request);
-                const test_pixels written({width, 256, 2});
-                const auto from = test_windowConstOver(source, 0, 0);
-                const auto to = test_windowOver(written, static_cast<int32_t>(rect.x), 0);
-                const qip_gaussParams params = test_gaussParams(request);
-                ASSERT_EQ(qip_gauss_smoothWindow8_16(&from, &to, &params), QIP_OK);
-                EXPECT_TRUE(test_samePixels(test_smoothed(source.view(), params, rect, 2), written.view()));
-            }
-}
 
 // Kernels and samplings up to the greatest number, rectangles at the ends of the 32-bit range: the pixels
 // of the path, or a range status and nothing made, and never a block that follows the kernel.
