@@ -7,7 +7,11 @@
 
 constexpr int64_t base_rowAlignment = 64;
 
-// The layout of a block whose rows begin on 64-byte boundaries.
+// Rows at such distances share a few sets of the first-level cache: the pixels of a column drive each other
+// out of it, and a filter that works on ten or twenty rows waits for memory.
+constexpr int64_t base_crowdedStride = 2048;
+
+// The layout of a block whose rows begin on 64-byte boundaries, and not at multiples of a crowded stride.
 struct base_pixelLayout {
     int32_t stride;
     int64_t size; // of all rows, in bytes
@@ -19,7 +23,9 @@ inline bool base_pixelLayout_init(base_pixelLayout* layout, int32_t pixelSize, i
                                   int32_t height)
 {
     const int64_t rowSize = int64_t{width} * pixelSize;
-    const int64_t stride = (rowSize + base_rowAlignment - 1) / base_rowAlignment * base_rowAlignment;
+    int64_t stride = (rowSize + base_rowAlignment - 1) / base_rowAlignment * base_rowAlignment;
+    if (stride > 0 && stride % base_crowdedStride == 0)
+        stride += base_rowAlignment;
     if (stride > std::numeric_limits<int32_t>::max())
         return false;
     *layout = {static_cast<int32_t>(stride), stride * height};

@@ -48,7 +48,7 @@ TEST(BaseImage, NewPixelsAreZeroAndRowsAligned)
 {
     for (const int32_t pixelSize : {1, 2})
         for (const qstd_rect32 rect :
-             {qstd_rect32{-3, 4, 1, 1}, {5, -6, 65, 3}, {0, 0, 32, 2}, {7, 7, 0, 5}}) {
+             {qstd_rect32{-3, 4, 1, 1}, {5, -6, 65, 3}, {0, 0, 32, 2}, {7, 7, 0, 5}, {0, 0, 4096, 3}}) {
             test_image image;
             ASSERT_EQ(qimg_image_assignNewRect(&image.record, pixelSize, &rect), 0);
             EXPECT_EQ(rectOf(image), rect);
@@ -57,6 +57,7 @@ TEST(BaseImage, NewPixelsAreZeroAndRowsAligned)
             EXPECT_NE(window.bound, 0);
             EXPECT_EQ(window.pixelSize, pixelSize);
             EXPECT_GE(window.stride, rect.width * pixelSize);
+            EXPECT_TRUE(rect.width == 0 || window.stride % 2048 != 0) << "rows would share few cache sets";
             for (int32_t y = 0; y < rect.height; ++y) {
                 auto* const row = static_cast<unsigned char*>(window.firstPixel) + y * window.stride;
                 EXPECT_EQ(reinterpret_cast<uintptr_t>(row) % 64, 0u);

@@ -37,36 +37,51 @@ inline uint8_t unmasked_narrowed(int32_t value)
     return static_cast<uint8_t>(value > 255 ? 255 : value);
 }
 
-// A whole number in single precision as an integer; 0 for what does not fit 32 bits.
-inline int32_t unmasked_toInteger(float whole)
+// The numbers that the three conversions below take. They give 0 for all others, as narrowing does. Not a
+// number: no.
+inline bool unmasked_isConvertible(float value)
 {
-    return whole >= -0x1p31f && whole < 0x1p31f ? static_cast<int32_t>(whole) : 0;
+    return std::fabs(value) < 0x1p22f;
+}
+
+// Without the fraction.
+inline int32_t unmasked_truncated(float value)
+{
+    return unmasked_isConvertible(value) ? static_cast<int32_t>(value) : 0;
 }
 
 // To the nearest whole number, and to the even one of two that are equally near, whatever direction the
-// calling thread rounds in. The difference is exact.
-inline float unmasked_roundedToEven(float value)
+// calling thread rounds in: integers round. They have all 24 bits of fractions from one half on, exactly, and
+// of smaller ones that these are smaller.
+inline int32_t unmasked_roundedToEven(float value)
 {
-    const float below = std::floor(value);
-    const float rest = value - below;
-    if (rest != 0.5f)
-        return rest > 0.5f ? below + 1.0f : below;
-    return std::fmod(below, 2.0f) == 0.0f ? below : below + 1.0f;
+    if (!unmasked_isConvertible(value))
+        return 0;
+    const int64_t fixed = static_cast<int64_t>(value * 0x1p24f);
+    const int64_t isOdd = fixed >> 24 & 1;
+    return static_cast<int32_t>((fixed + 0x7fffff + isOdd) >> 24);
+}
+
+// To a whole number, in the direction in which the calling thread rounds: the sum has no bits for fractions,
+// and the difference is exact.
+inline int32_t unmasked_roundedAsThread(float value)
+{
+    constexpr float noFractions = 0x1.8p23f;
+    return unmasked_isConvertible(value) ? static_cast<int32_t>((value + noFractions) - noFractions) : 0;
 }
 
 // The gain of kernel size 2, on a quotient of 0 .. 255.
 inline uint8_t unmasked_scaledBy729(uint32_t quotient, float gain, bool round)
 {
     const float scaled = static_cast<float>(quotient) * gain;
-    return unmasked_narrowed(
-        unmasked_toInteger(round ? unmasked_roundedToEven(scaled) : std::trunc(scaled)));
+    return unmasked_narrowed(round ? unmasked_roundedToEven(scaled) : unmasked_truncated(scaled));
 }
 
 // The gain of kernel size 1, which rounds in the direction of the calling thread, whatever the request says
 // about rounding.
 inline uint8_t unmasked_scaledBy64(uint32_t quotient, float gain)
 {
-    return unmasked_narrowed(unmasked_toInteger(std::nearbyint(static_cast<float>(quotient) * gain)));
+    return unmasked_narrowed(unmasked_roundedAsThread(static_cast<float>(quotient) * gain));
 }
 
 // ---- the general path ----

@@ -3,6 +3,7 @@
 #include "gauss/running_sums.h"
 #include "lanes/padded_row.h"
 #include "unmasked/arithmetic.h"
+#include "unmasked/kernels/look_up.h"
 #include "unmasked/kernels/seven_tap.h"
 #include "unmasked/plain.h"
 
@@ -47,7 +48,7 @@ struct sevenTapCall {
     uint8_t unwanted[stripOutputs];                    // output rows beyond the last
     uint8_t narrow[mostOutputRows][widestBlock];       // outputs of a plan that is narrower than a block
     uint8_t edge[taps][widestBlock / 2 * columnsRead]; // columns of a block at a border
-    uint8_t scaled[256];                               // each quotient with the gain
+    unmasked_pixelTable scaled;                        // each quotient with the gain, where there is one
 };
 
 // ---- columns ----
@@ -172,7 +173,7 @@ void makeStripRows(sevenTapCall* call, const rowsOfRun& rows, const strip& strip
 void scaleOutputs(const sevenTapCall* call, const strip& strip, uint8_t* row)
 {
     const int64_t begin = std::min(strip.begin, firstOutputOf(call, strip, strip.blocks - 1));
-    kernels.lookUp(call->scaled, row + begin, strip.end - begin);
+    unmasked_lookUpAvx2(&call->scaled, row + begin, strip.end - begin);
 }
 
 // Makes the output rows first .. end - 1 of a strip.
@@ -249,7 +250,7 @@ void setUp(sevenTapCall* call, const unmasked_plan* plan)
     call->method = methodFor(*call->kernel, plan->stepY);
     call->scales = unmasked_hasGain(plan->gain);
     for (uint32_t quotient = 0; call->scales && quotient < 256; ++quotient)
-        call->scaled[quotient] = unmasked_scaledBy729(quotient, plan->gain, plan->round);
+        call->scaled.pixel[quotient] = unmasked_scaledBy729(quotient, plan->gain, plan->round);
 }
 
 // Calls make(first, end) for the output rows between two polls.

@@ -3,6 +3,7 @@
 #include "frame/cleanup.h"
 #include "gauss/running_sums.h"
 #include "unmasked/arithmetic.h"
+#include "unmasked/kernels/look_up.h"
 #include "unmasked/kernels/small_kernel.h"
 #include "unmasked/plain.h"
 
@@ -17,7 +18,8 @@ struct smallCall {
     const unmasked_plan* plan;
     void (*kernel)(const unmasked_smallSweep* sweep); // null where the plain code serves
     unmasked_smallSweep sweep;
-    uint8_t scaled[256]; // the pixel of each quotient, where there is a gain
+    bool scales;
+    unmasked_pixelTable scaled; // each quotient with the gain, where there is one
 };
 
 // Whether the rows and columns that the kernels reach are those that the vector code knows: one reflection
@@ -42,8 +44,9 @@ void startCall(const unmasked_plan* plan, smallCall* call)
     call->sweep.srcWidth = plan->srcWidth;
     call->sweep.firstColumn = plan->firstColumn;
     call->sweep.columns = plan->columns;
-    for (uint32_t quotient = 0; unmasked_hasGain(plan->gain) && quotient < 256; ++quotient)
-        call->scaled[quotient] = unmasked_scaledBy64(quotient, plan->gain);
+    call->scales = unmasked_hasGain(plan->gain);
+    for (uint32_t quotient = 0; call->scales && quotient < 256; ++quotient)
+        call->scaled.pixel[quotient] = unmasked_scaledBy64(quotient, plan->gain);
 }
 
 // Makes `count` output rows, at most unmasked_smallMostRows, from row j on.
@@ -58,10 +61,8 @@ void makeSweep(smallCall* call, int64_t j, int64_t count)
         sweep.out[i] = unmasked_dstRow<uint8_t>(&plan, j + i);
     sweep.rows = static_cast<int>(count);
     call->kernel(&sweep);
-    if (unmasked_hasGain(plan.gain))
-        for (int64_t i = 0; i < count; ++i)
-            std::transform(sweep.out[i], sweep.out[i] + plan.columns, sweep.out[i],
-                           [=](uint8_t quotient) { return call->scaled[quotient]; });
+    for (int64_t i = 0; call->scales && i < count; ++i)
+        unmasked_lookUpAvx2(&call->scaled, sweep.out[i], plan.columns);
 }
 
 void makeRows(smallCall* call, int64_t first, int64_t count)

@@ -8,8 +8,9 @@
  *
  * Pixel buffers are counted references: several images may share one, also across threads, and the last
  * one releases it. One image record belongs to one thread at a time. Rows of buffers made here begin on
- * 64-byte boundaries and new pixels are zero. An image bound to a null rectangle is bound and has no
- * pixels.
+ * 64-byte boundaries and new pixels are zero. The distance of the rows is the image's stride, which may be
+ * more than a row rounded up to 64 bytes; nothing else can be relied on. An image bound to a null rectangle
+ * is bound and has no pixels.
  *
  * The image-from-client transform maps client (world) coordinates to pixel coordinates of the image; the
  * client-from-image transform is always its inverse. Setting one sets the other.

@@ -41,8 +41,6 @@ struct unmasked_sevenTapKernels {
     unmasked_sevenTapKernel step1;
     unmasked_sevenTapKernel step2;
     unmasked_sevenTapKernel anyStep;
-    void (*lookUp)(const uint8_t* table, uint8_t* row,
-                   int64_t count); // row[i] = table[row[i]], of 256 bytes
 };
 
 // Data, so that nothing of a level runs before it is chosen.

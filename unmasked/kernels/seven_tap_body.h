@@ -145,31 +145,6 @@ void makeRun(const unmasked_sevenTapRun* argument)
     }
 }
 
-// ---- the gain ----
-
-// A register can pick from 16 bytes, so it picks from each sixteenth of the table. What belongs to others has
-// a number of 128 or more there and gives 0: with the upper four bits of its own sixteenth taken off, a number
-// is below 16 and ends up below 128.
-lanes_inline u8s lookedUp(const uint8_t* table, u8s numbers)
-{
-    u8s found = {};
-    for (int sixteenth = 0; sixteenth < 256; sixteenth += 16) {
-        const u8s index =
-            addSaturating(numbers ^ static_cast<uint8_t>(sixteenth), filled(uint8_t{128 - 16}));
-        found |= picked(loadTwice(table + sixteenth), index);
-    }
-    return found;
-}
-
-inline void lookUpRow(const uint8_t* table, uint8_t* row, int64_t count)
-{
-    int64_t i = 0;
-    for (; i + laneBytes <= count; i += laneBytes)
-        store(row + i, lookedUp(table, load(row + i)));
-    for (; i < count; ++i)
-        row[i] = table[row[i]];
-}
-
 // ---- the table ----
 
 template <columnsKept kept>
@@ -189,7 +164,7 @@ constexpr unmasked_sevenTapKernel sevenTapKernel()
 constexpr unmasked_sevenTapKernels sevenTapKernels()
 {
     return {sevenTapKernel<columnsKept::all>(), sevenTapKernel<columnsKept::second>(),
-            sevenTapKernel<columnsKept::any>(), lookUpRow};
+            sevenTapKernel<columnsKept::any>()};
 }
 
 } // namespace
