@@ -1,6 +1,6 @@
-// The two paths with fixed weights, for the kernel sizes 1 and 2, on guarded memory: the pixels of their vector
-// code are those of their plain code. And the quotient that decides the pixels of kernel size 2, for every sum
-// there is.
+// The two paths with fixed weights, for the kernel sizes 1 and 2, on guarded memory: the pixels of their
+// vector code are those of their plain code. And the quotient that decides the pixels of kernel size 2, for
+// every sum there is.
 //
 //   check_fixed_paths --bench     also times what it has verified, in cycles for each source pixel
 #include "lanes/lanes_portable.h"
@@ -46,8 +46,8 @@ struct smallKernel {
 
 constexpr float gains[] = {0.5F, 1.5F, 2, 200, -1, 1e30F, 1 + 0x1p-23F, NAN, HUGE_VALF};
 
-// A call of a path on a random picture. Kernels reach up to three columns and rows beyond the source; now and
-// then much further.
+// A call of a path on a random picture. Kernels reach up to three columns and rows beyond the source; now
+// and then much further.
 template <class Path>
 struct call {
     unmasked_plan plan;

@@ -6,8 +6,9 @@
 
 #include <utility>
 
-// A walk over zeros lands where single steps do. Up to a thousand or so it takes them, since each may round a
-// last sum that began at half a divisor; a jump, which only kernels of thousands of pixels take, need not.
+// A walk over zeros lands where single steps do. Up to a thousand or so it takes them, since each may round
+// a last sum that began at half a divisor; a jump, which only kernels of thousands of pixels take, need
+// not.
 TEST(Walk, ZerosEqualSteps)
 {
     for (const auto& [start, count] :

@@ -188,8 +188,8 @@ void runFunction(const engineCase& made, const oracle_call& call, oracle_path pa
     }
     expectPolls(attention.polls(), isWindow && !wide && !all.isNull(), path, call);
     test_expectPlane(made.destination, destination, !all.isNull(), all, values);
-    // Also when nothing is written. Coordinates are below about 3000, where single precision keeps a few 1e-4
-    // through the composition.
+    // Also when nothing is written. Coordinates are below about 3000, where single precision keeps a few
+    // 1e-4 through the composition.
     if (!isWindow && !all.isNull() && std::max(std::abs(all.x), std::abs(all.y)) < 150 &&
         std::max({all.width, all.height, made.request.kernelX, made.request.kernelY}) < 300)
         test_expectCentres(&source.image.record, &destination.image.record, made.request, all, 5e-3);

@@ -1,4 +1,5 @@
-// The unmasked smoothing with kernels, samplings and origins up to the ends of the 32-bit range, on every path.
+// The unmasked smoothing with kernels, samplings and origins up to the ends of the 32-bit range, on every
+// path.
 #include "support/faults.h"
 #include "support/gauss_calls.h"
 #include "support/images.h"

@@ -1,5 +1,5 @@
-// Null pointers: functions of both libraries that must refuse them, each of their pointers null in turn. The
-// 28 exports of the half-resolution family are asked beside their other promises.
+// Null pointers: functions of both libraries that must refuse them, each of their pointers null in turn.
+// The 28 exports of the half-resolution family are asked beside their other promises.
 #include <qbase/qbase.h>
 #include <qip/qip_gauss.h>
 

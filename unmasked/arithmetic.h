@@ -51,8 +51,8 @@ inline int32_t unmasked_truncated(float value)
 }
 
 // To the nearest whole number, and to the even one of two that are equally near, whatever direction the
-// calling thread rounds in: integers round. They have all 24 bits of fractions from one half on, exactly, and
-// of smaller ones that these are smaller.
+// calling thread rounds in: integers round. They have all 24 bits of fractions from one half on, exactly,
+// and of smaller ones that these are smaller.
 inline int32_t unmasked_roundedToEven(float value)
 {
     if (!unmasked_isConvertible(value))
@@ -62,8 +62,8 @@ inline int32_t unmasked_roundedToEven(float value)
     return static_cast<int32_t>((fixed + 0x7fffff + isOdd) >> 24);
 }
 
-// To a whole number, in the direction in which the calling thread rounds: the sum has no bits for fractions,
-// and the difference is exact.
+// To a whole number, in the direction in which the calling thread rounds: the sum has no bits for
+// fractions, and the difference is exact.
 inline int32_t unmasked_roundedAsThread(float value)
 {
     constexpr float noFractions = 0x1.8p23f;

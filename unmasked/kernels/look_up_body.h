@@ -7,9 +7,9 @@
 namespace
 {
 
-// A register can pick from 16 bytes, so it picks from each sixteenth of the table. What belongs to others has
-// a number of 128 or more there and gives 0: with the upper four bits of its own sixteenth taken off, a number
-// is below 16 and ends up below 128.
+// A register can pick from 16 bytes, so it picks from each sixteenth of the table. What belongs to others
+// has a number of 128 or more there and gives 0: with the upper four bits of its own sixteenth taken off, a
+// number is below 16 and ends up below 128.
 lanes_inline u8s lookedUp(const uint8_t* pixel, u8s numbers)
 {
     u8s found = {};
@@ -21,7 +21,7 @@ lanes_inline u8s lookedUp(const uint8_t* pixel, u8s numbers)
     return found;
 }
 
-void lookUpRow(const unmasked_pixelTable* table, uint8_t* row, int64_t count)
+inline void lookUpRow(const unmasked_pixelTable* table, uint8_t* row, int64_t count)
 {
     const uint8_t* const pixel = table->pixel;
     int64_t i = 0;

@@ -1,5 +1,6 @@
-// The inner loops of the path for kernel size 2. A kernel makes a run: some blocks of outputs side by side, of
-// a few output rows. The driver (unmasked/seven_tap.cpp) chooses the rows, supplies all borders and polls.
+// The inner loops of the path for kernel size 2. A kernel makes a run: some blocks of outputs side by side,
+// of a few output rows. The driver (unmasked/seven_tap.cpp) chooses the rows, supplies all borders and
+// polls.
 //
 // Contract of every kernel:
 //   Result:  the quotients of unmasked_dividedBy729, bit for bit, without a gain.
@@ -13,7 +14,8 @@
 constexpr int64_t unmasked_sevenTapReads = 8;      // columns, for one output
 constexpr int64_t unmasked_sevenTapKeptBytes = 12; // kept for each output of a block
 
-// The fresh rows are those that no run before has had; an output row ends with the last row under its kernel.
+// The fresh rows are those that no run before has had; an output row ends with the last row under its
+// kernel.
 struct unmasked_sevenTapRun {
     const uint8_t*
         source[7];       // the fresh rows, from the first column under the kernel of the first output on

@@ -1,9 +1,10 @@
-// The kernels of unmasked/kernels/seven_tap.h, over the lanes of the level that the including file has chosen.
-// All of it has internal linkage.
+// The kernels of unmasked/kernels/seven_tap.h, over the lanes of the level that the including file has
+// chosen. All of it has internal linkage.
 //
-// Rows come first: the weights 1 3 6 7 6 3 1 on bytes, by multiplying and adding pairs, into 16-bit lanes. When
-// all columns are wanted, those at even places are in one register and those at odd places in another, until
-// the result is stored. Then columns: the seven weights are three boxes of three, one after the other.
+// Rows come first: the weights 1 3 6 7 6 3 1 on bytes, by multiplying and adding pairs, into 16-bit lanes.
+// When all columns are wanted, those at even places are in one register and those at odd places in another,
+// until the result is stored. Then columns: the seven weights are three boxes of three, one after the
+// other.
 #pragma once
 
 #include "unmasked/kernels/quotient.h"
@@ -32,8 +33,8 @@ lanes_inline u16s pairsOfTwice(const uint8_t* first, int64_t step, int64_t half)
     return addPairs((u8s)bytes, weights);
 }
 
-// The weighted sums of a row, at most 27 x 255 = 6885: of the outputs 0, 2, 4, ... or, when `odd` is 1, 1, 3,
-// 5, ... of a block with all columns; else of all outputs.
+// The weighted sums of a row, at most 27 x 255 = 6885: of the outputs 0, 2, 4, ... or, when `odd` is 1, 1,
+// 3, 5, ... of a block with all columns; else of all outputs.
 template <columnsKept kept, int odd>
 lanes_inline u16s rowSums(const uint8_t* row, int64_t step)
 {
@@ -116,8 +117,8 @@ lanes_inline void columnsOfHalf(const unmasked_sevenTapRun& run, int64_t offset,
         *quotients++ = dividedBy729(wholes[i], quarters[i], mostLeft);
 }
 
-// The output rows of the next run are asked for early: a short piece of each row gives the processor no pattern
-// to see them coming by. Source rows asked for in the same way took longer, not less.
+// The output rows of the next run are asked for early: a short piece of each row gives the processor no
+// pattern to see them coming by. Source rows asked for in the same way took longer, not less.
 template <columnsKept kept, rowUse use>
 void makeRun(const unmasked_sevenTapRun* argument)
 {

@@ -38,8 +38,8 @@ lanes_inline u16s sumsAtSeconds(const uint8_t* row)
     return addPairs(load(row), pairsOf<uint8_t>(1, 3)) + addPairs(load(row + 2), pairsOf<uint8_t>(3, 1));
 }
 
-// The 16 sums of four pixels each that begin at the columns 0, 3, 6, ... Half a register holds the pixels of
-// four sums.
+// The 16 sums of four pixels each that begin at the columns 0, 3, 6, ... Half a register holds the pixels
+// of four sums.
 lanes_inline u16s sumsAtThirds(const uint8_t* row)
 {
     const u8s weights = (u8s)filled(uint32_t{0x01030301});
@@ -145,8 +145,8 @@ lanes_inline void copyReversed(const uint8_t* from, uint8_t* to)
     std::memcpy(to, &pixels, sizeof pixels);
 }
 
-// Copies `count` pixels, at least as many as a Piece has, piece by piece. The compiler's own copy of a number
-// of bytes that varies takes longer than all that is made of these few pixels.
+// Copies `count` pixels, at least as many as a Piece has, piece by piece. The compiler's own copy of a
+// number of bytes that varies takes longer than all that is made of these few pixels.
 template <class Piece>
 lanes_inline void copyPieces(const uint8_t* from, int64_t count, uint8_t* to)
 {
