@@ -171,13 +171,13 @@ TEST(Sums, ColumnsOfBothDepths)
         const char* level;
         const gauss_boxKernels& kernels;
     } levels[] = {{"avx2", gauss_boxKernelsAvx2}, {"sse", gauss_boxKernelsSse41}};
-    for (const auto& [level, kernels] : levels) {
-        if (qsys_cpuinfo_limitLevel(level) != 0)
+    for (const auto& each : levels) {
+        if (qsys_cpuinfo_limitLevel(each.level) != 0)
             continue;
-        SCOPED_TRACE(level);
+        SCOPED_TRACE(each.level);
         test_forCases(200, [&](test_random& random, uint64_t) {
-            checkColumns(&random, kernels.lanes, kernels.down8);
-            checkColumns(&random, kernels.lanes, kernels.down16);
+            checkColumns(&random, each.kernels.lanes, each.kernels.down8);
+            checkColumns(&random, each.kernels.lanes, each.kernels.down16);
         });
     }
     qsys_cpuinfo_limitLevel("auto");
