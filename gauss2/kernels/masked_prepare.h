@@ -12,20 +12,35 @@ namespace
 inline constexpr int columnsBefore = 2;
 inline constexpr int columnsAfter = 3;
 
-// A block of four rows of the sweep, from number `firstRow` on, that lies in the row as a whole.
+// Four rows of the sweep, from number `firstRow` on. A copy, which a store to other rows cannot change, so
+// that the compiler need not read it again after it; the whole sweep takes too long to copy.
+template <class Pixel>
+struct inputRows {
+    const Pixel* source[freshRows];
+    const uint8_t* mask[freshRows];
+
+    explicit inputRows(const gauss2_maskedSweep<Pixel>& sweep, int firstRow = gauss2_rowsBefore)
+    {
+        for (int i = 0; i < freshRows; ++i) {
+            source[i] = sweep.source[firstRow + i];
+            mask[i] = sweep.mask[firstRow + i];
+        }
+    }
+};
+
+// A block of four rows that lies in the row as a whole.
 template <class Pixel>
 struct insideBlock {
-    const gauss2_maskedSweep<Pixel>& sweep;
-    int firstRow;
+    const inputRows<Pixel>& rows;
     int64_t column;
 
     const Pixel* src(int i) const
     {
-        return sweep.source[firstRow + i] + column;
+        return rows.source[i] + column;
     }
     const uint8_t* mask(int i) const
     {
-        return sweep.mask[firstRow + i] + column;
+        return rows.mask[i] + column;
     }
 };
 
@@ -65,7 +80,8 @@ lanes_inline void withBlock(const gauss2_maskedSweep<Pixel>& sweep, int firstRow
 {
     const int64_t column = block * blockColumns;
     if (column + blockColumns <= sweep.width) {
-        use(insideBlock<Pixel>{sweep, firstRow, column});
+        const inputRows<Pixel> rows(sweep, firstRow);
+        use(insideBlock<Pixel>{rows, column});
         return;
     }
     copiedBlock<Pixel> copy;
@@ -211,17 +227,39 @@ lanes_inline unsigned prepareFrom(const From& from, int64_t block, int64_t width
     return notes;
 }
 
+// Whether the fresh rows of these blocks have no mask values but 0 and 255; none reaches beyond the row.
+template <class Pixel>
+lanes_inline bool areBinary(const inputRows<Pixel>& rows, int64_t first, int64_t end)
+{
+    u8s notBinary = {};
+    for (int64_t column = first * blockColumns; column < end * blockColumns; column += blockColumns)
+        for (int i = 0; i < freshRows; ++i)
+            notBinary |= load(rows.mask[i] + column) + uint8_t{1};
+    return isZero(notBinary & uint8_t{0xfe}); // 0 and 255 give 1 and 0
+}
+
 // Prepares the blocks first .. end - 1 of the fresh rows. Returns the notes of all of them together.
 template <class Pixel, along columns, along rows>
 [[gnu::noinline]] unsigned prepareBlocks(const gauss2_maskedSweep<Pixel>& sweep, int64_t first, int64_t end,
                                          const maskedState<Pixel, columns, rows> state)
 {
-    const int64_t whole = sweep.width / blockColumns;
+    const inputRows<Pixel> input(sweep);
+    const int64_t endOfWhole = smaller(end, sweep.width / blockColumns);
     unsigned notes = 0;
     int64_t block = first;
-    for (; block < end && block < whole; ++block)
-        notes |= prepareFrom(insideBlock<Pixel>{sweep, gauss2_rowsBefore, block * blockColumns}, block,
-                             sweep.width, state);
+    // As long as no mask value in the picture was another, one question for all of these blocks costs less
+    // than a note on each.
+    if (!state.hasNotes && areBinary(input, first, endOfWhole)) {
+        for (; block < endOfWhole; ++block) {
+            const insideBlock<Pixel> from = {input, block * blockColumns};
+            u8s mask[freshRows];
+            for (int i = 0; i < freshRows; ++i)
+                mask[i] = load(from.mask(i));
+            prepareBinaryFrom(from, mask, block, state);
+        }
+    }
+    for (; block < endOfWhole; ++block)
+        notes |= prepareFrom(insideBlock<Pixel>{input, block * blockColumns}, block, sweep.width, state);
     for (; block < end; ++block) {
         copiedBlock<Pixel> copy;
         copyBlock(sweep, gauss2_rowsBefore, block * blockColumns, &copy);

@@ -11,6 +11,7 @@ namespace
 template <class Pixel, along columns, along rows>
 struct maskedRun {
     const gauss2_maskedSweep<Pixel>& sweep;
+    inputRows<Pixel> input; // the fresh rows
     maskedState<Pixel, columns, rows> state;
 };
 
