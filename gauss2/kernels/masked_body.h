@@ -282,24 +282,21 @@ void runSweep(const gauss2_maskedSweep<Pixel>* sweep)
         int64_t block = first;
         if (*wasFull && isFullGroup<Pixel, columns>(*sweep, firstInner, endOfInners)) {
             // What is not an inner block must be prepared as ever: the first block of the row, which reads
-            // the one after it, and the blocks at the end of the row. So must the last inner block, which
-            // the one after it reads.
+            // the one after it, and the blocks at the end of the row.
             if (first == 0) {
                 if (prepareBlocks(*sweep, 0, 2, run.state))
                     prepareMixed(run, 0, 1);
                 runGroup<true>(run, 0, 1);
             }
             runFullGroup<Pixel, columns, rows>(*sweep, firstInner, endOfInners, run.state.binary);
-            prepared = endOfInners - 1;
             block = endOfInners;
-            if (endOfInners == end) {
-                prepareBlocks(*sweep, prepared, end, run.state);
-                prepared = end;
+            if (block == end)
                 continue;
-            }
         }
-        // Up to the block after the group, which the last one reads.
-        const unsigned notes = prepareBlocks(*sweep, prepared, end + 1, run.state);
+        // From the block before, which the first one reads, up to the block after the group, which the last
+        // one reads. A block that is full, and was so in the sweep before, may be prepared twice.
+        const unsigned notes =
+            prepareBlocks(*sweep, prepared < block ? block - 1 : prepared, end + 1, run.state);
         prepared = end + 1;
         state->hasNotes |= notes != 0;
         isSpecial = (notes | run.state.notes[first - 1] | run.state.notes[first]) != 0;
