@@ -120,7 +120,7 @@ lanes_inline void runMixedBlock(const maskedRun<Pixel, columns, rows>& run, int6
     const auto productsAt = [&](int i) lanes_inlined {
         return run.state.products.row(i) + column;
     };
-    if (!isInner(block, run.sweep.width)) {
+    if (!isInner(block, run.endOfInners)) {
         runMixed<true, Pixel, columns, rows>(
             productsAt, [&](int i) { return run.state.mask.row(i) + column; }, run.state.mixed + block,
             out);
@@ -201,7 +201,7 @@ template <class Pixel, along columns, along rows>
             isRead |= near >= first && near < end && isMixed(run, near);
         if (isRead)
             withBlock(run.sweep, gauss2_rowsBefore, block,
-                      [&](const auto& from) { prepareMixedFrom(from, block, run.sweep.width, run.state); });
+                      [&](const auto& from) { prepareMixedFrom(from, block, run.endOfInners, run.state); });
     }
 }
 
@@ -266,7 +266,8 @@ void runSweep(const gauss2_maskedSweep<Pixel>* sweep)
     auto* const state = reinterpret_cast<maskedState<Pixel, columns, rows>*>(sweep->state);
     if (!state->pixels.first)
         layOut(sweep->width, sweep->state, state);
-    maskedRun<Pixel, columns, rows> run = {*sweep, inputRows<Pixel>(*sweep), *state};
+    maskedRun<Pixel, columns, rows> run = {*sweep, inputRows<Pixel>(*sweep), endOfInner(sweep->width),
+                                           *state};
     const int64_t blocks = (sweep->width + blockColumns - 1) / blockColumns;
     const int64_t whole = sweep->width / blockColumns;
     int64_t prepared = 0;
@@ -275,7 +276,7 @@ void runSweep(const gauss2_maskedSweep<Pixel>* sweep)
     for (int64_t first = 0; first < blocks; first += groupBlocks, ++wasFull) {
         const int64_t end = smaller(first + groupBlocks, blocks);
         const int64_t firstInner = first > 0 ? first : 1;
-        const int64_t endOfInners = smaller(end, endOfInner(sweep->width));
+        const int64_t endOfInners = smaller(end, run.endOfInners);
         if (first > 0)
             moveOn(&run.state, first - groupBlocks, isSpecial);
         isSpecial = false;

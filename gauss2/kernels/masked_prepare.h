@@ -129,9 +129,9 @@ inline int64_t endOfInner(int64_t width)
     return (width - columnsAfter) / blockColumns;
 }
 
-inline bool isInner(int64_t block, int64_t width)
+inline bool isInner(int64_t block, int64_t endOfInners)
 {
-    return block > 0 && block < endOfInner(width);
+    return block > 0 && block < endOfInners;
 }
 
 // Prepares a block for N and W, with all that the blocks at the ends of a row need. `from` is an
@@ -153,10 +153,10 @@ lanes_inline void prepareMixedFrom(const From& from, int64_t block, const prepar
 // The same in a sweep's own rows. A block that only inner blocks read needs less: these need the products
 // of 8-bit pixels, and read everything else from the source and mask rows themselves.
 template <class From, class Pixel, along columns, along rows>
-lanes_inline void prepareMixedFrom(const From& from, int64_t block, int64_t width,
+lanes_inline void prepareMixedFrom(const From& from, int64_t block, int64_t endOfInners,
                                    const maskedState<Pixel, columns, rows>& state)
 {
-    if (!isInner(block - 1, width) || !isInner(block + 1, width))
+    if (!isInner(block - 1, endOfInners) || !isInner(block + 1, endOfInners))
         prepareMixedFrom(from, block, state.products, state.mask);
     else if constexpr (sizeof(Pixel) == 1)
         for (int i = 0; i < freshRows; ++i)
@@ -207,7 +207,7 @@ lanes_inline void prepareBinaryFrom(const From& from, const u8s* mask, int64_t b
 // all 0 or 255, neither the block nor those beside it need S and V, now and in the next sweep. After that
 // the sums kept for V are right again, since they depend on the last four rows alone.
 template <class From, class Pixel, along columns, along rows>
-lanes_inline unsigned prepareFrom(const From& from, int64_t block, int64_t width,
+lanes_inline unsigned prepareFrom(const From& from, int64_t block, int64_t endOfInners,
                                   const maskedState<Pixel, columns, rows>& state)
 {
     u8s mask[freshRows];
@@ -221,7 +221,7 @@ lanes_inline unsigned prepareFrom(const From& from, int64_t block, int64_t width
     notes = (notes & keepsMixed) | ((notes & mixedNow) << 1) | isMixed;
     state.notes[block] = static_cast<uint8_t>(notes);
     if (isMixed)
-        prepareMixedFrom(from, block, width, state);
+        prepareMixedFrom(from, block, endOfInners, state);
     else
         prepareBinaryFrom(from, mask, block, state);
     return notes;
@@ -245,6 +245,7 @@ template <class Pixel, along columns, along rows>
 {
     const inputRows<Pixel> input(sweep);
     const int64_t endOfWhole = smaller(end, sweep.width / blockColumns);
+    const int64_t endOfInners = endOfInner(sweep.width);
     unsigned notes = 0;
     int64_t block = first;
     // As long as no mask value in the picture was another, one question for all of these blocks costs less
@@ -259,11 +260,11 @@ template <class Pixel, along columns, along rows>
         }
     }
     for (; block < endOfWhole; ++block)
-        notes |= prepareFrom(insideBlock<Pixel>{input, block * blockColumns}, block, sweep.width, state);
+        notes |= prepareFrom(insideBlock<Pixel>{input, block * blockColumns}, block, endOfInners, state);
     for (; block < end; ++block) {
         copiedBlock<Pixel> copy;
         copyBlock(sweep, gauss2_rowsBefore, block * blockColumns, &copy);
-        notes |= prepareFrom(copy, block, sweep.width, state);
+        notes |= prepareFrom(copy, block, endOfInners, state);
     }
     if (first == 0) {
         for (int i = 0; i < freshRows; ++i)
