@@ -184,15 +184,17 @@ lanes_inline u8s operator+(u8s a, maskBits b)
     return a + static_cast<u8s>(b);
 }
 
-// Prepares a block for S and V. `from` is an insideBlock or a copiedBlock, `mask` its four rows of the
-// mask.
+// Prepares a block for S and V. `from` is an insideBlock or a copiedBlock.
 template <class From, class Pixel, along columns, along rows>
-lanes_inline void prepareBinaryFrom(const From& from, const u8s* mask, int64_t block,
+lanes_inline void prepareBinaryFrom(const From& from, int64_t block,
                                     const maskedState<Pixel, columns, rows>& state)
 {
     const int64_t column = block * blockColumns;
-    for (int i = 0; i < freshRows; ++i)
+    u8s mask[freshRows];
+    for (int i = 0; i < freshRows; ++i) {
+        mask[i] = load(from.mask(i));
         prepareBinaryRow(from.src(i), from.mask(i), mask[i], state.pixels.row(i) + column);
+    }
     u8s total = {};
     gauss2_sumDown<rows, freshRows>(
         state.keptValid[block], [&](int i) lanes_inlined { return maskBits{mask[i]}; },
@@ -210,20 +212,20 @@ template <class From, class Pixel, along columns, along rows>
 lanes_inline unsigned prepareFrom(const From& from, int64_t block, int64_t endOfInners,
                                   const maskedState<Pixel, columns, rows>& state)
 {
-    u8s mask[freshRows];
-    u8s notBinary = {};
-    for (int i = 0; i < freshRows; ++i) {
-        mask[i] = load(from.mask(i));
-        notBinary |= mask[i] + uint8_t{1}; // 0 and 255 give 1 and 0
-    }
-    const unsigned isMixed = !isZero(notBinary & uint8_t{0xfe});
+    // Where values are arbitrary, one row tells.
+    const auto notBinary = [&](int i) lanes_inlined {
+        return load(from.mask(i)) + uint8_t{1}; // 0 and 255 give 1 and 0
+    };
+    unsigned isMixed = !isZero(notBinary(0) & uint8_t{0xfe});
+    if (!isMixed)
+        isMixed = !isZero((notBinary(1) | notBinary(2) | notBinary(3)) & uint8_t{0xfe});
     unsigned notes = state.notes[block];
     notes = (notes & keepsMixed) | ((notes & mixedNow) << 1) | isMixed;
     state.notes[block] = static_cast<uint8_t>(notes);
     if (isMixed)
         prepareMixedFrom(from, block, endOfInners, state);
     else
-        prepareBinaryFrom(from, mask, block, state);
+        prepareBinaryFrom(from, block, state);
     return notes;
 }
 
@@ -250,15 +252,9 @@ template <class Pixel, along columns, along rows>
     int64_t block = first;
     // As long as no mask value in the picture was another, one question for all of these blocks costs less
     // than a note on each.
-    if (!state.hasNotes && areBinary(input, first, endOfWhole)) {
-        for (; block < endOfWhole; ++block) {
-            const insideBlock<Pixel> from = {input, block * blockColumns};
-            u8s mask[freshRows];
-            for (int i = 0; i < freshRows; ++i)
-                mask[i] = load(from.mask(i));
-            prepareBinaryFrom(from, mask, block, state);
-        }
-    }
+    if (!state.hasNotes && areBinary(input, first, endOfWhole))
+        for (; block < endOfWhole; ++block)
+            prepareBinaryFrom(insideBlock<Pixel>{input, block * blockColumns}, block, state);
     for (; block < endOfWhole; ++block)
         notes |= prepareFrom(insideBlock<Pixel>{input, block * blockColumns}, block, endOfInners, state);
     for (; block < end; ++block) {
