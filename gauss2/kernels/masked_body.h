@@ -285,8 +285,10 @@ void runSweep(const gauss2_maskedSweep<Pixel>* sweep)
             // What is not an inner block must be prepared as ever: the first block of the row, which reads
             // the one after it, and the blocks at the end of the row.
             if (first == 0) {
-                if (prepareBlocks(*sweep, 0, 2, run.state))
+                if (prepareBlocks(*sweep, 0, 2, run.state)) {
+                    state->hasNotes = true;
                     prepareMixed(run, 0, 1);
+                }
                 runGroup<true>(run, 0, 1);
             }
             runFullGroup<Pixel, columns, rows>(*sweep, firstInner, endOfInners, run.state.binary);
