@@ -120,21 +120,21 @@ lanes_inline void runMixedBlock(const maskedRun<Pixel, columns, rows>& run, int6
     const auto productsAt = [&](int i) lanes_inlined {
         return run.state.products.row(i) + column;
     };
-    if (!isInner(block, run.sweep.width)) {
+    if (!isInner(block, run.endOfInners)) {
         runMixed<true, Pixel, columns, rows>(
             productsAt, [&](int i) { return run.state.mask.row(i) + column; }, run.state.mixed + block,
             out);
         return;
     }
     const auto maskAt = [&](int i) lanes_inlined {
-        return run.sweep.mask[gauss2_rowsBefore + i] + column;
+        return run.input.mask[i] + column;
     };
     if constexpr (sizeof(Pixel) == 1)
         runMixed<true, Pixel, columns, rows>(productsAt, maskAt, run.state.mixed + block, out);
     else
-        runMixed<false, Pixel, columns, rows>(
-            [&](int i) lanes_inlined { return run.sweep.source[gauss2_rowsBefore + i] + column; }, maskAt,
-            run.state.mixed + block, out);
+        runMixed<false, Pixel, columns, rows>([&](int i)
+                                                  lanes_inlined { return run.input.source[i] + column; },
+                                              maskAt, run.state.mixed + block, out);
 }
 
 // A block that is not mixed. Returns whether it is full.
@@ -180,7 +180,8 @@ template <class Pixel, along columns, along rows>
 {
     copiedOutput<Pixel> copy;
     runSpecialBlock(run, block, copy);
-    const rowOutput<Pixel, columns> out = {run.sweep, block};
+    const outputRows<Pixel> output(run.sweep);
+    const rowOutput<Pixel, columns> out = {output, block};
     constexpr int step = gauss2_stepOf(columns);
     const auto count = static_cast<size_t>(run.sweep.width / step - block * blockColumns / step);
     for (int i = 0; i < rowsOut(rows); ++i) {
@@ -200,7 +201,7 @@ template <class Pixel, along columns, along rows>
             isRead |= near >= first && near < end && isMixed(run, near);
         if (isRead)
             withBlock(run.sweep, gauss2_rowsBefore, block,
-                      [&](const auto& from) { prepareMixedFrom(from, block, run.sweep.width, run.state); });
+                      [&](const auto& from) { prepareMixedFrom(from, block, run.endOfInners, run.state); });
     }
 }
 
@@ -222,14 +223,15 @@ bool isFullGroup(const gauss2_maskedSweep<Pixel>& sweep, int64_t first, int64_t 
 // The inner blocks of a group that is full, and was so in the sweep before: summed from the source rows,
 // without prepared ones.
 template <class Pixel, along columns, along rows>
-[[gnu::noinline]] void runFullGroup(const gauss2_maskedSweep<Pixel>& shared, int64_t first, int64_t end,
+[[gnu::noinline]] void runFullGroup(const gauss2_maskedSweep<Pixel>& sweep, int64_t first, int64_t end,
                                     keptBinary<Pixel, rows> (*kept)[parities<columns>])
 {
-    const gauss2_maskedSweep<Pixel> sweep = shared; // a copy, as in runGroup
+    const inputRows<Pixel> input(sweep);
+    const outputRows<Pixel> output(sweep);
     for (int64_t block = first; block < end; ++block)
         runFull<false, Pixel, columns, rows>(
-            [&](int i) lanes_inlined { return sweep.source[gauss2_rowsBefore + i] + block * blockColumns; },
-            kept + block, rowOutput<Pixel, columns>{sweep, block});
+            [&](int i) lanes_inlined { return input.source[i] + block * blockColumns; }, kept + block,
+            rowOutput<Pixel, columns>{output, block});
 }
 
 // The blocks first .. end - 1 of a group, none of which reaches beyond the row. Returns whether the group
@@ -237,16 +239,14 @@ template <class Pixel, along columns, along rows>
 template <bool isSpecial, class Pixel, along columns, along rows>
 [[gnu::noinline]] bool runGroup(const maskedRun<Pixel, columns, rows>& shared, int64_t first, int64_t end)
 {
-    // Copies on the stack: a store to an output row cannot change them, so the compiler need not read them
-    // again after it.
-    const gauss2_maskedSweep<Pixel> sweep = shared.sweep;
-    const maskedRun<Pixel, columns, rows> run = {sweep, shared.state};
+    const maskedRun<Pixel, columns, rows> run = shared;
+    const outputRows<Pixel> output(shared.sweep);
     bool areFull = !isSpecial;
     for (int64_t block = first; block < end; ++block)
         if constexpr (isSpecial)
-            runSpecialBlock(run, block, rowOutput<Pixel, columns>{sweep, block});
+            runSpecialBlock(run, block, rowOutput<Pixel, columns>{output, block});
         else
-            areFull &= runBinaryBlock(run, block, rowOutput<Pixel, columns>{sweep, block});
+            areFull &= runBinaryBlock(run, block, rowOutput<Pixel, columns>{output, block});
     return areFull;
 }
 
@@ -266,7 +266,8 @@ void runSweep(const gauss2_maskedSweep<Pixel>* sweep)
     auto* const state = reinterpret_cast<maskedState<Pixel, columns, rows>*>(sweep->state);
     if (!state->pixels.first)
         layOut(sweep->width, sweep->state, state);
-    maskedRun<Pixel, columns, rows> run = {*sweep, *state};
+    maskedRun<Pixel, columns, rows> run = {*sweep, inputRows<Pixel>(*sweep), endOfInner(sweep->width),
+                                           *state};
     const int64_t blocks = (sweep->width + blockColumns - 1) / blockColumns;
     const int64_t whole = sweep->width / blockColumns;
     int64_t prepared = 0;
@@ -275,32 +276,32 @@ void runSweep(const gauss2_maskedSweep<Pixel>* sweep)
     for (int64_t first = 0; first < blocks; first += groupBlocks, ++wasFull) {
         const int64_t end = smaller(first + groupBlocks, blocks);
         const int64_t firstInner = first > 0 ? first : 1;
-        const int64_t endOfInners = smaller(end, endOfInner(sweep->width));
+        const int64_t endOfInners = smaller(end, run.endOfInners);
         if (first > 0)
             moveOn(&run.state, first - groupBlocks, isSpecial);
         isSpecial = false;
         int64_t block = first;
         if (*wasFull && isFullGroup<Pixel, columns>(*sweep, firstInner, endOfInners)) {
             // What is not an inner block must be prepared as ever: the first block of the row, which reads
-            // the one after it, and the blocks at the end of the row. So must the last inner block, which
-            // the one after it reads.
+            // the one after it, and the blocks at the end of the row.
             if (first == 0) {
-                if (prepareBlocks(*sweep, 0, 2, run.state))
+                if (prepareBlocks(*sweep, 0, 2, run.state)) {
+                    state->hasNotes = true;
                     prepareMixed(run, 0, 1);
+                }
                 runGroup<true>(run, 0, 1);
             }
             runFullGroup<Pixel, columns, rows>(*sweep, firstInner, endOfInners, run.state.binary);
-            prepared = endOfInners - 1;
             block = endOfInners;
-            if (endOfInners == end) {
-                prepareBlocks(*sweep, prepared, end, run.state);
-                prepared = end;
+            if (block == end)
                 continue;
-            }
         }
-        // Up to the block after the group, which the last one reads.
-        const unsigned notes = prepareBlocks(*sweep, prepared, end + 1, run.state);
+        // From the block before, which the first one reads, up to the block after the group, which the last
+        // one reads. A block that is full, and was so in the sweep before, may be prepared twice.
+        const unsigned notes =
+            prepareBlocks(*sweep, prepared < block ? block - 1 : prepared, end + 1, run.state);
         prepared = end + 1;
+        state->hasNotes |= notes != 0;
         isSpecial = (notes | run.state.notes[first - 1] | run.state.notes[first]) != 0;
         const int64_t endOfWhole = smaller(end, whole);
         if (isSpecial) {

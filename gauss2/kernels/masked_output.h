@@ -31,19 +31,34 @@ lanes_inline void put(const outputRow<Pixel, columns>& row, Pixel* dst, uint8_t*
 
 // ---- where the rows go ----
 
+// The output rows of a sweep: a copy, as inputRows is.
+template <class Pixel>
+struct outputRows {
+    Pixel* dst[freshRows];
+    uint8_t* mask[freshRows];
+
+    explicit outputRows(const gauss2_maskedSweep<Pixel>& sweep)
+    {
+        for (int i = 0; i < freshRows; ++i) {
+            dst[i] = sweep.out[i];
+            mask[i] = sweep.outMask[i];
+        }
+    }
+};
+
 // Into the rows of the sweep.
 template <class Pixel, along columns>
 struct rowOutput {
-    const gauss2_maskedSweep<Pixel>& sweep;
+    const outputRows<Pixel>& rows;
     int64_t block;
 
     Pixel* dst(int i) const
     {
-        return sweep.out[i] + block * (blockColumns / gauss2_stepOf(columns));
+        return rows.dst[i] + block * (blockColumns / gauss2_stepOf(columns));
     }
     uint8_t* mask(int i) const
     {
-        return sweep.outMask[i] + block * (blockColumns / gauss2_stepOf(columns));
+        return rows.mask[i] + block * (blockColumns / gauss2_stepOf(columns));
     }
 };
 

@@ -12,20 +12,35 @@ namespace
 inline constexpr int columnsBefore = 2;
 inline constexpr int columnsAfter = 3;
 
-// A block of four rows of the sweep, from number `firstRow` on, that lies in the row as a whole.
+// Four rows of the sweep, from number `firstRow` on. A copy, which a store to other rows cannot change, so
+// that the compiler need not read it again after it; the whole sweep takes too long to copy.
+template <class Pixel>
+struct inputRows {
+    const Pixel* source[freshRows];
+    const uint8_t* mask[freshRows];
+
+    explicit inputRows(const gauss2_maskedSweep<Pixel>& sweep, int firstRow = gauss2_rowsBefore)
+    {
+        for (int i = 0; i < freshRows; ++i) {
+            source[i] = sweep.source[firstRow + i];
+            mask[i] = sweep.mask[firstRow + i];
+        }
+    }
+};
+
+// A block of four rows that lies in the row as a whole.
 template <class Pixel>
 struct insideBlock {
-    const gauss2_maskedSweep<Pixel>& sweep;
-    int firstRow;
+    const inputRows<Pixel>& rows;
     int64_t column;
 
     const Pixel* src(int i) const
     {
-        return sweep.source[firstRow + i] + column;
+        return rows.source[i] + column;
     }
     const uint8_t* mask(int i) const
     {
-        return sweep.mask[firstRow + i] + column;
+        return rows.mask[i] + column;
     }
 };
 
@@ -65,7 +80,8 @@ lanes_inline void withBlock(const gauss2_maskedSweep<Pixel>& sweep, int firstRow
 {
     const int64_t column = block * blockColumns;
     if (column + blockColumns <= sweep.width) {
-        use(insideBlock<Pixel>{sweep, firstRow, column});
+        const inputRows<Pixel> rows(sweep, firstRow);
+        use(insideBlock<Pixel>{rows, column});
         return;
     }
     copiedBlock<Pixel> copy;
@@ -113,9 +129,9 @@ inline int64_t endOfInner(int64_t width)
     return (width - columnsAfter) / blockColumns;
 }
 
-inline bool isInner(int64_t block, int64_t width)
+inline bool isInner(int64_t block, int64_t endOfInners)
 {
-    return block > 0 && block < endOfInner(width);
+    return block > 0 && block < endOfInners;
 }
 
 // Prepares a block for N and W, with all that the blocks at the ends of a row need. `from` is an
@@ -137,10 +153,10 @@ lanes_inline void prepareMixedFrom(const From& from, int64_t block, const prepar
 // The same in a sweep's own rows. A block that only inner blocks read needs less: these need the products
 // of 8-bit pixels, and read everything else from the source and mask rows themselves.
 template <class From, class Pixel, along columns, along rows>
-lanes_inline void prepareMixedFrom(const From& from, int64_t block, int64_t width,
+lanes_inline void prepareMixedFrom(const From& from, int64_t block, int64_t endOfInners,
                                    const maskedState<Pixel, columns, rows>& state)
 {
-    if (!isInner(block - 1, width) || !isInner(block + 1, width))
+    if (!isInner(block - 1, endOfInners) || !isInner(block + 1, endOfInners))
         prepareMixedFrom(from, block, state.products, state.mask);
     else if constexpr (sizeof(Pixel) == 1)
         for (int i = 0; i < freshRows; ++i)
@@ -168,15 +184,17 @@ lanes_inline u8s operator+(u8s a, maskBits b)
     return a + static_cast<u8s>(b);
 }
 
-// Prepares a block for S and V. `from` is an insideBlock or a copiedBlock, `mask` its four rows of the
-// mask.
+// Prepares a block for S and V. `from` is an insideBlock or a copiedBlock.
 template <class From, class Pixel, along columns, along rows>
-lanes_inline void prepareBinaryFrom(const From& from, const u8s* mask, int64_t block,
+lanes_inline void prepareBinaryFrom(const From& from, int64_t block,
                                     const maskedState<Pixel, columns, rows>& state)
 {
     const int64_t column = block * blockColumns;
-    for (int i = 0; i < freshRows; ++i)
+    u8s mask[freshRows];
+    for (int i = 0; i < freshRows; ++i) {
+        mask[i] = load(from.mask(i));
         prepareBinaryRow(from.src(i), from.mask(i), mask[i], state.pixels.row(i) + column);
+    }
     u8s total = {};
     gauss2_sumDown<rows, freshRows>(
         state.keptValid[block], [&](int i) lanes_inlined { return maskBits{mask[i]}; },
@@ -191,24 +209,35 @@ lanes_inline void prepareBinaryFrom(const From& from, const u8s* mask, int64_t b
 // all 0 or 255, neither the block nor those beside it need S and V, now and in the next sweep. After that
 // the sums kept for V are right again, since they depend on the last four rows alone.
 template <class From, class Pixel, along columns, along rows>
-lanes_inline unsigned prepareFrom(const From& from, int64_t block, int64_t width,
+lanes_inline unsigned prepareFrom(const From& from, int64_t block, int64_t endOfInners,
                                   const maskedState<Pixel, columns, rows>& state)
 {
-    u8s mask[freshRows];
-    u8s notBinary = {};
-    for (int i = 0; i < freshRows; ++i) {
-        mask[i] = load(from.mask(i));
-        notBinary |= mask[i] + uint8_t{1}; // 0 and 255 give 1 and 0
-    }
-    const unsigned isMixed = !isZero(notBinary & uint8_t{0xfe});
+    // Where values are arbitrary, one row tells.
+    const auto notBinary = [&](int i) lanes_inlined {
+        return load(from.mask(i)) + uint8_t{1}; // 0 and 255 give 1 and 0
+    };
+    unsigned isMixed = !isZero(notBinary(0) & uint8_t{0xfe});
+    if (!isMixed)
+        isMixed = !isZero((notBinary(1) | notBinary(2) | notBinary(3)) & uint8_t{0xfe});
     unsigned notes = state.notes[block];
     notes = (notes & keepsMixed) | ((notes & mixedNow) << 1) | isMixed;
     state.notes[block] = static_cast<uint8_t>(notes);
     if (isMixed)
-        prepareMixedFrom(from, block, width, state);
+        prepareMixedFrom(from, block, endOfInners, state);
     else
-        prepareBinaryFrom(from, mask, block, state);
+        prepareBinaryFrom(from, block, state);
     return notes;
+}
+
+// Whether the fresh rows of these blocks have no mask values but 0 and 255; none reaches beyond the row.
+template <class Pixel>
+lanes_inline bool areBinary(const inputRows<Pixel>& rows, int64_t first, int64_t end)
+{
+    u8s notBinary = {};
+    for (int64_t column = first * blockColumns; column < end * blockColumns; column += blockColumns)
+        for (int i = 0; i < freshRows; ++i)
+            notBinary |= load(rows.mask[i] + column) + uint8_t{1};
+    return isZero(notBinary & uint8_t{0xfe}); // 0 and 255 give 1 and 0
 }
 
 // Prepares the blocks first .. end - 1 of the fresh rows. Returns the notes of all of them together.
@@ -216,16 +245,22 @@ template <class Pixel, along columns, along rows>
 [[gnu::noinline]] unsigned prepareBlocks(const gauss2_maskedSweep<Pixel>& sweep, int64_t first, int64_t end,
                                          const maskedState<Pixel, columns, rows> state)
 {
-    const int64_t whole = sweep.width / blockColumns;
+    const inputRows<Pixel> input(sweep);
+    const int64_t endOfWhole = smaller(end, sweep.width / blockColumns);
+    const int64_t endOfInners = endOfInner(sweep.width);
     unsigned notes = 0;
     int64_t block = first;
-    for (; block < end && block < whole; ++block)
-        notes |= prepareFrom(insideBlock<Pixel>{sweep, gauss2_rowsBefore, block * blockColumns}, block,
-                             sweep.width, state);
+    // As long as no mask value in the picture was another, one question for all of these blocks costs less
+    // than a note on each.
+    if (!state.hasNotes && areBinary(input, first, endOfWhole))
+        for (; block < endOfWhole; ++block)
+            prepareBinaryFrom(insideBlock<Pixel>{input, block * blockColumns}, block, state);
+    for (; block < endOfWhole; ++block)
+        notes |= prepareFrom(insideBlock<Pixel>{input, block * blockColumns}, block, endOfInners, state);
     for (; block < end; ++block) {
         copiedBlock<Pixel> copy;
         copyBlock(sweep, gauss2_rowsBefore, block * blockColumns, &copy);
-        notes |= prepareFrom(copy, block, sweep.width, state);
+        notes |= prepareFrom(copy, block, endOfInners, state);
     }
     if (first == 0) {
         for (int i = 0; i < freshRows; ++i)

@@ -124,6 +124,7 @@ struct maskedState {
     keptBinary<Pixel, rows> (*binary)[parities<columns>];
     keptMixed<rows> (*mixed)[parities<columns>];
     uint8_t* notes; // the bits above, of every block and of one more on both sides
+    bool hasNotes;  // whether there was a mixed block in any sweep before
     bool* wasFull;  // of each group: its blocks were full in the last sweep, and S is up to date
 };
 

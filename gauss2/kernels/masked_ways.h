@@ -11,6 +11,8 @@ namespace
 template <class Pixel, along columns, along rows>
 struct maskedRun {
     const gauss2_maskedSweep<Pixel>& sweep;
+    inputRows<Pixel> input; // the fresh rows
+    int64_t endOfInners;    // of the row
     maskedState<Pixel, columns, rows> state;
 };
 
