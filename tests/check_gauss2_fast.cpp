@@ -200,6 +200,32 @@ TYPED_TEST(Gauss2Fast, EverySmallSize)
         }
 }
 
+// Patches of arbitrary values in a mask that is else binary, in rows that are wider than what is looked at
+// together.
+TYPED_TEST(Gauss2Fast, PatchesInWideRows)
+{
+    using Pixel = typename TestFixture::Pixel;
+    for (uint64_t number = 1500; number < 1530 && !this->HasFailure(); ++number) {
+        SCOPED_TRACE(test_caseName(number));
+        test_random random = test_randomFor(number);
+        const int32_t width = test_randomInt(&random, 550, 1400);
+        const int32_t height = test_randomInt(&random, 20, 60);
+        oracle_gauss2Planes source =
+            picture(&random, width, height, sizeof(Pixel), test_anything, test_full);
+        for (int patch = 0; patch < 4; ++patch) {
+            const int32_t left = patch % 2 ? test_randomInt(&random, 0, width - 1) : 0;
+            const int32_t top = test_randomInt(&random, 0, height - 1);
+            const bool any = test_chance(&random, 50);
+            for (int32_t y = top; y < std::min(top + 8, height); ++y)
+                for (int32_t x = left; x < std::min(left + 30, width); ++x)
+                    source.mask->at(x, y) =
+                        any ? static_cast<uint16_t>(test_randomInt(&random, 0, 255)) : 0;
+        }
+        for (const filter& each : filters)
+            check<TypeParam>(each, source, &random);
+    }
+}
+
 // The greatest sums and differences, and all heights around a poll and around what is made at a time.
 TYPED_TEST(Gauss2Fast, ExtremesAndEveryHeight)
 {
