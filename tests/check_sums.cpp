@@ -46,8 +46,8 @@ qsGaussParams randomParams(test_random* random, bool integersOnly)
     qsGaussParams params = {};
     params.kernelSizeX = test_randomInt(random, 0, largest);
     params.kernelSizeY = test_chance(random, 50) ? params.kernelSizeX : test_randomInt(random, 0, largest);
-    params.sampleX = test_randomInt(random, 1, test_chance(random, 50) ? 1 : 9);
-    params.sampleY = test_randomInt(random, 1, test_chance(random, 50) ? 1 : 9);
+    params.sampleX = test_randomInt(random, 1, test_pick(random, std::vector<int32_t>{1, 1, 9, 60}));
+    params.sampleY = test_randomInt(random, 1, test_pick(random, std::vector<int32_t>{1, 1, 9, 60}));
     params.peakNormalize = test_chance(random, 10);
     params.keepFullRegion = 1;
     params.round = !integersOnly && test_chance(random, 50);
