@@ -4,6 +4,7 @@
 
 #include <qip/half_resolution.h>
 #include <qip/legacy.h>
+#include <qip/masked.h>
 #include <qip/params.h>
 #include <qip/smoothing.h>
 #include <qip/status.h>
