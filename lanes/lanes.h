@@ -132,6 +132,13 @@ lanes_inline f32s toFloats(u32s a)
     return __builtin_convertvector((i32s)a, f32s);
 }
 
+// A whole number below 2^52 becomes a double when it takes the place of the low bits of 2^52.
+lanes_inline f64s toDoubles(u64s a)
+{
+    constexpr uint64_t bits = 0x4330000000000000;
+    return (f64s)(a | bits) - 0x1p52;
+}
+
 // The whole part, as a signed number.
 lanes_inline u32s truncated(f32s a)
 {
