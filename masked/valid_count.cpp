@@ -25,8 +25,8 @@ int64_t endColumn(const masked_countRequest& request)
     return request.firstColumn + (request.columns - 1) * request.stepX + request.reachX;
 }
 
-// Whether counts down the columns fit 8 bits, sums along the row 16 bits, and all footprints the row and its
-// reflections.
+// Whether counts down the columns fit 8 bits, sums along the row 16 bits, and all footprints the row with
+// its two reflections.
 bool suitsKernels(const masked_countRequest& request)
 {
     return request.reachY <= UINT8_MAX && request.reachX * request.reachY <= UINT16_MAX &&

@@ -1,5 +1,6 @@
-// How many pixels under the kernel are valid, tested against a threshold: the count C of a footprint of reachX x
-// reachY pixels, row by row. Kept are the counts down each column; the cost of a row does not depend on the kernel.
+// How many pixels under the kernel are valid, tested against a threshold: the count C of a footprint of
+// reachX x reachY pixels, row by row. Kept are the counts down each column; the cost of a row does not
+// depend on the kernel.
 //
 //     masked_validCount count = {};
 //     status = masked_takeValidCount(&cleanup, &request, level, &count);
@@ -13,8 +14,8 @@
 
 #include <qip/params.h>
 
-// What is counted. Columns are counted from the first one of the rows and may lie beyond either end: there the row
-// is reflected with the edge repeated, and beyond one reflection nothing is valid.
+// What is counted. Columns are counted from the first one of the rows and may lie beyond either end: there
+// the row is reflected with the edge repeated, and beyond one reflection nothing is valid.
 struct masked_countRequest {
     int64_t width;       // of the rows, at least 1
     int64_t firstColumn; // the first column under the footprint of output 0

@@ -27,7 +27,8 @@ struct masked_countKernels {
     void (*changeByValue)(const uint8_t* entering, const uint8_t* leaving, int64_t width, uint8_t* counts);
     void (*changeByTopBit)(const uint8_t* entering, const uint8_t* leaving, int64_t width, uint8_t* counts);
 
-    // out[i] = 255 where the footprint from column i * step on holds at least `threshold` valid pixels, else 0.
+    // out[i] = 255 where the footprint from column i * step on holds at least `threshold` valid pixels,
+    // else 0.
     void (*test)(const masked_countTest* test);
 };
 

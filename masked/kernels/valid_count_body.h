@@ -57,22 +57,22 @@ lanes_inline void sumAlong(const uint8_t* counts, int64_t covered, uint16_t* sum
     }
 }
 
-void testCounts(const masked_countTest* test)
+inline void testCounts(const masked_countTest* test)
 {
     constexpr int64_t lanes = laneCount<uint8_t>;
     sumAlong(test->counts, test->covered, test->sums);
     const uint16_t* const begins = test->sums;
     const uint16_t* const ends = test->sums + test->reach;
+    const int64_t step = test->step;
     const int64_t outputs = test->outputs;
+    const uint16_t least = test->threshold;
     uint8_t* const out = test->out;
-    if (test->step > 1 || outputs < lanes) {
-        for (int64_t i = 0; i < outputs; ++i) {
-            const int64_t x = i * test->step;
-            out[i] = static_cast<uint16_t>(ends[x] - begins[x]) >= test->threshold ? 255 : 0;
-        }
+    if (step > 1 || outputs < lanes) {
+        for (int64_t i = 0; i < outputs; ++i)
+            out[i] = static_cast<uint16_t>(ends[i * step] - begins[i * step]) >= least ? 255 : 0;
         return;
     }
-    const u16s threshold = filled(test->threshold);
+    const u16s threshold = filled(least);
     const auto half = [&](int64_t x) lanes_inlined {
         return (u16s)(load(ends + x) - load(begins + x) >= threshold) >> 8;
     };
