@@ -27,6 +27,7 @@ using u8s = lanesOf<uint8_t>;
 using u16s = lanesOf<uint16_t>;
 using u32s = lanesOf<uint32_t>;
 using u64s = lanesOf<uint64_t>;
+using i8s = lanesOf<int8_t>;
 using i16s = lanesOf<int16_t>;
 using i32s = lanesOf<int32_t>;
 using f32s = lanesOf<float>;
@@ -124,6 +125,13 @@ lanes_inline u16s lowered(u16s a)
 {
     constexpr uint16_t sign = 0x8000;
     return a ^ sign;
+}
+
+// In each four lanes: the first, the sum of the first two, of three, of four.
+lanes_inline u16s runningSumsOfFour(u16s a)
+{
+    a += (u16s)((u64s)a << 16);
+    return a + (u16s)((u64s)a << 32);
 }
 
 // `a` holds signed numbers.
