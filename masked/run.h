@@ -1,0 +1,22 @@
+// Masked smoothing of the rows of one band, or of all: the choice between fixed point and double precision,
+// and between fast and plain code.
+#pragma once
+
+#include "masked/plan.h"
+
+#include <qip/status.h>
+
+struct masked_work {
+    masked_plan plan;
+    const char* name; // by which the application may forbid optimised code
+    // Of the same pixels as the plan's source, but in the height that decides on fixed point.
+    int64_t windowHeight;
+    // By which it may forbid the fast preparation of mask and source.
+    const char* prepareName;
+};
+
+// Errors:  failures of base services.
+qip_status masked_run(const masked_work* work);
+
+// The same in double precision throughout, whether fast or not: for smoothing without a source mask.
+qip_status masked_runDouble(const masked_work* work);
