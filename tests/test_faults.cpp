@@ -6,6 +6,7 @@
 #include "support/images.h"
 #include "support/job_set.h"
 #include "support/oracle_gauss2.h"
+#include "support/oracle_masked.h"
 #include "support/policy.h"
 
 #include <qbase/qbase.h>
@@ -25,10 +26,10 @@ namespace
 // behind.
 struct scene {
     std::atomic<int> counted = 0; // jobs that ran, owners that were told
-    test_pixels pixels8{{40, 150, 1}}, pixels16{{40, 150, 2}}, maskPixels{{40, 150, 1}};
+    test_pixels pixels8{{120, 150, 1}}, pixels16{{120, 150, 2}}, maskPixels{{120, 150, 1}};
     test_image images[10];
 
-    // 40 columns and 150 rows at (2, 4).
+    // 120 columns and 150 rows at (2, 4).
     qimg_image &src8 = images[0].record, &src16 = images[1].record, &mask = images[2].record;
     qimg_image& bent8 = images[3].record; // the pixels of src8
     // Unbound.
@@ -271,6 +272,41 @@ std::vector<operation> engines()
     return all;
 }
 
+// Masked smoothing with and without a source mask, in fixed point and in double precision; in one piece and,
+// in the image forms, whose destination is large enough, in two bands.
+qip_status smoothMasked(const oracle_maskedExport& what, bool hasMask, int32_t threads, scene& s)
+{
+    const bool fromWide = what.srcSize == 2;
+    qimg_image* const to = what.dstSize == 2 ? &s.dst16 : &s.dst8;
+    // A failure may have left a destination that is bound and a mask that is not.
+    int isBound = 0;
+    qimg_image_getIsBound(&s.dstMask, &isBound);
+    if (!isBound)
+        qimg_image_destruct(to);
+    qip_gaussParams params = s.params;
+    params.maskParams.resultMode = 1;
+    params.gain = threads == 1 ? 0.75 : 2.0;
+    qsys_jobs_setThreadCount(threads);
+    return what.call({&params, fromWide ? &s.src16 : &s.bent8, hasMask ? &s.mask : nullptr, &s.mask, to,
+                      &s.dstMask, fromWide ? &s.srcWindow16 : &s.srcWindow8,
+                      hasMask ? &s.maskWindow : nullptr, &s.maskWindow,
+                      what.dstSize == 2 ? &s.window16 : &s.window8, &s.windowMask});
+}
+
+std::vector<operation> masked()
+{
+    std::vector<operation> all;
+    for (const oracle_maskedExport& what : oracle_maskedExports())
+        for (const bool hasMask : {true, false})
+            for (const int32_t threads : {1, 2})
+                all.push_back({what.name,
+                               [&what, hasMask, threads](scene& s) {
+                                   return smoothMasked(what, hasMask, threads, s);
+                               },
+                               false, !what.windows}); // the image forms bind their destinations at first
+    return all;
+}
+
 std::vector<operation> working()
 {
     std::vector<operation> all = {
@@ -294,7 +330,7 @@ std::vector<operation> working()
         CALL(qip_gauss, &s.legacy, nullptr, &s.legacyParams, &s.region, &s.made),
     };
     all.insert(all.end(), others.begin(), others.end());
-    for (const std::vector<operation>& more : {engines(), halfResolution()})
+    for (const std::vector<operation>& more : {engines(), halfResolution(), masked()})
         all.insert(all.end(), more.begin(), more.end());
     return all;
 }
