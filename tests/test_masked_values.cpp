@@ -41,10 +41,14 @@ qip_gaussParams randomParams(test_random* random, int32_t largestKernel)
     const int most = any(std::array{1, 2, 2, 3, 3, 8, 15, 20, 63});
     for (int32_t* kernel : {&params.kernelSizeX, &params.kernelSizeY})
         *kernel = std::min(largestKernel, test_randomInt(random, 0, most));
+    // Around the size from which sums have 64 bits.
+    if (test_chance(random, 8))
+        params.kernelSizeX = std::min(largestKernel, test_randomInt(random, 14, 17));
     for (int32_t* sample : {&params.sampleX, &params.sampleY})
         *sample = test_randomInt(random, 1, any(std::array{1, 1, 1, 2, 3, 7}));
     const double powers[] = {2.0, 2.0, 4.0, 64.0, 2.0000005, 1.9999995, 2.00001, 0.5};
-    const double ends[] = {1e-5, 1e-300, 70000.0, 1e9, 7e13};
+    // Faint ones make pixels of 0 or 1.
+    const double ends[] = {0.0021, 0.003, 0.0037, 1e-5, 1.3e-5, 1e-300, 70000.0, 7e13};
     const double number = static_cast<double>(test_randomInt(random, 1, 1000000)) / 277777.0;
     params.gain = any(std::array{1.0, 1.0, 1.0, 0.3, 1.75, 3.0, 100.0, number, any(powers), any(ends)});
     params.round = test_chance(random, 50) ? test_anyRound : 0;
