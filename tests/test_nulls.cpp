@@ -113,6 +113,7 @@ TEST(Nulls, OfTheLibrary)
     refuse("gauss_computeSampleStartOffset", gauss_computeSampleStartOffset, {0, 1});
     refuse("gauss_udpateDstXform", gauss_udpateDstXform, {3});
     refuse("qip_gauss", qip_gauss, {1, 3});
+    refuse("qip_filterMask_computeResultMask_", qip_filterMask_computeResultMask_, {1});
     int64_t offset = -1;
     EXPECT_EQ(gauss_computeSampleStartOffset(nullptr, nullptr, &offset), QIP_OK);
     EXPECT_EQ(offset, 0);
