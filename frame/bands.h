@@ -91,8 +91,8 @@ qip_status frame_queueBand(frame_bandJobs* jobs, const Band& band)
 }
 
 // Runs `count` bands, of which make(i, &band) gives the i-th; make answers with a status.
-// Result:  the first negative status in the order of the bands, else the last one that is not 0, else 0. All
-//          bands run to their end; the first one runs on the calling thread.
+// Result:  the first negative status in the order of the bands, else the last one that is not 0, else 0.
+//          All bands run to their end; the first one runs on the calling thread.
 // Errors:  QSYS_E_MEMORY, or what `make` answers: no band has run then.
 template <class Band, qip_status (*run)(const Band*), class Make>
 qip_status frame_runBands(frame_threads* threads, int64_t count, const Make& make)

@@ -16,8 +16,8 @@
 //                                               called once for `count` rows that all lie beyond the data
 // A negative status from any of the last three ends the run.
 //
-// The rows of a request may be split into bands. A band is a run of its own: its column sums start anew above it,
-// so they are the same as long as they are exact, and each row depends on its column sums alone.
+// The rows of a request may be split into bands. A band is a run of its own: its column sums start anew
+// above it, so they are the same as long as they are exact, and each row depends on its column sums alone.
 #pragma once
 
 #include "frame/cleanup.h"
@@ -308,8 +308,8 @@ qip_status gauss_runBand(const gauss_rowsRun<Rule>* run)
                                                      : gauss_runRows<uint16_t>(run);
 }
 
-// Whether column sums do not depend on where they started: all integrators down the columns stay below 16 times
-// the greatest sum, and doubles hold whole numbers up to 2^53.
+// Whether column sums do not depend on where they started: all integrators down the columns stay below 16
+// times the greatest sum, and doubles hold whole numbers up to 2^53.
 inline bool gauss_isExactDown(int64_t box)
 {
     const double n = static_cast<double>(box);
@@ -339,7 +339,7 @@ qip_status gauss_smoothRows(const qsImage* src, qsVImage* dst, const qsGaussPara
                             const gauss_request* request, const Rule& rule)
 {
     gauss_rowsRun<Rule> run = gauss_rowsRunOf(src, dst, params, request, rule);
-    frame_split split = {1, {}};
+    frame_split split = {};
     frame_cleanup cleanup = {};
     return frame_cleanupEnd(&cleanup, gauss_runBands(&run, &split, &cleanup));
 }

@@ -347,7 +347,6 @@ qip_status run(gauss2_filter filter, const Planes& planes, int64_t mostUnpolled)
     call.result = resultOf(planes);
     call.outRows = pixels.height / gauss2_stepOf(filter.y);
     call.outColumns = pixels.width / gauss2_stepOf(filter.x);
-    call.split.count = 1;
     const qip_status status = chooseKernel(&call);
     if (status < 0)
         return countsAsPlain(filter, planes) ? QIP_E_FALLBACK : status;

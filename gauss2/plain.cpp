@@ -139,7 +139,7 @@ qip_status gauss2_plain(gauss2_filter filter, const Planes& planes)
         return gauss2_halfThroughFull(filter, planes, gauss2_plain<Planes>);
     const int64_t rows = gauss2_pixelsOf(planes).height / gauss2_stepOf(filter.y);
     plainBand<Planes> whole = {planes, filter, {0, rows}, nullptr};
-    frame_split split = {1, {}};
+    frame_split split = {};
     frame_cleanup cleanup = {};
     return frame_cleanupEnd(&cleanup, runBands(&whole, &split, &cleanup));
 }

@@ -259,8 +259,8 @@ testCall highCall(int exportNumber, int64_t kernel, const char* inhibited)
 
 } // namespace
 
-// No thread can be had, so the calling thread runs all bands, and its handler sees every poll. This is the first
-// test of the program: no thread may be there already.
+// No thread can be had, so the calling thread runs all bands, and its handler sees every poll. This is the
+// first test of the program: no thread may be there already.
 TEST(Splitting, AsksTheHandlerInEveryBandAndReturnsItsAnswer)
 {
     ASSERT_EQ(base_jobPool_workerCount(), 0);
@@ -328,8 +328,8 @@ TEST(Splitting, ChangesNothingThatACallerSees)
     qsys_cpuinfo_limitLevel("auto");
 }
 
-// A poll that stops a filter of one direction leaves its destination alone, although bands run side by side:
-// those that are made before the last poll go to memory of the library's own.
+// A poll that stops a filter of one direction leaves its destination alone, although bands run side by
+// side: those that are made before the last poll go to memory of the library's own.
 TEST(Splitting, HalfInOneDirectionWritesNothingBeforeItsLastPoll)
 {
     test_pixels source({50, 301, 1});
@@ -347,7 +347,8 @@ TEST(Splitting, HalfInOneDirectionWritesNothingBeforeItsLastPoll)
         const test_splitting splitting(1, 3);
         const test_pixels split({width, height, 1});
         {
-            // Of the five polls, the calling thread makes three at least: two in its band, one after all bands.
+            // Of the five polls, the calling thread makes three at least: two in its band, one after all
+            // bands.
             const test_attention attention(3, QSYS_E_CANCELLED);
             EXPECT_EQ(smooth(split), QSYS_E_CANCELLED);
             EXPECT_TRUE(test_samePixels(test_grid(width, height, test_canary), split.view()));

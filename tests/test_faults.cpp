@@ -377,7 +377,8 @@ TEST(Faults, EveryPollOfTheLibrary)
     });
 }
 
-// With every call in three bands, on as many threads: what its bands need is taken before the first one runs.
+// With every call in three bands, on as many threads: what its bands need is taken before the first one
+// runs.
 TEST(Faults, EveryAllocationAndPollOfBands)
 {
     const test_splitting splitting(50, 3);

@@ -338,7 +338,7 @@ double unmasked_greatestSum(const unmasked_plan* plan)
 qip_status unmasked_runSums(const unmasked_plan* plan, const unmasked_sumsPath* path)
 {
     unsigned char* block = nullptr;
-    frame_split split = {1, {}};
+    frame_split split = {};
     frame_cleanup cleanup = {};
     return frame_cleanupEnd(&cleanup, runBands(plan, path, &block, &split, &cleanup));
 }

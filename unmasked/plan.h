@@ -46,7 +46,8 @@ struct unmasked_plan {
     float dstZScale; // what its client z-scale is to become
 };
 
-// Every path does this, when it has its memory and before its first poll. Of bands only the top one sets it.
+// Every path does this, when it has its memory and before its first poll. Of bands only the top one sets
+// it.
 inline void unmasked_setZScale(const unmasked_plan* plan)
 {
     if (plan->rowsAbove == 0)

@@ -298,7 +298,7 @@ qip_status runBands(const unmasked_plan* plan, frame_split* split, frame_cleanup
 
 qip_status unmasked_smoothSevenTap(const unmasked_plan* plan)
 {
-    frame_split split = {1, {}};
+    frame_split split = {};
     frame_cleanup cleanup = {};
     return frame_cleanupEnd(&cleanup, runBands(plan, &split, &cleanup));
 }

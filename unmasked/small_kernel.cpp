@@ -117,7 +117,7 @@ qip_status runBands(const unmasked_plan* plan, smallCall** calls, frame_split* s
 qip_status unmasked_smoothSmallKernel(const unmasked_plan* plan)
 {
     smallCall* calls = nullptr;
-    frame_split split = {1, {}};
+    frame_split split = {};
     frame_cleanup cleanup = {};
     return frame_cleanupEnd(&cleanup, runBands(plan, &calls, &split, &cleanup));
 }
