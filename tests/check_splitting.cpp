@@ -305,7 +305,7 @@ TEST(Splitting, ChangesNothingThatACallerSees)
     const auto exports = unmaskedExports + static_cast<int64_t>(oracle_gauss2Exports().size());
     std::vector<std::string> levels;
     test_atEveryLevel([&](const std::string& level) { levels.push_back(level); });
-    test_forCases(test_caseCount(3000), [&](test_random& random, uint64_t) {
+    test_forCases(test_caseCount(1500), [&](test_random& random, uint64_t) {
         // As many of the unmasked exports, which have more paths, as of the others.
         const bool isHalf = test_chance(&random, 50);
         const auto number = isHalf ? test_randomInt(&random, unmaskedExports, exports - 1)
