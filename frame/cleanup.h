@@ -89,6 +89,15 @@ qsys_status frame_cleanupAllocClear(frame_cleanup* cleanup, int64_t count, Eleme
     return frame_cleanupTake(cleanup, count, block, qsys_memory_allocClear_internal);
 }
 
+// Sets aside some bytes at the end of a block that is yet to be taken, on a 64-byte boundary; returns where
+// they begin. `size` is that of the block.
+inline int64_t frame_setAside(int64_t* size, int64_t bytes)
+{
+    const int64_t begin = *size;
+    *size += (bytes + 63) / 64 * 64;
+    return begin;
+}
+
 // Ends an operation: releases everything and returns the first negative status met, else `status`.
 inline qsys_status frame_cleanupEnd(frame_cleanup* cleanup, qsys_status status)
 {

@@ -16,10 +16,15 @@
 constexpr int64_t gauss_mostBoxLanes = 8;
 
 // The widest box down the columns. For 8-bit pixels: with it the first integrator, a second difference of
-// the sums of n pixels that is below 2 n 256 in size, still fits 16 bits. For both depths: a third
-// difference of sums, below 8 times the greatest sum in size, still fits 32 bits as a signed number.
+// the sums of n pixels that is below 2 n 256 in size, still fits 16 bits. For 16-bit pixels: the sums still
+// fit 32 bits.
 template <class Pixel>
-constexpr int64_t gauss_mostBoxDown = sizeof(Pixel) == 1 ? 64 : 16;
+constexpr int64_t gauss_mostBoxDown = sizeof(Pixel) == 1 ? 64 : 40;
+
+// The widest box down the columns with which a third difference of sums, below 8 times the greatest sum in
+// size, fits 32 bits as a signed number.
+template <class Pixel>
+constexpr int64_t gauss_mostBoxSigned = sizeof(Pixel) == 1 ? 64 : 16;
 
 // Which of the positions from the next one on complete an output. All counts are at least 1.
 struct gauss_boxOutputs {
@@ -44,8 +49,12 @@ struct gauss_boxDown {
     // before it, so that no load leaves a row.
     int64_t firstBlock;
     int64_t blocks;
-    unsigned char* state; // of all blocks, on a 64-byte boundary, zeroed before the first row
-    uint32_t* sums;       // of the first column of firstBlock; there is room for a block before it
+
+    // Of all blocks, on a 64-byte boundary, zeroed before the first row. The state of a block ends with its
+    // third integrators, 32 bits for each column. After 3 n rows of pixels of one value these are n^3 times
+    // the value, and the rest is 0.
+    unsigned char* state;
+    uint32_t* sums; // of the first column of firstBlock; there is room for a block before it
 };
 
 // Along the rows, from one column to the next: where a group stands. gauss/box_along.h goes on from here.

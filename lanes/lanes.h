@@ -27,6 +27,7 @@ using u8s = lanesOf<uint8_t>;
 using u16s = lanesOf<uint16_t>;
 using u32s = lanesOf<uint32_t>;
 using u64s = lanesOf<uint64_t>;
+using i8s = lanesOf<int8_t>;
 using i16s = lanesOf<int16_t>;
 using i32s = lanesOf<int32_t>;
 using f32s = lanesOf<float>;
@@ -126,10 +127,24 @@ lanes_inline u16s lowered(u16s a)
     return a ^ sign;
 }
 
+// In each four lanes: the first, the sum of the first two, of three, of four.
+lanes_inline u16s runningSumsOfFour(u16s a)
+{
+    a += (u16s)((u64s)a << 16);
+    return a + (u16s)((u64s)a << 32);
+}
+
 // `a` holds signed numbers.
 lanes_inline f32s toFloats(u32s a)
 {
     return __builtin_convertvector((i32s)a, f32s);
+}
+
+// A whole number below 2^52 becomes a double when it takes the place of the low bits of 2^52.
+lanes_inline f64s toDoubles(u64s a)
+{
+    constexpr uint64_t bits = 0x4330000000000000;
+    return (f64s)(a | bits) - 0x1p52;
 }
 
 // The whole part, as a signed number.

@@ -173,4 +173,24 @@ lanes_inline Lanes movedDown(Lanes a, Lanes in)
     return (Lanes)_mm256_alignr_epi8(between, (__m256i)a, bytes);
 }
 
+// ---- sums of neighbours ----
+
+// Each lane becomes the sum of itself and all lanes before it.
+lanes_inline u16s runningSums(u16s a)
+{
+    constexpr char none = -1;
+    a = runningSumsOfFour(a);
+    a += (u16s)pickedInHalves<none, none, none, none, none, none, none, none, 6, 7, 6, 7, 6, 7, 6, 7>(
+        (u8s)a);
+    const __m256i lowToHigh = _mm256_permute2x128_si256((__m256i)a, (__m256i)a, 0x08);
+    return a + (u16s)picked((u8s)lowToHigh, (u8s)filled(uint16_t{0x0f0e}));
+}
+
+// The last lane, in all of them.
+lanes_inline u16s lastInAll(u16s a)
+{
+    const __m256i lastFour = _mm256_permute4x64_epi64((__m256i)a, 0xff);
+    return (u16s)picked((u8s)lastFour, (u8s)filled(uint16_t{0x0706}));
+}
+
 } // namespace

@@ -199,6 +199,21 @@ lanes_inline Lanes movedDown(Lanes a, Lanes in)
     return moved;
 }
 
+// ---- sums of neighbours ----
+
+// Each lane becomes the sum of itself and all lanes before it.
+lanes_inline u16s runningSums(u16s a)
+{
+    a = runningSumsOfFour(a);
+    return a + __builtin_shufflevector(a, u16s{}, 8, 8, 8, 8, 3, 3, 3, 3);
+}
+
+// The last lane, in all of them.
+lanes_inline u16s lastInAll(u16s a)
+{
+    return __builtin_shufflevector(a, a, 7, 7, 7, 7, 7, 7, 7, 7);
+}
+
 // ---- questions ----
 
 lanes_inline bool isZero(u8s a)

@@ -87,6 +87,17 @@ lanes_inline u32s smaller(u32s a, u32s b)
     return (u32s)lanes_instruction(min_epu32)((lanes_register)a, (lanes_register)b);
 }
 
+lanes_inline f64s smaller(f64s a, f64s b)
+{
+    return (f64s)lanes_instruction(min_pd)(a, b);
+}
+
+// The low halves of the lanes, multiplied.
+lanes_inline u64s mulLow(u64s a, u64s b)
+{
+    return (u64s)lanes_instruction(mul_epu32)((lanes_register)a, (lanes_register)b);
+}
+
 // a * factor >> 16.
 lanes_inline u16s mulHigh(u16s a, uint16_t factor)
 {

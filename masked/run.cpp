@@ -2,6 +2,7 @@
 
 #include "frame/fast_path.h"
 #include "frame/level.h"
+#include "masked/fast.h"
 #include "masked/plain.h"
 
 #include <qbase/arithmetic.h>
@@ -28,8 +29,12 @@ bool isLargeEnough(const masked_work* work)
 }
 
 template <class Rule>
-qip_status smooth(const masked_work* work, const qsys_cpuinfo*, const Rule& rule)
+qip_status smooth(const masked_work* work, const qsys_cpuinfo* info, const Rule& rule)
 {
+    if constexpr (frame_hasVectors) {
+        if (masked_canSmoothFast(&work->plan, rule, info))
+            return masked_smoothFast(&work->plan, rule, info, work->prepareName);
+    }
     return masked_smoothPlain(&work->plan, rule);
 }
 

@@ -331,6 +331,10 @@ std::vector<operation> working()
         CALL(qip_gauss_smoothWindow8_8, &s.srcWindow8, &s.window8, &s.params),
         CALL(qip_gauss_smoothWindow8_16, &s.srcWindow8, &s.window16, &s.params),
         CALL(qip_gauss, &s.legacy, nullptr, &s.legacyParams, &s.region, &s.made),
+        CALL(qip_filterMask_computeResultMask_, &s.mask, &s.src8, &s.params.kernelSizeX, &s.params.sampleX,
+             0.4, &s.dst8),
+        CALL(qip_filterMask_computeResultMask_, &s.mask, nullptr, &s.params.kernelSizeX, &s.params.sampleX,
+             0.4, &s.bound8),
     };
     all.insert(all.end(), others.begin(), others.end());
     for (const std::vector<operation>& more : {engines(), halfResolution(), masked()})

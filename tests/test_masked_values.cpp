@@ -395,3 +395,48 @@ TEST(MaskedValues, APartEqualsTheSamePartOfTheWhole)
     });
     qsys_jobs_setThreadCount(0);
 }
+
+// All pixels of a flat picture with kernel size 2, whose mask has no gaps, are full.
+TEST(MaskedValues, FlatPicturesByHand)
+{
+    const struct {
+        const char* name;
+        int32_t value;
+        double gain;
+        bool round;
+        int64_t fixed; // expected in fixed point, and in double precision
+        int64_t exact;
+    } cases[] = {
+        {"qip_gauss_smoothMaskedWindow8_8", 200, 1.0, false, 199, 200}, // 1 / N is rounded down
+        {"qip_gauss_smoothMaskedWindow8_8", 200, 1.0, true, 200, 200},
+        {"qip_gauss_smoothMaskedWindow8_8", 200, 1.75, true, 94, 255}, // 350 wraps or is clamped
+        {"qip_gauss_smoothMaskedWindow8_8", 200, 2.0, false, 255, 255},
+        {"qip_gauss_smoothMaskedWindow8_8", 255, 0.0021, true, 1, 1}, // the half is the 32nd bit
+        {"qip_gauss_smoothMaskedWindow8_16", 200, 1.75, true, 350, 350},
+        {"qip_gauss_smoothMaskedWindow8_16", 200, 2.0, false, 400, 400},
+        {"qip_gauss_smoothMaskedWindow16_16", 40000, 1.75, true, 4464, 65535},
+        {"qip_gauss_smoothMaskedWindow16_16", 40000, 2.0, false, 65535, 65535},
+    };
+    qsys_jobs_setThreadCount(1);
+    test_atEveryLevel([&](const std::string& level) {
+        for (const auto& flat : cases)
+            for (const oracle_maskedExport& what : oracle_maskedExports()) {
+                if (std::string(flat.name) != what.name)
+                    continue;
+                SCOPED_TRACE(level + ": " + flat.name + ", gain " + std::to_string(flat.gain));
+                test_random random = {};
+                request made = {};
+                made.what = &what;
+                made.params = test_gaussParams(1, 2, flat.gain);
+                made.params.round = flat.round;
+                made.src.place(&random, {0, 0, 21, 20}, what.srcSize);
+                made.srcMask.place(&random, made.src.rect, 1); // canaries: valid
+                test_fill(made.src.pixels.get(),
+                          [&](int32_t, int32_t) { return static_cast<uint32_t>(flat.value); });
+                const int64_t expected = level == "plain" ? flat.exact : flat.fixed;
+                EXPECT_EQ(smoothInto(made, made.src.rect).pixels.values,
+                          std::vector<int64_t>(21 * 20, expected));
+            }
+    });
+    qsys_jobs_setThreadCount(0);
+}

@@ -120,6 +120,7 @@ TEST(Nulls, OfTheLibrary)
     refuse("qip_gauss_smoothMaskedWindow8_8", qip_gauss_smoothMaskedWindow8_8, masks);
     refuse("qip_gauss_smoothMaskedWindow8_16", qip_gauss_smoothMaskedWindow8_16, masks);
     refuse("qip_gauss_smoothMaskedWindow16_16", qip_gauss_smoothMaskedWindow16_16, masks);
+    refuse("qip_filterMask_computeResultMask_", qip_filterMask_computeResultMask_, {1});
     int64_t offset = -1;
     EXPECT_EQ(gauss_computeSampleStartOffset(nullptr, nullptr, &offset), QIP_OK);
     EXPECT_EQ(offset, 0);

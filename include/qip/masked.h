@@ -12,7 +12,7 @@
  *
  * Valid or reset. A pixel is valid
  *     with resultMode 0   when the source mask at its centre is not 0
- *     with resultMode 1   when C >= T, T = trunc(A * threshold + 0.5) but at least 1
+ *     with resultMode 1   when C >= T, T = trunc(A * threshold + 0.5), or 1 where that is 0
  * and, where there is a mask that resets, when that is not 0 at its centre. The mask that resets is
  * resetMask; without one it is the source mask itself, unless `mode` is 1. So `mode` shows with resultMode
  * 1 alone: with mode 0 masked-out pixels keep their source value, with mode 1 they are filled from valid
@@ -114,16 +114,22 @@ QIP_API qip_status qip_gauss_smoothMaskedWindow16_16(const qimg_window16Const* s
 /* Where enough of the kernel's footprint is valid, without smoothing anything:
  *     resultMask(x, y) = 255 where C >= T and the centre mask at (cX(x), cY(y)) is not 0, else 0
  * with C and T as above; but here a pixel of srcMask is valid from 128 on.
- * centreMask is optional: null or unbound, it does not clear pixels. Pixels outside its rectangle are 0.
+ * centreMask is optional: null or unbound, it does not clear pixels. One of another rectangle is read as if
+ * its first pixel lay over that of srcMask; beyond its size it is 0.
  * kernelSize and sample are those of X, then of Y. Neither these nor the threshold are checked: a sampling
- * factor below 1 or a kernel size below 0 writes nothing.
+ * factor below 1 or a kernel size below 0 writes nothing and binds nothing. A threshold outside 0 .. 1 is
+ * used as it is, so that every C reaches a negative T; one that is not a number counts as 0.
  * Destination: an unbound resultMask is bound to the rectangle that the source yields; a bound one is
  *          written where its rectangle meets that one. The transforms stay.
  * Overlap: allowed; the result is that of separate memory.
  * Errors:  QSYS_E_ARGUMENT: srcMask, kernelSize, sample or resultMask is null. QIP_E_NULL_IMAGE: srcMask is
- *          unbound. QIMG_E_PIXEL_SIZE, QSYS_E_RANGE, and failures of
- *          base services. No pixel is written then.
- * Threads: callable from any thread, at once for different destinations. Memory: some rows. */
+ *          unbound. QIMG_E_PIXEL_SIZE. QSYS_E_RANGE: the rectangle that an unbound resultMask would get does
+ *          not fit 32 bits. Failures of base services. Nothing has changed then, save after an answer of
+ *          the attention handler: the rows written before it stay, as does the rectangle.
+ * Polls:   before the 1st, 65th, 129th ... source row that comes under the kernel or leaves it; rows that
+ *          are reflected count again.
+ * Threads: callable from any thread, at once for different destinations.
+ * Memory:  some rows, and copies of masks that share memory with resultMask. */
 QIP_API qip_status qip_filterMask_computeResultMask_(const qimg_image8* srcMask,
                                                      const qimg_image8* centreMask,
                                                      const int32_t* kernelSize, const int32_t* sample,

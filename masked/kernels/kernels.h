@@ -1,0 +1,15 @@
+// The kernels of masked smoothing at one processor level.
+#pragma once
+
+#include "masked/kernels/pixels.h"
+#include "masked/kernels/prepare.h"
+
+struct masked_kernels {
+    const gauss_boxKernels* boxes;
+    masked_prepareKernel<uint8_t> prepare8;
+    masked_prepareKernel<uint16_t> prepare16;
+    masked_pixelKernels pixels;
+};
+
+extern const masked_kernels masked_kernelsSse41;
+extern const masked_kernels masked_kernelsAvx2;

@@ -1,0 +1,9 @@
+// The kernels of masked smoothing, at the 256-bit level.
+#include "lanes/lanes_avx2.h"
+
+#include "masked/kernels/kernels.h"
+#include "masked/kernels/pixels_body.h"
+#include "masked/kernels/prepare_body.h"
+
+constexpr masked_kernels masked_kernelsAvx2 = {&gauss_boxKernelsAvx2, prepareRow<uint8_t>,
+                                               prepareRow<uint16_t>, pixelKernels()};
