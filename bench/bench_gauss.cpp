@@ -40,5 +40,6 @@ bench_prepare smoothing(const bench_gaussCase& what)
 void bench_addGauss()
 {
     for (const bench_gaussCase& what : bench_gaussCases)
-        bench_addOurs(bench_gaussName(what), smoothing(what), what.alsoSmall);
+        bench_addOurs(bench_gaussName(what), smoothing(what),
+                      {.alsoSmall = what.alsoSmall, .threads = what.threads});
 }

@@ -51,13 +51,18 @@ struct depthFunctions {
 
 void addUnmasked(const depthFunctions& depth)
 {
-    const auto add = [&](const std::string& name, int32_t shrink, const call& smooth) {
-        bench_addOurs("gauss2/" + name + "/" + depth.name, work(depth.pixelSize, shrink, smooth));
+    const auto add = [&](const std::string& name, int32_t shrink, const call& smooth, int threads = 1) {
+        bench_addOurs("gauss2/" + name + "/" + depth.name, work(depth.pixelSize, shrink, smooth),
+                      {.threads = threads});
     };
-    const auto addBinomial = [&](const std::string& name, int32_t passesX, int32_t passesY) {
-        add(name, 1, [=](const qimg_image* src, qimg_image* dst) {
-            return depth.binomial(src, dst, passesX, passesY);
-        });
+    const auto addBinomial = [&](const std::string& name, int32_t passesX, int32_t passesY,
+                                 int threads = 1) {
+        add(
+            name, 1,
+            [=](const qimg_image* src, qimg_image* dst) {
+                return depth.binomial(src, dst, passesX, passesY);
+            },
+            threads);
     };
     add("half", 4, depth.half);
     add("halfX", 2, depth.halfX);

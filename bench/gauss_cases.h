@@ -14,6 +14,7 @@ struct bench_gaussCase {
     bool round = true;   // as those do whom we are compared with
     bool asWindows = false;
     bool alsoSmall = false; // measured at 64x64 too, where the cost of a call by itself shows
+    int threads = 1;
 };
 
 inline constexpr bench_gaussCase bench_gaussCases[] = {
@@ -66,5 +67,7 @@ inline std::string bench_gaussName(const bench_gaussCase& what)
         name += "-gain1";
     if (what.asWindows)
         name += "-window";
+    if (what.threads > 1)
+        name.append("-").append(std::to_string(what.threads)).append("threads");
     return name + (what.isDeep ? "/u8u16" : "/u8u8");
 }

@@ -10,6 +10,7 @@ int main(int argc, char** argv)
         return 2;
     bench_addGauss();
     bench_addGauss2();
+    bench_addMasked();
 #ifdef BENCH_OPENCV
     if (!bench_opencvAgrees())
         return 1;

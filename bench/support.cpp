@@ -1,5 +1,7 @@
 #include "bench/support.h"
 
+#include <qbase/jobs.h>
+
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -25,7 +27,7 @@ struct variantRecord {
     std::string name;
     bool isOurs; // the name is a processor level
     bench_prepare prepare;
-    bool alsoSmall; // of ours; the peers of the case follow it
+    bench_measuring measuring; // peers are measured at the sizes of ours
 };
 
 std::vector<variantRecord>& variants()
@@ -34,10 +36,10 @@ std::vector<variantRecord>& variants()
     return variants;
 }
 
-double threadSeconds()
+double seconds(clockid_t clock)
 {
     timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    clock_gettime(clock, &now);
     return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
@@ -55,13 +57,13 @@ double memcpySeconds(int64_t bytes)
     const std::size_t copies = std::max<std::size_t>(1, (1 << 20) / (count + 1));
     std::array<double, 9> samples{};
     for (double& sample : samples) {
-        const double start = threadSeconds();
+        const double start = seconds(CLOCK_THREAD_CPUTIME_ID);
         for (std::size_t i = 0; i < copies; ++i) {
             std::memcpy(to.data(), from.data(), count);
             benchmark::DoNotOptimize(to.data());
             benchmark::ClobberMemory();
         }
-        sample = (threadSeconds() - start) / static_cast<double>(copies);
+        sample = (seconds(CLOCK_THREAD_CPUTIME_ID) - start) / static_cast<double>(copies);
     }
     std::nth_element(samples.begin(), samples.begin() + samples.size() / 2, samples.end());
     return samples[samples.size() / 2];
@@ -69,17 +71,20 @@ double memcpySeconds(int64_t bytes)
 
 void measure(benchmark::State& state, const variantRecord& variant, const bench_size& size)
 {
+    const int threads = variant.measuring.threads;
+    const clockid_t clock = threads > 1 ? CLOCK_MONOTONIC : CLOCK_THREAD_CPUTIME_ID;
     if (variant.isOurs)
         qsys_cpuinfo_limitLevel(variant.name.c_str());
+    qsys_jobs_setThreadCount(threads);
     const bench_work work = variant.prepare(size);
     const double memcpyTime = memcpySeconds(work.bytes);
     bool good = work.run(); // binds the destination, and warms up
     const int64_t allocated = bench_allocations();
-    const double start = threadSeconds();
+    const double start = seconds(clock);
     for ([[maybe_unused]] auto iteration : state)
         good = work.run() && good;
     const auto calls = static_cast<double>(state.iterations());
-    const double callTime = (threadSeconds() - start) / calls;
+    const double callTime = (seconds(clock) - start) / calls;
     const auto allocations = static_cast<double>(bench_allocations() - allocated) / calls;
     qsys_cpuinfo_limitLevel("auto");
     if (!good) {
@@ -159,51 +164,59 @@ void fillSpots(const bench_image& mask)
     clearDiscs(mask, random, 0.1, 2, 21);
 }
 
+// Smaller areas in a small picture, so that the share is met there too.
+int32_t greatestRadius(const bench_image& mask, int32_t wanted)
+{
+    return std::max(20, std::min({wanted, mask->rect.width / 8, mask->rect.height / 8}));
+}
+
 void fillDust(const bench_image& mask)
 {
     std::mt19937 random(22);
     fillValid(mask);
-    // Smaller areas in a small picture, so that the share is met there too.
-    const int32_t greatest = std::min({120, mask->rect.width / 8, mask->rect.height / 8});
-    clearDiscs(mask, random, 0.25, 20, std::max(20, greatest));
+    clearDiscs(mask, random, 0.25, 20, greatestRadius(mask, 120));
     for (int32_t y = 0; y < mask->rect.height; ++y)
         for (int32_t x = 0; x < mask->rect.width; ++x)
             if (random() % 500 == 0)
                 rowOf(mask, y)[x] = 0;
 }
 
-enum class content { random, spots, dust };
+void fillBlobs(const bench_image& mask)
+{
+    std::mt19937 random(23);
+    fillValid(mask);
+    clearDiscs(mask, random, 0.1, 20, greatestRadius(mask, 60));
+}
+
+using fillPicture = void (*)(const bench_image&);
 
 // The picture of this size, depth and content, made at first use.
-bench_image kept(const bench_size& size, int32_t pixelSize, content what)
+bench_image kept(const bench_size& size, int32_t pixelSize, fillPicture fill)
 {
-    static std::map<std::tuple<int32_t, int32_t, int32_t, content>, bench_image> pictures;
-    bench_image& picture = pictures[{size.width, size.height, pixelSize, what}];
+    static std::map<std::tuple<int32_t, int32_t, int32_t, fillPicture>, bench_image> pictures;
+    bench_image& picture = pictures[{size.width, size.height, pixelSize, fill}];
     if (!picture) {
         picture = newImage(size, pixelSize);
-        if (what == content::random)
-            fillRandom(picture);
-        else if (what == content::spots)
-            fillSpots(picture);
-        else
-            fillDust(picture);
+        fill(picture);
     }
     return picture;
 }
 
 } // namespace
 
-void bench_addOurs(const std::string& caseName, const bench_prepare& prepare, bool alsoSmall)
+void bench_addOurs(const std::string& caseName, const bench_prepare& prepare,
+                   const bench_measuring& measuring)
 {
     for (const char* level : levels)
-        if (qsys_cpuinfo_limitLevel(level) >= 0)
-            variants().push_back({caseName, level, true, prepare, alsoSmall});
+        if (!(measuring.notPortable && level == levels[0]) && qsys_cpuinfo_limitLevel(level) >= 0)
+            variants().push_back({caseName, level, true, prepare, measuring});
     qsys_cpuinfo_limitLevel("auto");
 }
 
-void bench_addPeer(const std::string& caseName, const std::string& variant, const bench_prepare& prepare)
+void bench_addPeer(const std::string& caseName, const std::string& variant, const bench_prepare& prepare,
+                   int threads)
 {
-    variants().push_back({caseName, variant, false, prepare, false});
+    variants().push_back({caseName, variant, false, prepare, {.threads = threads}});
 }
 
 void bench_registerAll()
@@ -216,7 +229,7 @@ void bench_registerAll()
         const auto last = std::find_if(
             first, all.end(), [&](const variantRecord& v) { return v.caseName != first->caseName; });
         std::vector<bench_size> measured(sizes.begin(), sizes.end());
-        if (first->alsoSmall)
+        if (first->measuring.alsoSmall)
             measured.insert(measured.begin(), smallSize);
         for (const bench_size& size : measured)
             for (auto variant = first; variant != last; ++variant) {
@@ -232,12 +245,13 @@ void bench_registerAll()
 
 bench_image bench_source(const bench_size& size, int32_t pixelSize)
 {
-    return kept(size, pixelSize, content::random);
+    return kept(size, pixelSize, fillRandom);
 }
 
 bench_image bench_mask(const bench_size& size, bench_maskKind kind)
 {
-    return kept(size, 1, kind == bench_maskKind::spots ? content::spots : content::dust);
+    constexpr fillPicture fills[] = {fillSpots, fillDust, fillBlobs, fillValid}; // as bench_maskKind
+    return kept(size, 1, fills[static_cast<int>(kind)]);
 }
 
 bench_image bench_unbound()

@@ -28,12 +28,22 @@ struct bench_work {
 
 using bench_prepare = std::function<bench_work(const bench_size&)>;
 
-// Adds work of ours, at every level that the machine has; `alsoSmall`: on pictures of 64x64 too, which show
-// what a call costs by itself.
-void bench_addOurs(const std::string& caseName, const bench_prepare& prepare, bool alsoSmall = false);
+// How work of ours is measured.
+struct bench_measuring {
+    bool alsoSmall = false;   // on pictures of 64x64 too, which show what a call costs by itself
+    bool notPortable = false; // the portable level refuses it
+    // That a call may use. With more than one, figures come from the clock on the wall instead of the
+    // thread's own.
+    int threads = 1;
+};
+
+// Adds work of ours, at every level that the machine has.
+void bench_addOurs(const std::string& caseName, const bench_prepare& prepare,
+                   const bench_measuring& measuring = {});
 
 // Adds the same work done by somebody else, on the same sizes; `variant` names whom and how.
-void bench_addPeer(const std::string& caseName, const std::string& variant, const bench_prepare& prepare);
+void bench_addPeer(const std::string& caseName, const std::string& variant, const bench_prepare& prepare,
+                   int threads = 1);
 
 // How often this thread has asked for memory so far, by any of the C library's functions.
 int64_t bench_allocations();
@@ -44,6 +54,7 @@ void bench_registerAll();
 // The cases of a family.
 void bench_addGauss();
 void bench_addGauss2();
+void bench_addMasked();
 void bench_addOpencv();
 
 // Whether OpenCV gives our pixels where it must; says on standard error where it does not.
@@ -61,11 +72,13 @@ bench_image bench_source(const bench_size& size, int32_t pixelSize);
 enum class bench_maskKind {
     spots, // round spots of 0, radius 2 to 21, over about a tenth of the picture
     dust, // round areas of 0, radius 20 to 120, over a quarter; in the rest one pixel in 500 is 0 by itself
+    blobs, // round areas of 0, radius 20 to 60, over a tenth
+    valid, // no 0
 };
 
 bench_image bench_mask(const bench_size& size, bench_maskKind kind);
 
-// The ways in which every masked case is measured; the name is a part of the case's.
+// The ways in which every masked case of gauss2/ is measured; the name is a part of the case's.
 struct bench_masking {
     const char* name;
     bench_maskKind source;

@@ -22,20 +22,22 @@ protected:
     {
         program_writeFile(folder.file("in.pgm"), program_pgmOf({3, 2, 255, {1, 2, 3, 4, 5, 6}}));
         program_writeFile(folder.file("in16.pgm"), program_pgmOf({1, 1, 65535, {999}}));
+        program_writeFile(folder.file("small.pgm"), program_pgmOf({2, 2, 255, {0, 1, 2, 3}}));
         program_writeFile(folder.file("out.pgm"), "what was there before");
         before = folder.listing();
     }
 
-    // Runs a line of words; IN, IN16 and OUT stand for files in the folder.
+    // Runs a line of words; IN, IN16, SMALL and OUT stand for files in the folder.
     program_result run(const std::string& line)
     {
         std::istringstream stream(line);
         std::vector<std::string> words;
         for (std::string word; stream >> word;)
-            words.push_back(word == "IN"     ? folder.file("in.pgm")
-                            : word == "IN16" ? folder.file("in16.pgm")
-                            : word == "OUT"  ? folder.file("out.pgm")
-                                             : word);
+            words.push_back(word == "IN"      ? folder.file("in.pgm")
+                            : word == "IN16"  ? folder.file("in16.pgm")
+                            : word == "SMALL" ? folder.file("small.pgm")
+                            : word == "OUT"   ? folder.file("out.pgm")
+                                              : word);
         return program_run(words);
     }
 
@@ -78,17 +80,6 @@ TEST_F(ProgramOptions, UsageErrorsEndWithTwo)
     EXPECT_EQ(count, 45);
 }
 
-TEST_F(ProgramOptions, WhatALaterFamilyServesIsNotAvailable)
-{
-    for (const char* line : {"gauss IN16 OUT", "gauss IN OUT --mask IN", "gauss IN OUT --reset-mask IN",
-                             "gauss IN OUT --mask-out mask.pgm", "result-mask IN OUT"}) {
-        const program_result result = run(line);
-        EXPECT_EQ(result.exitStatus, 2) << line;
-        EXPECT_NE(result.errors.find("not available in this build"), std::string::npos) << line;
-        expectUntouched(line);
-    }
-}
-
 TEST_F(ProgramOptions, RefusalsNameTheStatus)
 {
     const struct {
@@ -106,6 +97,10 @@ TEST_F(ProgramOptions, RefusalsNameTheStatus)
         {"gauss IN OUT --client 1,2,2,4,0,0", QMATH_E_SINGULAR},
         {"gauss IN OUT --origin 2147483647,0", QSYS_E_RANGE},
         {"gauss IN OUT --roi 2147483647,0,4,4", QSYS_E_RANGE},
+        {"gauss IN OUT --mask IN --kernel 64", QIP_E_KERNEL_SIZE},
+        {"gauss IN16 OUT --kernel 40", QIP_E_KERNEL_SIZE},
+        {"gauss IN OUT --mask SMALL", QIP_E_MASK_MISMATCH},
+        {"gauss IN OUT --reset-mask SMALL", QIP_E_MASK_MISMATCH},
     };
     for (const auto& c : cases) {
         const program_result quiet = run(c.line);

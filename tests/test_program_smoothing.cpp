@@ -3,6 +3,7 @@
 #include "support/oracle_gauss2.h"
 #include "support/program.h"
 
+#include <qip/masked.h>
 #include <qip/smoothing.h>
 
 #include <qbase/cpuinfo.h>
@@ -97,17 +98,41 @@ public:
             dstMask.lay(roi, 1, [](int32_t, int32_t) { return 0u; });
     }
 
-    // The mask covers the input.
-    void addMask()
+    // A mask that covers the input, with values up to `greatest`.
+    void addMask(const std::string& option, plane* mask, int greatest)
     {
-        program_picture picture = program_randomPicture(&random, input.width, input.height, 255);
-        program_writeFile(folder.file("mask.pgm"), program_pgmOf(picture));
-        add("--mask", folder.file("mask.pgm"));
-        add("--mask-out", folder.file("mask-out.pgm"));
-        mask.lay(picture, source.image.record.rect.x, source.image.record.rect.y);
+        const std::string file = folder.file(option.substr(2) + ".pgm");
+        const program_picture picture = program_randomPicture(&random, input.width, input.height, greatest);
+        program_writeFile(file, program_pgmOf(picture));
+        add(option, file);
+        mask->lay(picture, source.image.record.rect.x, source.image.record.rect.y);
     }
 
-    // Runs the program and holds files and report against `dst` and, when there is a mask, `dstMask`.
+    void addMaskOut()
+    {
+        add("--mask-out", folder.file("mask-out.pgm"));
+        hasMaskOut = true;
+    }
+
+    // Kernel, sampling, gain and rounding.
+    qip_gaussParams addParams(int greatestKernel)
+    {
+        qip_gaussParams params;
+        qip_gaussParams_init(&params);
+        params.kernelSizeX = between(0, greatestKernel);
+        params.kernelSizeY = between(0, greatestKernel);
+        add("--kernel", joined({params.kernelSizeX, params.kernelSizeY}, "x"));
+        params.sampleX = params.sampleY = between(1, 4);
+        add("--sample", std::to_string(params.sampleX));
+        params.gain = between(1, 20) / 8.0;
+        add("--gain", std::to_string(params.gain));
+        params.round = between(0, 1);
+        if (params.round)
+            add("--round", "--repeat=2");
+        return params;
+    }
+
+    // Runs the program and holds files and report against `dst` and, when it is asked for, `dstMask`.
     void compare(const std::string& command, qip_status status)
     {
         arguments.insert(arguments.begin(),
@@ -131,12 +156,12 @@ public:
         if (isEmpty)
             return;
         EXPECT_EQ(program_readPgm(folder.file("out.pgm")), pictureOf(dst.image.view()));
-        if (mask.image.isBound()) {
+        if (hasMaskOut) {
             EXPECT_EQ(program_readPgm(folder.file("mask-out.pgm")), pictureOf(dstMask.image.view()));
         }
     }
 
-    plane source, mask, dst, dstMask;
+    plane source, mask, resetMask, dst, dstMask;
 
 private:
     void compareReport(const std::string& json, const qstd_rect32& rect)
@@ -164,6 +189,7 @@ private:
     test_random random;
     std::string name;
     program_picture input;
+    bool hasMaskOut = false;
     std::vector<std::string> arguments;
 };
 
@@ -175,24 +201,46 @@ TEST(ProgramSmoothing, GaussIsTheLibrarys)
         scene s(number, 255);
         qip_gaussParams params;
         qip_gaussParams_init(&params);
-        if (s.between(0, 9)) { // else the defaults
-            params.kernelSizeX = s.between(0, 9);
-            params.kernelSizeY = s.between(0, 9);
-            s.add("--kernel", joined({params.kernelSizeX, params.kernelSizeY}, "x"));
-            params.sampleX = params.sampleY = s.between(1, 4);
-            s.add("--sample", std::to_string(params.sampleX));
-            params.gain = s.between(1, 12) / 8.0;
-            s.add("--gain", std::to_string(params.gain));
-            params.round = s.between(0, 1);
-            if (params.round)
-                s.add("--round", "--repeat=2");
-        }
+        if (s.between(0, 9)) // else the defaults
+            params = s.addParams(9);
         const int depth = s.between(1, 2) * 8;
         if (depth == 16)
             s.add("--depth", "16");
         s.maybeBindToRoi(depth, false);
         const auto smooth = depth == 8 ? qip_gauss_smooth8_8 : qip_gauss_smooth8_16;
         s.compare("gauss", smooth(&s.source.image.record, &s.dst.image.record, &params));
+    }
+}
+
+// With every choice of masks, and 16-bit input.
+TEST(ProgramSmoothing, MaskedGaussIsTheLibrarys)
+{
+    for (uint64_t number = 2000; number < 2080; ++number) {
+        const bool isDeep = number % 4 == 0;
+        scene s(number, isDeep ? 65535 : 255);
+        qip_gaussParams params = s.addParams(9);
+        params.maskParams = {static_cast<uint32_t>(s.between(0, 1)), static_cast<uint32_t>(s.between(0, 1)),
+                             s.between(0, 8) / 8.0};
+        s.add("--mask-mode", std::to_string(params.maskParams.mode));
+        s.add("--result-mode", std::to_string(params.maskParams.resultMode));
+        s.add("--threshold", std::to_string(params.maskParams.threshold));
+        const bool hasMask = s.between(0, 3);
+        if (hasMask)
+            s.addMask("--mask", &s.mask, 2);
+        if (s.between(0, 1) || !(hasMask || isDeep))
+            s.addMask("--reset-mask", &s.resetMask, 2);
+        const bool hasMaskOut = s.between(0, 1);
+        if (hasMaskOut)
+            s.addMaskOut();
+        const int depth = isDeep ? 16 : s.between(1, 2) * 8;
+        s.add("--depth", std::to_string(depth));
+        s.maybeBindToRoi(depth, hasMaskOut);
+        const auto smooth = isDeep        ? qip_gauss_smoothMasked16_16
+                            : depth == 16 ? qip_gauss_smoothMasked8_16
+                                          : qip_gauss_smoothMasked8_8;
+        s.compare("gauss",
+                  smooth(&s.source.image.record, &s.mask.image.record, &s.resetMask.image.record, &params,
+                         &s.dst.image.record, hasMaskOut ? &s.dstMask.image.record : nullptr));
     }
 }
 
@@ -203,9 +251,11 @@ TEST(ProgramSmoothing, GaussNamesItsPath)
         const char* path;
         int pixel;
     };
+    const char* const maskedFast = "masked-fixed-point";
+    const char* const maskedDouble = "masked-double";
     const struct {
         uint16_t width, height, value;
-        const char* options;
+        std::string options;
         answer avx2, sse;
         int reference; // the pixel of the path that every processor has
     } requests[] = {
@@ -227,6 +277,16 @@ TEST(ProgramSmoothing, GaussNamesItsPath)
         {99, 99, 200, "--kernel 1 --gain 2 --sample 3", {"small-kernel", 255}, {"fixed-point", 144}, 144},
         {160, 99, 200, "--kernel 1 --gain 2 --sample 4x1", {"general", 144}, {"fixed-point", 144}, 144},
         {40, 40, 200, "--kernel 3 --gain 2", {"general", 144}, {"fixed-point", 144}, 144},
+        // Without a source mask the path is that of the call without masks; IN is a mask without a 0.
+        {40, 40, 3, "--kernel 2 --reset-mask IN", {"seven-tap", 2}, {"fixed-point", 2}, 3},
+        // With one, fixed point loses one where it truncates, and cuts to the low bits.
+        {9, 9, 3, "--kernel 2 --mask IN", {maskedFast, 2}, {maskedFast, 2}, 3},
+        {8, 9, 3, "--kernel 2 --mask IN", {maskedDouble, 3}, {maskedDouble, 3}, 3},
+        {9, 17, 3, "--kernel 2 --sample 1x2 --mask IN", {maskedDouble, 3}, {maskedDouble, 3}, 3},
+        {40, 40, 200, "--kernel 3 --gain 1.75 --mask IN", {maskedFast, 94}, {maskedFast, 94}, 255},
+        {40, 40, 3, "--kernel 2 --mask IN --roi 6,9,3,4", {maskedFast, 2}, {maskedFast, 2}, 3},
+        {40, 40, 3, "--kernel 2 --mask IN --roi 6,9,2,4", {maskedDouble, 3}, {maskedDouble, 3}, 3},
+        {40, 40, 200, "--kernel 3 --gain 2 --mask IN", {maskedDouble, 255}, {maskedDouble, 255}, 255},
     };
     const program_folder folder;
     const std::string in = folder.file("in.pgm"), out = folder.file("out.pgm");
@@ -234,9 +294,11 @@ TEST(ProgramSmoothing, GaussNamesItsPath)
         program_picture flat = {request.width, request.height, 255, {}};
         flat.pixels.assign(size_t{1} * request.width * request.height, request.value);
         program_writeFile(in, program_pgmOf(flat));
-        for (const auto& [level, expected] : {std::pair("avx2", request.avx2),
-                                              {"sse", request.sse},
-                                              {"plain", {"reference", request.reference}}}) {
+        const bool isMasked = request.options.find("--mask") != std::string::npos;
+        for (const auto& [level, expected] :
+             {std::pair("avx2", request.avx2),
+              {"sse", request.sse},
+              {"plain", {isMasked ? maskedDouble : "reference", request.reference}}}) {
             if (qsys_cpuinfo_limitLevel(level) < 0)
                 continue; // not on this machine
             qsys_cpuinfo_limitLevel("auto");
@@ -246,7 +308,7 @@ TEST(ProgramSmoothing, GaussNamesItsPath)
                                               "1,1",   "--json", "--cpu", level};
             std::istringstream more(request.options);
             for (std::string word; more >> word;)
-                words.push_back(word);
+                words.push_back(word == "IN" ? in : word);
             const program_result result = program_run(words);
             ASSERT_EQ(result.exitStatus, 0) << result.errors;
             EXPECT_NE(result.output.find("\"path\": \"" + std::string(expected.path) + "\""),
@@ -271,8 +333,10 @@ TEST(ProgramSmoothing, HalfAndBinomialAreTheLibrarys)
                 s.add("--axis", what.halveX ? what.halveY ? "xy" : "x" : "y");
             else
                 s.add("--passes", x == y ? std::to_string(x) : joined({x, y}, "x"));
-            if (what.masked)
-                s.addMask();
+            if (what.masked) {
+                s.addMask("--mask", &s.mask, 255);
+                s.addMaskOut();
+            }
             s.maybeBindToRoi(8 * what.pixelSize, what.masked);
             const oracle_gauss2Arguments arguments = {.src = &s.source.image.record,
                                                       .srcMask = &s.mask.image.record,
@@ -282,6 +346,34 @@ TEST(ProgramSmoothing, HalfAndBinomialAreTheLibrarys)
                                                       .passesY = y};
             s.compare(what.sampled ? "half" : "binomial", what.call(arguments));
         }
+}
+
+// Neither where threads share a call nor where they do not.
+TEST(ProgramSmoothing, ThreadsChangeNoPixel)
+{
+    const program_folder folder;
+    const std::string in = folder.file("in.pgm");
+    test_random random = test_randomFor(4000);
+    program_writeFile(in, program_pgmOf(program_randomPicture(&random, 500, 400, 255)));
+    for (const char* line : {"gauss --kernel 2", "gauss --kernel 5 --mask", "half", "binomial --mask"}) {
+        std::string alone;
+        for (const char* threads : {"1", "2", "3"}) {
+            std::istringstream stream(line);
+            std::vector<std::string> words = {"--threads", threads};
+            for (std::string word; stream >> word;)
+                words.push_back(word);
+            if (words.back() == "--mask")
+                words.push_back(in); // random pixels, some of which are 0
+            words.insert(words.end(), {"--json", in, folder.file("out.pgm")});
+            const program_result result = program_run(words);
+            ASSERT_EQ(result.exitStatus, 0) << line << ": " << result.errors;
+            EXPECT_EQ(program_jsonNumber(result.output, "threads"), std::stoi(threads));
+            const std::string smoothed = program_readFile(folder.file("out.pgm"));
+            if (alone.empty())
+                alone = smoothed;
+            EXPECT_TRUE(smoothed == alone) << line << " on " << threads << " threads";
+        }
+    }
 }
 
 // The pictures of the repository are those that the generator paints; compared as pixels, because packed

@@ -14,7 +14,14 @@ void useProcessor(const options& o)
     const qsys_status status = qsys_cpuinfo_limitLevel(o.cpuLevel.c_str());
     if (status < 0)
         throw usage_failure("--cpu: \"" + o.cpuLevel + "\": " + qsys_status_text(status));
-    refusal_check(qsys_jobs_setThreadCount(o.threadCount));
+}
+
+// Without the option masked smoothing alone is split, over as many threads as there are processors.
+void useThreads(const options& o)
+{
+    if (!o.threadCount)
+        return;
+    refusal_check(qsys_jobs_setThreadCount(*o.threadCount));
 }
 
 void dispatch(const options& o)
@@ -38,6 +45,7 @@ void dispatch(const options& o)
 void command_run(const options& o)
 {
     useProcessor(o);
+    useThreads(o);
     try {
         dispatch(o);
     } catch (const refusal& answer) {

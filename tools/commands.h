@@ -3,7 +3,7 @@
 
 #include "options.h"
 
-// Sets processor level and thread count, then runs the command that the options name. Failures: those of
+// Sets processor level and threads, then runs the command that the options name. Failures: those of
 // failure.h; with --json a refusal has been reported by then.
 void command_run(const options& o);
 

@@ -23,20 +23,25 @@ qstd_rect32 reachedPart(const qstd_rect32& src, const qstd_rect32& dst, qip_gaus
     return reached;
 }
 
-// The gain as the library takes it, with the library's tolerance.
-bool isPowerOfTwo(float gain)
+// With the library's tolerance.
+bool isPowerOfTwo(double value)
 {
     int exponent = 0;
-    std::frexp(gain, &exponent);
-    const double value = static_cast<double>(gain);
+    std::frexp(value, &exponent);
     return value >= 1.0 ? qmath_double_epsilonEqual(value, std::ldexp(1.0, exponent - 1), 1e-6)
                         : qmath_double_epsilonEqual(1.0 / value, std::ldexp(1.0, 1 - exponent), 1e-6);
 }
 
+bool isLargeEnoughForFixedPoint(const qstd_rect32& src, const qip_gaussParams& params)
+{
+    return src.width >= int64_t{9} * params.sampleX && src.height >= int64_t{9} * params.sampleY;
+}
+
+// Unmasked calls take the gain in single precision.
 bool isServedInFixedPoint(const qstd_rect32& src, const qip_gaussParams& params)
 {
     return !params.round && isPowerOfTwo(static_cast<float>(params.gain)) &&
-           src.width >= int64_t{9} * params.sampleX && src.height >= int64_t{9} * params.sampleY;
+           isLargeEnoughForFixedPoint(src, params);
 }
 
 } // namespace
@@ -58,4 +63,19 @@ std::string gauss_path(const qstd_rect32& src, const qimg_image& dst, const qip_
     if (params.kernelSizeX == 1 && params.sampleX < 4 && params.sampleY < 4)
         return "small-kernel";
     return params.kernelSizeX == 2 ? "seven-tap" : "general";
+}
+
+std::string gauss_maskedPath(const qstd_rect32& src, const qimg_image& dst, const qip_gaussParams& params,
+                             bool hasSourceMask)
+{
+    qstd_rect32 inside = {0, 0, 0, 0}; // the pixels under the kernels
+    qstd_rect32 reached = {0, 0, 0, 0};
+    qstd_rect32 others[3];
+    if (gauss_setup(&src, &dst.rect, &params, &inside, &reached, &others[0], &others[1], &others[2]) < 0 ||
+        reached.width <= 0 || reached.height <= 0)
+        return "";
+    const bool isFixedPoint = hasSourceMask && std::string(qsys_cpuinfo_levelName()) != "plain" &&
+                              !(params.gain > 1.5 && isPowerOfTwo(params.gain)) &&
+                              isLargeEnoughForFixedPoint(inside, params);
+    return isFixedPoint ? "masked-fixed-point" : "masked-double";
 }

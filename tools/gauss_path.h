@@ -1,4 +1,4 @@
-// Which path of the library serves an unmasked smoothing.
+// Which path of the library serves a smoothing by the cube of a box.
 #pragma once
 
 #include <qip/params.h>
@@ -12,3 +12,9 @@
 // library cannot be asked, so this restates its rule, for the processor level that is reported now and an
 // application that does not forbid optimised code.
 std::string gauss_path(const qstd_rect32& src, const qimg_image& dst, const qip_gaussParams& params);
+
+// The same of a smoothing with a source mask, or of a 16-bit source: "masked-fixed-point" or
+// "masked-double". It speaks of the whole call: where threads share it, a last band of few rows may take
+// double precision.
+std::string gauss_maskedPath(const qstd_rect32& src, const qimg_image& dst, const qip_gaussParams& params,
+                             bool hasSourceMask);

@@ -201,8 +201,11 @@ void addCommonOptions(CLI::App* app, options& o)
              "processor level to use at most, to compare levels or to get the pixels that gauss gives on a "
              "lesser processor (default auto)",
              o.cpuLevel, readLevel);
-    addValue(app, "--threads", "N", "threads to use at most, 0: one a processor (default 0)", o.threadCount,
-             readCount);
+    addValue(
+        app, "--threads", "N",
+        "split large pictures over this many threads, 0: one a processor (default: one a processor for "
+        "gauss with --mask, else one)",
+        o.threadCount, readCount);
     addValue(app, "--repeat", "N", "run the call N times and report the median time (default 1)", o.repeat,
              readRepeat);
     app->add_flag("--json", o.json,

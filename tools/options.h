@@ -32,7 +32,7 @@ struct options {
     std::optional<qmath_xformLinear> imageFromClient;
 
     std::string cpuLevel = "auto";
-    int32_t threadCount = 0;
+    std::optional<int32_t> threadCount;
     int32_t repeat = 1;
     bool json = false;
 };

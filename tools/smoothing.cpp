@@ -135,7 +135,7 @@ mask_image::mask_image(const std::string& path, const options& o) : input_image(
         throw file_failure(path, "has 16 bits a pixel; a mask has 8");
 }
 
-void smoothing_run(const options& o, const source_image& source, int depth, const smoothing_call& call,
+void smoothing_run(const options& o, const input_image& input, int depth, const smoothing_call& call,
                    const smoothing_path& path)
 {
     if (depth == 8 && o.fill > UINT8_MAX)
@@ -143,7 +143,7 @@ void smoothing_run(const options& o, const source_image& source, int depth, cons
     report result;
     const auto dst = callRepeatedly(o, depth, call, result);
     if (result.milliseconds > 0)
-        result.megapixelsPerSecond = static_cast<double>(source.pixelCount()) / (result.milliseconds * 1e3);
+        result.megapixelsPerSecond = static_cast<double>(input.pixelCount()) / (result.milliseconds * 1e3);
     if (!isEmpty(dst->pixels.image))
         result.rect = dst->pixels.image.rect;
     if (path)

@@ -10,6 +10,7 @@
 #include <qbase/image.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 
 // An image record that lets go of its pixels and transforms.
@@ -66,6 +67,25 @@ public:
     mask_image(const std::string& path, const options& o);
 };
 
+// A mask that an option may name; without it there is no image.
+class optional_mask
+{
+public:
+    optional_mask(const std::optional<std::string>& path, const options& o)
+    {
+        if (path)
+            mask.emplace(*path, o);
+    }
+
+    const qimg_image* image() const
+    {
+        return mask ? mask->image() : nullptr;
+    }
+
+private:
+    std::optional<mask_image> mask;
+};
+
 // One call of the library; `dstMask` is null when no mask is to be written.
 using smoothing_call = std::function<qip_status(qimg_image* dst, qimg_image* dstMask)>;
 
@@ -75,5 +95,5 @@ using smoothing_path = std::function<std::string(const qimg_image& dst)>;
 // Runs the call as often as asked, writes its result of `depth` bits, and its mask when one is asked for,
 // and reports; the path too, for commands whose pixels depend on it. Failures: refusal, usage_failure (the
 // fill value), file_failure.
-void smoothing_run(const options& o, const source_image& source, int depth, const smoothing_call& call,
+void smoothing_run(const options& o, const input_image& input, int depth, const smoothing_call& call,
                    const smoothing_path& path = nullptr);
