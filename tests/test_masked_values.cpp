@@ -402,20 +402,20 @@ TEST(MaskedValues, FlatPicturesByHand)
     const struct {
         const char* name;
         int32_t value;
-        double gain;
         bool round;
+        double gain;
         int64_t fixed; // expected in fixed point, and in double precision
         int64_t exact;
     } cases[] = {
-        {"qip_gauss_smoothMaskedWindow8_8", 200, 1.0, false, 199, 200}, // 1 / N is rounded down
-        {"qip_gauss_smoothMaskedWindow8_8", 200, 1.0, true, 200, 200},
-        {"qip_gauss_smoothMaskedWindow8_8", 200, 1.75, true, 94, 255}, // 350 wraps or is clamped
-        {"qip_gauss_smoothMaskedWindow8_8", 200, 2.0, false, 255, 255},
-        {"qip_gauss_smoothMaskedWindow8_8", 255, 0.0021, true, 1, 1}, // the half is the 32nd bit
-        {"qip_gauss_smoothMaskedWindow8_16", 200, 1.75, true, 350, 350},
-        {"qip_gauss_smoothMaskedWindow8_16", 200, 2.0, false, 400, 400},
-        {"qip_gauss_smoothMaskedWindow16_16", 40000, 1.75, true, 4464, 65535},
-        {"qip_gauss_smoothMaskedWindow16_16", 40000, 2.0, false, 65535, 65535},
+        {"qip_gauss_smoothMaskedWindow8_8", 200, false, 1.0, 199, 200}, // 1 / N is rounded down
+        {"qip_gauss_smoothMaskedWindow8_8", 200, true, 1.0, 200, 200},
+        {"qip_gauss_smoothMaskedWindow8_8", 200, true, 1.75, 94, 255}, // 350 wraps or is clamped
+        {"qip_gauss_smoothMaskedWindow8_8", 200, false, 2.0, 255, 255},
+        {"qip_gauss_smoothMaskedWindow8_8", 255, true, 0.0021, 1, 1}, // the half is the 32nd bit
+        {"qip_gauss_smoothMaskedWindow8_16", 200, true, 1.75, 350, 350},
+        {"qip_gauss_smoothMaskedWindow8_16", 200, false, 2.0, 400, 400},
+        {"qip_gauss_smoothMaskedWindow16_16", 40000, true, 1.75, 4464, 65535},
+        {"qip_gauss_smoothMaskedWindow16_16", 40000, false, 2.0, 65535, 65535},
     };
     qsys_jobs_setThreadCount(1);
     test_atEveryLevel([&](const std::string& level) {
