@@ -329,9 +329,7 @@ TEST(MaskedContract, CallsFromManyThreads)
         qsys_jobs_setThreadCount(1);
         EXPECT_EQ(single->call(), QIP_OK);
         qsys_jobs_setThreadCount(16);
-        std::vector<std::unique_ptr<scene>> scenes;
-        for (int i = 0; i < 4; ++i)
-            scenes.push_back(make());
+        const std::array<std::unique_ptr<scene>, 4> scenes = {make(), make(), make(), make()};
         {
             std::vector<std::jthread> threads;
             for (size_t i = 1; i < scenes.size(); ++i)

@@ -260,7 +260,7 @@ struct rule {
 int64_t countWanted(const qip_gaussParams& params)
 {
     const auto area = static_cast<double>((3 * params.kernelSizeX + 1) * (3 * params.kernelSizeY + 1));
-    return std::max<int64_t>(1, static_cast<int64_t>(area * params.maskParams.threshold + 0.5));
+    return std::max<int64_t>(1, static_cast<int64_t>(std::trunc(area * params.maskParams.threshold + 0.5)));
 }
 
 // ---- planes ----
