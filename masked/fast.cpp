@@ -14,6 +14,7 @@
 #include "gauss/running_sums.h"
 #include "masked/finish.h"
 #include "masked/kernels/kernels.h"
+#include "masked/valid_count.h"
 
 #include <algorithm>
 #include <cmath>
@@ -28,10 +29,13 @@ constexpr int64_t mostSampling = 64;
 
 enum blockKind : uint8_t { full, empty, mixed };
 
-const masked_kernels* kernelsFor(const masked_plan* plan, const qsys_cpuinfo* info)
+frame_level levelFor(const masked_plan* plan, const qsys_cpuinfo* info)
 {
-    const frame_level level =
-        plan->srcIsWide ? frame_levelFor<uint16_t>(info) : frame_levelFor<uint8_t>(info);
+    return plan->srcIsWide ? frame_levelFor<uint16_t>(info) : frame_levelFor<uint8_t>(info);
+}
+
+const masked_kernels* kernelsAt(frame_level level)
+{
     switch (level) {
     case frame_level::vector256:
         return &masked_kernelsAvx2;
@@ -181,6 +185,10 @@ struct fastRun {
     sumsOf<uint8_t> mask;
     bool maskIsConstant; // the whole window of the mask holds what a full column gives
     void* spareRow;      // for lanes that have no output
+
+    // Where enough pixels under the kernel have to be valid.
+    masked_validCount count;
+    uint8_t* isEnough; // a row of answers for each output row of a group
 };
 
 // What a column of valid pixels gives.
@@ -405,7 +413,6 @@ struct groupCursor {
     int64_t row;         // the first output row
     gauss_boxOutputs down;
     masked_pixelStep step;
-    const uint8_t* isEnough; // a row of answers for each output row
 };
 
 template <class Src>
@@ -560,9 +567,10 @@ void finishRows(const fastRun<Src>* run, const groupCursor* cursor, int64_t coun
     for (int64_t row = 0; row < cursor->down.count; ++row)
         for (int64_t i = 0; i < count; i += masked_mostStretch) {
             const int64_t first = cursor->outputs + i;
+            const uint8_t* const isEnough =
+                run->isEnough ? run->isEnough + row * run->plan->columns + first : nullptr;
             const masked_stretch stretch = {cursor->row + row, first,
-                                            std::min(count - i, masked_mostStretch), knowledge,
-                                            cursor->isEnough + row * run->plan->columns + first};
+                                            std::min(count - i, masked_mostStretch), knowledge, isEnough};
             run->finish(run->plan, &run->resets, &stretch);
         }
 }
@@ -617,6 +625,45 @@ void makeOutputs(const fastRun<Src>* run, int64_t end, groupCursor* cursor)
         while (next < end && knownOf(run, next, std::min(next + run->unit, end)) == knowledge)
             next = std::min(next + run->unit, end);
         makeStretch(run, cursor, next - first, knowledge);
+    }
+}
+
+// ---- valid pixels ----
+
+template <class Src>
+qip_status takeCount(fastRun<Src>* run, frame_level level, frame_cleanup* cleanup)
+{
+    const masked_plan* const plan = run->plan;
+    if (plan->leastValid == 0)
+        return QIP_OK;
+    masked_countRequest request = {};
+    request.width = plan->width;
+    request.firstColumn = plan->firstColumn;
+    request.stepX = plan->stepX;
+    request.columns = plan->columns;
+    request.reachX = masked_reach(plan->boxX);
+    request.reachY = masked_reach(plan->boxY);
+    request.threshold = plan->leastValid;
+    const qip_status status = masked_takeValidCount(cleanup, &request, level, &run->count);
+    return status < 0 ? status : frame_cleanupAlloc(cleanup, run->lanes * plan->columns, &run->isEnough);
+}
+
+// Tests the valid pixels under the kernels of a group.
+template <class Src>
+void testCounts(fastRun<Src>* run, gauss_boxOutputs down)
+{
+    if (!run->isEnough)
+        return;
+    const int64_t reach = masked_reach(run->plan->boxY);
+    int64_t row = 0;
+    int64_t end = down.first;
+    for (int64_t output = 0; output < down.count; ++output, end += down.step) {
+        for (; row < end; ++row) {
+            const bool isOneLeaving = run->walked + row >= reach;
+            masked_changeCounts(&run->count, run->mask.rows[row],
+                                isOneLeaving ? run->mask.rows[row - reach] : run->count.noRow);
+        }
+        masked_testCounts(&run->count, run->isEnough + output * run->plan->columns);
     }
 }
 
@@ -688,6 +735,7 @@ qip_status makeRows(fastRun<Src>* run)
         const int64_t added = down.first + (down.count - 1) * down.step;
         prepareRows(run, added);
         findKinds(run);
+        testCounts(run, down);
         makeGroup(run, row, down);
         run->walked += added;
         run->source.rows += added;
@@ -698,9 +746,9 @@ qip_status makeRows(fastRun<Src>* run)
 }
 
 template <class Src, class Rule>
-qip_status smooth(const masked_plan* plan, const Rule& rule, const masked_kernels* kernels,
-                  const char* prepareName)
+qip_status smooth(const masked_plan* plan, const Rule& rule, frame_level level, const char* prepareName)
 {
+    const masked_kernels* const kernels = kernelsAt(level);
     fastRun<Src> run = {};
     run.plan = plan;
     run.kernels = kernels;
@@ -732,16 +780,18 @@ qip_status smooth(const masked_plan* plan, const Rule& rule, const masked_kernel
     frame_cleanup cleanup = {};
     qip_status status = takeMemory(&run, &block, &cleanup);
     if (status >= 0)
+        status = takeCount(&run, level, &cleanup);
+    if (status >= 0)
         status = makeRows(&run);
     return frame_cleanupEnd(&cleanup, status);
 }
 
 bool canSum(const masked_plan* plan, const qsys_cpuinfo* info)
 {
-    const masked_kernels* const kernels = kernelsFor(plan, info);
-    return kernels && plan->leastValid == 0 && plan->width >= kernels->boxes->down8.blockColumns &&
-           plan->stepX <= mostSampling && plan->stepY <= mostSampling &&
-           plan->firstColumn >= -plan->width && lastColumnOf(plan) < 2 * plan->width;
+    const masked_kernels* const kernels = kernelsAt(levelFor(plan, info));
+    return kernels && plan->width >= kernels->boxes->down8.blockColumns && plan->stepX <= mostSampling &&
+           plan->stepY <= mostSampling && plan->firstColumn >= -plan->width &&
+           lastColumnOf(plan) < 2 * plan->width;
 }
 
 } // namespace
@@ -769,9 +819,9 @@ template <class Rule>
 qip_status masked_smoothFast(const masked_plan* plan, const Rule& rule, const qsys_cpuinfo* info,
                              const char* prepareName)
 {
-    const masked_kernels* const kernels = kernelsFor(plan, info);
-    return plan->srcIsWide ? smooth<uint16_t>(plan, rule, kernels, prepareName)
-                           : smooth<uint8_t>(plan, rule, kernels, prepareName);
+    const frame_level level = levelFor(plan, info);
+    return plan->srcIsWide ? smooth<uint16_t>(plan, rule, level, prepareName)
+                           : smooth<uint8_t>(plan, rule, level, prepareName);
 }
 
 template qip_status masked_smoothFast(const masked_plan* plan, const masked_fixedRule& rule,

@@ -2,10 +2,9 @@
 
 #include "frame/window_check.h"
 #include "gauss/geometry.h"
+#include "masked/valid_count.h"
 
 #include <qbase/pixels.h>
-
-#include <algorithm>
 
 namespace
 {
@@ -47,16 +46,6 @@ masked_plane planeAt(const qimg_windowConst* window, int64_t x, int64_t y)
     return {first + (y - window->y) * window->stride + (x - window->x) * window->pixelSize, window->stride};
 }
 
-// How many pixels under the kernel have to be valid; 0 when the centre decides.
-int64_t leastValid(const qip_gaussParams* params)
-{
-    if (params->maskParams.resultMode != 1)
-        return 0;
-    const double area = static_cast<double>(masked_reach(int64_t{params->kernelSizeX} + 1) *
-                                            masked_reach(int64_t{params->kernelSizeY} + 1));
-    return std::max<int64_t>(static_cast<int64_t>(area * params->maskParams.threshold + 0.5), 1);
-}
-
 masked_plan makePlan(const masked_form* form, const masked_windows* windows, const qip_gaussParams* params,
                      const masked_request* request, const qstd_rect32* needed)
 {
@@ -70,7 +59,7 @@ masked_plan makePlan(const masked_form* form, const masked_windows* windows, con
     plan.dstIsWide = form->dstSize == 2;
     plan.src = planeAt(windows->src, source.x, source.y);
     plan.srcMask = planeAt(windows->srcMask, source.x, source.y);
-    plan.leastValid = leastValid(params);
+    plan.leastValid = params->maskParams.resultMode == 1 ? masked_countThreshold(params) : 0;
     // Where the centre decides, the source mask has been asked already.
     if (windows->resetMask)
         plan.reset = planeAt(windows->resetMask, source.x, source.y);

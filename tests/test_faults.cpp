@@ -6,6 +6,7 @@
 #include "support/images.h"
 #include "support/job_set.h"
 #include "support/oracle_gauss2.h"
+#include "support/oracle_masked.h"
 #include "support/policy.h"
 
 #include <qbase/qbase.h>
@@ -25,10 +26,10 @@ namespace
 // behind.
 struct scene {
     std::atomic<int> counted = 0; // jobs that ran, owners that were told
-    test_pixels pixels8{{40, 150, 1}}, pixels16{{40, 150, 2}}, maskPixels{{40, 150, 1}};
+    test_pixels pixels8, pixels16, maskPixels;
     test_image images[10];
 
-    // 40 columns and 150 rows at (2, 4).
+    // 150 rows at (2, 4).
     qimg_image &src8 = images[0].record, &src16 = images[1].record, &mask = images[2].record;
     qimg_image& bent8 = images[3].record; // the pixels of src8
     // Unbound.
@@ -47,7 +48,8 @@ struct scene {
     qmath_xformLinear linearOut = {};
     test_handle handle, bent, out, fresh; // linear, bent, bent, nothing
 
-    scene()
+    explicit scene(int32_t width)
+        : pixels8({width, 150, 1}), pixels16({width, 150, 2}), maskPixels({width, 150, 1})
     {
         uint64_t number = 0;
         for (test_pixels* pixels : {&pixels8, &pixels16, &maskPixels})
@@ -130,6 +132,7 @@ struct operation {
     std::function<qsys_status(scene& scene)> call;
     bool mayTakeNone = false; // there may be no allocation to fail
     bool mayChange = false;   // a failure may leave something changed
+    int32_t width = 40;       // of the sources
 };
 
 // Runs the operation with one fault after another, until a run meets none: the fault's status comes back,
@@ -139,7 +142,7 @@ struct operation {
 template <class Run>
 int64_t failEvery(const operation& operation, qsys_status expected, bool mayChange, const Run& run)
 {
-    scene clean;
+    scene clean(operation.width);
     const qsys_status cleanStatus = operation.call(clean);
     EXPECT_GE(cleanStatus, 0);
     int64_t n = 0;
@@ -148,7 +151,7 @@ int64_t failEvery(const operation& operation, qsys_status expected, bool mayChan
         EXPECT_LE(n, 200);
         const int64_t blocks = test_allocator::liveBlocks();
         {
-            scene s;
+            scene s(operation.width);
             const uint64_t before = s.digest();
             qsys_status status = 0;
             fired = run(s, n, &status);
@@ -271,6 +274,42 @@ std::vector<operation> engines()
     return all;
 }
 
+// Masked smoothing with and without a source mask, with one thread and with two.
+qip_status smoothMasked(const oracle_maskedExport& what, bool hasMask, int32_t threads, scene& s)
+{
+    const bool fromWide = what.srcSize == 2;
+    qimg_image* const to = what.dstSize == 2 ? &s.dst16 : &s.dst8;
+    // A failure may have left a destination that is bound and a mask that is not.
+    int isBound = 0;
+    qimg_image_getIsBound(&s.dstMask, &isBound);
+    if (!isBound)
+        qimg_image_destruct(to);
+    qip_gaussParams params = s.params;
+    params.maskParams.resultMode = 1;
+    params.gain = 0.75;
+    qsys_jobs_setThreadCount(threads);
+    return what.call({&params, fromWide ? &s.src16 : &s.bent8, hasMask ? &s.mask : nullptr, &s.mask, to,
+                      &s.dstMask, fromWide ? &s.srcWindow16 : &s.srcWindow8,
+                      hasMask ? &s.maskWindow : nullptr, &s.maskWindow,
+                      what.dstSize == 2 ? &s.window16 : &s.window8, &s.windowMask});
+}
+
+std::vector<operation> masked()
+{
+    std::vector<operation> all;
+    for (const oracle_maskedExport& what : oracle_maskedExports())
+        for (const bool hasMask : {true, false})
+            for (const int32_t threads : {1, 2})
+                all.push_back({what.name,
+                               [&what, hasMask, threads](scene& s) {
+                                   return smoothMasked(what, hasMask, threads, s);
+                               },
+                               // The image forms bind their destinations at first, to all that the
+                               // source yields; it is large enough for two bands.
+                               false, !what.windows, threads == 2 && !what.windows ? 120 : 40});
+    return all;
+}
+
 std::vector<operation> working()
 {
     std::vector<operation> all = {
@@ -298,7 +337,7 @@ std::vector<operation> working()
              0.4, &s.bound8),
     };
     all.insert(all.end(), others.begin(), others.end());
-    for (const std::vector<operation>& more : {engines(), halfResolution()})
+    for (const std::vector<operation>& more : {engines(), halfResolution(), masked()})
         all.insert(all.end(), more.begin(), more.end());
     return all;
 }

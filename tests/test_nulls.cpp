@@ -114,6 +114,13 @@ TEST(Nulls, OfTheLibrary)
     refuse("gauss_udpateDstXform", gauss_udpateDstXform, {3});
     refuse("qip_gauss", qip_gauss, {1, 3});
     refuse("qip_filterMask_computeResultMask_", qip_filterMask_computeResultMask_, {1});
+    const std::set<size_t> masks = {1, 2, 5};
+    refuse("qip_gauss_smoothMasked8_8", qip_gauss_smoothMasked8_8, masks);
+    refuse("qip_gauss_smoothMasked8_16", qip_gauss_smoothMasked8_16, masks);
+    refuse("qip_gauss_smoothMasked16_16", qip_gauss_smoothMasked16_16, masks);
+    refuse("qip_gauss_smoothMaskedWindow8_8", qip_gauss_smoothMaskedWindow8_8, masks);
+    refuse("qip_gauss_smoothMaskedWindow8_16", qip_gauss_smoothMaskedWindow8_16, masks);
+    refuse("qip_gauss_smoothMaskedWindow16_16", qip_gauss_smoothMaskedWindow16_16, masks);
     int64_t offset = -1;
     EXPECT_EQ(gauss_computeSampleStartOffset(nullptr, nullptr, &offset), QIP_OK);
     EXPECT_EQ(offset, 0);
