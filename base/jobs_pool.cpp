@@ -9,6 +9,8 @@
 // worker leaves when its index is not below `wanted`, which each dispatch and the end of the process set.
 #include "base/jobs_pool.h"
 
+#include "base/attention.h"
+
 #include <algorithm>
 #include <cfenv>
 #include <condition_variable>
@@ -34,7 +36,10 @@ struct jobBatch {
     const base_job* jobs;
     qsys_status* statuses;
     int32_t count;
+    // The dispatching thread's, for all jobs.
     std::fenv_t environment = {};
+    base_attention attention = {};
+
     int32_t claimed = 0;
     int32_t finished = 0;
     jobBatch* next = nullptr;
@@ -132,7 +137,9 @@ void workerMain(threadPool* pool, int32_t index)
             continue;
         }
         std::fesetenv(&batch->environment);
+        base_attention_set(batch->attention);
         workOnBatch(pool, batch, &lock);
+        base_attention_set({});
     }
     pool->workers[index].state = workerState::left;
 }
@@ -219,7 +226,9 @@ void base_jobPool_run(const base_job* jobs, int32_t count, qsys_status* statuses
         return;
 
     jobBatch batch = {.jobs = jobs, .statuses = statuses, .count = count};
+    const base_attentionShared shared;
     std::fegetenv(&batch.environment);
+    batch.attention = base_attention_get();
     threadPool* const pool = thePool();
     poolLock lock(pool->mutex);
     if (!pool->closed) {

@@ -40,11 +40,10 @@
  *          ones share their rows among threads, in bands. Pixels, masks, transforms and statuses are those
  *          of one thread. Memory for the bands of a pass is taken before the first one runs, so that a
  *          failure leaves the destination as a call on one thread does. A band polls before the same rows
- *          as the call would, on the thread that runs it; gauss2X and gauss2Y poll for their last rows on
- *          the calling thread. The first band runs on the calling thread; bands on other threads, which
- *          have no handler, run to their end. What a band has written before it is stopped stays written,
- *          and the result is the first negative status from the top. Each of several passes is split by
- *          itself; counts of 0, a copy, are not.
+ *          as the call would, on the thread that runs it, and asks the handler of the calling thread;
+ *          gauss2X and gauss2Y poll for their last rows on the calling thread. What a band has written
+ *          before it is stopped stays written, and the result is the first negative status from the top.
+ *          Each of several passes is split by itself; counts of 0, a copy, are not.
  * Memory:  a few rows for each band. gauss2X and gauss2Y take up to one image of the source's size besides,
  *          and one mask of that size when a dstMask is given. Several passes take one image of the size
  *          that is written; masked ones take a mask besides, and without a dstMask two from three passes

@@ -40,8 +40,8 @@
  *          (qbase/jobs.h), as many as qsys_jobs_getThreadCount says, when its source has more than 16384
  *          pixels and its kernel leaves room for it; inside a job it does not. A short last band may be one
  *          that takes double precision. Callable from any thread, at once for different destinations.
- * Polls:   each band asks the attention handler before its 1st, 65th, 129th ... destination row, from the
- *          thread that runs the band.
+ * Polls:   each band asks the attention handler of the calling thread before its 1st, 65th, 129th ...
+ *          destination row, on the thread that runs the band.
  * Memory:  some rows for each thread. */
 #ifndef QIP_MASKED_H
 #define QIP_MASKED_H

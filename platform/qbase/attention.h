@@ -7,12 +7,13 @@
 QBASE_BEGIN_DECLS
 
 /* Answers 0 (or any other non-negative number) to go on, a negative status to stop. It is called on the
- * thread that does the work, many times a second, so it should only look at a flag or a clock. It must
- * not throw. */
+ * thread that does the work, many times a second, so it should only look at a flag or a clock. Where a call
+ * shares its work among threads (qbase/jobs.h), that is any of them, but one at a time. It must not
+ * throw. */
 typedef qsys_status (*qsys_attention_handler)(void* context);
 
 /* Installs the handler of the calling thread; null removes it. Every thread has its own handler, none at
- * first. Worker threads of the job service have none.
+ * first. Worker threads of the job service ask that of the thread that they work for.
  * Result:  0. */
 QBASE_API qsys_status qsys_attention_setHandler(qsys_attention_handler handler, void* context);
 
