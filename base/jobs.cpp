@@ -100,6 +100,7 @@ qsys_status constructEmpty(Handle* handle)
 }
 
 std::atomic<int32_t> threadCount = 0;
+std::atomic<int64_t> splitting = 0;
 
 } // namespace
 
@@ -115,6 +116,19 @@ int32_t qsys_jobs_getThreadCount(void)
 {
     const int32_t count = threadCount.load();
     return std::min(count > 0 ? count : base_cpuDetect_processorCount(), base_jobPool_mostThreads);
+}
+
+qsys_status qsys_jobs_setSplitting(int64_t leastPixels)
+{
+    if (leastPixels < 0)
+        return QSYS_E_ARGUMENT;
+    splitting.store(leastPixels);
+    return QSYS_OK;
+}
+
+int64_t qsys_jobs_getSplitting(void)
+{
+    return splitting.load();
 }
 
 qsys_status qsys_jobThreadGroup_construct(qsys_jobThreadGroup* group)

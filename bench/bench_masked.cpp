@@ -1,4 +1,4 @@
-// Masked smoothing by the cube of a box, each call with a destination mask.
+// Masked smoothing by the cube of a box, each call with a destination mask, and the result mask alone.
 #include "bench/masked_cases.h"
 
 namespace
@@ -21,10 +21,24 @@ bench_prepare smoothing(const bench_maskedCase& what)
     };
 }
 
+// The result mask alone, where half of the pixels under the kernel are valid.
+bench_work countValid(const bench_size& size)
+{
+    const bench_image mask = bench_mask(size, bench_maskKind::blobs);
+    const bench_image dst = bench_unbound();
+    const auto count = [=] {
+        const int32_t kernel[] = {7, 7};
+        const int32_t sample[] = {1, 1};
+        return qip_filterMask_computeResultMask_(mask.get(), nullptr, kernel, sample, 0.5, dst.get()) >= 0;
+    };
+    return {count, 2 * bench_pixels(size)};
+}
+
 } // namespace
 
 void bench_addMasked()
 {
+    bench_addOurs("gauss/masked/k7-result/blobs/u8u8", countValid);
     for (const bench_maskedCase& what : bench_maskedCases())
         bench_addOurs(bench_maskedName(what), smoothing(what),
                       {.notPortable = what.kernel > greatestPortableKernel, .threads = what.threads});

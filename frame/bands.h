@@ -91,7 +91,8 @@ qip_status frame_queueBand(frame_bandJobs* jobs, const Band& band)
 }
 
 // Runs `count` bands, of which make(i, &band) gives the i-th; make answers with a status.
-// Result:  the first negative status in the order of the bands, else 0. All bands run to their end.
+// Result:  the first negative status in the order of the bands, else the last one that is not 0, else 0.
+//          All bands run to their end; the first one runs on the calling thread.
 // Errors:  QSYS_E_MEMORY, or what `make` answers: no band has run then.
 template <class Band, qip_status (*run)(const Band*), class Make>
 qip_status frame_runBands(frame_threads* threads, int64_t count, const Make& make)
@@ -107,5 +108,7 @@ qip_status frame_runBands(frame_threads* threads, int64_t count, const Make& mak
     }
     if (status >= 0)
         status = qsys_jobThreadGroup_dispatchAndWait(&threads->group, &jobs.requests, &jobs.results);
+    for (int64_t i = count - 1; i >= 0 && status == 0; --i)
+        qsys_jobResultSet_getStatus(&jobs.results, static_cast<int32_t>(i), &status);
     return frame_cleanupEnd(&cleanup, status);
 }

@@ -9,15 +9,19 @@
 //                                               bits are stored
 //     int64_t columnPixel(double sum) const     the same for a kernel of one pixel along the row, where the
 //                                               column's integrator is the sum
-//     qip_status begin() const                  called once before the first row
+//     qip_status begin() const                  called once before the first row of a request
 //     qip_status pollAtRow(int64_t y) const     called before each source row; y counts from the source's
 //                                               first row
 //     qip_status pollAlong(int64_t y, int64_t count) const
 //                                               called once for `count` rows that all lie beyond the data
 // A negative status from any of the last three ends the run.
+//
+// The rows of a request may be split into bands. A band is a run of its own: its column sums start anew
+// above it, so they are the same as long as they are exact, and each row depends on its column sums alone.
 #pragma once
 
 #include "frame/cleanup.h"
+#include "frame/splitting.h"
 #include "gauss/kernel.h"
 #include "gauss/request.h"
 #include "gauss/running_sums.h"
@@ -31,45 +35,71 @@ template <class Rule>
 struct gauss_rowsRun {
     const qsImage* src;
     qsVImage* dst;
+    const qsGaussParams* params;
     qsIRegion srcRegion;
     gauss_area area; // of the destination, to be written
+    bool isTop;      // it begins with the first row of the request
     gauss_walk rows;
     gauss_walk columns;
     gauss_span sourceColumns; // the columns that are read
     Rule rule;
 
-    double* firstSums = nullptr; // the first of the rows of numbers in one block of memory
-    double* secondSums = nullptr;
-    double* columnSums = nullptr;
-    int64_t firstColumn = 0;
-    const double* zeroSums = nullptr; // zeros, as many as the longest stretch of columns
-    uint8_t* zeroBytes = nullptr;     // zeros, as many as the columns that are read
-
-    gauss_rowsRun(const qsImage* source, qsVImage* destination, const qsGaussParams* params,
-                  const gauss_request* request, const Rule& toPixels)
-        : src(source), dst(destination), srcRegion(qsImageRegion(source)), area(request->dst),
-          rows(gauss_walkOf(gauss_gridOf(params).y, request->dst.y, request->source.y)),
-          columns(gauss_walkOf(gauss_gridOf(params).x, request->dst.x, request->source.x)),
-          sourceColumns(gauss_walkSource(&columns, srcRegion.width)), rule(toPixels)
-    {
-    }
-
-    // Takes memory for the rows of sums and for the zeros.
-    qip_status take(frame_cleanup* cleanup)
-    {
-        const gauss_span read = sourceColumns;
-        firstColumn = std::min(columns.first, read.start);
-        const int64_t extended = std::max(columns.last + 1, read.start + read.length) - firstColumn;
-        const qip_status status =
-            frame_cleanupAllocClear(cleanup, 2 * read.length + 2 * extended, &firstSums);
-        if (status < 0)
-            return status;
-        secondSums = firstSums + read.length;
-        zeroSums = secondSums + read.length;
-        columnSums = secondSums + read.length + extended;
-        return frame_cleanupAllocClear(cleanup, read.length, &zeroBytes);
-    }
+    double* firstSums; // the first of the rows of numbers in one block of memory
+    double* secondSums;
+    double* columnSums;
+    int64_t firstColumn;
+    int64_t extendedColumns; // of columnSums
+    const double* zeroSums;  // zeros, as many as the longest stretch of columns
+    uint8_t* zeroBytes;      // zeros, as many as the columns that are read
 };
+
+// All of a request, without memory.
+template <class Rule>
+gauss_rowsRun<Rule> gauss_rowsRunOf(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
+                                    const gauss_request* request, const Rule& rule)
+{
+    gauss_rowsRun<Rule> run = {};
+    run.src = src;
+    run.dst = dst;
+    run.params = params;
+    run.srcRegion = qsImageRegion(src);
+    run.area = request->dst;
+    run.isTop = true;
+    run.rows = gauss_walkOf(gauss_gridOf(params).y, request->dst.y, request->source.y);
+    run.columns = gauss_walkOf(gauss_gridOf(params).x, request->dst.x, request->source.x);
+    run.sourceColumns = gauss_walkSource(&run.columns, run.srcRegion.width);
+    run.rule = rule;
+    const gauss_span read = run.sourceColumns;
+    run.firstColumn = std::min(run.columns.first, read.start);
+    run.extendedColumns = std::max(run.columns.last + 1, read.start + read.length) - run.firstColumn;
+    return run;
+}
+
+// Takes zeroed memory for the sums of `count` bands, and for the zero bytes.
+template <class Rule>
+qip_status gauss_takeSums(gauss_rowsRun<Rule>* run, int64_t count, frame_cleanup* cleanup)
+{
+    const int64_t columns = run->sourceColumns.length;
+    const qip_status status =
+        frame_cleanupAllocClear(cleanup, count * 2 * (columns + run->extendedColumns), &run->firstSums);
+    return status < 0 ? status : frame_cleanupAllocClear(cleanup, columns, &run->zeroBytes);
+}
+
+// Band i: some rows of a run that has its memory.
+template <class Rule>
+gauss_rowsRun<Rule> gauss_bandOf(const gauss_rowsRun<Rule>* run, int64_t i, frame_rowRange rows)
+{
+    gauss_rowsRun<Rule> band = *run;
+    band.area.y = {run->area.y.start + rows.first, rows.end - rows.first};
+    band.isTop = rows.first == 0;
+    band.rows = gauss_walkOf(gauss_gridOf(run->params).y, band.area.y, gauss_areaOf(&run->srcRegion).y);
+    const int64_t columns = run->sourceColumns.length;
+    band.firstSums = run->firstSums + i * 2 * (columns + run->extendedColumns);
+    band.secondSums = band.firstSums + columns;
+    band.zeroSums = band.secondSums + columns;
+    band.columnSums = band.secondSums + columns + run->extendedColumns;
+    return band;
+}
 
 // The third integrator of source column x.
 template <class Rule>
@@ -261,22 +291,44 @@ qip_status gauss_runRows(const gauss_rowsRun<Rule>* run)
 }
 
 template <class Rule>
-qip_status gauss_runAll(gauss_rowsRun<Rule>* run, const qsGaussParams* params, frame_cleanup* cleanup)
+qip_status gauss_runBand(const gauss_rowsRun<Rule>* run)
 {
-    qip_status status = run->take(cleanup);
-    if (status < 0)
-        return status;
-    if (!params->peakNormalize)
-        qsVImageSetClientZScale(run->dst, qsImageClientZScale(run->src) * params->gain);
-    status = run->rule.begin();
-    if (status < 0)
-        return status;
+    if (run->isTop) {
+        if (!run->params->peakNormalize)
+            qsVImageSetClientZScale(run->dst, qsImageClientZScale(run->src) * run->params->gain);
+        const qip_status status = run->rule.begin();
+        if (status < 0)
+            return status;
+    }
     const int64_t firstTap = run->rows.firstOutput - 3 * (run->rows.box - 1);
-    status = run->rule.pollAlong(firstTap, run->rows.first - firstTap);
+    const qip_status status = run->rule.pollAlong(firstTap, run->rows.first - firstTap);
     if (status < 0)
         return status;
     return qsVImageType(run->dst) == QS_IMAGE_TYPE_8 ? gauss_runRows<uint8_t>(run)
                                                      : gauss_runRows<uint16_t>(run);
+}
+
+// Whether column sums do not depend on where they started: all integrators down the columns stay below 16
+// times the greatest sum, and doubles hold whole numbers up to 2^53.
+inline bool gauss_isExactDown(int64_t box)
+{
+    const double n = static_cast<double>(box);
+    return 255.0 * n * n * n <= 0x1p49;
+}
+
+template <class Rule>
+qip_status gauss_runBands(gauss_rowsRun<Rule>* run, frame_split* split, frame_cleanup* cleanup)
+{
+    qip_status status = QIP_OK;
+    if (gauss_isExactDown(run->rows.box))
+        status = frame_planSplit(cleanup, run->area.y.length, run->area.x.length, split);
+    if (status >= 0)
+        status = gauss_takeSums(run, split->count, cleanup);
+    if (status < 0)
+        return status;
+    return frame_runSplit<gauss_rowsRun<Rule>, gauss_runBand<Rule>>(
+        split, {0, run->area.y.length},
+        [=](int64_t i, frame_rowRange rows) { return gauss_bandOf(run, i, rows); });
 }
 
 // Writes the destination region of a request, at least one pixel, and sets the destination's client
@@ -286,7 +338,8 @@ template <class Rule>
 qip_status gauss_smoothRows(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
                             const gauss_request* request, const Rule& rule)
 {
-    gauss_rowsRun<Rule> run(src, dst, params, request, rule);
+    gauss_rowsRun<Rule> run = gauss_rowsRunOf(src, dst, params, request, rule);
+    frame_split split = {};
     frame_cleanup cleanup = {};
-    return frame_cleanupEnd(&cleanup, gauss_runAll(&run, params, &cleanup));
+    return frame_cleanupEnd(&cleanup, gauss_runBands(&run, &split, &cleanup));
 }

@@ -6,6 +6,7 @@
 #include "frame/cleanup.h"
 #include "frame/level.h"
 #include "frame/poll.h"
+#include "frame/splitting.h"
 #include "gauss2/kernels/kernels.h"
 #include "gauss2/scratch.h"
 #include "lanes/padded_row.h"
@@ -37,18 +38,34 @@ struct fastCall {
     int64_t width; // of the rows that the kernel gets
     int64_t outRows;
     int64_t outColumns;
-    int64_t polledRows;    // the source rows that polls are counted by
-    int64_t pollsTogether; // the polls for the rows from this one on come together, before it
+    int64_t pollsTogether; // the polls for the source rows from this one on come together, before it
     int64_t earlyRows;     // output rows made before the last poll, which must not be in the result yet
     target<Pixel> early;   // memory of our own for these
     target<Pixel> result;
 
     frame_cleanup cleanup;
-    unsigned char* state;
-    unsigned char* spareBlock; // one row of pixels and one of mask values, for outputs that are not wanted
-    // The copies of the rows of one sweep when isNarrow is set.
-    Pixel wideSource[gauss2_rowsBefore + gauss2_mostFreshRows][gauss2_mostLeastWidth];
-    Pixel wideOut[gauss2_mostOutputRows][gauss2_mostLeastWidth];
+    frame_split split;
+    int64_t spareBytes;        // one row of pixels and one of mask values, for outputs that are not wanted
+    int64_t stateBytes;        // what the kernel keeps, or 0
+    unsigned char* spareBlock; // such rows for every band
+    unsigned char* stateBlock;
+};
+
+// Some rows of the result, made by one thread.
+template <class Planes>
+struct fastBand {
+    const fastCall<Planes>* call;
+    frame_rowRange rows;
+    bool polls; // else all polls for its rows came before
+    unsigned char* spare;
+    unsigned char* state; // null when the kernel keeps nothing
+};
+
+// The copies of the rows of one sweep when isNarrow is set.
+template <class Pixel>
+struct wideRows {
+    Pixel source[gauss2_rowsBefore + gauss2_mostFreshRows][gauss2_mostLeastWidth];
+    Pixel out[gauss2_mostOutputRows][gauss2_mostLeastWidth];
 };
 
 // How many rows the first fresh row of a sweep lies below the source row that its first output is centred
@@ -68,14 +85,13 @@ int64_t rowsAhead(gauss2_filter filter)
 // ---- one sweep ----
 
 template <class Planes>
-const auto* sourceRow(fastCall<Planes>* call, int64_t y, int slot)
+const auto* sourceRow(const fastCall<Planes>& call, int64_t y, typename Planes::Pixel* wide)
 {
-    const auto& pixels = gauss2_pixelsOf(call->planes);
+    const auto& pixels = gauss2_pixelsOf(call.planes);
     const int64_t inside = std::clamp<int64_t>(y, 0, pixels.height - 1);
     const auto* const row = gauss2_row(pixels.src, pixels.srcStride, inside);
-    if (!call->isNarrow)
+    if (!call.isNarrow)
         return row;
-    auto* const wide = call->wideSource[slot];
     copyColumns<rowBorder::repeated, gauss2_mostLeastWidth>(row, pixels.width, 0, wide);
     return static_cast<decltype(row)>(wide);
 }
@@ -89,59 +105,79 @@ const target<typename Planes::Pixel>& targetOf(const fastCall<Planes>& call, int
 // Makes `count` output rows from row k on; the other outputs of the sweep go to spare memory. With a count
 // of 0 the sweep only fills the sums that the kernel keeps.
 template <class Planes>
-void makeSweep(fastCall<Planes>* call, int64_t k, int64_t count)
+void makeSweep(const fastBand<Planes>* band, wideRows<typename Planes::Pixel>* wide, int64_t k,
+               int64_t count)
 {
-    using Pixel = typename fastCall<Planes>::Pixel;
-    constexpr bool masked = fastCall<Planes>::masked;
-    const int step = gauss2_stepOf(call->filter.y);
-    const int64_t before = step * k + rowsAhead(call->filter) - gauss2_rowsBefore;
+    using Pixel = typename Planes::Pixel;
+    constexpr bool masked = Planes::masked;
+    const fastCall<Planes>& call = *band->call;
+    const int step = gauss2_stepOf(call.filter.y);
+    const int64_t before = step * k + rowsAhead(call.filter) - gauss2_rowsBefore;
     typename fastCall<Planes>::Sweep sweep;
-    sweep.width = call->width;
-    sweep.state = call->state;
-    for (int i = 0; i < gauss2_rowsBefore + step * call->kernel.outputRows; ++i) {
-        sweep.source[i] = sourceRow(call, before + i, i);
+    sweep.width = call.width;
+    sweep.state = band->state;
+    for (int i = 0; i < gauss2_rowsBefore + step * call.kernel.outputRows; ++i) {
+        sweep.source[i] = sourceRow(call, before + i, wide->source[i]);
         if constexpr (masked)
-            sweep.mask[i] = gauss2_row(call->planes.mask, call->planes.maskStride,
-                                       std::clamp<int64_t>(before + i, 0, call->planes.pixels.height - 1));
+            sweep.mask[i] = gauss2_row(call.planes.mask, call.planes.maskStride,
+                                       std::clamp<int64_t>(before + i, 0, call.planes.pixels.height - 1));
     }
-    auto* const sparePixels = reinterpret_cast<Pixel*>(call->spareBlock);
-    for (int i = 0; i < call->kernel.outputRows; ++i) {
-        const target<Pixel>& to = targetOf(*call, k + i);
+    auto* const sparePixels = reinterpret_cast<Pixel*>(band->spare);
+    for (int i = 0; i < call.kernel.outputRows; ++i) {
+        const target<Pixel>& to = targetOf(call, k + i);
         Pixel* const row = i < count ? gauss2_row(to.pixels.first, to.pixels.stride, k + i) : sparePixels;
-        sweep.out[i] = call->isNarrow ? call->wideOut[i] : row;
+        sweep.out[i] = call.isNarrow ? wide->out[i] : row;
         if constexpr (masked)
             sweep.outMask[i] = i < count && to.mask.first
                                    ? gauss2_row(to.mask.first, to.mask.stride, k + i)
-                                   : reinterpret_cast<uint8_t*>(sparePixels + call->outColumns);
+                                   : reinterpret_cast<uint8_t*>(sparePixels + call.outColumns);
     }
-    call->kernel.run(&sweep);
-    for (int i = 0; call->isNarrow && i < count; ++i) {
-        const target<Pixel>& to = targetOf(*call, k + i);
-        std::copy_n(call->wideOut[i], call->outColumns,
-                    gauss2_row(to.pixels.first, to.pixels.stride, k + i));
+    call.kernel.run(&sweep);
+    for (int i = 0; call.isNarrow && i < count; ++i) {
+        const target<Pixel>& to = targetOf(call, k + i);
+        std::copy_n(wide->out[i], call.outColumns, gauss2_row(to.pixels.first, to.pixels.stride, k + i));
     }
 }
 
-// ---- all rows, with their polls ----
+// ---- the rows of a band, with their polls ----
 
 template <class Planes>
-qip_status makeRows(fastCall<Planes>* call)
+qip_status runBand(const fastBand<Planes>* band)
 {
-    const int step = gauss2_stepOf(call->filter.y);
-    if (call->state && call->filter.y != gauss2_along::nothing)
-        makeSweep(call, -call->kernel.outputRows, 0);
+    const fastCall<Planes>& call = *band->call;
+    const int step = gauss2_stepOf(call.filter.y);
+    const int64_t rowsPerPoll = frame_rowsPerPoll / step;
+    const int64_t outputRows = call.kernel.outputRows;
+    const bool keepsSums = band->state && call.filter.y != gauss2_along::nothing;
+    wideRows<typename Planes::Pixel> wide;
+    bool goesOn = !keepsSums;
     int64_t end = 0;
-    for (int64_t row = 0; row < call->polledRows; row = end) {
-        end = row < call->pollsTogether ? row + frame_rowsPerPoll
-                                        : std::max(call->polledRows, row + frame_rowsPerPoll);
-        const qsys_status status = frame_pollForRows(std::min(end, call->polledRows) - row);
+    for (int64_t first = band->rows.first; first < band->rows.end; first = end) {
+        const qsys_status status = band->polls ? frame_pollAtRow(step * first) : QSYS_OK;
         if (status < 0)
             return status;
-        const int64_t outEnd = std::min(end / step, call->outRows);
-        for (int64_t k = row / step; k < outEnd; k += call->kernel.outputRows)
-            makeSweep(call, k, std::min<int64_t>(call->kernel.outputRows, outEnd - k));
+        const int64_t nextPoll = band->polls ? (first / rowsPerPoll + 1) * rowsPerPoll : INT64_MAX;
+        end = std::min(band->rows.end, nextPoll);
+        for (int64_t k = first; k < end; k += outputRows) {
+            if (!goesOn)
+                makeSweep(band, &wide, k - outputRows, 0);
+            makeSweep(band, &wide, k, std::min(outputRows, end - k));
+            // Where not all outputs were wanted, the next ones do not go on from the sums that are kept.
+            goesOn = !keepsSums || k + outputRows <= end;
+        }
     }
     return QIP_OK;
+}
+
+// Makes some rows of the result, in bands.
+template <class Planes>
+qip_status makeRows(fastCall<Planes>* call, frame_rowRange rows, bool polls)
+{
+    return frame_runSplit<fastBand<Planes>, runBand<Planes>>(
+        &call->split, rows, [=](int64_t i, frame_rowRange part) {
+            return fastBand<Planes>{call, part, polls, call->spareBlock + i * call->spareBytes,
+                                    call->stateBlock ? call->stateBlock + i * call->stateBytes : nullptr};
+        });
 }
 
 template <class Pixel>
@@ -220,7 +256,7 @@ template <class Planes>
 qip_status takeEarlyRows(fastCall<Planes>* call, int64_t mostUnpolled)
 {
     const int64_t unpolled = std::max<int64_t>(mostUnpolled / call->width / frame_rowsPerPoll, 1);
-    const int64_t polls = frame_pollsIn(call->polledRows) - unpolled;
+    const int64_t polls = frame_pollsIn(gauss2_pixelsOf(call->planes).height) - unpolled;
     call->pollsTogether = std::max<int64_t>(polls, 0) * frame_rowsPerPoll;
     call->earlyRows = call->pollsTogether / gauss2_stepOf(call->filter.y);
     if (call->earlyRows == 0)
@@ -232,27 +268,46 @@ qip_status takeEarlyRows(fastCall<Planes>* call, int64_t mostUnpolled)
     return status;
 }
 
+// Takes what the bands work with, each on lines of the cache of its own.
 template <class Planes>
 qip_status takeRows(fastCall<Planes>* call)
 {
-    using Pixel = typename fastCall<Planes>::Pixel;
-    qip_status status = frame_cleanupAlloc(&call->cleanup, call->outColumns * int64_t{sizeof(Pixel) + 1},
-                                           &call->spareBlock);
-    if (status >= 0 && call->kernel.stateBytes)
-        status =
-            frame_cleanupAllocClear(&call->cleanup, call->kernel.stateBytes(call->width), &call->state);
-    return status;
+    const auto wholeLines = [](int64_t bytes) {
+        return (bytes + 63) / 64 * 64;
+    };
+    call->spareBytes = wholeLines(call->outColumns * int64_t{sizeof(typename Planes::Pixel) + 1});
+    const qip_status status =
+        frame_cleanupAlloc(&call->cleanup, call->split.count * call->spareBytes, &call->spareBlock);
+    if (status < 0 || !call->kernel.stateBytes)
+        return status;
+    call->stateBytes = wholeLines(call->kernel.stateBytes(call->width));
+    return frame_cleanupAllocClear(&call->cleanup, call->split.count * call->stateBytes, &call->stateBlock);
+}
+
+// Makes the rows of a filter that may not write to the result before its last poll.
+template <class Planes>
+qip_status runAfterPolls(fastCall<Planes>* call, int64_t mostUnpolled)
+{
+    qip_status status = takeEarlyRows(call, mostUnpolled);
+    if (status >= 0 && call->earlyRows > 0)
+        status = makeRows(call, {0, call->earlyRows}, true);
+    if (status >= 0)
+        status = frame_pollForRows(gauss2_pixelsOf(call->planes).height - call->pollsTogether);
+    if (status >= 0 && call->earlyRows < call->outRows)
+        status = makeRows(call, {call->earlyRows, call->outRows}, false);
+    return status < 0 ? status : copyEarlyRows(*call);
 }
 
 template <class Planes>
 qip_status runCall(fastCall<Planes>* call, int64_t mostUnpolled)
 {
-    qip_status status = takeRows(call);
-    if (status >= 0 && gauss2_halvesOneDirection(call->filter))
-        status = takeEarlyRows(call, mostUnpolled);
+    qip_status status = frame_planSplit(&call->cleanup, call->outRows, call->outColumns, &call->split);
     if (status >= 0)
-        status = makeRows(call);
-    return status < 0 ? status : copyEarlyRows(*call);
+        status = takeRows(call);
+    if (status < 0)
+        return status;
+    return gauss2_halvesOneDirection(call->filter) ? runAfterPolls(call, mostUnpolled)
+                                                   : makeRows(call, {0, call->outRows}, true);
 }
 
 template <class Planes>
@@ -292,9 +347,6 @@ qip_status run(gauss2_filter filter, const Planes& planes, int64_t mostUnpolled)
     call.result = resultOf(planes);
     call.outRows = pixels.height / gauss2_stepOf(filter.y);
     call.outColumns = pixels.width / gauss2_stepOf(filter.x);
-    const bool halvesBoth = gauss2_stepOf(filter.x) * gauss2_stepOf(filter.y) == 4;
-    call.polledRows = halvesBoth ? pixels.height - 1 : pixels.height;
-    call.pollsTogether = INT64_MAX;
     const qip_status status = chooseKernel(&call);
     if (status < 0)
         return countsAsPlain(filter, planes) ? QIP_E_FALLBACK : status;

@@ -2,6 +2,7 @@
 
 #include "frame/cleanup.h"
 #include "frame/poll.h"
+#include "frame/splitting.h"
 #include "gauss2/plain_sums.h"
 #include "gauss2/through_full.h"
 
@@ -37,15 +38,24 @@ void row1x5(const Planes& planes, int64_t y)
     }
 }
 
+// Some rows of the result of one call. It reads the source of all of it.
 template <class Planes>
-qip_status oneDirection(gauss2_filter filter, const Planes& planes)
+struct plainBand {
+    Planes planes;
+    gauss2_filter filter;
+    frame_rowRange rows;
+    gauss2_sum<Planes>* sums; // memory for a filter of two directions
+};
+
+template <class Planes>
+qip_status oneDirection(const plainBand<Planes>* band)
 {
-    const auto filterRow = filter.y == gauss2_along::nothing ? row5x1<Planes> : row1x5<Planes>;
-    for (int64_t y = 0; y < gauss2_pixelsOf(planes).height; ++y) {
+    const auto filterRow = band->filter.y == gauss2_along::nothing ? row5x1<Planes> : row1x5<Planes>;
+    for (int64_t y = band->rows.first; y < band->rows.end; ++y) {
         const qip_status status = frame_pollAtRow(y);
         if (status < 0)
             return status;
-        filterRow(planes, y);
+        filterRow(band->planes, y);
     }
     return QIP_OK;
 }
@@ -58,15 +68,17 @@ constexpr int64_t keptRows = 5;
 // in row y % 5 of the block, so that any five neighbours are there together, and are rounded once, at the
 // end.
 template <class Planes>
-qip_status rowsOfSums(int step, const Planes& planes, gauss2_sum<Planes>* block)
+qip_status rowsOfSums(const plainBand<Planes>* band)
 {
+    const Planes& planes = band->planes;
     const auto& pixels = gauss2_pixelsOf(planes);
+    const int step = gauss2_stepOf(band->filter.x);
     const int64_t columns = pixels.width / step;
     const auto kept = [&](int64_t y) {
-        return block + y % keptRows * columns;
+        return band->sums + y % keptRows * columns;
     };
-    int64_t summed = 0;
-    for (int64_t k = 0; k < pixels.height / step; ++k) {
+    int64_t summed = std::max<int64_t>(step * band->rows.first - 2, 0);
+    for (int64_t k = band->rows.first; k < band->rows.end; ++k) {
         const int64_t y = step * k;
         const qip_status status = frame_pollAtRow(y);
         if (status < 0)
@@ -87,17 +99,35 @@ qip_status rowsOfSums(int step, const Planes& planes, gauss2_sum<Planes>* block)
     return QIP_OK;
 }
 
-template <class Planes>
-qip_status twoDirections(gauss2_filter filter, const Planes& planes)
+// ---- bands ----
+
+bool sumsBothDirections(gauss2_filter filter)
 {
-    const int step = gauss2_stepOf(filter.x);
-    frame_cleanup cleanup = {};
-    gauss2_sum<Planes>* block = nullptr;
-    qip_status status =
-        frame_cleanupAlloc(&cleanup, keptRows * (gauss2_pixelsOf(planes).width / step), &block);
-    if (status >= 0)
-        status = rowsOfSums(step, planes, block);
-    return frame_cleanupEnd(&cleanup, status);
+    return filter.x != gauss2_along::nothing && filter.y != gauss2_along::nothing;
+}
+
+template <class Planes>
+qip_status runBand(const plainBand<Planes>* band)
+{
+    return sumsBothDirections(band->filter) ? rowsOfSums(band) : oneDirection(band);
+}
+
+template <class Planes>
+qip_status runBands(plainBand<Planes>* whole, frame_split* split, frame_cleanup* cleanup)
+{
+    const auto& pixels = gauss2_pixelsOf(whole->planes);
+    const int64_t columns = pixels.width / gauss2_stepOf(whole->filter.x);
+    const int64_t sums = sumsBothDirections(whole->filter) ? keptRows * columns : 0;
+    qip_status status = frame_planSplit(cleanup, whole->rows.end, columns, split);
+    if (status >= 0 && sums > 0)
+        status = frame_cleanupAlloc(cleanup, split->count * sums, &whole->sums);
+    if (status < 0)
+        return status;
+    return frame_runSplit<plainBand<Planes>, runBand<Planes>>(
+        split, whole->rows, [=](int64_t i, frame_rowRange rows) {
+            return plainBand<Planes>{whole->planes, whole->filter, rows,
+                                     sums > 0 ? whole->sums + i * sums : nullptr};
+        });
 }
 
 } // namespace
@@ -107,9 +137,11 @@ qip_status gauss2_plain(gauss2_filter filter, const Planes& planes)
 {
     if (gauss2_halvesOneDirection(filter))
         return gauss2_halfThroughFull(filter, planes, gauss2_plain<Planes>);
-    if (filter.x == gauss2_along::nothing || filter.y == gauss2_along::nothing)
-        return oneDirection(filter, planes);
-    return twoDirections(filter, planes);
+    const int64_t rows = gauss2_pixelsOf(planes).height / gauss2_stepOf(filter.y);
+    plainBand<Planes> whole = {planes, filter, {0, rows}, nullptr};
+    frame_split split = {};
+    frame_cleanup cleanup = {};
+    return frame_cleanupEnd(&cleanup, runBands(&whole, &split, &cleanup));
 }
 
 template qip_status gauss2_plain(gauss2_filter, const gauss2_planes<uint8_t>&);

@@ -93,9 +93,10 @@ masked_way wayOf(const masked_fixedRule& rule)
     return rule.hasGain ? masked_wayGain : masked_wayUnit;
 }
 
-masked_way wayOf(const masked_doubleRule&)
+masked_way wayOf(const masked_doubleRule& rule)
 {
-    return masked_wayDouble;
+    const bool isWhole = rule.gain == std::trunc(rule.gain) && rule.gain < 0x1p31;
+    return isWhole && rule.fullWeight <= uint64_t{1} << 30 ? masked_wayWholeGain : masked_wayDouble;
 }
 
 masked_pixelNumbers numbersOf(const masked_plan* plan, const masked_fixedRule& rule)
@@ -118,6 +119,7 @@ masked_pixelNumbers numbersOf(const masked_plan*, const masked_doubleRule& rule)
     numbers.fullWeight = rule.fullWeight;
     numbers.gain = rule.gain;
     numbers.fullWeightDouble = static_cast<double>(rule.fullWeight);
+    numbers.fullFactor = rule.gain / numbers.fullWeightDouble * (1.0 + 0x1p-50);
     numbers.offset = rule.rounding;
     numbers.mostPixel = rule.mostPixel;
     return numbers;
@@ -806,8 +808,8 @@ bool masked_canSmoothFast(const masked_plan* plan, const masked_fixedRule& rule,
                            static_cast<double>(rule.factor.rounding);
     const double most = (mostPixelOf(plan->srcIsWide) + 1.0) * plan->gain;
     return canSum(plan, info) && product < laneLimit &&
-           std::ldexp(1.0, rule.factor.lastShift) < laneLimit && plan->gain > 0.0 && most < 0x1p31 &&
-           most * masked_fullWeight(plan) < 0x1p51;
+           std::ldexp(1.0, rule.factor.lastShift) < laneLimit && plan->gain > 0.0 && plan->gain < 0x1p16 &&
+           most < 0x1p31 && most * masked_fullWeight(plan) < 0x1p51;
 }
 
 bool masked_canSmoothFast(const masked_plan* plan, const masked_doubleRule& rule, const qsys_cpuinfo* info)

@@ -420,6 +420,17 @@ TEST(Faults, EveryPollOfTheLibrary)
     });
 }
 
+// With every call in three bands, on as many threads: what its bands need is taken before the first one
+// runs.
+TEST(Faults, EveryAllocationAndPollOfBands)
+{
+    const test_splitting splitting(50, 3);
+    for (const operation& each : working()) {
+        failEveryAllocation(each);
+        failEveryPoll(each);
+    }
+}
+
 TEST(Faults, EveryAllocationOfTheServices)
 {
     for (const operation& each : services())

@@ -101,6 +101,8 @@ TEST_F(ProgramOptions, RefusalsNameTheStatus)
         {"gauss IN16 OUT --kernel 40", QIP_E_KERNEL_SIZE},
         {"gauss IN OUT --mask SMALL", QIP_E_MASK_MISMATCH},
         {"gauss IN OUT --reset-mask SMALL", QIP_E_MASK_MISMATCH},
+        {"result-mask IN OUT --sample 0 --roi 0,0,4,4", QIP_E_SAMPLING},
+        {"result-mask IN OUT --threshold 1.5", QIP_E_MASK_THRESHOLD},
     };
     for (const auto& c : cases) {
         const program_result quiet = run(c.line);

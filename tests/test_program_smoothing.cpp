@@ -244,6 +244,25 @@ TEST(ProgramSmoothing, MaskedGaussIsTheLibrarys)
     }
 }
 
+TEST(ProgramSmoothing, ResultMaskIsTheLibrarys)
+{
+    for (uint64_t number = 3000; number < 3030; ++number) {
+        scene s(number, 255);
+        const int32_t kernel[] = {s.between(0, 5), s.between(0, 5)};
+        s.add("--kernel", joined({kernel[0], kernel[1]}, "x"));
+        const int32_t sample[] = {s.between(1, 3), s.between(1, 3)};
+        s.add("--sample", joined({sample[0], sample[1]}, "x"));
+        const double threshold = s.between(6, 10) / 16.0; // about half of the input counts as valid
+        s.add("--threshold", std::to_string(threshold));
+        if (s.between(0, 1))
+            s.addMask("--centre-mask", &s.mask, 2);
+        s.maybeBindToRoi(8, false);
+        s.compare("result-mask",
+                  qip_filterMask_computeResultMask_(&s.source.image.record, &s.mask.image.record, kernel,
+                                                    sample, threshold, &s.dst.image.record));
+    }
+}
+
 // The path that is named has made the pixels: a flat picture has values that tell the paths apart.
 TEST(ProgramSmoothing, GaussNamesItsPath)
 {

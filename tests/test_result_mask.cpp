@@ -225,18 +225,19 @@ TEST(ResultMask, CountsByDefinition)
     });
 }
 
-// Both footprints that 8 and 16 bits just hold and just do not: all of it valid, and one pixel not.
+// Footprints of 253 and 256 rows, of 65344 and 65536 pixels: what 8 bits and 16 bits just hold, and what
+// they just do not. All of it is valid, and one pixel not.
 TEST(ResultMask, LargestCounts)
 {
-    for (const int32_t kernelY : {84, 85})
-        for (const int32_t kernelX : {85, 86}) {
-            maskCase made;
-            made.asked = {{kernelX, kernelY}, {1, 1}, 1.0};
-            made.src = made.dst = {0, 0, 160, 150};
-            made.srcMask = test_grid(160, 150, 255);
-            made.srcMask.at(140, 100) = 0;
-            test_atEveryLevel([&](const std::string&) { check(made, test_randomFor(1)); });
-        }
+    const int32_t kernels[][2] = {{3, 84}, {3, 85}, {340, 21}, {341, 21}};
+    for (const auto& kernel : kernels) {
+        maskCase made;
+        made.asked = {{kernel[0], kernel[1]}, {1, 1}, 1.0};
+        made.src = made.dst = {0, 0, 520, 130};
+        made.srcMask = test_grid(520, 130, 255);
+        made.srcMask.at(140, 100) = 0;
+        test_atEveryLevel([&](const std::string&) { check(made, test_randomFor(1)); });
+    }
 }
 
 TEST(ResultMask, Statuses)

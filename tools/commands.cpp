@@ -34,7 +34,7 @@ void dispatch(const options& o)
     case command::binomial:
         return command_binomial(o);
     case command::result_mask:
-        throw usage_failure("result-mask: not available in this build");
+        return command_resultMask(o);
     case command::info:
         return report_printInfo(options_version(), o.json);
     }

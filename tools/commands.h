@@ -10,3 +10,4 @@ void command_run(const options& o);
 void command_gauss(const options& o);
 void command_half(const options& o);
 void command_binomial(const options& o);
+void command_resultMask(const options& o);

@@ -24,7 +24,7 @@ constexpr int64_t mostBoxAlong = 256;
 constexpr int64_t mostGroupRows = 256;
 
 struct sumsRun {
-    const unmasked_plan* plan;
+    unmasked_plan plan;
     const unmasked_sumsPath* path;
     int64_t lanes;
     int64_t blocks;
@@ -47,7 +47,7 @@ int64_t lastColumnOf(const unmasked_plan* plan)
 // there; so beside the 3 n columns before the next one these are the columns of outputs that were not.
 int64_t mostKept(const sumsRun* run)
 {
-    const unmasked_plan* const plan = run->plan;
+    const unmasked_plan* const plan = &run->plan;
     return std::max(6 * plan->boxX + run->outputsAtOnce * plan->stepX,
                     run->path->boxes->down8.blockColumns);
 }
@@ -73,30 +73,50 @@ void fillRows(const unmasked_plan* plan, const uint8_t* zeroRow, int64_t walked,
     }
 }
 
-// Takes one zeroed block for everything. `block` must outlive the clean-up.
-qip_status takeMemory(sumsRun* run, unsigned char** block, frame_cleanup* cleanup)
+// Where the parts of a run's block of memory begin.
+struct memoryPlan {
+    int64_t state;
+    int64_t window;
+    int64_t spareRow;
+    int64_t zeroRow;
+    int64_t rows;
+    int64_t size;
+};
+
+int64_t rowsBefore(const unmasked_plan* plan)
 {
-    const unmasked_plan* const plan = run->plan;
-    const int64_t rowsBefore = 3 * plan->boxY;
-    const int64_t walkedRows = (plan->rows - 1) * plan->stepY + 3 * (plan->boxY - 1) + 1;
+    return 3 * plan->boxY;
+}
+
+int64_t walkedRows(const unmasked_plan* plan)
+{
+    return (plan->rows - 1) * plan->stepY + 3 * (plan->boxY - 1) + 1;
+}
+
+memoryPlan planMemory(const sumsRun* run)
+{
+    const unmasked_plan* const plan = &run->plan;
     // After the last piece come the columns beyond the source.
     const int64_t columns =
         mostKept(run) + run->pieceBlocks * run->path->boxes->down8.blockColumns + 2 * plan->boxX;
-    int64_t size = 0;
-    const int64_t state = setAside(&size, run->blocks * run->path->boxes->down8.blockState);
-    const int64_t window = setAside(&size, columns * run->lanes * int64_t{sizeof(uint32_t)});
-    const int64_t spareRow = setAside(&size, plan->columns * int64_t{sizeof(uint16_t)});
-    const int64_t zeroRow = setAside(&size, plan->srcWidth);
-    const int64_t rows = setAside(&size, (rowsBefore + walkedRows) * int64_t{sizeof(uint8_t*)});
-    const qip_status status = frame_cleanupAllocClear(cleanup, size, block);
-    if (status < 0)
-        return status;
-    run->state = *block + state;
-    run->window = reinterpret_cast<uint32_t*>(*block + window);
-    run->spareRow = *block + spareRow;
-    run->rows = reinterpret_cast<const uint8_t**>(*block + rows) + rowsBefore;
-    fillRows(plan, *block + zeroRow, walkedRows, run->rows);
-    return QIP_OK;
+    memoryPlan memory = {};
+    memory.state = setAside(&memory.size, run->blocks * run->path->boxes->down8.blockState);
+    memory.window = setAside(&memory.size, columns * run->lanes * int64_t{sizeof(uint32_t)});
+    memory.spareRow = setAside(&memory.size, plan->columns * int64_t{sizeof(uint16_t)});
+    memory.zeroRow = setAside(&memory.size, plan->srcWidth);
+    memory.rows = setAside(&memory.size, (rowsBefore(plan) + walkedRows(plan)) * int64_t{sizeof(uint8_t*)});
+    return memory;
+}
+
+// Gives a run its zeroed block.
+void placeMemory(sumsRun* run, unsigned char* block)
+{
+    const memoryPlan memory = planMemory(run);
+    run->state = block + memory.state;
+    run->window = reinterpret_cast<uint32_t*>(block + memory.window);
+    run->spareRow = block + memory.spareRow;
+    run->rows = reinterpret_cast<const uint8_t**>(block + memory.rows) + rowsBefore(&run->plan);
+    fillRows(&run->plan, block + memory.zeroRow, walkedRows(&run->plan), run->rows);
 }
 
 // ---- one group of rows ----
@@ -119,7 +139,7 @@ uint32_t* columnSums(const sumsRun* run, const groupCursor* cursor, int64_t colu
 void reflectColumns(const sumsRun* run, const groupCursor* cursor, int64_t first, int64_t end)
 {
     for (int64_t column = first; column < end; ++column)
-        std::copy_n(columnSums(run, cursor, gauss_reflect(column, run->plan->srcWidth)), run->lanes,
+        std::copy_n(columnSums(run, cursor, gauss_reflect(column, run->plan.srcWidth)), run->lanes,
                     columnSums(run, cursor, column));
 }
 
@@ -128,7 +148,7 @@ void slideWindow(const sumsRun* run, int64_t column, groupCursor* cursor)
 {
     // The last block may begin before its piece.
     const int64_t first =
-        std::min(cursor->column - 3 * run->plan->boxX, column - run->path->boxes->down8.blockColumns);
+        std::min(cursor->column - 3 * run->plan.boxX, column - run->path->boxes->down8.blockColumns);
     if (first <= cursor->windowFirst)
         return;
     const uint32_t* const from = columnSums(run, cursor, first);
@@ -140,16 +160,16 @@ void slideWindow(const sumsRun* run, int64_t column, groupCursor* cursor)
 int64_t outputsBefore(const sumsRun* run, int64_t end)
 {
     if (end > run->lastColumn)
-        return run->plan->columns;
-    const int64_t beyondFirst = end - 1 - (run->plan->firstColumn + 3 * (run->plan->boxX - 1));
-    const int64_t complete = beyondFirst < 0 ? 0 : beyondFirst / run->plan->stepX + 1;
+        return run->plan.columns;
+    const int64_t beyondFirst = end - 1 - (run->plan.firstColumn + 3 * (run->plan.boxX - 1));
+    const int64_t complete = beyondFirst < 0 ? 0 : beyondFirst / run->plan.stepX + 1;
     return complete - complete % run->outputsAtOnce;
 }
 
 // Makes the pixels of the outputs up to `end`.
 void makeOutputs(const sumsRun* run, int64_t end, groupCursor* cursor)
 {
-    const unmasked_plan* const plan = run->plan;
+    const unmasked_plan* const plan = &run->plan;
     unmasked_pixelStep& step = cursor->step;
     const int64_t count = end - cursor->outputs;
     if (count <= 0)
@@ -174,12 +194,12 @@ void startAlong(const sumsRun* run, gauss_alongState* along)
         fill(run->path->start);
     else
         fill(static_cast<uint32_t>(run->path->start));
-    along->box = run->plan->boxX;
+    along->box = run->plan.boxX;
 }
 
 groupCursor cursorAt(const sumsRun* run, int64_t row, int64_t rows)
 {
-    const unmasked_plan* const plan = run->plan;
+    const unmasked_plan* const plan = &run->plan;
     groupCursor cursor = {};
     cursor.windowFirst = plan->firstColumn - 3 * plan->boxX;
     cursor.column = plan->firstColumn;
@@ -195,7 +215,7 @@ groupCursor cursorAt(const sumsRun* run, int64_t row, int64_t rows)
 // Makes the output rows from `row` on, outputs.count of them, out of the next source rows.
 void makeGroup(const sumsRun* run, int64_t row, gauss_boxOutputs outputs)
 {
-    const unmasked_plan* const plan = run->plan;
+    const unmasked_plan* const plan = &run->plan;
     const gauss_boxKernels* const boxes = run->path->boxes;
     groupCursor cursor = cursorAt(run, row, outputs.count);
     gauss_boxDown<uint8_t> down = {};
@@ -234,7 +254,7 @@ qip_status pollForRows(const sumsRun* run, int64_t first, int64_t count)
 
 qip_status makeRows(sumsRun* run)
 {
-    const unmasked_plan* const plan = run->plan;
+    const unmasked_plan* const plan = &run->plan;
     const int64_t mostOutputs = std::clamp<int64_t>(mostGroupRows / plan->stepY, 1, run->lanes);
     gauss_boxOutputs outputs = {3 * (plan->boxY - 1) + 1, plan->stepY, 0};
     int64_t walked = 0;
@@ -250,6 +270,55 @@ qip_status makeRows(sumsRun* run)
         outputs.first = plan->stepY;
     }
     return QIP_OK;
+}
+
+// A band of the rows, and the memory that it gets.
+struct sumsBand {
+    sumsRun run;
+    unsigned char* block;
+};
+
+qip_status runBand(const sumsBand* band)
+{
+    sumsRun run = band->run;
+    placeMemory(&run, band->block);
+    unmasked_setZScale(&run.plan);
+    const bool pollsOnce = run.path->polls && run.plan.rowsAbove == 0;
+    const qip_status status = pollsOnce ? qsys_attention_check() : QIP_OK;
+    return status < 0 ? status : makeRows(&run);
+}
+
+sumsRun runOf(const unmasked_plan* plan, const unmasked_sumsPath* path)
+{
+    sumsRun run = {};
+    run.plan = *plan;
+    run.path = path;
+    run.lanes = path->boxes->lanes;
+    run.blocks = (plan->srcWidth + path->boxes->down8.blockColumns - 1) / path->boxes->down8.blockColumns;
+    run.lastColumn = lastColumnOf(plan);
+    run.outputsAtOnce = plan->stepX <= tileOutputs ? tileOutputs : 1;
+    const int64_t piece = std::max(leastPiece, 2 * mostKept(&run));
+    run.pieceBlocks = std::min(run.blocks, piece / path->boxes->down8.blockColumns);
+    return run;
+}
+
+// Takes one zeroed block for all bands, each of which gets as much as the highest one needs.
+qip_status runBands(const unmasked_plan* plan, const unmasked_sumsPath* path, unsigned char** block,
+                    frame_split* split, frame_cleanup* cleanup)
+{
+    qip_status status = frame_planSplit(cleanup, plan->rows, plan->columns, split);
+    if (status < 0)
+        return status;
+    sumsRun run = runOf(plan, path);
+    run.plan.rows = (plan->rows + split->count - 1) / split->count;
+    const int64_t size = planMemory(&run).size;
+    status = frame_cleanupAllocClear(cleanup, split->count * size, block);
+    if (status < 0)
+        return status;
+    return frame_runSplit<sumsBand, runBand>(split, {0, plan->rows}, [&](int64_t i, frame_rowRange rows) {
+        run.plan = unmasked_bandOf(plan, rows);
+        return sumsBand{run, *block + i * size};
+    });
 }
 
 } // namespace
@@ -268,23 +337,8 @@ double unmasked_greatestSum(const unmasked_plan* plan)
 
 qip_status unmasked_runSums(const unmasked_plan* plan, const unmasked_sumsPath* path)
 {
-    sumsRun run = {};
-    run.plan = plan;
-    run.path = path;
-    run.lanes = path->boxes->lanes;
-    run.blocks = (plan->srcWidth + path->boxes->down8.blockColumns - 1) / path->boxes->down8.blockColumns;
-    run.lastColumn = lastColumnOf(plan);
-    run.outputsAtOnce = plan->stepX <= tileOutputs ? tileOutputs : 1;
-    const int64_t piece = std::max(leastPiece, 2 * mostKept(&run));
-    run.pieceBlocks = std::min(run.blocks, piece / path->boxes->down8.blockColumns);
     unsigned char* block = nullptr;
+    frame_split split = {};
     frame_cleanup cleanup = {};
-    qip_status status = takeMemory(&run, &block, &cleanup);
-    if (status >= 0)
-        unmasked_setZScale(plan);
-    if (status >= 0 && path->polls)
-        status = qsys_attention_check();
-    if (status >= 0)
-        status = makeRows(&run);
-    return frame_cleanupEnd(&cleanup, status);
+    return frame_cleanupEnd(&cleanup, runBands(plan, path, &block, &split, &cleanup));
 }

@@ -30,6 +30,7 @@ unmasked_plan unmasked_planOf(const qsImage* src, qsVImage* dst, const qsGaussPa
     plan.columns = request->dst.x.length;
     plan.rows = request->dst.y.length;
     plan.dstTop = request->dst.y.start;
+    plan.rowsAbove = 0;
     plan.firstColumn = request->needed.x.start - request->read.x.start;
     plan.firstRow = request->needed.y.start - request->read.y.start;
     plan.stepX = params->sampleX;
@@ -41,4 +42,15 @@ unmasked_plan unmasked_planOf(const qsImage* src, qsVImage* dst, const qsGaussPa
     plan.dstImage = dst;
     plan.dstZScale = params->peakNormalize ? dst->clientZScale : qsImageClientZScale(src) * params->gain;
     return plan;
+}
+
+unmasked_plan unmasked_bandOf(const unmasked_plan* plan, frame_rowRange rows)
+{
+    unmasked_plan band = *plan;
+    band.dst = unmasked_dstRow<void>(plan, rows.first);
+    band.rows = rows.end - rows.first;
+    band.dstTop += rows.first;
+    band.rowsAbove += rows.first;
+    band.firstRow += rows.first * plan->stepY;
+    return band;
 }

@@ -2,6 +2,7 @@
 // write, and where the kernel lies over them.
 #pragma once
 
+#include "frame/splitting.h"
 #include "gauss/request.h"
 
 #include <cstdint>
@@ -24,8 +25,12 @@ struct unmasked_plan {
     int64_t rows;
     int64_t dstTop; // the first output row, in coordinates of the image
 
-    // The first column and row under the kernel of the first output, 0 or below; each further output is
-    // stepX columns, or stepY rows, further.
+    // The output rows of the request above these: 0, or this is a band of it. A band reads the source, and
+    // reflects it, as the request does.
+    int64_t rowsAbove;
+
+    // The first column and row under the kernel of the first output, 0 or below, but in bands; each further
+    // output is stepX columns, or stepY rows, further.
     int64_t firstColumn;
     int64_t firstRow;
     int64_t stepX;
@@ -41,10 +46,12 @@ struct unmasked_plan {
     float dstZScale; // what its client z-scale is to become
 };
 
-// Every path does this once, when it has its memory and before its first poll.
+// Every path does this, when it has its memory and before its first poll. Of bands only the top one sets
+// it.
 inline void unmasked_setZScale(const unmasked_plan* plan)
 {
-    qsVImageSetClientZScale(plan->dstImage, plan->dstZScale);
+    if (plan->rowsAbove == 0)
+        qsVImageSetClientZScale(plan->dstImage, plan->dstZScale);
 }
 
 inline const uint8_t* unmasked_srcRow(const unmasked_plan* plan, int64_t row)
@@ -61,3 +68,6 @@ Pixel* unmasked_dstRow(const unmasked_plan* plan, int64_t row)
 // The plan of a request that has pixels to write and whose images have their pixels.
 unmasked_plan unmasked_planOf(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
                               const gauss_request* request);
+
+// Some rows of a plan.
+unmasked_plan unmasked_bandOf(const unmasked_plan* plan, frame_rowRange rows);

@@ -253,35 +253,52 @@ void setUp(sevenTapCall* call, const unmasked_plan* plan)
         call->scaled.pixel[quotient] = unmasked_scaledBy729(quotient, plan->gain, plan->round);
 }
 
-// Calls make(first, end) for the output rows between two polls.
+// Calls make(first, end) for the output rows between two polls, which are counted from the first row of the
+// request.
 template <class Make>
-qip_status makePolledRows(int64_t rows, const Make& make)
+qip_status makePolledRows(const unmasked_plan* plan, const Make& make)
 {
     constexpr int64_t polled = 255; // the low bits of the rows that are polled before
+    const int64_t above = plan->rowsAbove;
     qip_status status = QIP_OK;
     int64_t end = 0;
-    for (int64_t row = 0; row < rows; row = end) {
+    for (int64_t row = above; row < above + plan->rows; row = end) {
         if ((row & polled) == polled) {
             status = qsys_attention_check();
             if (status < 0)
                 return status;
         }
-        end = std::min(rows, (row + 1) | polled);
-        make(row, end);
+        end = std::min(above + plan->rows, (row + 1) | polled);
+        make(row - above, end - above);
     }
     return status;
+}
+
+qip_status runBand(const unmasked_plan* plan)
+{
+    unmasked_setZScale(plan);
+    if (!suitsKernels(plan))
+        return makePolledRows(
+            plan, [=](int64_t first, int64_t end) { unmasked_plainSevenTap(plan, first, end - first); });
+    sevenTapCall call;
+    setUp(&call, plan);
+    return makePolledRows(plan, [&](int64_t first, int64_t end) { makeRows(&call, first, end); });
+}
+
+qip_status runBands(const unmasked_plan* plan, frame_split* split, frame_cleanup* cleanup)
+{
+    const qip_status status = frame_planSplit(cleanup, plan->rows, plan->columns, split);
+    if (status < 0)
+        return status;
+    return frame_runSplit<unmasked_plan, runBand>(
+        split, {0, plan->rows}, [=](int64_t, frame_rowRange rows) { return unmasked_bandOf(plan, rows); });
 }
 
 } // namespace
 
 qip_status unmasked_smoothSevenTap(const unmasked_plan* plan)
 {
-    unmasked_setZScale(plan);
-    if (!suitsKernels(plan))
-        return makePolledRows(plan->rows, [=](int64_t first, int64_t end) {
-            unmasked_plainSevenTap(plan, first, end - first);
-        });
-    sevenTapCall call;
-    setUp(&call, plan);
-    return makePolledRows(plan->rows, [&](int64_t first, int64_t end) { makeRows(&call, first, end); });
+    frame_split split = {};
+    frame_cleanup cleanup = {};
+    return frame_cleanupEnd(&cleanup, runBands(plan, &split, &cleanup));
 }

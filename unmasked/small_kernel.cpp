@@ -73,15 +73,17 @@ void makeRows(smallCall* call, int64_t first, int64_t count)
         makeSweep(call, first + j, std::min<int64_t>(unmasked_smallMostRows, count - j));
 }
 
-qip_status smooth(const unmasked_plan* plan, smallCall** call, frame_cleanup* cleanup)
+struct smallBand {
+    unmasked_plan plan;
+    smallCall* call; // memory
+};
+
+qip_status runBand(const smallBand* band)
 {
-    // Taken on every call, also where the plain code serves: a failure has to be reported on any image.
-    qip_status status = frame_cleanupAlloc(cleanup, 1, call);
-    if (status < 0)
-        return status;
-    status = QIP_OK;
+    const unmasked_plan* const plan = &band->plan;
     unmasked_setZScale(plan);
-    startCall(plan, *call);
+    startCall(plan, band->call);
+    qip_status status = QIP_OK;
     constexpr int64_t polled = 1023; // the low bits of the image rows that are polled before
     const int64_t top = plan->dstTop;
     int64_t end = 0;
@@ -91,16 +93,31 @@ qip_status smooth(const unmasked_plan* plan, smallCall** call, frame_cleanup* cl
         if (status < 0)
             return status;
         end = std::min(top + plan->rows, (y + 1) | polled);
-        makeRows(*call, y - top, end - y);
+        makeRows(band->call, y - top, end - y);
     }
     return status;
+}
+
+qip_status runBands(const unmasked_plan* plan, smallCall** calls, frame_split* split,
+                    frame_cleanup* cleanup)
+{
+    qip_status status = frame_planSplit(cleanup, plan->rows, plan->columns, split);
+    // Taken on every call, also where the plain code serves: a failure has to be reported on any image.
+    if (status >= 0)
+        status = frame_cleanupAlloc(cleanup, split->count, calls);
+    if (status < 0)
+        return status;
+    return frame_runSplit<smallBand, runBand>(split, {0, plan->rows}, [=](int64_t i, frame_rowRange rows) {
+        return smallBand{unmasked_bandOf(plan, rows), *calls + i};
+    });
 }
 
 } // namespace
 
 qip_status unmasked_smoothSmallKernel(const unmasked_plan* plan)
 {
-    smallCall* call = nullptr;
+    smallCall* calls = nullptr;
+    frame_split split = {};
     frame_cleanup cleanup = {};
-    return frame_cleanupEnd(&cleanup, smooth(plan, &call, &cleanup));
+    return frame_cleanupEnd(&cleanup, runBands(plan, &calls, &split, &cleanup));
 }

@@ -36,9 +36,19 @@
  * Overlap: a destination must not share pixels with a source or a mask; what is written is otherwise
  *          unspecified (no memory outside the windows is ever touched).
  * Threads: callable from any thread, at once for different destinations.
- * Memory:  a few rows. gauss2X and gauss2Y take up to one image of the source's size besides, and one mask
- *          of that size when a dstMask is given. Several passes take one image of the size that is written;
- *          masked ones take a mask besides, and without a dstMask two from three passes on. */
+ * Bands:   a call runs on the calling thread, unless qsys_jobs_setSplitting (qbase/jobs.h) says that large
+ *          ones share their rows among threads, in bands. Pixels, masks, transforms and statuses are those
+ *          of one thread. Memory for the bands of a pass is taken before the first one runs, so that a
+ *          failure leaves the destination as a call on one thread does. A band polls before the same rows
+ *          as the call would, on the thread that runs it; gauss2X and gauss2Y poll for their last rows on
+ *          the calling thread. The first band runs on the calling thread; bands on other threads, which
+ *          have no handler, run to their end. What a band has written before it is stopped stays written,
+ *          and the result is the first negative status from the top. Each of several passes is split by
+ *          itself; counts of 0, a copy, are not.
+ * Memory:  a few rows for each band. gauss2X and gauss2Y take up to one image of the source's size besides,
+ *          and one mask of that size when a dstMask is given. Several passes take one image of the size
+ *          that is written; masked ones take a mask besides, and without a dstMask two from three passes
+ *          on. */
 #ifndef QIP_HALF_RESOLUTION_H
 #define QIP_HALF_RESOLUTION_H
 

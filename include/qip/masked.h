@@ -123,9 +123,9 @@ QIP_API qip_status qip_gauss_smoothMaskedWindow16_16(const qimg_window16Const* s
  *          written where its rectangle meets that one. The transforms stay.
  * Overlap: allowed; the result is that of separate memory.
  * Errors:  QSYS_E_ARGUMENT: srcMask, kernelSize, sample or resultMask is null. QIP_E_NULL_IMAGE: srcMask is
- *          unbound. QIMG_E_PIXEL_SIZE. QSYS_E_RANGE: the rectangle that an unbound resultMask would get does
- *          not fit 32 bits. Failures of base services. Nothing has changed then, save after an answer of
- *          the attention handler: the rows written before it stay, as does the rectangle.
+ *          unbound. QIMG_E_PIXEL_SIZE. QSYS_E_RANGE: the rectangle for an unbound resultMask does not fit
+ *          32 bits. Failures of base services. Nothing has changed then, save after an answer of the
+ *          attention handler: the rows written before it stay, as does the rectangle.
  * Polls:   before the 1st, 65th, 129th ... source row that comes under the kernel or leaves it; rows that
  *          are reflected count again.
  * Threads: callable from any thread, at once for different destinations.

@@ -49,7 +49,15 @@
  *          size 2 to 8 bits: before the 256th, 512th, ... row that is written; kernel size 1 to 8 bits:
  *          before the destination rows with y = 1023, 2047, ...; at the 128-bit level, truncating with a
  *          gain that is a power of two: never. The window form 8_8 asks once more, at the start.
- * Threads: callable from any thread, at once for different destinations. Memory: a few rows. */
+ * Threads: callable from any thread, at once for different destinations. Memory: a few rows for each band.
+ * Bands:   a call runs on the calling thread, unless qsys_jobs_setSplitting (qbase/jobs.h) says that large
+ *          ones share their rows among threads, in bands. Pixels, transforms and statuses are those of
+ *          one thread. Memory for all bands is taken before the first one runs, so that a failure leaves
+ *          the destination as a call on one thread does. A band polls before the same rows as the call
+ *          would, on the thread that runs it. The first band runs on the calling thread; bands on other
+ *          threads, which have no handler, run to their end. What a band has written before it is stopped
+ *          stays written, and the result is the first negative status from the top. Kernel sizes above
+ *          10000 may run on one thread all the same. */
 #ifndef QIP_SMOOTHING_H
 #define QIP_SMOOTHING_H
 

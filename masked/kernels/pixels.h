@@ -19,6 +19,7 @@ struct masked_pixelNumbers {
     // Double precision.
     double gain;
     double fullWeightDouble;
+    double fullFactor; // gain / N, too large by about 2^-50 of it
     double offset;
     double mostPixel;
 
@@ -53,9 +54,10 @@ enum masked_width {
 
 // How pixels are made.
 enum masked_way {
-    masked_wayUnit,   // fixed point, with a gain of 1: partial outputs are not multiplied
-    masked_wayGain,   // fixed point
-    masked_wayDouble, // double precision
+    masked_wayUnit,      // fixed point, with a gain of 1: partial outputs are not multiplied
+    masked_wayGain,      // fixed point
+    masked_wayDouble,    // double precision
+    masked_wayWholeGain, // the same with a whole number as gain, and N of at most 2^30
     masked_ways
 };
 

@@ -12,17 +12,22 @@ using groupSums = gauss_groupSums<Number>;
 
 // ---- numbers ----
 
-// a * b, for numbers of 44 and 20 bits.
-lanes_inline u64s longProduct(u64s a, uint32_t b)
+// sums * factor >> shift, the product having 64 bits.
+template <class Number>
+lanes_inline u32s scaled(const groupSums<Number>& sums, int32_t firstShift, uint64_t factor,
+                         uint64_t rounding, int32_t lastShift)
 {
-    const u64s factor = filled(uint64_t{b});
-    return mulLow(a, factor) + (mulLow(a >> 32, factor) << 32);
-}
-
-// The low halves of the lanes, 32 bits for each row.
-lanes_inline u32s lowHalves(const groupSums<uint64_t>& sums)
-{
-    return lowHalves(sums.part[0], sums.part[1]);
+    const groupSums<uint64_t> wide = gauss_widened(sums);
+    const u64s factors = filled(factor);
+    u64s pixels[2];
+    for (int i = 0; i < 2; ++i) {
+        const u64s shortened = wide.part[i] >> firstShift;
+        u64s product = mulLow(shortened, factors);
+        if constexpr (sizeof(Number) == sizeof(uint64_t))
+            product += mulLow(shortened >> 32, factors) << 32;
+        pixels[i] = (product + rounding) >> lastShift;
+    }
+    return lowHalves(pixels[0], pixels[1]);
 }
 
 // The sums of masks, at least 1: outputs that have no valid pixel are not valid.
@@ -55,39 +60,34 @@ lanes_inline u32s isFull(const masked_pixelNumbers& numbers, const groupSums<uin
 // Fixed point. With isShort the sums have 32 bits, and so has all that is made of them where they are full.
 template <bool isShort, bool hasGain>
 struct fixedWay {
-    template <class Sums>
-    static lanes_inline u32s full(const masked_pixelNumbers& numbers, const Sums& sums)
+    template <class Number>
+    static lanes_inline u32s full(const masked_pixelNumbers& numbers, const groupSums<Number>& sums)
     {
         if constexpr (isShort) {
             const u32s product =
                 gauss_shifted(sums, numbers.firstShift) * static_cast<uint32_t>(numbers.multiplier);
             return (product + static_cast<uint32_t>(numbers.rounding)) >> numbers.lastShift;
         } else {
-            const groupSums<uint64_t> wide = gauss_widened(sums);
-            groupSums<uint64_t> pixels;
-            for (int i = 0; i < 2; ++i) {
-                const u64s product = longProduct(wide.part[i] >> numbers.firstShift,
-                                                 static_cast<uint32_t>(numbers.multiplier));
-                pixels.part[i] = (product + numbers.rounding) >> numbers.lastShift;
-            }
-            return lowHalves(pixels);
+            return scaled(sums, numbers.firstShift, numbers.multiplier, numbers.rounding,
+                          numbers.lastShift);
         }
     }
 
-    template <class Sums, class Weights>
-    static lanes_inline u32s partial(const masked_pixelNumbers& numbers, const Sums& sums,
+    template <class Number, class Weights>
+    static lanes_inline u32s partial(const masked_pixelNumbers& numbers, const groupSums<Number>& sums,
                                      const Weights& weights)
     {
-        if constexpr (isShort && !hasGain)
+        if constexpr (sizeof(Number) == sizeof(uint32_t) && !hasGain)
             return shortQuotient(numbers, sums.part[0], weights.part[0]);
         else
             return longQuotient(numbers, gauss_widened(sums), gauss_widened(weights));
     }
 
 private:
-    // Sums of 8-bit pixels, at most 255 times their weights, with weights of at most 2^24. The dividend is
-    // halved, so that it can be converted as a signed number; the quotient then is wrong by one at most,
-    // which the remainder tells.
+    // Sums of 32 bits, at most 65535 times their weights, which have 24 bits. The dividend is halved, so that it
+    // can be converted as a signed number: for weights of 1 the quotient loses its last bit, for others it
+    // changes by half a unit at most. Rounding to single precision changes it by less than 1/64. So it is
+    // wrong by one at most, which the remainder tells.
     static lanes_inline u32s shortQuotient(const masked_pixelNumbers& numbers, u32s sums, u32s weights)
     {
         const u32s dividend = sums + ((weights >> 1) & numbers.roundMask);
@@ -118,6 +118,7 @@ private:
     }
 };
 
+// Double precision.
 struct doubleWay {
     template <class Sums>
     static lanes_inline u32s full(const masked_pixelNumbers& numbers, const Sums& sums)
@@ -142,6 +143,22 @@ private:
     {
         const f64s values = toDoubles(sums) * numbers.gain / weights + numbers.offset;
         return smaller(values, filled(numbers.mostPixel));
+    }
+};
+
+// Full outputs in double precision where the gain and so the dividend is a whole number: the quotient is a whole
+// number, or at least 1 / N away from one. A product with a factor that is slightly too large, by less than
+// that, has the same whole part.
+struct wholeGainWay {
+    template <class Sums>
+    static lanes_inline u32s full(const masked_pixelNumbers& numbers, const Sums& sums)
+    {
+        const groupSums<uint64_t> wide = gauss_widened(sums);
+        f64s pixels[2];
+        for (int i = 0; i < 2; ++i)
+            pixels[i] = smaller(toDoubles(wide.part[i]) * numbers.fullFactor + numbers.offset,
+                                filled(numbers.mostPixel));
+        return truncated(pixels[0], pixels[1]);
     }
 };
 
@@ -201,9 +218,14 @@ void makeMixed(masked_pixelStep* step)
     pairCursor<Source, Mask, wideColumns> cursor = {gauss_alongCursor<Source, wideColumns>(step->source),
                                                     gauss_alongCursor<Mask>(step->mask)};
     const auto pixels = [&](const auto& sums) lanes_inlined {
-        const u32s full = isFull(numbers, sums.mask);
         const u32s partial = Way::partial(numbers, sums.source, divisors(sums.mask));
-        return (Way::full(numbers, sums.source) & full) | andNot(partial, full);
+        // In double precision both are the same.
+        if constexpr (std::is_same_v<Way, doubleWay>) {
+            return partial;
+        } else {
+            const u32s full = isFull(numbers, sums.mask);
+            return (Way::full(numbers, sums.source) & full) | andNot(partial, full);
+        }
     };
     mayWrap<Dst>(numbers, [&](bool wraps) lanes_inlined {
         gauss_overTiles<Dst>(
@@ -217,35 +239,39 @@ void makeMixed(masked_pixelStep* step)
 
 // ---- the tables ----
 
-template <class Way, class Dst, class Source, class Mask, bool wideColumns = false>
+template <class Full, class Mixed, class Dst, class Source, class Mask, bool wideColumns = false>
 constexpr masked_pixelPair pairOf()
 {
-    return {makeFull<Way, Dst, Source, wideColumns>, makeMixed<Way, Dst, Source, Mask, wideColumns>};
+    return {makeFull<Full, Dst, Source, wideColumns>, makeMixed<Mixed, Dst, Source, Mask, wideColumns>};
 }
 
-// Short is the way of narrow sums, Long that of wide ones; some tables leave out a width.
-template <class Short, class Long, class Dst>
+// The widths that sums of pixels of 8 bits have; Short is the way of narrow ones.
+template <class Short, class Full, class Mixed, class Dst>
 constexpr void fillFrom8(masked_pixelPair* widths)
 {
-    widths[masked_narrow] = pairOf<Short, Dst, uint32_t, uint32_t>();
-    widths[masked_wideSource] = pairOf<Long, Dst, uint64_t, uint32_t>();
-    widths[masked_wideBoth] = pairOf<Long, Dst, uint64_t, uint64_t>();
+    widths[masked_narrow] = pairOf<Short, std::conditional_t<std::is_same_v<Full, Mixed>, Short, Mixed>,
+                                   Dst, uint32_t, uint32_t>();
+    widths[masked_wideSource] = pairOf<Full, Mixed, Dst, uint64_t, uint32_t>();
+    widths[masked_wideBoth] = pairOf<Full, Mixed, Dst, uint64_t, uint64_t>();
 }
 
-template <class Way>
+template <class Full, class Mixed>
 constexpr void fillFrom16(masked_pixelPair* widths)
 {
-    widths[masked_narrow] = pairOf<Way, uint16_t, uint32_t, uint32_t>();
-    widths[masked_wideSource] = pairOf<Way, uint16_t, uint64_t, uint32_t>();
-    widths[masked_wideColumns] = pairOf<Way, uint16_t, uint64_t, uint32_t, true>();
+    widths[masked_narrow] = pairOf<Full, Mixed, uint16_t, uint32_t, uint32_t>();
+    widths[masked_wideSource] = pairOf<Full, Mixed, uint16_t, uint64_t, uint32_t>();
+    widths[masked_wideColumns] = pairOf<Full, Mixed, uint16_t, uint64_t, uint32_t, true>();
 }
 
 template <class Dst>
 constexpr void fillWaysFrom8(masked_pixelPair (*ways)[masked_widths])
 {
-    fillFrom8<fixedWay<true, false>, fixedWay<false, false>, Dst>(ways[masked_wayUnit]);
-    fillFrom8<fixedWay<true, true>, fixedWay<false, true>, Dst>(ways[masked_wayGain]);
-    fillFrom8<doubleWay, doubleWay, Dst>(ways[masked_wayDouble]);
+    using unit = fixedWay<false, false>;
+    using gain = fixedWay<false, true>;
+    fillFrom8<fixedWay<true, false>, unit, unit, Dst>(ways[masked_wayUnit]);
+    fillFrom8<fixedWay<true, true>, gain, gain, Dst>(ways[masked_wayGain]);
+    fillFrom8<doubleWay, doubleWay, doubleWay, Dst>(ways[masked_wayDouble]);
+    fillFrom8<wholeGainWay, wholeGainWay, doubleWay, Dst>(ways[masked_wayWholeGain]);
 }
 
 constexpr masked_pixelKernels pixelKernels()
@@ -253,9 +279,10 @@ constexpr masked_pixelKernels pixelKernels()
     masked_pixelKernels made = {};
     fillWaysFrom8<uint8_t>(made.from8To8);
     fillWaysFrom8<uint16_t>(made.from8To16);
-    fillFrom16<fixedWay<false, false>>(made.from16To16[masked_wayUnit]);
-    fillFrom16<fixedWay<false, true>>(made.from16To16[masked_wayGain]);
-    fillFrom16<doubleWay>(made.from16To16[masked_wayDouble]);
+    fillFrom16<fixedWay<false, false>, fixedWay<false, false>>(made.from16To16[masked_wayUnit]);
+    fillFrom16<fixedWay<false, true>, fixedWay<false, true>>(made.from16To16[masked_wayGain]);
+    fillFrom16<doubleWay, doubleWay>(made.from16To16[masked_wayDouble]);
+    fillFrom16<wholeGainWay, doubleWay>(made.from16To16[masked_wayWholeGain]);
     return made;
 }
 

@@ -34,6 +34,17 @@ QBASE_API qsys_status qsys_jobs_setThreadCount(int32_t count);
 /* The number of threads in use now: the number set, or the default. At least 1. */
 QBASE_API int32_t qsys_jobs_getThreadCount(void);
 
+/* Whether operations that otherwise run on the calling thread alone may share their work among the threads
+ * in use, and from which size on: in one job for each thread, but no more than one for each `leastPixels`
+ * pixels of the result. 0, the default: they do not. One setting for the process, which an operation reads
+ * when it begins to make its result. Which operations do it is said where they are declared; inside a job
+ * none does.
+ * Errors:  QSYS_E_ARGUMENT (leastPixels negative). Threads: callable from any thread. */
+QBASE_API qsys_status qsys_jobs_setSplitting(int64_t leastPixels);
+
+/* The number set. */
+QBASE_API int64_t qsys_jobs_getSplitting(void);
+
 typedef struct qsys_jobThreadGroup {
     void* implementation;
 } qsys_jobThreadGroup;
@@ -91,9 +102,9 @@ QBASE_API qsys_status qsys_jobRequestSet_addFuncAndParams(qsys_jobRequestSet* re
                                                           qsys_jobFunction function,
                                                           const qsys_jobParams* params);
 
-/* Runs all requests and waits for them; the calling thread works too. Where no thread can be had, and
- * inside a job, the calling thread does all of the work. Every job sees the calling thread's
- * floating-point environment (the rounding direction among it).
+/* Runs all requests and waits for them; the calling thread works too and begins with the first request.
+ * Where no thread can be had, and inside a job, the calling thread does all of the work. Every job sees the
+ * calling thread's floating-point environment (the rounding direction among it).
  * Result:  the first negative status in the order of the requests, else 0. The single statuses are then
  *          in the result set. Requests that were added before a failure of this function itself do not
  *          run.

@@ -1,10 +1,11 @@
-// Choosing the code that runs: processor levels, and the inhibition of fast paths by name.
+// Choosing the code that runs: processor levels, the inhibition of fast paths by name, and splitting.
 //
 // The classes install themselves and put the default back.
 #pragma once
 
 #include <qbase/cpuinfo.h>
 #include <qbase/inhibit.h>
+#include <qbase/jobs.h>
 
 #include <gtest/gtest.h>
 
@@ -48,6 +49,24 @@ private:
     static inline std::mutex mutex;
     static inline std::string inhibited;
     static inline std::vector<std::string> names;
+};
+
+// Splitting into bands of at least so many pixels, on so many threads.
+class test_splitting
+{
+public:
+    test_splitting(int64_t leastPixels, int32_t threads)
+    {
+        qsys_jobs_setSplitting(leastPixels);
+        qsys_jobs_setThreadCount(threads);
+    }
+    ~test_splitting()
+    {
+        qsys_jobs_setSplitting(0);
+        qsys_jobs_setThreadCount(0);
+    }
+    test_splitting(const test_splitting&) = delete;
+    test_splitting& operator=(const test_splitting&) = delete;
 };
 
 // Runs body(level) at every processor level that the machine has, with the level's name in every failure.
