@@ -48,7 +48,7 @@ qip_gaussParams randomParams(test_random* random, int32_t largestKernel)
         *sample = test_randomInt(random, 1, any(std::array{1, 1, 1, 2, 3, 7}));
     const double powers[] = {2.0, 2.0, 4.0, 64.0, 2.0000005, 1.9999995, 2.00001, 0.5};
     // Faint ones make pixels of 0 or 1.
-    const double ends[] = {0.0021, 0.003, 0.0037, 1e-5, 1.3e-5, 1e-300, 60000.0, 7e13};
+    const double ends[] = {0.0021, 0.003, 0.0037, 1e-5, 1.3e-5, 1e-300, 60000.0, 70000.0, 7e13};
     const double number = static_cast<double>(test_randomInt(random, 1, 1000000)) / 277777.0;
     params.gain = any(std::array{1.0, 1.0, 1.0, 0.3, 1.75, 3.0, 100.0, number, any(powers), any(ends)});
     params.round = test_chance(random, 50) ? test_anyRound : 0;
