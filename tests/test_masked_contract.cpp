@@ -329,7 +329,8 @@ TEST(MaskedContract, CallsFromManyThreads)
         qsys_jobs_setThreadCount(1);
         EXPECT_EQ(single->call(), QIP_OK);
         qsys_jobs_setThreadCount(16);
-        const std::array<std::unique_ptr<scene>, 4> scenes = {make(), make(), make(), make()};
+        std::vector<std::unique_ptr<scene>> scenes(4);
+        std::generate(scenes.begin(), scenes.end(), make);
         {
             std::vector<std::jthread> threads;
             for (size_t i = 1; i < scenes.size(); ++i)
