@@ -71,6 +71,8 @@ void addUnmasked(const depthFunctions& depth)
     addBinomial("binomial5x1", 2, 0);
     addBinomial("binomial1x5", 0, 2);
     addBinomial("binomial5x5twice", 4, 4);
+    add("half-2threads", 4, depth.half, 2);
+    addBinomial("binomial5x5-2threads", 2, 2, 2);
 }
 
 void addMasked(const depthFunctions& depth, const bench_masking& masking)

@@ -42,6 +42,10 @@ inline constexpr bench_gaussCase bench_gaussCases[] = {
     {.kernel = 7, .gain = 256.0, .isDeep = true, .round = false},
     {.kernel = 31, .gain = 256.0, .isDeep = true},
     {.kernel = 7, .gain = 256.0, .isDeep = true, .asWindows = true},
+    {.kernel = 1, .threads = 2},
+    {.kernel = 2, .threads = 2},
+    {.kernel = 7, .threads = 2},
+    {.kernel = 31, .threads = 2},
 };
 
 inline qip_gaussParams bench_gaussParams(const bench_gaussCase& what)

@@ -88,6 +88,8 @@ void addUnmasked(int32_t bytes, const std::string& depth)
         binomial(src, between, bothWays);
         binomial(between, dst, bothWays);
     });
+    add("half-2threads", "opencv-pyrdown", 4, half, 2);
+    add("binomial5x5-2threads", "opencv-gaussian", 1, binomialOf(bothWays), 2);
 }
 
 void addMasked(int32_t bytes, const std::string& depth, const bench_masking& masking)

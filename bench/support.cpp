@@ -20,6 +20,7 @@ namespace
 
 constexpr bench_size smallSize = {64, 64};
 constexpr std::array<bench_size, 3> sizes{{{256, 256}, {1024, 1024}, {4096, 3072}}};
+constexpr int64_t leastPixelsOfBand = 65536; // where a call may use several threads
 constexpr std::array<const char*, 3> levels{"plain", "sse", "avx2"};
 
 struct variantRecord {
@@ -76,6 +77,7 @@ void measure(benchmark::State& state, const variantRecord& variant, const bench_
     if (variant.isOurs)
         qsys_cpuinfo_limitLevel(variant.name.c_str());
     qsys_jobs_setThreadCount(threads);
+    qsys_jobs_setSplitting(threads > 1 ? leastPixelsOfBand : 0);
     const bench_work work = variant.prepare(size);
     const double memcpyTime = memcpySeconds(work.bytes);
     bool good = work.run(); // binds the destination, and warms up

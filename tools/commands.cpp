@@ -19,9 +19,11 @@ void useProcessor(const options& o)
 // Without the option masked smoothing alone is split, over as many threads as there are processors.
 void useThreads(const options& o)
 {
+    constexpr int64_t leastPixels = 65536; // smaller bands gain little
     if (!o.threadCount)
         return;
     refusal_check(qsys_jobs_setThreadCount(*o.threadCount));
+    refusal_check(qsys_jobs_setSplitting(leastPixels));
 }
 
 void dispatch(const options& o)
