@@ -18,9 +18,10 @@ BEGIN {
     # below both.
     isShared["gauss/box_along.h"]
     isShared["gauss/box_sums.h"]
+    isShared["gauss/box_tiles.h"]
     isShared["gauss2/binomial.h"]
     isShared["gauss2/filter.h"]
-    shared = "^\"(gauss/box_(along|sums)|gauss2/(binomial|filter))\\.h\"|"
+    shared = "^\"(gauss/box_(along|sums|tiles)|gauss2/(binomial|filter))\\.h\"|"
 
     allowed["include"] = public
     allowed["platform"] = "^<qbase/|"
@@ -32,7 +33,7 @@ BEGIN {
     allowed["unmasked"] = ground of("lanes") of("gauss") of("unmasked") of("unmasked/kernels")
     allowed["masked"] = ground of("gauss") of("masked") of("masked/kernels")
     allowed["gauss2"] = ground of("lanes") of("gauss2") of("gauss2/kernels")
-    kernels = of("lanes") "^\"gauss/box_(along|sums)\\.h\"|"
+    kernels = of("lanes") "^\"gauss/box_(along|sums|tiles)\\.h\"|"
     allowed["gauss/kernels"] = kernels of("gauss/kernels")
     allowed["unmasked/kernels"] = kernels of("unmasked/kernels")
     allowed["masked/kernels"] = kernels of("masked/kernels")
