@@ -9,7 +9,6 @@
 BEGIN {
     # ---- the table: the project headers that a folder may include, as patterns on <...> and "..." ----
     #
-    # Folders that are to come have their rules already: masked/ and its kernels/.
 
     public = "^<(qip|qbase)/|"
     ground = public of("frame")
