@@ -11,7 +11,7 @@
 #include "frame/fast_path.h"
 #include "frame/level.h"
 #include "frame/poll.h"
-#include "gauss/running_sums.h"
+#include "gauss/column_window.h"
 #include "masked/finish.h"
 #include "masked/kernels/kernels.h"
 #include "masked/valid_count.h"
@@ -23,8 +23,6 @@
 namespace
 {
 
-constexpr int64_t leastPiece = 256;    // columns, so that a piece stays in the first cache
-constexpr int64_t mostGroupRows = 256; // source rows added for a group, where sampling lets it
 constexpr int64_t mostSampling = 64;
 
 enum blockKind : uint8_t { full, empty, mixed };
@@ -165,13 +163,7 @@ struct fastRun {
     masked_finisher finish;
     bool isWideMask; // the sums of masks along the rows have 64 bits
 
-    int64_t lanes;
-    int64_t blockColumns; // of the mask; the source may have two blocks for one
-    int64_t blocks;
-    int64_t pieceBlocks;
-    int64_t lastColumn; // under the kernel of the last output
-    int64_t unit;       // outputs are made in multiples of this, but for the last ones
-    int64_t windowColumns;
+    gauss_windowPlan along; // in blocks of the mask; the source may have two for one
 
     // Prepared rows: walk position i stands in slot i % ringRows.
     int64_t ringRows;
@@ -197,24 +189,6 @@ struct fastRun {
 uint32_t fullColumn(const masked_plan* plan)
 {
     return static_cast<uint32_t>(plan->boxY * plan->boxY * plan->boxY);
-}
-
-int64_t lastColumnOf(const masked_plan* plan)
-{
-    return plan->firstColumn + (plan->columns - 1) * plan->stepX + masked_reach(plan->boxX) - 1;
-}
-
-int64_t mostOutputRows(const masked_plan* plan, int64_t lanes)
-{
-    return std::clamp<int64_t>(mostGroupRows / plan->stepY, 1, lanes);
-}
-
-// The greatest number of columns that are kept before a piece: beside the 3 n columns before the next one
-// these are the columns of outputs that were not made yet.
-template <class Src>
-int64_t mostKept(const fastRun<Src>* run)
-{
-    return std::max(6 * run->plan->boxX + run->unit * run->plan->stepX, run->blockColumns);
 }
 
 // Whether there is data at a walk position, and in which row.
@@ -269,17 +243,17 @@ qip_status takeMemory(fastRun<Src>* run, unsigned char** block, frame_cleanup* c
     const int64_t before = 3 * plan->boxY;
     const int64_t walkedRows = (plan->rows - 1) * plan->stepY + masked_reach(plan->boxY);
     const int64_t ringPixels = plan->srcMask.first ? run->ringRows * run->ringStride : 0;
-    const int64_t windowBytes = run->windowColumns * run->lanes * int64_t{sizeof(uint32_t)};
+    const int64_t windowBytes = run->along.columns * run->along.lanes * int64_t{sizeof(uint32_t)};
     const int64_t sourceBlocks =
         (plan->width + run->source.down->blockColumns - 1) / run->source.down->blockColumns;
     int64_t size = 0;
     const int64_t pixels = frame_setAside(&size, ringPixels * int64_t{sizeof(Src)});
     const int64_t valid = frame_setAside(&size, ringPixels);
-    const int64_t lastInvalid = frame_setAside(&size, run->blocks * int64_t{sizeof(int64_t)});
-    const int64_t lastValid = frame_setAside(&size, run->blocks * int64_t{sizeof(int64_t)});
-    const int64_t kinds = frame_setAside(&size, run->blocks);
+    const int64_t lastInvalid = frame_setAside(&size, run->along.blocks * int64_t{sizeof(int64_t)});
+    const int64_t lastValid = frame_setAside(&size, run->along.blocks * int64_t{sizeof(int64_t)});
+    const int64_t kinds = frame_setAside(&size, run->along.blocks);
     const int64_t sourceState = frame_setAside(&size, sourceBlocks * run->source.down->blockState);
-    const int64_t maskState = frame_setAside(&size, run->blocks * run->mask.down->blockState);
+    const int64_t maskState = frame_setAside(&size, run->along.blocks * run->mask.down->blockState);
     const int64_t sourceWindow = frame_setAside(&size, windowBytes);
     const int64_t maskWindow = frame_setAside(&size, windowBytes);
     const int64_t spareRow = frame_setAside(&size, plan->columns * int64_t{sizeof(uint16_t)});
@@ -307,8 +281,8 @@ qip_status takeMemory(fastRun<Src>* run, unsigned char** block, frame_cleanup* c
     fillRows<Src>(run, {reinterpret_cast<const Src*>(first + zeroRow), first + noneValid, first + allValid},
                   walkedRows);
     // The rows before the walk are valid, and count as position -1.
-    std::fill_n(run->lastInvalid, run->blocks, INT64_MIN);
-    std::fill_n(run->lastValid, run->blocks, plan->srcMask.first ? -1 : INT64_MAX);
+    std::fill_n(run->lastInvalid, run->along.blocks, INT64_MIN);
+    std::fill_n(run->lastValid, run->along.blocks, plan->srcMask.first ? -1 : INT64_MAX);
     return QIP_OK;
 }
 
@@ -340,7 +314,7 @@ void prepareRows(fastRun<Src>* run, int64_t count)
     for (int64_t i = run->walked; i < run->walked + count; ++i) {
         const int64_t row = dataRow(run, i);
         if (row < 0) {
-            std::fill_n(run->lastInvalid, run->blocks, i);
+            std::fill_n(run->lastInvalid, run->along.blocks, i);
         } else if (plan->srcMask.first) {
             const int64_t slot = i % run->ringRows * run->ringStride;
             const masked_prepareStep<Src> step = {masked_row<const Src>(plan->src, row),
@@ -385,7 +359,7 @@ template <class Src>
 void findKinds(fastRun<Src>* run)
 {
     const int64_t first = run->walked - 3 * run->plan->boxY;
-    for (int64_t block = 0; block < run->blocks; ++block) {
+    for (int64_t block = 0; block < run->along.blocks; ++block) {
         const blockKind kind = run->lastInvalid[block] < first ? full
                                : run->lastValid[block] < first ? empty
                                                                : mixed;
@@ -399,8 +373,8 @@ void findKinds(fastRun<Src>* run)
 template <class Src>
 bool areAll(const fastRun<Src>* run, blockKind kind, int64_t first, int64_t last)
 {
-    const int64_t firstBlock = std::max<int64_t>(first, 0) / run->blockColumns;
-    const int64_t lastBlock = std::min(last, run->plan->width - 1) / run->blockColumns;
+    const int64_t firstBlock = std::max<int64_t>(first, 0) / run->along.blockColumns;
+    const int64_t lastBlock = std::min(last, run->plan->width - 1) / run->along.blockColumns;
     return std::all_of(run->kinds + firstBlock, run->kinds + lastBlock + 1,
                        [=](blockKind other) { return other == kind; });
 }
@@ -409,51 +383,34 @@ bool areAll(const fastRun<Src>* run, blockKind kind, int64_t first, int64_t last
 
 // How far a group has come along its rows.
 struct groupCursor {
-    int64_t windowFirst; // the column at the beginning of the windows
-    int64_t column;      // the next one to be added along the rows
-    int64_t outputs;     // made so far
-    int64_t row;         // the first output row
+    gauss_windowCursor at;
+    int64_t row; // the first output row
     gauss_boxOutputs down;
     masked_pixelStep step;
 };
 
-template <class Src>
-int64_t windowOffset(const fastRun<Src>* run, const groupCursor* cursor, int64_t column)
-{
-    return (column - cursor->windowFirst) * run->lanes;
-}
-
-// Gives the columns first .. end - 1, all of them beyond the source, the sums of those that they reflect.
-template <class Src>
-void reflectColumns(const fastRun<Src>* run, const groupCursor* cursor, int64_t first, int64_t end)
-{
-    for (int64_t column = first; column < end; ++column) {
-        const int64_t from = windowOffset(run, cursor, gauss_reflect(column, run->plan->width));
-        const int64_t to = windowOffset(run, cursor, column);
-        std::copy_n(run->source.window + from, run->lanes, run->source.window + to);
-        if (!run->maskIsConstant)
-            std::copy_n(run->mask.window + from, run->lanes, run->mask.window + to);
-    }
-}
-
-// Moves what is still needed of the columns before `column` to the beginning of the windows.
+// Once all columns before a piece are full again, the window of the mask becomes constant.
 template <class Src>
 void slideWindows(fastRun<Src>* run, int64_t column, groupCursor* cursor)
 {
-    // The last block may begin before its piece.
-    const int64_t first = std::min(cursor->column - 3 * run->plan->boxX, column - run->blockColumns);
-    if (first > cursor->windowFirst) {
-        const int64_t from = windowOffset(run, cursor, first);
-        const int64_t end = windowOffset(run, cursor, column);
-        std::copy(run->source.window + from, run->source.window + end, run->source.window);
-        if (!run->maskIsConstant)
-            std::copy(run->mask.window + from, run->mask.window + end, run->mask.window);
-        cursor->windowFirst = first;
-    }
-    if (!run->maskIsConstant && areAll(run, full, cursor->windowFirst, column - 1)) {
-        std::fill_n(run->mask.window, run->windowColumns * run->lanes, fullColumn(run->plan));
+    const gauss_windowPlan& along = run->along;
+    if (run->maskIsConstant)
+        gauss_slideWindows(along, column, {run->source.window}, &cursor->at);
+    else
+        gauss_slideWindows(along, column, {run->source.window, run->mask.window}, &cursor->at);
+    if (!run->maskIsConstant && areAll(run, full, cursor->at.first, column - 1)) {
+        std::fill_n(run->mask.window, along.columns * along.lanes, fullColumn(run->plan));
         run->maskIsConstant = true;
     }
+}
+
+// The outputs that have all their columns when the blocks before endBlock do.
+template <class Src>
+int64_t endPiece(const fastRun<Src>* run, const groupCursor* cursor, int64_t block, int64_t endBlock)
+{
+    if (run->maskIsConstant)
+        return gauss_endPiece(run->along, cursor->at, block, endBlock, {run->source.window});
+    return gauss_endPiece(run->along, cursor->at, block, endBlock, {run->source.window, run->mask.window});
 }
 
 // Calls use(first, count) for each run of neighbouring blocks that pass.
@@ -483,7 +440,7 @@ void sumDown(const fastRun<Src>* run, const groupCursor* cursor, const sumsOf<Pi
     down.firstBlock = block;
     down.blocks = count;
     down.state = sums.state;
-    down.sums = sums.window + windowOffset(run, cursor, block * sums.down->blockColumns);
+    down.sums = gauss_inWindow(run->along, cursor->at, sums.window, block * sums.down->blockColumns);
     sums.down->run(&down);
 }
 
@@ -491,8 +448,9 @@ template <class Src>
 void fillBlock(const fastRun<Src>* run, const groupCursor* cursor, uint32_t* window, int64_t block,
                uint32_t value)
 {
-    const int64_t column = std::min(block * run->blockColumns, run->plan->width - run->blockColumns);
-    std::fill_n(window + windowOffset(run, cursor, column), run->blockColumns * run->lanes, value);
+    const gauss_windowPlan& along = run->along;
+    const int64_t column = std::min(block * along.blockColumns, along.width - along.blockColumns);
+    std::fill_n(gauss_inWindow(along, cursor->at, window, column), along.blockColumns * along.lanes, value);
 }
 
 // The column sums of some blocks.
@@ -500,7 +458,7 @@ template <class Src>
 void sumBlocks(fastRun<Src>* run, const groupCursor* cursor, int64_t first, int64_t end)
 {
     const blockKind* const kinds = run->kinds;
-    const int64_t ratio = run->blockColumns / run->source.down->blockColumns;
+    const int64_t ratio = run->along.blockColumns / run->source.down->blockColumns;
     const int64_t sourceBlocks =
         (run->plan->width + run->source.down->blockColumns - 1) / run->source.down->blockColumns;
     const bool isAllFull =
@@ -533,18 +491,11 @@ template <class Src>
 void setAlong(const fastRun<Src>* run, bool isWide, uint64_t sum, gauss_alongState* along)
 {
     std::memset(along->integrators, 0, sizeof along->integrators);
-    unsigned char* const thirds = along->integrators + 2 * run->lanes * (isWide ? 8 : 4);
+    unsigned char* const thirds = along->integrators + 2 * run->along.lanes * (isWide ? 8 : 4);
     if (isWide)
-        std::fill_n(reinterpret_cast<uint64_t*>(thirds), run->lanes, sum);
+        std::fill_n(reinterpret_cast<uint64_t*>(thirds), run->along.lanes, sum);
     else
-        std::fill_n(reinterpret_cast<uint32_t*>(thirds), run->lanes, static_cast<uint32_t>(sum));
-}
-
-// The next column to be added after some outputs.
-int64_t columnAfter(const masked_plan* plan, int64_t outputs)
-{
-    return outputs == 0 ? plan->firstColumn
-                        : plan->firstColumn + masked_reach(plan->boxX) + (outputs - 1) * plan->stepX;
+        std::fill_n(reinterpret_cast<uint32_t*>(thirds), run->along.lanes, static_cast<uint32_t>(sum));
 }
 
 // What is known of the outputs first .. end - 1, and of the columns before them that the integrators
@@ -552,8 +503,8 @@ int64_t columnAfter(const masked_plan* plan, int64_t outputs)
 template <class Src>
 masked_knowledge knownOf(const fastRun<Src>* run, int64_t first, int64_t end)
 {
-    const int64_t firstColumn = columnAfter(run->plan, first) - 3 * run->plan->boxX;
-    const int64_t lastColumn = columnAfter(run->plan, end) - 1;
+    const int64_t firstColumn = gauss_columnAfter(run->along, first) - 3 * run->plan->boxX;
+    const int64_t lastColumn = gauss_columnAfter(run->along, end) - 1;
     if (areAll(run, full, firstColumn, lastColumn))
         return masked_allFull;
     // The columns before the first one count as full.
@@ -568,7 +519,7 @@ void finishRows(const fastRun<Src>* run, const groupCursor* cursor, int64_t coun
 {
     for (int64_t row = 0; row < cursor->down.count; ++row)
         for (int64_t i = 0; i < count; i += masked_mostStretch) {
-            const int64_t first = cursor->outputs + i;
+            const int64_t first = cursor->at.outputs + i;
             const uint8_t* const isEnough =
                 run->isEnough ? run->isEnough + row * run->plan->columns + first : nullptr;
             const masked_stretch stretch = {cursor->row + row, first,
@@ -583,11 +534,10 @@ void makeStretch(const fastRun<Src>* run, groupCursor* cursor, int64_t count, ma
 {
     const masked_plan* const plan = run->plan;
     masked_pixelStep& step = cursor->step;
-    const int64_t after = columnAfter(plan, cursor->outputs + count);
-    const int64_t offset = windowOffset(run, cursor, cursor->column);
-    step.source.column = run->source.window + offset;
-    step.mask.column = run->mask.window + offset;
-    step.outputs = {cursor->outputs == 0 ? masked_reach(plan->boxX) : plan->stepX, plan->stepX, count};
+    gauss_windowCursor& at = cursor->at;
+    step.source.column = gauss_inWindow(run->along, at, run->source.window, at.column);
+    step.mask.column = gauss_inWindow(run->along, at, run->mask.window, at.column);
+    step.outputs = {gauss_columnAfter(run->along, at.outputs + 1) - at.column, plan->stepX, count};
     if (knowledge == masked_allKinds)
         run->pixels.mixed(&step);
     else if (knowledge == masked_allFull)
@@ -599,33 +549,23 @@ void makeStretch(const fastRun<Src>* run, groupCursor* cursor, int64_t count, ma
         setAlong(run, false, 0, &step.mask);
     }
     finishRows(run, cursor, count, knowledge);
-    cursor->column = after;
-    cursor->outputs += count;
+    at.outputs += count;
+    at.column = gauss_columnAfter(run->along, at.outputs);
     const int64_t bytes = count * (plan->dstIsWide ? 2 : 1);
     for (int64_t row = 0; row < cursor->down.count; ++row)
         step.rows[row] = static_cast<unsigned char*>(step.rows[row]) + bytes;
 }
 
-// The outputs whose columns are all there when the columns before `end` are.
-template <class Src>
-int64_t outputsBefore(const fastRun<Src>* run, int64_t end)
-{
-    if (end > run->lastColumn)
-        return run->plan->columns;
-    const int64_t beyondFirst = end - columnAfter(run->plan, 1);
-    const int64_t complete = beyondFirst < 0 ? 0 : beyondFirst / run->plan->stepX + 1;
-    return complete - complete % run->unit;
-}
-
 template <class Src>
 void makeOutputs(const fastRun<Src>* run, int64_t end, groupCursor* cursor)
 {
-    while (cursor->outputs < end) {
-        const int64_t first = cursor->outputs;
-        int64_t next = std::min(first + run->unit, end);
+    const int64_t unit = run->along.atOnce;
+    while (cursor->at.outputs < end) {
+        const int64_t first = cursor->at.outputs;
+        int64_t next = std::min(first + unit, end);
         const masked_knowledge knowledge = knownOf(run, first, next);
-        while (next < end && knownOf(run, next, std::min(next + run->unit, end)) == knowledge)
-            next = std::min(next + run->unit, end);
+        while (next < end && knownOf(run, next, std::min(next + unit, end)) == knowledge)
+            next = std::min(next + unit, end);
         makeStretch(run, cursor, next - first, knowledge);
     }
 }
@@ -647,7 +587,8 @@ qip_status takeCount(fastRun<Src>* run, frame_level level, frame_cleanup* cleanu
     request.reachY = masked_reach(plan->boxY);
     request.threshold = plan->leastValid;
     const qip_status status = masked_takeValidCount(cleanup, &request, level, &run->count);
-    return status < 0 ? status : frame_cleanupAlloc(cleanup, run->lanes * plan->columns, &run->isEnough);
+    return status < 0 ? status
+                      : frame_cleanupAlloc(cleanup, run->along.lanes * plan->columns, &run->isEnough);
 }
 
 // Tests the valid pixels under the kernels of a group.
@@ -676,20 +617,19 @@ groupCursor cursorAt(const fastRun<Src>* run, int64_t row, gauss_boxOutputs down
 {
     const masked_plan* const plan = run->plan;
     groupCursor cursor = {};
-    cursor.windowFirst = plan->firstColumn - 3 * plan->boxX;
-    cursor.column = plan->firstColumn;
+    cursor.at = gauss_windowStart(run->along);
     cursor.row = row;
     cursor.down = down;
-    for (int64_t lane = 0; lane < run->lanes; ++lane)
+    for (int64_t lane = 0; lane < run->along.lanes; ++lane)
         cursor.step.rows[lane] =
             lane < down.count ? masked_row<unsigned char>(plan->dst, row + lane) : run->spareRow;
     cursor.step.numbers = &run->numbers;
     cursor.step.source.box = cursor.step.mask.box = plan->boxX;
     // Before the first column come 3 n others, of which nothing depends: full ones of 0.
     setAlong(run, run->isWideMask, run->numbers.fullWeight, &cursor.step.mask);
-    std::fill_n(run->source.window, 3 * plan->boxX * run->lanes, 0);
+    std::fill_n(run->source.window, 3 * plan->boxX * run->along.lanes, 0);
     if (!run->maskIsConstant)
-        std::fill_n(run->mask.window, 3 * plan->boxX * run->lanes, fullColumn(plan));
+        std::fill_n(run->mask.window, 3 * plan->boxX * run->along.lanes, fullColumn(plan));
     return cursor;
 }
 
@@ -697,21 +637,13 @@ groupCursor cursorAt(const fastRun<Src>* run, int64_t row, gauss_boxOutputs down
 template <class Src>
 void makeGroup(fastRun<Src>* run, int64_t row, gauss_boxOutputs down)
 {
-    const masked_plan* const plan = run->plan;
     groupCursor cursor = cursorAt(run, row, down);
-    for (int64_t block = 0; block < run->blocks; block += run->pieceBlocks) {
-        const int64_t column = block * run->blockColumns;
-        slideWindows(run, column, &cursor);
-        const int64_t endBlock = std::min(block + run->pieceBlocks, run->blocks);
+    const gauss_windowPlan& along = run->along;
+    for (int64_t block = 0; block < along.blocks; block += along.pieceBlocks) {
+        slideWindows(run, block * along.blockColumns, &cursor);
+        const int64_t endBlock = std::min(block + along.pieceBlocks, along.blocks);
         sumBlocks(run, &cursor, block, endBlock);
-        if (block == 0)
-            reflectColumns(run, &cursor, plan->firstColumn, 0);
-        int64_t end = endBlock * run->blockColumns;
-        if (end >= plan->width) {
-            end = run->lastColumn + 1;
-            reflectColumns(run, &cursor, plan->width, end);
-        }
-        makeOutputs(run, outputsBefore(run, end), &cursor);
+        makeOutputs(run, endPiece(run, &cursor, block, endBlock), &cursor);
     }
 }
 
@@ -727,7 +659,7 @@ template <class Src>
 qip_status makeRows(fastRun<Src>* run)
 {
     const masked_plan* const plan = run->plan;
-    const int64_t mostOutputs = mostOutputRows(plan, run->lanes);
+    const int64_t mostOutputs = gauss_mostGroupRows(run->along.lanes, plan->stepY);
     gauss_boxOutputs down = {masked_reach(plan->boxY), plan->stepY, 0};
     for (int64_t row = 0; row < plan->rows; row += down.count) {
         down.count = std::min(mostOutputs, plan->rows - row);
@@ -747,6 +679,21 @@ qip_status makeRows(fastRun<Src>* run)
     return QIP_OK;
 }
 
+gauss_windowPlan alongOf(const masked_plan* plan, const gauss_boxKernels* boxes)
+{
+    gauss_windowPlan along = {};
+    along.width = plan->width;
+    along.lanes = boxes->lanes;
+    along.blockColumns = boxes->down8.blockColumns;
+    along.firstColumn = plan->firstColumn;
+    along.step = plan->stepX;
+    along.outputs = plan->columns;
+    along.box = plan->boxX;
+    along.atOnce = plan->stepX == 1 ? 32 : 16;
+    gauss_planWindow(&along);
+    return along;
+}
+
 template <class Src, class Rule>
 qip_status smooth(const masked_plan* plan, const Rule& rule, frame_level level, const char* prepareName)
 {
@@ -754,29 +701,22 @@ qip_status smooth(const masked_plan* plan, const Rule& rule, frame_level level, 
     fastRun<Src> run = {};
     run.plan = plan;
     run.kernels = kernels;
-    run.lanes = kernels->boxes->lanes;
+    run.along = alongOf(plan, kernels->boxes);
     run.source.down = &downKernel<Src>(kernels->boxes);
     run.mask.down = &kernels->boxes->down8;
-    run.blockColumns = run.mask.down->blockColumns;
-    run.blocks = (plan->width + run.blockColumns - 1) / run.blockColumns;
     if constexpr (sizeof(Src) == 1)
         run.prepare = kernels->prepare8;
     else
         run.prepare = kernels->prepare16;
     if (frame_isInhibited(prepareName))
-        run.prepare = run.blockColumns == 32 ? prepareRowPlainly<Src, 32> : prepareRowPlainly<Src, 16>;
+        run.prepare =
+            run.along.blockColumns == 32 ? prepareRowPlainly<Src, 32> : prepareRowPlainly<Src, 16>;
     run.pixels = pixelsOf(plan, kernels, wayOf(rule));
     run.numbers = numbersOf(plan, rule);
     run.resets = resetsOf(plan, rule);
     run.finish = masked_finisherOf(plan);
     run.isWideMask = widthOf(plan) == masked_wideBoth;
-    run.lastColumn = lastColumnOf(plan);
-    run.unit = plan->stepX == 1 ? 32 : 16;
-    const int64_t piece = std::max(leastPiece, 2 * mostKept(&run));
-    run.pieceBlocks = std::min(run.blocks, piece / run.blockColumns);
-    // After the last piece come the columns beyond the source.
-    run.windowColumns = mostKept(&run) + run.pieceBlocks * run.blockColumns + 2 * plan->boxX;
-    run.ringRows = 3 * plan->boxY + mostOutputRows(plan, run.lanes) * plan->stepY;
+    run.ringRows = 3 * plan->boxY + gauss_mostGroupRows(run.along.lanes, plan->stepY) * plan->stepY;
     run.ringStride = (plan->width + 63) / 64 * 64 + 64;
     unsigned char* block = nullptr;
     frame_cleanup cleanup = {};
@@ -793,7 +733,7 @@ bool canSum(const masked_plan* plan, const qsys_cpuinfo* info)
     const masked_kernels* const kernels = kernelsAt(levelFor(plan, info));
     return kernels && plan->width >= kernels->boxes->down8.blockColumns && plan->stepX <= mostSampling &&
            plan->stepY <= mostSampling && plan->firstColumn >= -plan->width &&
-           lastColumnOf(plan) < 2 * plan->width;
+           alongOf(plan, kernels->boxes).lastColumn < 2 * plan->width;
 }
 
 } // namespace

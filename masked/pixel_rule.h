@@ -62,10 +62,11 @@ struct masked_fixedRule {
         return factor.lastShift < 128 ? static_cast<uint64_t>(product >> factor.lastShift) : 0;
     }
 
+    // The weight of a valid output is at least 1: its centre or some pixel under its kernel is valid.
     uint64_t partial(uint64_t sum, uint64_t weight) const
     {
         const masked_uint128 scaled = hasGain ? masked_uint128{sum} * gain16 >> 16 : sum;
-        return static_cast<uint64_t>((scaled + (round ? weight >> 1 : 0)) / weight);
+        return static_cast<uint64_t>((scaled + (round ? weight >> 1 : 0)) / std::max<uint64_t>(weight, 1));
     }
 
 private:

@@ -8,7 +8,6 @@
 
 BEGIN {
     # ---- the table: the project headers that a folder may include, as patterns on <...> and "..." ----
-    #
 
     public = "^<(qip|qbase)/|"
     ground = public of("frame")

@@ -2,7 +2,7 @@
 
 #include "frame/cleanup.h"
 #include "frame/poll.h"
-#include "gauss/running_sums.h"
+#include "gauss/column_window.h"
 
 #include <algorithm>
 #include <cmath>
@@ -14,53 +14,21 @@ namespace
 // so coarse that this would hold back a long stretch of columns.
 constexpr int64_t tileOutputs = 16;
 
-// Columns are summed in pieces that stay in the first cache from one step to the next.
-constexpr int64_t leastPiece = 256;
-
 // The widest box along the rows: the column sums of 3 n columns before the next one are kept.
 constexpr int64_t mostBoxAlong = 256;
-
-// A group takes no more source rows than this where sampling lets it: all its polls come before it.
-constexpr int64_t mostGroupRows = 256;
 
 struct sumsRun {
     unmasked_plan plan;
     const unmasked_sumsPath* path;
-    int64_t lanes;
-    int64_t blocks;
-    int64_t pieceBlocks;
-    int64_t lastColumn;    // the last one under the kernel of the last output
-    int64_t outputsAtOnce; // outputs are made in multiples of this, but for the last ones
+    gauss_windowPlan along;
 
     unsigned char* state; // of the blocks
-    uint32_t* window;     // column sums of a piece and of what has to be kept before it
+    uint32_t* window;     // of column sums
     void* spareRow;       // for lanes that have no output
     const uint8_t** rows; // the next source row of the walk
 };
 
-int64_t lastColumnOf(const unmasked_plan* plan)
-{
-    return plan->firstColumn + (plan->columns - 1) * plan->stepX + 3 * (plan->boxX - 1);
-}
-
-// The greatest number of columns that are kept before a piece. Outputs are made when all their columns are
-// there; so beside the 3 n columns before the next one these are the columns of outputs that were not.
-int64_t mostKept(const sumsRun* run)
-{
-    const unmasked_plan* const plan = &run->plan;
-    return std::max(6 * plan->boxX + run->outputsAtOnce * plan->stepX,
-                    run->path->boxes->down8.blockColumns);
-}
-
 // ---- memory ----
-
-// Sets aside some bytes at the end of a block of memory, on a 64-byte boundary; returns where they begin.
-int64_t setAside(int64_t* size, int64_t bytes)
-{
-    const int64_t begin = *size;
-    *size += (bytes + 63) / 64 * 64;
-    return begin;
-}
 
 // The table of the rows that the kernel meets, in the order of the walk, and before them 3 n rows of zeros.
 void fillRows(const unmasked_plan* plan, const uint8_t* zeroRow, int64_t walked, const uint8_t** table)
@@ -96,15 +64,14 @@ int64_t walkedRows(const unmasked_plan* plan)
 memoryPlan planMemory(const sumsRun* run)
 {
     const unmasked_plan* const plan = &run->plan;
-    // After the last piece come the columns beyond the source.
-    const int64_t columns =
-        mostKept(run) + run->pieceBlocks * run->path->boxes->down8.blockColumns + 2 * plan->boxX;
     memoryPlan memory = {};
-    memory.state = setAside(&memory.size, run->blocks * run->path->boxes->down8.blockState);
-    memory.window = setAside(&memory.size, columns * run->lanes * int64_t{sizeof(uint32_t)});
-    memory.spareRow = setAside(&memory.size, plan->columns * int64_t{sizeof(uint16_t)});
-    memory.zeroRow = setAside(&memory.size, plan->srcWidth);
-    memory.rows = setAside(&memory.size, (rowsBefore(plan) + walkedRows(plan)) * int64_t{sizeof(uint8_t*)});
+    memory.state = frame_setAside(&memory.size, run->along.blocks * run->path->boxes->down8.blockState);
+    memory.window =
+        frame_setAside(&memory.size, run->along.columns * run->along.lanes * int64_t{sizeof(uint32_t)});
+    memory.spareRow = frame_setAside(&memory.size, plan->columns * int64_t{sizeof(uint16_t)});
+    memory.zeroRow = frame_setAside(&memory.size, plan->srcWidth);
+    memory.rows =
+        frame_setAside(&memory.size, (rowsBefore(plan) + walkedRows(plan)) * int64_t{sizeof(uint8_t*)});
     return memory;
 }
 
@@ -123,62 +90,25 @@ void placeMemory(sumsRun* run, unsigned char* block)
 
 // How far a group has come along its rows.
 struct groupCursor {
-    int64_t windowFirst; // the column at the beginning of the window
-    int64_t column;      // the next one to be added along the rows
-    int64_t outputs;     // made so far
-    int64_t rows;        // with outputs
+    gauss_windowCursor at;
+    int64_t rows; // with outputs
     unmasked_pixelStep step;
 };
-
-uint32_t* columnSums(const sumsRun* run, const groupCursor* cursor, int64_t column)
-{
-    return run->window + (column - cursor->windowFirst) * run->lanes;
-}
-
-// Gives the columns first .. end - 1, all of them beyond the source, the sums of those that they reflect.
-void reflectColumns(const sumsRun* run, const groupCursor* cursor, int64_t first, int64_t end)
-{
-    for (int64_t column = first; column < end; ++column)
-        std::copy_n(columnSums(run, cursor, gauss_reflect(column, run->plan.srcWidth)), run->lanes,
-                    columnSums(run, cursor, column));
-}
-
-// Moves what is still needed of the columns before `column` to the beginning of the window.
-void slideWindow(const sumsRun* run, int64_t column, groupCursor* cursor)
-{
-    // The last block may begin before its piece.
-    const int64_t first =
-        std::min(cursor->column - 3 * run->plan.boxX, column - run->path->boxes->down8.blockColumns);
-    if (first <= cursor->windowFirst)
-        return;
-    const uint32_t* const from = columnSums(run, cursor, first);
-    std::copy(from, from + (column - first) * run->lanes, run->window);
-    cursor->windowFirst = first;
-}
-
-// The outputs whose columns are all there when the columns before `end` are.
-int64_t outputsBefore(const sumsRun* run, int64_t end)
-{
-    if (end > run->lastColumn)
-        return run->plan.columns;
-    const int64_t beyondFirst = end - 1 - (run->plan.firstColumn + 3 * (run->plan.boxX - 1));
-    const int64_t complete = beyondFirst < 0 ? 0 : beyondFirst / run->plan.stepX + 1;
-    return complete - complete % run->outputsAtOnce;
-}
 
 // Makes the pixels of the outputs up to `end`.
 void makeOutputs(const sumsRun* run, int64_t end, groupCursor* cursor)
 {
     const unmasked_plan* const plan = &run->plan;
     unmasked_pixelStep& step = cursor->step;
-    const int64_t count = end - cursor->outputs;
+    gauss_windowCursor& at = cursor->at;
+    const int64_t count = end - at.outputs;
     if (count <= 0)
         return;
-    step.along.column = columnSums(run, cursor, cursor->column);
-    step.outputs = {cursor->outputs == 0 ? 3 * (plan->boxX - 1) + 1 : plan->stepX, plan->stepX, count};
+    step.along.column = gauss_inWindow(run->along, at, run->window, at.column);
+    step.outputs = {gauss_columnAfter(run->along, at.outputs + 1) - at.column, plan->stepX, count};
     run->path->toPixels(&step);
-    cursor->column += step.outputs.first + (count - 1) * plan->stepX;
-    cursor->outputs = end;
+    at.column = gauss_columnAfter(run->along, end);
+    at.outputs = end;
     for (int64_t row = 0; row < cursor->rows; ++row)
         step.rows[row] = static_cast<unsigned char*>(step.rows[row]) + count * plan->dstPixelSize;
 }
@@ -187,8 +117,8 @@ void makeOutputs(const sumsRun* run, int64_t end, groupCursor* cursor)
 void startAlong(const sumsRun* run, gauss_alongState* along)
 {
     const auto fill = [=](auto number) {
-        auto* const third = reinterpret_cast<decltype(number)*>(along->integrators) + 2 * run->lanes;
-        std::fill_n(third, run->lanes, number);
+        auto* const third = reinterpret_cast<decltype(number)*>(along->integrators) + 2 * run->along.lanes;
+        std::fill_n(third, run->along.lanes, number);
     };
     if (run->path->isWide)
         fill(run->path->start);
@@ -201,14 +131,13 @@ groupCursor cursorAt(const sumsRun* run, int64_t row, int64_t rows)
 {
     const unmasked_plan* const plan = &run->plan;
     groupCursor cursor = {};
-    cursor.windowFirst = plan->firstColumn - 3 * plan->boxX;
-    cursor.column = plan->firstColumn;
+    cursor.at = gauss_windowStart(run->along);
     cursor.rows = rows;
-    for (int64_t lane = 0; lane < run->lanes; ++lane)
+    for (int64_t lane = 0; lane < run->along.lanes; ++lane)
         cursor.step.rows[lane] = lane < rows ? unmasked_dstRow<void>(plan, row + lane) : run->spareRow;
     cursor.step.numbers = &run->path->numbers;
     startAlong(run, &cursor.step.along);
-    std::fill_n(run->window, 3 * plan->boxX * run->lanes, 0);
+    std::fill_n(run->window, 3 * plan->boxX * run->along.lanes, 0);
     return cursor;
 }
 
@@ -224,21 +153,16 @@ void makeGroup(const sumsRun* run, int64_t row, gauss_boxOutputs outputs)
     down.box = plan->boxY;
     down.outputs = outputs;
     down.state = run->state;
-    for (int64_t block = 0; block < run->blocks; block += run->pieceBlocks) {
-        const int64_t column = block * boxes->down8.blockColumns;
-        slideWindow(run, column, &cursor);
+    const gauss_windowPlan& along = run->along;
+    for (int64_t block = 0; block < along.blocks; block += along.pieceBlocks) {
+        const int64_t column = block * along.blockColumns;
+        gauss_slideWindows(along, column, {run->window}, &cursor.at);
         down.firstBlock = block;
-        down.blocks = std::min(run->pieceBlocks, run->blocks - block);
-        down.sums = columnSums(run, &cursor, column);
+        down.blocks = std::min(along.pieceBlocks, along.blocks - block);
+        down.sums = gauss_inWindow(along, cursor.at, run->window, column);
         boxes->down8.run(&down);
-        if (block == 0)
-            reflectColumns(run, &cursor, plan->firstColumn, 0);
-        int64_t end = column + down.blocks * boxes->down8.blockColumns;
-        if (end >= plan->srcWidth) {
-            end = run->lastColumn + 1;
-            reflectColumns(run, &cursor, plan->srcWidth, end);
-        }
-        makeOutputs(run, outputsBefore(run, end), &cursor);
+        makeOutputs(run, gauss_endPiece(along, cursor.at, block, block + down.blocks, {run->window}),
+                    &cursor);
     }
 }
 
@@ -255,7 +179,7 @@ qip_status pollForRows(const sumsRun* run, int64_t first, int64_t count)
 qip_status makeRows(sumsRun* run)
 {
     const unmasked_plan* const plan = &run->plan;
-    const int64_t mostOutputs = std::clamp<int64_t>(mostGroupRows / plan->stepY, 1, run->lanes);
+    const int64_t mostOutputs = gauss_mostGroupRows(run->along.lanes, plan->stepY);
     gauss_boxOutputs outputs = {3 * (plan->boxY - 1) + 1, plan->stepY, 0};
     int64_t walked = 0;
     for (int64_t row = 0; row < plan->rows; row += outputs.count) {
@@ -288,17 +212,27 @@ qip_status runBand(const sumsBand* band)
     return status < 0 ? status : makeRows(&run);
 }
 
+gauss_windowPlan alongOf(const gauss_boxKernels* boxes, const unmasked_plan* plan)
+{
+    gauss_windowPlan along = {};
+    along.width = plan->srcWidth;
+    along.lanes = boxes->lanes;
+    along.blockColumns = boxes->down8.blockColumns;
+    along.firstColumn = plan->firstColumn;
+    along.step = plan->stepX;
+    along.outputs = plan->columns;
+    along.box = plan->boxX;
+    along.atOnce = plan->stepX <= tileOutputs ? tileOutputs : 1;
+    gauss_planWindow(&along);
+    return along;
+}
+
 sumsRun runOf(const unmasked_plan* plan, const unmasked_sumsPath* path)
 {
     sumsRun run = {};
     run.plan = *plan;
     run.path = path;
-    run.lanes = path->boxes->lanes;
-    run.blocks = (plan->srcWidth + path->boxes->down8.blockColumns - 1) / path->boxes->down8.blockColumns;
-    run.lastColumn = lastColumnOf(plan);
-    run.outputsAtOnce = plan->stepX <= tileOutputs ? tileOutputs : 1;
-    const int64_t piece = std::max(leastPiece, 2 * mostKept(&run));
-    run.pieceBlocks = std::min(run.blocks, piece / path->boxes->down8.blockColumns);
+    run.along = alongOf(path->boxes, plan);
     return run;
 }
 
@@ -327,7 +261,7 @@ bool unmasked_canSum(const gauss_boxKernels* boxes, const unmasked_plan* plan)
 {
     return plan->srcWidth >= boxes->down8.blockColumns && plan->boxY <= gauss_mostBoxDown<uint8_t> &&
            plan->boxX <= mostBoxAlong && plan->firstColumn >= -plan->srcWidth &&
-           lastColumnOf(plan) < 2 * plan->srcWidth;
+           alongOf(boxes, plan).lastColumn < 2 * plan->srcWidth;
 }
 
 double unmasked_greatestSum(const unmasked_plan* plan)
