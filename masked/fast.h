@@ -10,8 +10,9 @@
 // Whether the kernels can serve a plan on this processor: rows are as wide as a block of columns, kernels
 // reach no further out than one reflection, sampling is at most 64, and what the arithmetic makes on the way
 // fits the lanes.
-bool masked_canSmoothFast(const masked_plan* plan, const masked_fixedRule& rule, const qsys_cpuinfo* info);
-bool masked_canSmoothFast(const masked_plan* plan, const masked_doubleRule& rule, const qsys_cpuinfo* info);
+// Rule is masked_fixedRule or masked_doubleRule.
+template <class Rule>
+bool masked_canSmoothFast(const masked_plan* plan, const Rule& rule, const qsys_cpuinfo* info);
 
 // Writes all outputs of a plan that masked_canSmoothFast accepts. `prepareName` is that by which the
 // application may forbid the fast preparation of source and mask.
