@@ -153,6 +153,15 @@ lanes_inline u32s truncated(f64s a, f64s b)
     return (u32s)_mm256_set_m128i(_mm256_cvttpd_epi32((__m256d)b), _mm256_cvttpd_epi32((__m256d)a));
 }
 
+// ---- bits ----
+
+// The lanes shifted to the right, all by the same number of bits.
+lanes_inline u32s shiftedRight(u32s a, int32_t bits)
+{
+    // Counts in a register of lanes cost less than one count for all.
+    return a >> filled(static_cast<uint32_t>(bits));
+}
+
 // ---- neighbours ----
 
 // The lanes that begin `columns` lanes further left in a row; the last lanes of `in` come in on the left.

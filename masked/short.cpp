@@ -10,6 +10,8 @@
 #include "masked/kernel_choice.h"
 #include "masked/pixel_way.h"
 
+#include <bit>
+
 namespace
 {
 
@@ -25,7 +27,8 @@ struct shortRun {
     masked_pixelWay way;
     masked_finisher finish;
     masked_preparedRows<Src> rows;
-    int64_t block; // columns
+    int64_t block; // columns, a power of two
+    int blockBits;
     int64_t reachY;
 
     masked_shortDownKernel<Src, sum> sumSource;
@@ -152,8 +155,8 @@ masked_knowledge knownOf(const shortRun<Src>* run, int64_t first, int64_t end)
     const int64_t firstColumn = plan->firstColumn + first;
     const int64_t lastColumn = plan->firstColumn + end - 1 + masked_reach(plan->boxX) - 1;
     // Columns beyond the source reflect columns among those that are asked for.
-    const int64_t firstBlock = std::max<int64_t>(firstColumn, 0) / run->block;
-    const int64_t lastBlock = std::min(lastColumn, plan->width - 1) / run->block;
+    const int64_t firstBlock = std::max<int64_t>(firstColumn, 0) >> run->blockBits;
+    const int64_t lastBlock = std::min(lastColumn, plan->width - 1) >> run->blockBits;
     const masked_blockKind kind = run->kinds[firstBlock];
     for (int64_t block = firstBlock + 1; block <= lastBlock; ++block)
         if (run->kinds[block] != kind)
@@ -252,6 +255,7 @@ qip_status smooth(const masked_plan* plan, const Rule& rule, const masked_kernel
     run.way = masked_wayFor(plan, rule, &kernels->pixels);
     run.finish = masked_finisherOf(plan);
     run.block = kernels->boxes->down8.blockColumns;
+    run.blockBits = std::countr_zero(static_cast<uint64_t>(run.block));
     run.reachY = masked_reach(plan->boxY);
     const auto& shortKernels = kernelsFor<Src>(plan, kernels->shortTables);
     run.sumSource = shortKernels.source[plan->boxY - 1];

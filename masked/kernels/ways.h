@@ -67,7 +67,7 @@ struct fixedWay {
         if constexpr (isShort) {
             const u32s product =
                 gauss_shifted(sums, numbers.firstShift) * static_cast<uint32_t>(numbers.multiplier);
-            return (product + static_cast<uint32_t>(numbers.rounding)) >> numbers.lastShift;
+            return shiftedRight(product + static_cast<uint32_t>(numbers.rounding), numbers.lastShift);
         } else {
             return scaled(sums, numbers.firstShift, numbers.multiplier, numbers.rounding,
                           numbers.lastShift);
