@@ -158,8 +158,8 @@ lanes_inline u32s truncated(f64s a, f64s b)
 // The lanes shifted to the right, all by the same number of bits.
 lanes_inline u32s shiftedRight(u32s a, int32_t bits)
 {
-    // Counts in a register of lanes cost less than one count for all.
-    return a >> filled(static_cast<uint32_t>(bits));
+    // A count for each lane costs less than one for all.
+    return (u32s)_mm256_srlv_epi32((__m256i)a, _mm256_set1_epi32(bits));
 }
 
 // ---- neighbours ----

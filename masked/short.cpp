@@ -10,14 +10,21 @@
 #include "masked/kernel_choice.h"
 #include "masked/pixel_way.h"
 
-#include <bit>
-
 namespace
 {
 
 // Beyond either end of a row of sums. Kernels reach 3 columns out and read one more.
 constexpr int64_t sumsBeyond = 16;
 constexpr int64_t columnsBeyond = 3;
+constexpr int64_t blocksBeyond = 1;
+
+// What some columns hold: a bit for valid pixels and one for others.
+enum columnKind : uint8_t { allFull = 1, allEmpty = 2, allKinds = allFull | allEmpty };
+
+columnKind together(columnKind a, columnKind b)
+{
+    return static_cast<columnKind>(a | b);
+}
 
 template <class Src>
 struct shortRun {
@@ -27,8 +34,7 @@ struct shortRun {
     masked_pixelWay way;
     masked_finisher finish;
     masked_preparedRows<Src> rows;
-    int64_t block; // columns, a power of two
-    int blockBits;
+    int64_t block; // columns
     int64_t reachY;
 
     masked_shortDownKernel<Src, sum> sumSource;
@@ -39,9 +45,9 @@ struct shortRun {
     sum* source[masked_shortRows];
     sum* mask[masked_shortRows];
 
-    masked_blockKind* kinds; // of the blocks of columns
-    masked_blockKind* held;  // what the sums of the mask were when they were last made
-    masked_knowledge* known; // of the blocks of outputs
+    columnKind* kinds; // of the blocks of columns
+    columnKind* held;  // what the sums of the mask were when they were last made
+    columnKind* known; // of the columns under the blocks of outputs
 };
 
 int64_t blocksIn(int64_t columns, int64_t block)
@@ -76,9 +82,9 @@ qip_status takeSums(shortRun<Src>* run, unsigned char** block, frame_cleanup* cl
     int64_t sums[2 * masked_shortRows];
     for (int64_t& row : sums)
         row = frame_setAside(&size, rowBytes);
-    const int64_t kinds = frame_setAside(&size, run->rows.blocks);
+    const int64_t kinds = frame_setAside(&size, run->rows.blocks + 2 * blocksBeyond);
     const int64_t held = frame_setAside(&size, run->rows.blocks);
-    const int64_t known = frame_setAside(&size, outputBlocks * int64_t{sizeof(masked_knowledge)});
+    const int64_t known = frame_setAside(&size, outputBlocks);
     const qip_status status = frame_cleanupAllocClear(cleanup, size, block);
     if (status < 0)
         return status;
@@ -87,11 +93,62 @@ qip_status takeSums(shortRun<Src>* run, unsigned char** block, frame_cleanup* cl
         run->source[row] = reinterpret_cast<sum*>(first + sums[row]) + sumsBeyond;
         run->mask[row] = reinterpret_cast<sum*>(first + sums[masked_shortRows + row]) + sumsBeyond;
     }
-    run->kinds = reinterpret_cast<masked_blockKind*>(first + kinds);
-    run->held = reinterpret_cast<masked_blockKind*>(first + held);
-    run->known = reinterpret_cast<masked_knowledge*>(first + known);
-    std::fill_n(run->held, run->rows.blocks, masked_blockMixed);
+    run->kinds = reinterpret_cast<columnKind*>(first + kinds) + blocksBeyond;
+    run->held = reinterpret_cast<columnKind*>(first + held);
+    run->known = reinterpret_cast<columnKind*>(first + known);
+    std::fill_n(run->held, run->rows.blocks, allKinds);
     return QIP_OK;
+}
+
+// ---- kinds of blocks ----
+
+// What the blocks of columns hold in all rows from one on; the answer is what all of them hold together.
+template <class Src>
+columnKind findKinds(const shortRun<Src>* run, int64_t firstRow)
+{
+    constexpr columnKind kindOf[] = {allFull, allEmpty, allKinds}; // as masked_blockKind
+    const int64_t blocks = run->rows.blocks;
+    auto all = columnKind{};
+    for (int64_t block = 0; block < blocks; ++block) {
+        const columnKind kind = kindOf[masked_kindSince(&run->rows, block, firstRow)];
+        run->kinds[block] = kind;
+        all = together(all, kind);
+    }
+    // Columns beyond the source reflect columns of the first block or the last one.
+    run->kinds[-1] = run->kinds[0];
+    run->kinds[blocks] = run->kinds[blocks - 1];
+    return all;
+}
+
+// The block of a column, which may lie up to a block before the first one.
+int64_t blockOf(int64_t column, int64_t block)
+{
+    return (column + block) / block - 1;
+}
+
+template <class Src>
+columnKind kindOfBlocks(const shortRun<Src>* run, int64_t first, int64_t last)
+{
+    auto kind = columnKind{};
+    for (int64_t block = first; block <= last; ++block)
+        kind = together(kind, run->kinds[block]);
+    return kind;
+}
+
+// What the columns under the blocks of outputs hold.
+template <class Src>
+void findKnown(const shortRun<Src>* run)
+{
+    const masked_plan* const plan = run->plan;
+    const int64_t firstBlock = blockOf(plan->firstColumn, run->block);
+    const int64_t toLastColumn = run->block - 1 + masked_reach(plan->boxX) - 1;
+    const int64_t lastBlock = blockOf(plan->firstColumn + toLastColumn, run->block);
+    const int64_t last = blocksIn(plan->columns, run->block) - 1;
+    for (int64_t i = 0; i < last; ++i)
+        run->known[i] = kindOfBlocks(run, i + firstBlock, i + lastBlock);
+    const int64_t lastColumn = plan->firstColumn + plan->columns - run->block;
+    run->known[last] =
+        kindOfBlocks(run, blockOf(lastColumn, run->block), blockOf(lastColumn + toLastColumn, run->block));
 }
 
 // ---- sums down the columns ----
@@ -130,15 +187,15 @@ void sumMaskBlocks(shortRun<Src>* run, int64_t row, int64_t count)
     const auto full = static_cast<sum>(boxY * boxY * boxY);
     // Constants first: the last block may overlap the one before it.
     for (int64_t block = 0; block < run->rows.blocks; ++block) {
-        const masked_blockKind kind = run->kinds[block];
-        if (kind != masked_blockMixed && run->held[block] != kind)
+        const columnKind kind = run->kinds[block];
+        if (kind != allKinds && run->held[block] != kind)
             for (sum* const sums : run->mask)
                 std::fill_n(sums + blockStart(block, width, run->block), run->block,
-                            kind == masked_blockFull ? full : sum{0});
+                            kind == allFull ? full : sum{0});
         run->held[block] = kind;
     }
     for (int64_t block = 0; block < run->rows.blocks; ++block)
-        if (run->kinds[block] == masked_blockMixed) {
+        if (run->kinds[block] == allKinds) {
             const int64_t first = blockStart(block, width, run->block);
             sumDown(run->sumMask, run->rows.mask + row, count, first, first + run->block, run->mask);
         }
@@ -147,28 +204,9 @@ void sumMaskBlocks(shortRun<Src>* run, int64_t row, int64_t count)
 
 // ---- along the rows ----
 
-// What is known of the outputs first .. end - 1.
-template <class Src>
-masked_knowledge knownOf(const shortRun<Src>* run, int64_t first, int64_t end)
-{
-    const masked_plan* const plan = run->plan;
-    const int64_t firstColumn = plan->firstColumn + first;
-    const int64_t lastColumn = plan->firstColumn + end - 1 + masked_reach(plan->boxX) - 1;
-    // Columns beyond the source reflect columns among those that are asked for.
-    const int64_t firstBlock = std::max<int64_t>(firstColumn, 0) >> run->blockBits;
-    const int64_t lastBlock = std::min(lastColumn, plan->width - 1) >> run->blockBits;
-    const masked_blockKind kind = run->kinds[firstBlock];
-    for (int64_t block = firstBlock + 1; block <= lastBlock; ++block)
-        if (run->kinds[block] != kind)
-            return masked_allKinds;
-    if (kind == masked_blockMixed)
-        return masked_allKinds;
-    return kind == masked_blockFull ? masked_allFull : masked_allEmpty;
-}
-
 // Makes the outputs first .. end - 1 of one row, of which the same is known.
 template <class Src>
-void makeStretch(const shortRun<Src>* run, int64_t row, int64_t first, int64_t end, masked_knowledge known)
+void makeStretch(const shortRun<Src>* run, int64_t row, int64_t first, int64_t end, columnKind known)
 {
     using sum = typename shortRun<Src>::sum;
     const masked_plan* const plan = run->plan;
@@ -177,12 +215,15 @@ void makeStretch(const shortRun<Src>* run, int64_t row, int64_t first, int64_t e
     const masked_shortAlong<sum> along = {
         run->source[row % masked_shortRows] + column, run->mask[row % masked_shortRows] + column,
         end - first, masked_row<unsigned char>(plan->dst, row) + first * pixelBytes, &run->way.numbers};
-    if (known == masked_allFull)
+    if (known == allFull)
         run->pixels.full(&along);
-    else if (known == masked_allKinds)
+    else if (known == allKinds)
         run->pixels.mixed(&along);
+    const masked_knowledge knowledge = known == allFull    ? masked_allFull
+                                       : known == allEmpty ? masked_allEmpty
+                                                           : masked_allKinds;
     for (int64_t i = first; i < end; i += masked_mostStretch) {
-        const masked_stretch stretch = {row, i, std::min(end - i, masked_mostStretch), known, nullptr};
+        const masked_stretch stretch = {row, i, std::min(end - i, masked_mostStretch), knowledge, nullptr};
         run->finish(plan, &run->way.resets, &stretch);
     }
 }
@@ -212,17 +253,9 @@ void makeRows(shortRun<Src>* run, int64_t row, int64_t count)
     const int64_t summed = run->reachY + count - 1;
     sumDown(run->sumSource, run->rows.source + row, summed, 0, plan->width, run->source);
     reflectEnds(plan->width, run->source);
-    bool isAllFull = true;
-    for (int64_t block = 0; block < run->rows.blocks; ++block) {
-        run->kinds[block] = masked_kindSince(&run->rows, block, row);
-        isAllFull = isAllFull && run->kinds[block] == masked_blockFull;
-    }
-    if (!isAllFull)
+    if (findKinds(run, row) != allFull)
         sumMaskBlocks(run, row, summed);
-    for (int64_t i = 0; i < blocksIn(plan->columns, run->block); ++i) {
-        const int64_t first = blockStart(i, plan->columns, run->block);
-        run->known[i] = knownOf(run, first, first + run->block);
-    }
+    findKnown(run);
     for (int64_t i = 0; i < count; ++i)
         makeRow(run, row + i);
 }
@@ -255,7 +288,6 @@ qip_status smooth(const masked_plan* plan, const Rule& rule, const masked_kernel
     run.way = masked_wayFor(plan, rule, &kernels->pixels);
     run.finish = masked_finisherOf(plan);
     run.block = kernels->boxes->down8.blockColumns;
-    run.blockBits = std::countr_zero(static_cast<uint64_t>(run.block));
     run.reachY = masked_reach(plan->boxY);
     const auto& shortKernels = kernelsFor<Src>(plan, kernels->shortTables);
     run.sumSource = shortKernels.source[plan->boxY - 1];

@@ -228,9 +228,16 @@ void makeShortMixed(const masked_shortAlong<Sum>* step)
         u32s weights[2];
         sumAlong<box>(along.source + column, sums);
         sumAlong<box>(along.mask + column, weights);
-        for (int i = 0; i < 2; ++i)
-            pixels[i] = mixedPixels<Way>(numbers, groupSums<uint32_t>{{sums[i]}},
-                                         groupSums<uint32_t>{{weights[i]}});
+        const u32s full = filled(static_cast<uint32_t>(numbers.fullWeight));
+        // Near the edges of a mask most outputs are full nevertheless.
+        if (isZero((u8s)((weights[0] ^ full) | (weights[1] ^ full)))) {
+            for (int i = 0; i < 2; ++i)
+                pixels[i] = Way::full(numbers, groupSums<uint32_t>{{sums[i]}});
+        } else {
+            for (int i = 0; i < 2; ++i)
+                pixels[i] = mixedPixels<Way>(numbers, groupSums<uint32_t>{{sums[i]}},
+                                             groupSums<uint32_t>{{weights[i]}});
+        }
     });
 }
 
