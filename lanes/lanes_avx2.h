@@ -155,11 +155,16 @@ lanes_inline u32s truncated(f64s a, f64s b)
 
 // ---- bits ----
 
-// The lanes shifted to the right, all by the same number of bits.
+// The lanes shifted to the right, all by the same number of bits: a count for each lane costs less than one
+// for all.
 lanes_inline u32s shiftedRight(u32s a, int32_t bits)
 {
-    // A count for each lane costs less than one for all.
     return (u32s)_mm256_srlv_epi32((__m256i)a, _mm256_set1_epi32(bits));
+}
+
+lanes_inline u64s shiftedRight(u64s a, int32_t bits)
+{
+    return (u64s)_mm256_srlv_epi64((__m256i)a, _mm256_set1_epi64x(bits));
 }
 
 // ---- neighbours ----

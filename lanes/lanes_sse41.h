@@ -105,7 +105,8 @@ lanes_inline u32s truncated(f64s a, f64s b)
 // ---- bits ----
 
 // The lanes shifted to the right, all by the same number of bits.
-lanes_inline u32s shiftedRight(u32s a, int32_t bits)
+template <class Lanes>
+lanes_inline Lanes shiftedRight(Lanes a, int32_t bits)
 {
     return a >> bits;
 }

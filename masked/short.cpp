@@ -1,5 +1,5 @@
-// Two rows of outputs are made at once: their source rows are summed down the columns, the sums are continued
-// beyond the ends of the row, and sums along the row go straight into pixels.
+// Groups of rows of outputs are made at once: their source rows are summed down the columns, the sums are
+// continued beyond the ends of the row, and sums along the row go straight into pixels.
 //
 // Most masks are full, or empty, nearly everywhere. So each block of columns is known to be full, empty or
 // mixed over all rows that are summed. Masks are summed where they are mixed; where all columns under some
@@ -17,6 +17,9 @@ namespace
 constexpr int64_t sumsBeyond = 16;
 constexpr int64_t columnsBeyond = 3;
 constexpr int64_t blocksBeyond = 1;
+
+// Rows of outputs for which it is found out once what the mask holds: as many as a kernel sums, or twice that.
+constexpr int64_t groupRows = 2 * masked_shortRows;
 
 // What some columns hold: a bit for valid pixels and one for others.
 enum columnKind : uint8_t { allFull = 1, allEmpty = 2, allKinds = allFull | allEmpty };
@@ -41,9 +44,9 @@ struct shortRun {
     masked_shortDownKernel<uint8_t, sum> sumMask;
     masked_shortPair<sum> pixels;
 
-    // Of column 0, for two rows of outputs.
-    sum* source[masked_shortRows];
-    sum* mask[masked_shortRows];
+    // Of column 0, for the rows of a group.
+    sum* source[groupRows];
+    sum* mask[groupRows];
 
     columnKind* kinds; // of the blocks of columns
     columnKind* held;  // what the sums of the mask were when they were last made
@@ -79,7 +82,7 @@ qip_status takeSums(shortRun<Src>* run, unsigned char** block, frame_cleanup* cl
     const int64_t rowBytes = (plan->width + 2 * sumsBeyond) * int64_t{sizeof(sum)};
     const int64_t outputBlocks = blocksIn(plan->columns, run->block);
     int64_t size = 0;
-    int64_t sums[2 * masked_shortRows];
+    int64_t sums[2 * groupRows];
     for (int64_t& row : sums)
         row = frame_setAside(&size, rowBytes);
     const int64_t kinds = frame_setAside(&size, run->rows.blocks + 2 * blocksBeyond);
@@ -89,9 +92,9 @@ qip_status takeSums(shortRun<Src>* run, unsigned char** block, frame_cleanup* cl
     if (status < 0)
         return status;
     unsigned char* const first = *block;
-    for (int row = 0; row < masked_shortRows; ++row) {
+    for (int row = 0; row < groupRows; ++row) {
         run->source[row] = reinterpret_cast<sum*>(first + sums[row]) + sumsBeyond;
-        run->mask[row] = reinterpret_cast<sum*>(first + sums[masked_shortRows + row]) + sumsBeyond;
+        run->mask[row] = reinterpret_cast<sum*>(first + sums[groupRows + row]) + sumsBeyond;
     }
     run->kinds = reinterpret_cast<columnKind*>(first + kinds) + blocksBeyond;
     run->held = reinterpret_cast<columnKind*>(first + held);
@@ -157,25 +160,28 @@ void findKnown(const shortRun<Src>* run)
 template <class Sum>
 void reflectEnds(int64_t width, Sum* const* rows)
 {
-    for (int row = 0; row < masked_shortRows; ++row)
+    for (int row = 0; row < groupRows; ++row)
         for (int64_t i = 0; i < columnsBeyond; ++i) {
             rows[row][-1 - i] = rows[row][i];
             rows[row][width + i] = rows[row][width - 1 - i];
         }
 }
 
-// Sums the columns first .. end - 1 of the source rows under the outputs of `row` and the row after it.
+// Sums some columns for a group. `count` source rows are under it; where the last group has fewer, the last one
+// stands for the others, in sums that are not used.
 template <class Pixel, class Sum>
 void sumDown(masked_shortDownKernel<Pixel, Sum> kernel, const Pixel* const* rows, int64_t count,
              int64_t first, int64_t end, Sum* const* sums)
 {
-    masked_shortDown<Pixel, Sum> down = {};
-    for (int64_t i = 0; i <= masked_mostShortReach; ++i)
-        down.rows[i] = rows[std::min(i, count - 1)];
-    down.first = first;
-    down.end = end;
-    std::copy_n(sums, masked_shortRows, down.sums);
-    kernel(&down);
+    for (int64_t row = 0; row < groupRows; row += masked_shortRows) {
+        masked_shortDown<Pixel, Sum> down = {};
+        for (int64_t i = 0; i <= masked_mostShortReach; ++i)
+            down.rows[i] = rows[std::min(row + i, count - 1)];
+        down.first = first;
+        down.end = end;
+        std::copy_n(sums + row, masked_shortRows, down.sums);
+        kernel(&down);
+    }
 }
 
 template <class Src>
@@ -213,8 +219,8 @@ void makeStretch(const shortRun<Src>* run, int64_t row, int64_t first, int64_t e
     const int64_t column = plan->firstColumn + first;
     const int64_t pixelBytes = plan->dstIsWide ? 2 : 1;
     const masked_shortAlong<sum> along = {
-        run->source[row % masked_shortRows] + column, run->mask[row % masked_shortRows] + column,
-        end - first, masked_row<unsigned char>(plan->dst, row) + first * pixelBytes, &run->way.numbers};
+        run->source[row % groupRows] + column, run->mask[row % groupRows] + column, end - first,
+        masked_row<unsigned char>(plan->dst, row) + first * pixelBytes, &run->way.numbers};
     if (known == allFull)
         run->pixels.full(&along);
     else if (known == allKinds)
@@ -245,9 +251,9 @@ void makeRow(const shortRun<Src>* run, int64_t row)
 
 // ---- rows ----
 
-// Makes `count` rows of outputs, at most two.
+// Makes the `count` rows of a group.
 template <class Src>
-void makeRows(shortRun<Src>* run, int64_t row, int64_t count)
+void makeGroup(shortRun<Src>* run, int64_t row, int64_t count)
 {
     const masked_plan* const plan = run->plan;
     const int64_t summed = run->reachY + count - 1;
@@ -261,20 +267,21 @@ void makeRows(shortRun<Src>* run, int64_t row, int64_t count)
 }
 
 template <class Src>
-qip_status makeAllRows(shortRun<Src>* run)
+qip_status makeRows(shortRun<Src>* run)
 {
     const masked_plan* const plan = run->plan;
     int64_t prepared = 0;
-    // The rows that poll are even ones.
-    for (int64_t row = 0; row < plan->rows; row += masked_shortRows) {
+    // Rows that poll are the first ones of their groups.
+    static_assert(frame_rowsPerPoll % groupRows == 0);
+    for (int64_t row = 0; row < plan->rows; row += groupRows) {
         const qip_status status = frame_pollAtRow(row);
         if (status < 0)
             return status;
-        const int64_t count = std::min(masked_shortRows, plan->rows - row);
+        const int64_t count = std::min(groupRows, plan->rows - row);
         const int64_t end = row + run->reachY + count - 1;
         masked_prepareRows(&run->rows, prepared, end);
         prepared = end;
-        makeRows(run, row, count);
+        makeGroup(run, row, count);
     }
     return QIP_OK;
 }
@@ -296,7 +303,7 @@ qip_status smooth(const masked_plan* plan, const Rule& rule, const masked_kernel
     run.rows.plan = plan;
     run.rows.prepare = masked_prepareKernelOf<Src>(kernels, prepareName);
     run.rows.blocks = blocksIn(plan->width, run.block);
-    run.rows.keptRows = run.reachY + masked_shortRows - 1;
+    run.rows.keptRows = run.reachY + groupRows - 1;
     unsigned char* rows = nullptr;
     unsigned char* sums = nullptr;
     frame_cleanup cleanup = {};
@@ -304,7 +311,7 @@ qip_status smooth(const masked_plan* plan, const Rule& rule, const masked_kernel
     if (status >= 0)
         status = takeSums(&run, &sums, &cleanup);
     if (status >= 0)
-        status = makeAllRows(&run);
+        status = makeRows(&run);
     return frame_cleanupEnd(&cleanup, status);
 }
 
