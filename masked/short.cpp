@@ -109,11 +109,13 @@ qip_status takeSums(shortRun<Src>* run, unsigned char** block, frame_cleanup* cl
 template <class Src>
 columnKind findKinds(const shortRun<Src>* run, int64_t firstRow)
 {
-    constexpr columnKind kindOf[] = {allFull, allEmpty, allKinds}; // as masked_blockKind
     const int64_t blocks = run->rows.blocks;
+    const int64_t* const lastValid = run->rows.lastValid;
+    const int64_t* const lastInvalid = run->rows.lastInvalid;
     auto all = columnKind{};
     for (int64_t block = 0; block < blocks; ++block) {
-        const columnKind kind = kindOf[masked_kindSince(&run->rows, block, firstRow)];
+        const auto kind = static_cast<columnKind>((lastValid[block] >= firstRow ? allFull : 0) |
+                                                  (lastInvalid[block] >= firstRow ? allEmpty : 0));
         run->kinds[block] = kind;
         all = together(all, kind);
     }
