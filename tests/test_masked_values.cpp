@@ -369,6 +369,52 @@ TEST(MaskedValues, BandsEqualADirectConvolutionAndTheMaskIsThatOfOneRun)
     EXPECT_TRUE(mixed > 0 || levels().size() == 1);
 }
 
+// Kernels for which what the mask holds is found out for a few rows and a block of columns at once.
+TEST(MaskedValues, ShortKernelsUnderMasksOfLargeAreas)
+{
+    qsys_jobs_setThreadCount(1);
+    test_atEveryLevel([](const std::string& level) {
+        test_forCases(test_caseCount(300), [&](test_random& random, uint64_t number) {
+            request made = {};
+            made.what = &oracle_maskedExports()[1 + 2 * (number % 3)];
+            made.params = randomParams(&random, 0);
+            made.params.kernelSizeX = test_randomInt(&random, 0, 2);
+            made.params.kernelSizeY = test_randomInt(&random, 0, 2);
+            made.params.sampleX = made.params.sampleY = 1;
+            made.params.maskParams.resultMode = 0;
+            made.threads = 1;
+            const int width = test_randomInt(&random, 32, 150);
+            const int height = test_randomInt(&random, 9, 30);
+            const oracle_rect rect = {-3, 5, width, height};
+            made.src.place(&random, rect, made.what->srcSize);
+            test_fillAnyPixels(&random, made.src.pixels.get());
+            made.srcMask.place(&random, rect, 1);
+            test_grid mask(width, height, 255);
+            // Edges near those of blocks.
+            const auto edge = [&](int most, int block, int near) {
+                const int place = block * test_randomInt(&random, 0, most / block);
+                return std::clamp(place + test_randomInt(&random, -near, near), 0, most);
+            };
+            const int right = edge(width, 16, 3);
+            const int left = edge(right, 16, 3);
+            const int bottom = edge(height, 4, 1);
+            for (int y = edge(bottom, 4, 1); y < bottom; ++y)
+                for (int x = left; x < right; ++x)
+                    mask.at(x, y) = 0;
+            test_fill(made.srcMask.pixels.get(), mask);
+            SCOPED_TRACE(level + ", " + test_caseName(number) + ": " + describe(made));
+            const oracle_rect all = destinationOf(rect, made.params);
+            const int64_t cut = test_randomRange(&random, 0, 9);
+            made.dst.place(&random, {all.x + cut, all.y, all.width - cut, all.height}, made.what->dstSize);
+            const expectation expected = expect(made, level != "plain");
+            const oracle_maskedPlanes actual = smoothInto(made, made.dst.rect);
+            ASSERT_EQ(expected.planes.pixels.values, actual.pixels.values);
+            ASSERT_EQ(expected.planes.mask.values, actual.mask.values);
+        });
+    });
+    qsys_jobs_setThreadCount(0);
+}
+
 // Where both are large enough for the same arithmetic.
 TEST(MaskedValues, APartEqualsTheSamePartOfTheWhole)
 {
