@@ -115,7 +115,7 @@ bool masked_fitsLanes(const masked_plan*, const masked_doubleRule& rule)
 template <class Rule>
 masked_pixelWay masked_wayFor(const masked_plan* plan, const Rule& rule, const masked_pixelKernels* kernels)
 {
-    return {kernelsOf(plan, kernels, wayOf(rule)), numbersOf(plan, rule), resetsOf(plan, rule),
+    return {wayOf(rule), kernelsOf(plan, kernels, wayOf(rule)), numbersOf(plan, rule), resetsOf(plan, rule),
             widthOf(plan) == masked_wideBoth};
 }
 

@@ -6,6 +6,7 @@
 #include "masked/pixel_rule.h"
 
 struct masked_pixelWay {
+    masked_way way;
     masked_pixelPair kernels;
     masked_pixelNumbers numbers;
     masked_resets resets;

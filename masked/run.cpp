@@ -4,6 +4,7 @@
 #include "frame/level.h"
 #include "masked/fast.h"
 #include "masked/plain.h"
+#include "masked/short.h"
 
 #include <qbase/arithmetic.h>
 
@@ -32,6 +33,8 @@ template <class Rule>
 qip_status smooth(const masked_work* work, const qsys_cpuinfo* info, const Rule& rule)
 {
     if constexpr (frame_hasVectors) {
+        if (masked_canSmoothShort(&work->plan, rule, info))
+            return masked_smoothShort(&work->plan, rule, info, work->prepareName);
         if (masked_canSmoothFast(&work->plan, rule, info))
             return masked_smoothFast(&work->plan, rule, info, work->prepareName);
     }

@@ -4,6 +4,7 @@
 #include "masked/kernels/kernels.h"
 #include "masked/kernels/pixels_body.h"
 #include "masked/kernels/prepare_body.h"
+#include "masked/kernels/short_body.h"
 
 constexpr masked_kernels masked_kernelsAvx2 = {&gauss_boxKernelsAvx2, prepareRow<uint8_t>,
-                                               prepareRow<uint16_t>, pixelKernels()};
+                                               prepareRow<uint16_t>, pixelKernels(), shortTables()};
