@@ -303,15 +303,13 @@ template <class Src>
 void finishRows(const fastRun<Src>* run, const groupCursor* cursor, int64_t count,
                 masked_knowledge knowledge)
 {
-    for (int64_t row = 0; row < cursor->down.count; ++row)
-        for (int64_t i = 0; i < count; i += masked_mostStretch) {
-            const int64_t first = cursor->at.outputs + i;
-            const uint8_t* const isEnough =
-                run->isEnough ? run->isEnough + row * run->plan->columns + first : nullptr;
-            const masked_stretch stretch = {cursor->row + row, first,
-                                            std::min(count - i, masked_mostStretch), knowledge, isEnough};
-            run->finish(run->plan, &run->way.resets, &stretch);
-        }
+    const int64_t first = cursor->at.outputs;
+    for (int64_t row = 0; row < cursor->down.count; ++row) {
+        const uint8_t* const isEnough =
+            run->isEnough ? run->isEnough + row * run->plan->columns + first : nullptr;
+        const masked_stretch stretch = {cursor->row + row, first, count, knowledge, isEnough};
+        run->finish(run->plan, &run->way.resets, &stretch);
+    }
 }
 
 // Makes the next `count` outputs, of which the same is known.

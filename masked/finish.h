@@ -43,11 +43,11 @@ enum masked_knowledge {
 struct masked_stretch {
     int64_t row;
     int64_t first;
-    int64_t count; // at most masked_mostStretch
+    int64_t count;
     masked_knowledge knowledge;
-    const uint8_t* isEnough; // of the first output: 255 where enough pixels are valid, else 0
+    // Of the first output: 255 where enough pixels are valid, else 0. Read where that is what makes valid.
+    const uint8_t* isEnough;
 };
-constexpr int64_t masked_mostStretch = 512;
 
 using masked_finisher = void (*)(const masked_plan* plan, const masked_resets* resets,
                                  const masked_stretch* stretch);

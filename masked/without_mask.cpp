@@ -7,8 +7,6 @@
 
 #include <qbase/pixels.h>
 
-#include <algorithm>
-
 namespace
 {
 
@@ -18,12 +16,10 @@ void resetPixels(const masked_plan* plan)
     const masked_doubleRule rule(plan);
     const masked_resets resets = masked_resetsOf(plan, rule);
     const masked_finisher finish = masked_finisherOf(plan);
-    for (int64_t row = 0; row < plan->rows; ++row)
-        for (int64_t i = 0; i < plan->columns; i += masked_mostStretch) {
-            const int64_t count = std::min(plan->columns - i, masked_mostStretch);
-            const masked_stretch stretch = {row, i, count, masked_allFull, nullptr};
-            finish(plan, &resets, &stretch);
-        }
+    for (int64_t row = 0; row < plan->rows; ++row) {
+        const masked_stretch whole = {row, 0, plan->columns, masked_allFull, nullptr};
+        finish(plan, &resets, &whole);
+    }
 }
 
 // What the smoothing without any mask left, or what double precision makes of a mask without gaps.
