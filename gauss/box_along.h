@@ -24,7 +24,7 @@ struct gauss_groupSums {
 
 lanes_inline u32s gauss_shifted(const gauss_groupSums<uint32_t>& sums, int32_t bits)
 {
-    return sums.part[0] >> bits;
+    return shiftedRight(sums.part[0], bits);
 }
 
 // What is left has 32 bits.

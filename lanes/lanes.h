@@ -105,6 +105,12 @@ lanes_inline u16s merged(u32s even, u32s odd)
     return (u16s)(even | odd << 16);
 }
 
+// The same with the low half of each lane.
+lanes_inline u32s lowMerged(u64s even, u64s odd)
+{
+    return (u32s)((even & uint64_t{0xffffffff}) | odd << 32);
+}
+
 // The same with the upper half of each lane of `odd`; the lower halves are not looked at. Each level has
 // one of its own for 32 bits.
 lanes_inline u8s mergedUpper(u16s even, u16s odd)

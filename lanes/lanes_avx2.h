@@ -153,6 +153,20 @@ lanes_inline u32s truncated(f64s a, f64s b)
     return (u32s)_mm256_set_m128i(_mm256_cvttpd_epi32((__m256d)b), _mm256_cvttpd_epi32((__m256d)a));
 }
 
+// ---- bits ----
+
+// The lanes shifted to the right, all by the same number of bits: a count for each lane costs less than one
+// for all.
+lanes_inline u32s shiftedRight(u32s a, int32_t bits)
+{
+    return (u32s)_mm256_srlv_epi32((__m256i)a, _mm256_set1_epi32(bits));
+}
+
+lanes_inline u64s shiftedRight(u64s a, int32_t bits)
+{
+    return (u64s)_mm256_srlv_epi64((__m256i)a, _mm256_set1_epi64x(bits));
+}
+
 // ---- neighbours ----
 
 // The lanes that begin `columns` lanes further left in a row; the last lanes of `in` come in on the left.

@@ -102,6 +102,15 @@ lanes_inline u32s truncated(f64s a, f64s b)
     return (u32s)_mm_unpacklo_epi64(_mm_cvttpd_epi32((__m128d)a), _mm_cvttpd_epi32((__m128d)b));
 }
 
+// ---- bits ----
+
+// The lanes shifted to the right, all by the same number of bits.
+template <class Lanes>
+lanes_inline Lanes shiftedRight(Lanes a, int32_t bits)
+{
+    return a >> bits;
+}
+
 // ---- halves of longer registers ----
 
 // What loads the two halves of a register at the level above loads or stores the one that there is here:

@@ -21,8 +21,11 @@ lanes_inline void preparePixels(const masked_prepareStep<uint16_t>* step, int64_
 }
 
 template <class Pixel>
-void prepareRow(const masked_prepareStep<Pixel>* step)
+void prepareRow(const masked_prepareStep<Pixel>* given)
 {
+    // A copy, so that stores of bytes are not taken for changes of it.
+    const masked_prepareStep<Pixel> row = *given;
+    const masked_prepareStep<Pixel>* const step = &row;
     constexpr int64_t columns = laneCount<uint8_t>;
     const int64_t blocks = (step->width + columns - 1) / columns;
     for (int64_t block = 0; block < blocks; ++block) {

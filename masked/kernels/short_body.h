@@ -12,12 +12,29 @@ constexpr int shortReach(int box)
     return 3 * (box - 1) + 1;
 }
 
+constexpr int shortWeights[masked_mostShortBox][masked_mostShortReach] = {
+    {1}, {1, 3, 3, 1}, {1, 3, 6, 7, 6, 3, 1}};
+
 // 0 beside the kernel.
 constexpr int shortWeight(int box, int tap)
 {
-    constexpr int weights[masked_mostShortBox][masked_mostShortReach] = {
-        {1}, {1, 3, 3, 1}, {1, 3, 6, 7, 6, 3, 1}};
-    return tap >= 0 && tap < masked_mostShortReach ? weights[box - 1][tap] : 0;
+    return tap >= 0 && tap < masked_mostShortReach ? shortWeights[box - 1][tap] : 0;
+}
+
+// The weights of a tap and the one after it.
+template <class Number, int box, int tap>
+lanes_inline lanesOf<Number> weightPairs()
+{
+    return pairsOf<Number>(shortWeight(box, tap), shortWeight(box, tap + 1));
+}
+
+// Calls use for each second tap up to the reach, with the tap as a constant: weights are to be constants too.
+template <int box, int tap = 0, class Use>
+lanes_inline void forTapPairs(const Use& use)
+{
+    use(std::integral_constant<int, tap>{});
+    if constexpr (tap + 2 <= shortReach(box))
+        forTapPairs<box, tap + 2>(use);
 }
 
 constexpr int64_t shortBlock = laneCount<uint8_t>;
@@ -92,16 +109,17 @@ void sumDown(const masked_shortDown<Pixel, Sum>* step)
     forBlocks<laneCount<Pixel>>(down.first, down.end, [&](int64_t column) lanes_inlined {
         const auto start = startOfSums<box, Pixel>();
         std::remove_const_t<decltype(start)> sums[masked_shortRows][2] = {{start, start}, {start, start}};
-        for (int tap = 0; tap <= reach; tap += 2) {
+        forTapPairs<box>([&](auto tapOf) lanes_inlined {
+            constexpr int tap = decltype(tapOf)::value;
             lanesOf<Pixel> both[2];
             interleaveHalves(factorOf(load(down.rows[tap] + column)),
                              factorOf(load(down.rows[tap < reach ? tap + 1 : tap] + column)), both);
-            for (int row = 0; row < masked_shortRows; ++row)
-                for (int quarter = 0; quarter < 2; ++quarter)
-                    sums[row][quarter] +=
-                        addPairs(both[quarter], pairsOf<Pixel>(shortWeight(box, tap - row),
-                                                               shortWeight(box, tap + 1 - row)));
-        }
+            for (int quarter = 0; quarter < 2; ++quarter) {
+                if constexpr (tap < reach)
+                    sums[0][quarter] += addPairs(both[quarter], weightPairs<Pixel, box, tap>());
+                sums[1][quarter] += addPairs(both[quarter], weightPairs<Pixel, box, tap - 1>());
+            }
+        });
         for (int row = 0; row < masked_shortRows; ++row)
             for (int quarter = 0; quarter < 2; ++quarter)
                 storeQuarter(down.sums[row] + column, quarter, sums[row][quarter]);
@@ -115,12 +133,13 @@ template <int box>
 lanes_inline void sumAlong(const uint16_t* columns, u32s* sums)
 {
     sums[0] = sums[1] = u32s{};
-    for (int tap = 0; tap <= shortReach(box); tap += 2) {
+    forTapPairs<box>([&](auto tapOf) lanes_inlined {
+        constexpr int tap = decltype(tapOf)::value;
         const u16s pairs = load(columns + tap);
-        if (tap < shortReach(box))
-            sums[0] += addPairs(pairs, pairsOf<uint16_t>(shortWeight(box, tap), shortWeight(box, tap + 1)));
-        sums[1] += addPairs(pairs, pairsOf<uint16_t>(shortWeight(box, tap - 1), shortWeight(box, tap)));
-    }
+        if constexpr (tap < shortReach(box))
+            sums[0] += addPairs(pairs, weightPairs<uint16_t, box, tap>());
+        sums[1] += addPairs(pairs, weightPairs<uint16_t, box, tap - 1>());
+    });
 }
 
 lanes_inline u16s besideEachOther(const uint16_t*, const u32s* pixels)
@@ -209,9 +228,16 @@ void makeShortMixed(const masked_shortAlong<Sum>* step)
         u32s weights[2];
         sumAlong<box>(along.source + column, sums);
         sumAlong<box>(along.mask + column, weights);
-        for (int i = 0; i < 2; ++i)
-            pixels[i] = mixedPixels<Way>(numbers, groupSums<uint32_t>{{sums[i]}},
-                                         groupSums<uint32_t>{{weights[i]}});
+        const u32s full = filled(static_cast<uint32_t>(numbers.fullWeight));
+        // Near the edges of a mask most outputs are full nevertheless.
+        if (isZero((u8s)((weights[0] ^ full) | (weights[1] ^ full)))) {
+            for (int i = 0; i < 2; ++i)
+                pixels[i] = Way::full(numbers, groupSums<uint32_t>{{sums[i]}});
+        } else {
+            for (int i = 0; i < 2; ++i)
+                pixels[i] = mixedPixels<Way>(numbers, groupSums<uint32_t>{{sums[i]}},
+                                             groupSums<uint32_t>{{weights[i]}});
+        }
     });
 }
 

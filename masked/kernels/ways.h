@@ -13,20 +13,25 @@ using groupSums = gauss_groupSums<Number>;
 
 // ---- numbers ----
 
-// sums * factor >> shift, the product having 64 bits.
-template <class Number>
-lanes_inline u32s scaled(const groupSums<Number>& sums, int32_t firstShift, uint64_t factor,
+// ((sums >> firstShift) * factor + rounding) >> lastShift, the product having 64 bits.
+lanes_inline u32s scaled(const groupSums<uint32_t>& sums, int32_t firstShift, uint64_t factor,
                          uint64_t rounding, int32_t lastShift)
 {
-    const groupSums<uint64_t> wide = gauss_widened(sums);
+    const auto shortened = (u64s)shiftedRight(sums.part[0], firstShift);
+    const u64s factors = filled(factor);
+    return lowMerged(shiftedRight(mulLow(shortened, factors) + rounding, lastShift),
+                     shiftedRight(mulLow(shortened >> 32, factors) + rounding, lastShift));
+}
+
+lanes_inline u32s scaled(const groupSums<uint64_t>& sums, int32_t firstShift, uint64_t factor,
+                         uint64_t rounding, int32_t lastShift)
+{
     const u64s factors = filled(factor);
     u64s pixels[2];
     for (int i = 0; i < 2; ++i) {
-        const u64s shortened = wide.part[i] >> firstShift;
-        u64s product = mulLow(shortened, factors);
-        if constexpr (sizeof(Number) == sizeof(uint64_t))
-            product += mulLow(shortened >> 32, factors) << 32;
-        pixels[i] = (product + rounding) >> lastShift;
+        const u64s shortened = shiftedRight(sums.part[i], firstShift);
+        const u64s product = mulLow(shortened, factors) + (mulLow(shortened >> 32, factors) << 32);
+        pixels[i] = shiftedRight(product + rounding, lastShift);
     }
     return lowHalves(pixels[0], pixels[1]);
 }
@@ -67,7 +72,7 @@ struct fixedWay {
         if constexpr (isShort) {
             const u32s product =
                 gauss_shifted(sums, numbers.firstShift) * static_cast<uint32_t>(numbers.multiplier);
-            return (product + static_cast<uint32_t>(numbers.rounding)) >> numbers.lastShift;
+            return shiftedRight(product + static_cast<uint32_t>(numbers.rounding), numbers.lastShift);
         } else {
             return scaled(sums, numbers.firstShift, numbers.multiplier, numbers.rounding,
                           numbers.lastShift);
