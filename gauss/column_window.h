@@ -7,7 +7,6 @@
 #include "gauss/running_sums.h"
 
 #include <algorithm>
-#include <initializer_list>
 
 struct gauss_windowPlan {
     int64_t width;        // of the columns that are read
@@ -23,6 +22,11 @@ struct gauss_windowPlan {
     int64_t blocks;
     int64_t pieceBlocks;
     int64_t columns; // that a window has room for
+};
+
+// The windows of a group: of the sums of the source, and of those of its mask, if there are any.
+struct gauss_windows {
+    uint32_t* memory[2];
 };
 
 // Where a group stands.
@@ -68,34 +72,39 @@ inline uint32_t* gauss_inWindow(const gauss_windowPlan& plan, const gauss_window
 
 // Moves what is still needed of the columns before `column`, where a piece begins, to the beginning of the
 // windows.
-inline void gauss_slideWindows(const gauss_windowPlan& plan, int64_t column,
-                               std::initializer_list<uint32_t*> windows, gauss_windowCursor* cursor)
+inline void gauss_slideWindows(const gauss_windowPlan& plan, int64_t column, const gauss_windows& windows,
+                               gauss_windowCursor* cursor)
 {
     // The last block may begin before its piece.
     const int64_t first = std::min(cursor->column - 3 * plan.box, column - plan.blockColumns);
     if (first <= cursor->first)
         return;
-    for (uint32_t* const window : windows)
+    for (uint32_t* const window : windows.memory) {
+        if (!window)
+            continue;
         std::copy(gauss_inWindow(plan, *cursor, window, first),
                   gauss_inWindow(plan, *cursor, window, column), window);
+    }
     cursor->first = first;
 }
 
 // Gives the columns first .. end - 1, all of them beyond the source, the sums of those that they reflect.
 inline void gauss_reflectInWindows(const gauss_windowPlan& plan, const gauss_windowCursor& cursor,
-                                   int64_t first, int64_t end, std::initializer_list<uint32_t*> windows)
+                                   int64_t first, int64_t end, const gauss_windows& windows)
 {
-    for (uint32_t* const window : windows)
+    for (uint32_t* const window : windows.memory) {
+        if (!window)
+            continue;
         for (int64_t column = first; column < end; ++column)
             std::copy_n(gauss_inWindow(plan, cursor, window, gauss_reflect(column, plan.width)), plan.lanes,
                         gauss_inWindow(plan, cursor, window, column));
+    }
 }
 
 // When the blocks before endBlock have been summed: supplies the columns beyond the source that the kernels
 // reach from there. Returns how many outputs have all their columns then, but for those held back.
 inline int64_t gauss_endPiece(const gauss_windowPlan& plan, const gauss_windowCursor& cursor,
-                              int64_t firstBlock, int64_t endBlock,
-                              std::initializer_list<uint32_t*> windows)
+                              int64_t firstBlock, int64_t endBlock, const gauss_windows& windows)
 {
     if (firstBlock == 0)
         gauss_reflectInWindows(plan, cursor, plan.firstColumn, 0, windows);

@@ -59,6 +59,13 @@ struct sumsOf {
     uint32_t* window;     // of column sums
 };
 
+// What is known of a block of columns over all rows that a group sums.
+struct blockState {
+    masked_blockKind kind;
+    bool isAsked;    // sums of the mask are read here: where not all is full, and nearby
+    int64_t sameEnd; // the first block from here on that is of another kind
+};
+
 template <class Src>
 struct fastRun {
     const masked_plan* plan;
@@ -67,12 +74,11 @@ struct fastRun {
     masked_preparedRows<Src> rows;
     int64_t walked; // rows that the groups so far have summed
 
-    gauss_windowPlan along;  // in blocks of the mask; the source may have two for one
-    masked_blockKind* kinds; // of the blocks, for the group that is being made
+    gauss_windowPlan along; // in blocks of the mask; the source may have two for one
+    blockState* blocks;     // for the group that is being made
     sumsOf<Src> source;
     sumsOf<uint8_t> mask;
-    bool maskIsConstant; // the whole window of the mask holds what a full column gives
-    void* spareRow;      // for lanes that have no output
+    void* spareRow; // for lanes that have no output
 
     // Where enough pixels under the kernel have to be valid.
     masked_validCount count;
@@ -100,7 +106,7 @@ qip_status takeSums(fastRun<Src>* run, unsigned char** block, frame_cleanup* cle
     const gauss_windowPlan& along = run->along;
     const int64_t windowBytes = along.columns * along.lanes * int64_t{sizeof(uint32_t)};
     int64_t size = 0;
-    const int64_t kinds = frame_setAside(&size, along.blocks);
+    const int64_t blocks = frame_setAside(&size, along.blocks * int64_t{sizeof(blockState)});
     const int64_t sourceState = frame_setAside(&size, run->source.blocks * run->source.down->blockState);
     const int64_t maskState = frame_setAside(&size, run->mask.blocks * run->mask.down->blockState);
     const int64_t sourceWindow = frame_setAside(&size, windowBytes);
@@ -110,13 +116,13 @@ qip_status takeSums(fastRun<Src>* run, unsigned char** block, frame_cleanup* cle
     if (status < 0)
         return status;
     unsigned char* const first = *block;
-    run->kinds = reinterpret_cast<masked_blockKind*>(first + kinds);
+    run->blocks = reinterpret_cast<blockState*>(first + blocks);
     run->source.state = first + sourceState;
     run->mask.state = first + maskState;
     run->source.window = reinterpret_cast<uint32_t*>(first + sourceWindow);
     run->mask.window = reinterpret_cast<uint32_t*>(first + maskWindow);
     run->spareRow = first + spareRow;
-    std::fill_n(run->kinds, along.blocks, masked_blockFull);
+    std::fill_n(run->blocks, along.blocks, blockState{masked_blockFull, false, along.blocks});
     return QIP_OK;
 }
 
@@ -127,8 +133,8 @@ template <class Src>
 void changeKind(fastRun<Src>* run, int64_t block, masked_blockKind kind)
 {
     const gauss_downKernel<uint8_t>& down = *run->mask.down;
-    if (run->kinds[block] != masked_blockMixed && kind == masked_blockMixed) {
-        const uint32_t value = run->kinds[block] == masked_blockFull ? fullColumn(run->plan) : 0;
+    if (run->blocks[block].kind != masked_blockMixed && kind == masked_blockMixed) {
+        const uint32_t value = run->blocks[block].kind == masked_blockFull ? fullColumn(run->plan) : 0;
         unsigned char* const state = run->mask.state + block * down.blockState;
         const int64_t thirds = down.blockColumns * int64_t{sizeof(uint32_t)};
         std::memset(state, 0, static_cast<size_t>(down.blockState - thirds));
@@ -141,18 +147,38 @@ void changeKind(fastRun<Src>* run, int64_t block, masked_blockKind kind)
         std::memset(run->source.state + first * stateSize, 0,
                     static_cast<size_t>((sourceBlocks(run, block + 1) - first) * stateSize));
     }
-    run->kinds[block] = kind;
+    run->blocks[block].kind = kind;
 }
 
 // What the blocks are over the rows of a group and the 3 n before it.
 template <class Src>
 void findKinds(fastRun<Src>* run)
 {
+    const gauss_windowPlan& along = run->along;
     const int64_t first = run->walked - 3 * run->plan->boxY;
-    for (int64_t block = 0; block < run->along.blocks; ++block) {
+    // A stretch of outputs that are not all full reads the columns under its kernels, and as many as the
+    // integrators depend on.
+    const int64_t columns = 3 * along.box + along.atOnce * along.step;
+    const int64_t near = (columns + along.blockColumns - 1) / along.blockColumns;
+    int64_t lastAsked = INT64_MIN / 2;
+    for (int64_t block = 0; block < along.blocks; ++block) {
         const masked_blockKind kind = masked_kindSince(&run->rows, block, first);
-        if (kind != run->kinds[block])
+        if (kind != run->blocks[block].kind)
             changeKind(run, block, kind);
+        if (kind != masked_blockFull)
+            lastAsked = block;
+        run->blocks[block].isAsked = block - lastAsked <= near;
+    }
+    lastAsked = INT64_MAX / 2;
+    int64_t sameEnd = along.blocks;
+    for (int64_t block = along.blocks - 1; block >= 0; --block) {
+        blockState& state = run->blocks[block];
+        if (block + 1 < along.blocks && run->blocks[block + 1].kind != state.kind)
+            sameEnd = block + 1;
+        state.sameEnd = sameEnd;
+        if (state.kind != masked_blockFull)
+            lastAsked = block;
+        state.isAsked |= lastAsked - block <= near;
     }
 }
 
@@ -163,8 +189,7 @@ bool areAll(const fastRun<Src>* run, masked_blockKind kind, int64_t first, int64
 {
     const int64_t firstBlock = std::max<int64_t>(first, 0) / run->along.blockColumns;
     const int64_t lastBlock = std::min(last, run->plan->width - 1) / run->along.blockColumns;
-    return std::all_of(run->kinds + firstBlock, run->kinds + lastBlock + 1,
-                       [=](masked_blockKind other) { return other == kind; });
+    return run->blocks[firstBlock].kind == kind && run->blocks[firstBlock].sameEnd > lastBlock;
 }
 
 // ---- column sums ----
@@ -176,30 +201,6 @@ struct groupCursor {
     gauss_boxOutputs down;
     masked_pixelStep step;
 };
-
-// Once all columns before a piece are full again, the window of the mask becomes constant.
-template <class Src>
-void slideWindows(fastRun<Src>* run, int64_t column, groupCursor* cursor)
-{
-    const gauss_windowPlan& along = run->along;
-    if (run->maskIsConstant)
-        gauss_slideWindows(along, column, {run->source.window}, &cursor->at);
-    else
-        gauss_slideWindows(along, column, {run->source.window, run->mask.window}, &cursor->at);
-    if (!run->maskIsConstant && areAll(run, masked_blockFull, cursor->at.first, column - 1)) {
-        std::fill_n(run->mask.window, along.columns * along.lanes, fullColumn(run->plan));
-        run->maskIsConstant = true;
-    }
-}
-
-// The outputs that have all their columns when the blocks before endBlock do.
-template <class Src>
-int64_t endPiece(const fastRun<Src>* run, const groupCursor* cursor, int64_t block, int64_t endBlock)
-{
-    if (run->maskIsConstant)
-        return gauss_endPiece(run->along, cursor->at, block, endBlock, {run->source.window});
-    return gauss_endPiece(run->along, cursor->at, block, endBlock, {run->source.window, run->mask.window});
-}
 
 // Calls use(first, count) for each run of neighbouring blocks that pass.
 template <class Passes, class Use>
@@ -245,28 +246,25 @@ void fillBlock(const fastRun<Src>* run, const groupCursor* cursor, uint32_t* win
 template <class Src>
 void sumBlocks(fastRun<Src>* run, const groupCursor* cursor, int64_t first, int64_t end)
 {
-    const masked_blockKind* const kinds = run->kinds;
-    const bool isAllFull = std::all_of(kinds + first, kinds + end,
-                                       [](masked_blockKind kind) { return kind == masked_blockFull; });
-    if (!isAllFull)
-        run->maskIsConstant = false;
+    const blockState* const blocks = run->blocks;
     // Constants first: the last block may overlap the one before it.
     for (int64_t block = first; block < end; ++block) {
-        if (kinds[block] == masked_blockEmpty)
+        const blockState& state = blocks[block];
+        if (state.kind == masked_blockEmpty)
             fillBlock(run, cursor, run->source.window, block, 0);
-        if (kinds[block] != masked_blockMixed && !run->maskIsConstant)
+        if (state.kind != masked_blockMixed && state.isAsked)
             fillBlock(run, cursor, run->mask.window, block,
-                      kinds[block] == masked_blockFull ? fullColumn(run->plan) : 0);
+                      state.kind == masked_blockFull ? fullColumn(run->plan) : 0);
     }
     forRuns(
-        first, end, [=](int64_t block) { return kinds[block] != masked_blockEmpty; },
+        first, end, [=](int64_t block) { return blocks[block].kind != masked_blockEmpty; },
         [=](int64_t block, int64_t count) {
             const int64_t from = sourceBlocks(run, block);
             sumDown(run, cursor, run->source, run->rows.source, from,
                     sourceBlocks(run, block + count) - from);
         });
     forRuns(
-        first, end, [=](int64_t block) { return kinds[block] == masked_blockMixed; },
+        first, end, [=](int64_t block) { return blocks[block].kind == masked_blockMixed; },
         [=](int64_t block, int64_t count) {
             sumDown(run, cursor, run->mask, run->rows.mask, block, count);
         });
@@ -305,15 +303,13 @@ template <class Src>
 void finishRows(const fastRun<Src>* run, const groupCursor* cursor, int64_t count,
                 masked_knowledge knowledge)
 {
-    for (int64_t row = 0; row < cursor->down.count; ++row)
-        for (int64_t i = 0; i < count; i += masked_mostStretch) {
-            const int64_t first = cursor->at.outputs + i;
-            const uint8_t* const isEnough =
-                run->isEnough ? run->isEnough + row * run->plan->columns + first : nullptr;
-            const masked_stretch stretch = {cursor->row + row, first,
-                                            std::min(count - i, masked_mostStretch), knowledge, isEnough};
-            run->finish(run->plan, &run->way.resets, &stretch);
-        }
+    const int64_t first = cursor->at.outputs;
+    for (int64_t row = 0; row < cursor->down.count; ++row) {
+        const uint8_t* const isEnough =
+            run->isEnough ? run->isEnough + row * run->plan->columns + first : nullptr;
+        const masked_stretch stretch = {cursor->row + row, first, count, knowledge, isEnough};
+        run->finish(run->plan, &run->way.resets, &stretch);
+    }
 }
 
 // Makes the next `count` outputs, of which the same is known.
@@ -417,8 +413,7 @@ groupCursor cursorAt(const fastRun<Src>* run, int64_t row, gauss_boxOutputs down
     // Before the first column come 3 n others, of which nothing depends: full ones of 0.
     setAlong(run, run->way.isWideMask, run->way.numbers.fullWeight, &cursor.step.mask);
     std::fill_n(run->source.window, 3 * plan->boxX * run->along.lanes, 0);
-    if (!run->maskIsConstant)
-        std::fill_n(run->mask.window, 3 * plan->boxX * run->along.lanes, fullColumn(plan));
+    std::fill_n(run->mask.window, 3 * plan->boxX * run->along.lanes, fullColumn(plan));
     return cursor;
 }
 
@@ -428,11 +423,13 @@ void makeGroup(fastRun<Src>* run, int64_t row, gauss_boxOutputs down)
 {
     groupCursor cursor = cursorAt(run, row, down);
     const gauss_windowPlan& along = run->along;
+    const bool asksMask = run->blocks[0].kind != masked_blockFull || run->blocks[0].sameEnd < along.blocks;
+    const gauss_windows windows = {run->source.window, asksMask ? run->mask.window : nullptr};
     for (int64_t block = 0; block < along.blocks; block += along.pieceBlocks) {
-        slideWindows(run, block * along.blockColumns, &cursor);
         const int64_t endBlock = std::min(block + along.pieceBlocks, along.blocks);
+        gauss_slideWindows(along, block * along.blockColumns, windows, &cursor.at);
         sumBlocks(run, &cursor, block, endBlock);
-        makeOutputs(run, endPiece(run, &cursor, block, endBlock), &cursor);
+        makeOutputs(run, gauss_endPiece(along, cursor.at, block, endBlock, windows), &cursor);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "masked/finish.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace
@@ -92,23 +93,37 @@ void resetInvalid(const masked_plan* plan, const masked_resets* how, const maske
     }
 }
 
+constexpr int64_t mostPiece = 512;
+
+// At most mostPiece outputs.
+template <class Src, class Dst, unsigned property>
+void finishPiece(const masked_plan* plan, const masked_resets* how, const masked_stretch* piece)
+{
+    uint8_t valid[mostPiece];
+    findValid<property>(plan, piece, valid);
+    resetInvalid<Src, Dst>(plan, how, piece, valid);
+    if constexpr ((property & marks) != 0)
+        std::memcpy(masked_row<uint8_t>(plan->dstMask, piece->row) + piece->first, valid,
+                    static_cast<size_t>(piece->count));
+}
+
 template <class Src, class Dst, unsigned property>
 void finish(const masked_plan* plan, const masked_resets* how, const masked_stretch* stretch)
 {
-    const auto count = static_cast<size_t>(stretch->count);
-    uint8_t* const marked = (property & marks) != 0
-                                ? masked_row<uint8_t>(plan->dstMask, stretch->row) + stretch->first
-                                : nullptr;
     if ((property & resets) == 0 && stretch->knowledge == masked_allFull) {
         if constexpr ((property & marks) != 0)
-            std::memset(marked, 255, count);
+            std::memset(masked_row<uint8_t>(plan->dstMask, stretch->row) + stretch->first, 255,
+                        static_cast<size_t>(stretch->count));
         return;
     }
-    uint8_t valid[masked_mostStretch];
-    findValid<property>(plan, stretch, valid);
-    resetInvalid<Src, Dst>(plan, how, stretch, valid);
-    if constexpr ((property & marks) != 0)
-        std::memcpy(marked, valid, count);
+    masked_stretch piece = *stretch;
+    for (int64_t left = stretch->count; left > 0; left -= mostPiece) {
+        piece.count = std::min(left, mostPiece);
+        finishPiece<Src, Dst, property>(plan, how, &piece);
+        piece.first += mostPiece;
+        if constexpr ((property & counts) != 0)
+            piece.isEnough += mostPiece;
+    }
 }
 
 template <class Src, class Dst>

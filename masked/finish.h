@@ -13,6 +13,25 @@ struct masked_resets {
     const void* rule;
 };
 
+template <class Rule>
+uint64_t masked_resetPixel(const void* rule, uint64_t p)
+{
+    return static_cast<const Rule*>(rule)->reset(p);
+}
+
+// As a rule says, which must outlive what it says.
+template <class Rule>
+masked_resets masked_resetsOf(const masked_plan* plan, const Rule& rule)
+{
+    masked_resets resets = {};
+    resets.copies = plan->gain == 1.0;
+    for (uint16_t p = 0; p < 256; ++p)
+        resets.table[p] = static_cast<uint16_t>(rule.reset(p));
+    resets.pixel = masked_resetPixel<Rule>;
+    resets.rule = &rule;
+    return resets;
+}
+
 // What is known of a stretch beforehand.
 enum masked_knowledge {
     masked_allFull,  // all pixels under the kernels are valid
@@ -24,11 +43,11 @@ enum masked_knowledge {
 struct masked_stretch {
     int64_t row;
     int64_t first;
-    int64_t count; // at most masked_mostStretch
+    int64_t count;
     masked_knowledge knowledge;
-    const uint8_t* isEnough; // of the first output: 255 where enough pixels are valid, else 0
+    // Of the first output: 255 where enough pixels are valid, else 0. Read where that is what makes valid.
+    const uint8_t* isEnough;
 };
-constexpr int64_t masked_mostStretch = 512;
 
 using masked_finisher = void (*)(const masked_plan* plan, const masked_resets* resets,
                                  const masked_stretch* stretch);

@@ -12,6 +12,7 @@
 #include "masked/plan.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 
 // The greatest 64-bit sums times the greatest gain have more than 64 bits.
@@ -22,11 +23,10 @@ inline double masked_fullWeight(const masked_plan* plan)
     return std::trunc(std::pow(static_cast<double>(plan->boxX * plan->boxY), 3.0));
 }
 
-// A gain as a number that can be converted: one that is not a number is 0, and a number of 16 bits behind the
-// point has at most 62.
-inline double masked_sensibleGain(double gain)
+// A gain as a number up to some limit; 0 for what is not a number.
+inline double masked_gainUpTo(double limit, double gain)
 {
-    return gain > 0.0 ? std::min(gain, 0x1p46) : 0.0;
+    return gain > 0.0 ? std::min(gain, limit) : 0.0;
 }
 
 // Fixed point. What does not fit a pixel loses its upper bits when it is stored: bright results wrap.
@@ -39,14 +39,14 @@ struct masked_fixedRule {
 
     explicit masked_fixedRule(const masked_plan* plan)
         : hasGain(plan->gain != 1.0), round(plan->round),
-          gain16(static_cast<uint64_t>(masked_sensibleGain(plan->gain) * 65536.0)),
+          gain16(static_cast<uint64_t>(masked_gainUpTo(0x1p46, plan->gain) * 65536.0)),
           fullWeight(static_cast<uint64_t>(masked_fullWeight(plan)))
     {
         // Kernels of up to 16 pixels a box have 32-bit sums.
         const bool isNarrow = !plan->srcIsWide && std::max(plan->boxX, plan->boxY) <= 16;
         const double mostPixel = plan->srcIsWide ? 65535.0 : 255.0;
         factor = masked_makeFactor(isNarrow ? masked_factor32 : masked_factor64,
-                                   masked_sensibleGain(plan->gain) / masked_fullWeight(plan),
+                                   masked_gainUpTo(DBL_MAX, plan->gain) / masked_fullWeight(plan),
                                    masked_fullWeight(plan) * mostPixel);
     }
 

@@ -73,24 +73,6 @@ masked_pixelNumbers numbersOf(const masked_plan*, const masked_doubleRule& rule)
     return numbers;
 }
 
-template <class Rule>
-uint64_t resetPixel(const void* rule, uint64_t p)
-{
-    return static_cast<const Rule*>(rule)->reset(p);
-}
-
-template <class Rule>
-masked_resets resetsOf(const masked_plan* plan, const Rule& rule)
-{
-    masked_resets resets = {};
-    resets.copies = plan->gain == 1.0;
-    for (uint16_t p = 0; p < 256; ++p)
-        resets.table[p] = static_cast<uint16_t>(rule.reset(p));
-    resets.pixel = resetPixel<Rule>;
-    resets.rule = &rule;
-    return resets;
-}
-
 } // namespace
 
 bool masked_fitsLanes(const masked_plan* plan, const masked_fixedRule& rule)
@@ -115,8 +97,8 @@ bool masked_fitsLanes(const masked_plan*, const masked_doubleRule& rule)
 template <class Rule>
 masked_pixelWay masked_wayFor(const masked_plan* plan, const Rule& rule, const masked_pixelKernels* kernels)
 {
-    return {wayOf(rule), kernelsOf(plan, kernels, wayOf(rule)), numbersOf(plan, rule), resetsOf(plan, rule),
-            widthOf(plan) == masked_wideBoth};
+    return {wayOf(rule), kernelsOf(plan, kernels, wayOf(rule)), numbersOf(plan, rule),
+            masked_resetsOf(plan, rule), widthOf(plan) == masked_wideBoth};
 }
 
 template masked_pixelWay masked_wayFor(const masked_plan* plan, const masked_fixedRule& rule,

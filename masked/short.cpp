@@ -230,10 +230,8 @@ void makeStretch(const shortRun<Src>* run, int64_t row, int64_t first, int64_t e
     const masked_knowledge knowledge = known == allFull    ? masked_allFull
                                        : known == allEmpty ? masked_allEmpty
                                                            : masked_allKinds;
-    for (int64_t i = first; i < end; i += masked_mostStretch) {
-        const masked_stretch stretch = {row, i, std::min(end - i, masked_mostStretch), knowledge, nullptr};
-        run->finish(plan, &run->way.resets, &stretch);
-    }
+    const masked_stretch stretch = {row, first, end - first, knowledge, nullptr};
+    run->finish(plan, &run->way.resets, &stretch);
 }
 
 template <class Src>

@@ -94,35 +94,54 @@ qip_status takeMask(const qimg_image* image, const qimg_image* mask, qimg_window
     return qimg_window8Const_init(window, mask);
 }
 
-// Both are bound, to the same rectangle, or neither is; then they are bound to what the source yields.
-qip_status bindDestination(const masked_form* form, const images& call, const qip_gaussParams* params,
-                           const qimg_windowConst& src)
+// Whether both are bound, to the same rectangle, or neither is.
+qip_status checkDestination(const images& call, int* isBound)
 {
-    int isBound = 0;
     int maskIsBound = 0;
     int matches = 1;
-    qip_status status = qimg_image_getIsBound(call.dst, &isBound);
-    if (status >= 0 && call.dstMask)
-        status = qimg_image_getIsBound(call.dstMask, &maskIsBound);
-    if (status >= 0 && isBound && call.dstMask)
+    qip_status status = qimg_image_getIsBound(call.dst, isBound);
+    if (status < 0 || !call.dstMask)
+        return status;
+    status = qimg_image_getIsBound(call.dstMask, &maskIsBound);
+    if (status >= 0 && *isBound)
         status = gauss_checkImageWindowMatch(call.dst, call.dstMask, &matches, &maskIsBound);
     if (status < 0)
         return status;
-    if (!matches || (call.dstMask && isBound != maskIsBound))
+    if (!matches || *isBound != maskIsBound)
         return QIP_E_MASK_MISMATCH;
-    if (isBound)
-        return QIP_OK;
-    // One image cannot be both.
-    if (call.dst == call.dstMask)
-        return QIP_E_SAME_MEMORY;
+    // One image that is yet to be bound cannot become both.
+    return !*isBound && call.dst == call.dstMask ? QIP_E_SAME_MEMORY : QIP_OK;
+}
+
+// Binds destination and mask to what the source yields: both, or when memory runs out neither.
+qip_status bindDestination(const masked_form* form, const images& call, const qip_gaussParams* params,
+                           const qimg_windowConst& src, qimg_image* newMask)
+{
     qstd_rect32 srcRect;
     qstd_rect32 rect;
-    status = qimg_windowConst_getWindow(&src, &srcRect);
+    qip_status status = qimg_windowConst_getWindow(&src, &srcRect);
     if (status >= 0)
         status = gauss_computeDstRect(&srcRect, params, &rect);
+    if (status >= 0 && call.dstMask)
+        status = qimg_image8_assignNewRect(newMask, &rect);
     if (status >= 0)
         status = qimg_image_assignNewRect(call.dst, form->dstSize, &rect);
-    return status < 0 || !call.dstMask ? status : qimg_image8_assignNewRect(call.dstMask, &rect);
+    return status < 0 || !call.dstMask ? status : qimg_image_assign(call.dstMask, newMask);
+}
+
+qip_status prepareDestination(const masked_form* form, const images& call, const qip_gaussParams* params,
+                              const qimg_windowConst& src)
+{
+    int isBound = 0;
+    const qip_status status = checkDestination(call, &isBound);
+    if (status < 0 || isBound)
+        return status;
+    qimg_image newMask = QIMG_IMAGE_UNBOUND;
+    frame_cleanup cleanup = {};
+    qip_status bound = frame_cleanupObject<qimg_image_destruct>(&cleanup, &newMask);
+    if (bound >= 0)
+        bound = bindDestination(form, call, params, src, &newMask);
+    return frame_cleanupEnd(&cleanup, bound);
 }
 
 qip_status takeDestination(const masked_form* form, const images& call, imageWindows* taken)
@@ -146,7 +165,7 @@ qip_status smoothImages(const masked_form* form, const images& call, const qip_g
     if (status >= 0)
         status = takeMask(call.src, call.resetMask, &taken.resetMask);
     if (status >= 0)
-        status = bindDestination(form, call, params, taken.src);
+        status = prepareDestination(form, call, params, taken.src);
     if (status >= 0)
         status = takeDestination(form, call, &taken);
     masked_windows windows = {&taken.src, &taken.srcMask, &taken.resetMask, &taken.dst, &taken.dstMask};

@@ -1,4 +1,5 @@
 // The masked call without a source mask: plain smoothing, then pixels that a reset mask sets back.
+#include "masked/finish.h"
 #include "masked/pixel_rule.h"
 #include "masked/request.h"
 
@@ -9,20 +10,15 @@
 namespace
 {
 
-template <class Src, class Dst>
+// Sets the outputs back whose centre the reset mask excludes.
 void resetPixels(const masked_plan* plan)
 {
     const masked_doubleRule rule(plan);
+    const masked_resets resets = masked_resetsOf(plan, rule);
+    const masked_finisher finish = masked_finisherOf(plan);
     for (int64_t row = 0; row < plan->rows; ++row) {
-        const int64_t centreRow = masked_centreRow(plan, row);
-        const auto* const source = masked_row<const Src>(plan->src, centreRow);
-        const auto* const reset = masked_row<const uint8_t>(plan->reset, centreRow);
-        auto* const out = masked_row<Dst>(plan->dst, row);
-        for (int64_t i = 0; i < plan->columns; ++i) {
-            const int64_t centre = masked_centreColumn(plan, i);
-            if (reset[centre] == 0)
-                out[i] = static_cast<Dst>(rule.reset(source[centre]));
-        }
+        const masked_stretch whole = {row, 0, plan->columns, masked_allFull, nullptr};
+        finish(plan, &resets, &whole);
     }
 }
 
@@ -30,18 +26,16 @@ void resetPixels(const masked_plan* plan)
 qip_status smooth(const masked_form* form, const masked_windows* windows, const qip_gaussParams* params,
                   const masked_request* request)
 {
+    masked_work work = request->work;
+    work.plan.dstMask = {};
+    work.plan.leastValid = 0;
     if (!form->smoothWindow) {
-        masked_work work = request->work;
         work.name = form->noMaskName;
-        work.plan.dstMask = {};
-        work.plan.leastValid = 0;
         return masked_runDouble(&work);
     }
     const qip_status status = form->smoothWindow(windows->src, windows->dst, params);
     if (status >= 0 && windows->resetMask)
-        masked_withPixels(&request->work.plan, [&](auto src, auto dst) {
-            resetPixels<decltype(src), decltype(dst)>(&request->work.plan);
-        });
+        resetPixels(&work.plan);
     return status;
 }
 

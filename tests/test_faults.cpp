@@ -279,11 +279,6 @@ qip_status smoothMasked(const oracle_maskedExport& what, bool hasMask, int32_t t
 {
     const bool fromWide = what.srcSize == 2;
     qimg_image* const to = what.dstSize == 2 ? &s.dst16 : &s.dst8;
-    // A failure may have left a destination that is bound and a mask that is not.
-    int isBound = 0;
-    qimg_image_getIsBound(&s.dstMask, &isBound);
-    if (!isBound)
-        qimg_image_destruct(to);
     qip_gaussParams params = s.params;
     params.maskParams.resultMode = 1;
     params.gain = 0.75;

@@ -156,12 +156,12 @@ void makeGroup(const sumsRun* run, int64_t row, gauss_boxOutputs outputs)
     const gauss_windowPlan& along = run->along;
     for (int64_t block = 0; block < along.blocks; block += along.pieceBlocks) {
         const int64_t column = block * along.blockColumns;
-        gauss_slideWindows(along, column, {run->window}, &cursor.at);
+        gauss_slideWindows(along, column, {{run->window}}, &cursor.at);
         down.firstBlock = block;
         down.blocks = std::min(along.pieceBlocks, along.blocks - block);
         down.sums = gauss_inWindow(along, cursor.at, run->window, column);
         boxes->down8.run(&down);
-        makeOutputs(run, gauss_endPiece(along, cursor.at, block, block + down.blocks, {run->window}),
+        makeOutputs(run, gauss_endPiece(along, cursor.at, block, block + down.blocks, {{run->window}}),
                     &cursor);
     }
 }

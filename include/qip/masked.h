@@ -73,11 +73,12 @@ QIP_BEGIN_DECLS
  *          qip_gaussParams_validate. QIP_E_KERNEL_SIZE: a kernel size above qip_gaussParamsGetMaxSigma, for
  *          16_16 qip_gaussParamsGetMaxSigma16. QIP_E_NULL_IMAGE: the source is unbound.
  *          QIP_E_MASK_MISMATCH: a mask has another rectangle than its image, or dstMask is bound and dst is
- *          not, or the other way round. Those of the overlap. QIMG_E_PIXEL_SIZE: an image has pixels of
- *          another depth. QSYS_E_RANGE: a rectangle that the call has to form does not fit 32 bits. Any
- *          failure of a base service (memory, jobs, attention handler, ...) is returned as it is. Before
- *          all of these checks have passed no pixel is written. After a failure of a base service dst and
- *          dstMask may have been bound, and may be partly written. */
+ *          not, or the other way round. Those of the overlap. Before or after these two: QIMG_E_PIXEL_SIZE:
+ *          an image has pixels of another depth; QSYS_E_RANGE: a rectangle that the call has to form does
+ *          not fit 32 bits. Any failure of a base service (memory, jobs, attention handler, ...) is
+ *          returned as it is. Before all of these checks have passed no pixel is written. After a failure
+ *          of a base service dst and dstMask may have been bound, both of them, and may be partly
+ *          written. */
 QIP_API qip_status qip_gauss_smoothMasked8_8(const qimg_image8* src, const qimg_image8* srcMask,
                                              const qimg_image8* resetMask, const qip_gaussParams* params,
                                              qimg_image8* dst, qimg_image8* dstMask);
