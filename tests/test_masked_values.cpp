@@ -395,12 +395,14 @@ TEST(MaskedValues, ShortKernelsUnderMasksOfLargeAreas)
                 const int place = block * test_randomInt(&random, 0, most / block);
                 return std::clamp(place + test_randomInt(&random, -near, near), 0, most);
             };
-            const int right = edge(width, 16, 3);
-            const int left = edge(right, 16, 3);
-            const int bottom = edge(height, 4, 1);
-            for (int y = edge(bottom, 4, 1); y < bottom; ++y)
-                for (int x = left; x < right; ++x)
-                    mask.at(x, y) = 0;
+            for (int area = 0; area < 3; ++area) {
+                const int right = edge(width, 16, 3);
+                const int left = edge(right, 16, 3);
+                const int bottom = edge(height, 4, 1);
+                for (int y = edge(bottom, 4, 1); y < bottom; ++y)
+                    for (int x = left; x < right; ++x)
+                        mask.at(x, y) = 0;
+            }
             test_fill(made.srcMask.pixels.get(), mask);
             SCOPED_TRACE(level + ", " + test_caseName(number) + ": " + describe(made));
             const oracle_rect all = destinationOf(rect, made.params);
