@@ -16,8 +16,8 @@ constexpr int64_t masked_shortRows = 2;
 template <class Pixel, class Sum>
 struct masked_shortDown {
     const Pixel* rows[masked_mostShortReach + 1]; // one more than come under a kernel
-    // Columns are summed in blocks of as many as a register has bytes; the last block ends before `end` and
-    // may overlap columns before it, even those before `first`.
+    // Columns are summed a register at a time; the last one ends before `end` and may overlap columns before
+    // it, even those before `first`. There are at least as many columns before `end` as a register has bytes.
     int64_t first;
     int64_t end;
     Sum* sums[masked_shortRows]; // of column 0

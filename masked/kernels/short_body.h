@@ -12,7 +12,7 @@ constexpr int shortReach(int box)
     return 3 * (box - 1) + 1;
 }
 
-constexpr int shortWeights[masked_mostShortBox][masked_mostShortReach] = {
+inline constexpr int shortWeights[masked_mostShortBox][masked_mostShortReach] = {
     {1}, {1, 3, 3, 1}, {1, 3, 6, 7, 6, 3, 1}};
 
 // 0 beside the kernel.
@@ -37,7 +37,7 @@ lanes_inline void forTapPairs(const Use& use)
         forTapPairs<box, tap + 2>(use);
 }
 
-constexpr int64_t shortBlock = laneCount<uint8_t>;
+inline constexpr int64_t shortBlock = laneCount<uint8_t>;
 
 // Calls use(column) for the first column of each register of `count` from first to end - 1.
 template <int64_t count, class Use>
@@ -72,8 +72,9 @@ lanes_inline auto startOfSums()
         return filled(uint32_t{32768 * box * box * box});
 }
 
-// Stores sums of columns whose order is that of interleaveHalves: the first quarter of a block, or the second,
-// beside that half a block further on.
+// Stores one of the two registers of sums that interleaved rows make. In its lower half it has the columns of
+// the first quarter of a block, or of the second; in its upper half, at the 256-bit level, those half a block
+// further on.
 lanes_inline void storeQuarter(uint16_t* to, int quarter, u16s sums)
 {
     constexpr int half = laneBytes / 2;
