@@ -7,37 +7,16 @@
 // empty all sums are 0, so they are not made. The same is known of each stretch of outputs.
 #include "masked/fast.h"
 
-#include "frame/fast_path.h"
-#include "frame/level.h"
 #include "frame/poll.h"
 #include "gauss/column_window.h"
-#include "masked/kernels/kernels.h"
+#include "masked/kernel_choice.h"
 #include "masked/pixel_way.h"
-#include "masked/prepared_rows.h"
 #include "masked/valid_count.h"
 
 namespace
 {
 
 constexpr int64_t mostSampling = 64;
-
-frame_level levelFor(const masked_plan* plan, const qsys_cpuinfo* info)
-{
-    return plan->srcIsWide ? frame_levelFor<uint16_t>(info) : frame_levelFor<uint8_t>(info);
-}
-
-const masked_kernels* kernelsAt(frame_level level)
-{
-    switch (level) {
-    case frame_level::vector256:
-        return &masked_kernelsAvx2;
-    case frame_level::vector128:
-        return &masked_kernelsSse41;
-    case frame_level::portable:
-        break;
-    }
-    return nullptr;
-}
 
 template <class Src>
 const gauss_downKernel<Src>& downKernel(const gauss_boxKernels* boxes)
@@ -478,22 +457,10 @@ gauss_windowPlan alongOf(const masked_plan* plan, const gauss_boxKernels* boxes)
     return along;
 }
 
-template <class Src>
-masked_prepareKernel<Src> prepareKernel(const masked_kernels* kernels, const char* name)
-{
-    if (frame_isInhibited(name))
-        return kernels->boxes->down8.blockColumns == 32 ? masked_prepareRowPlainly<Src, 32>
-                                                        : masked_prepareRowPlainly<Src, 16>;
-    if constexpr (sizeof(Src) == 1)
-        return kernels->prepare8;
-    else
-        return kernels->prepare16;
-}
-
 template <class Src, class Rule>
 qip_status smooth(const masked_plan* plan, const Rule& rule, frame_level level, const char* prepareName)
 {
-    const masked_kernels* const kernels = kernelsAt(level);
+    const masked_kernels* const kernels = masked_kernelsAt(level);
     fastRun<Src> run = {};
     run.plan = plan;
     run.way = masked_wayFor(plan, rule, &kernels->pixels);
@@ -504,7 +471,7 @@ qip_status smooth(const masked_plan* plan, const Rule& rule, frame_level level, 
     run.mask.down = &kernels->boxes->down8;
     run.mask.blocks = run.along.blocks;
     run.rows.plan = plan;
-    run.rows.prepare = prepareKernel<Src>(kernels, prepareName);
+    run.rows.prepare = masked_prepareKernelOf<Src>(kernels, prepareName);
     run.rows.blocks = run.along.blocks;
     run.rows.keptRows = 3 * plan->boxY + gauss_mostGroupRows(run.along.lanes, plan->stepY) * plan->stepY;
     unsigned char* rows = nullptr;
@@ -522,7 +489,7 @@ qip_status smooth(const masked_plan* plan, const Rule& rule, frame_level level, 
 
 bool canSum(const masked_plan* plan, const qsys_cpuinfo* info)
 {
-    const masked_kernels* const kernels = kernelsAt(levelFor(plan, info));
+    const masked_kernels* const kernels = masked_kernelsAt(masked_levelFor(plan, info));
     return kernels && plan->width >= kernels->boxes->down8.blockColumns && plan->stepX <= mostSampling &&
            plan->stepY <= mostSampling && plan->firstColumn >= -plan->width &&
            alongOf(plan, kernels->boxes).lastColumn < 2 * plan->width;
@@ -540,7 +507,7 @@ template <class Rule>
 qip_status masked_smoothFast(const masked_plan* plan, const Rule& rule, const qsys_cpuinfo* info,
                              const char* prepareName)
 {
-    const frame_level level = levelFor(plan, info);
+    const frame_level level = masked_levelFor(plan, info);
     return plan->srcIsWide ? smooth<uint16_t>(plan, rule, level, prepareName)
                            : smooth<uint8_t>(plan, rule, level, prepareName);
 }
