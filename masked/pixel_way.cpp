@@ -47,7 +47,7 @@ masked_way wayOf(const masked_doubleRule& rule)
     return isWhole && rule.fullWeight <= uint64_t{1} << 30 ? masked_wayWholeGain : masked_wayDouble;
 }
 
-masked_pixelNumbers numbersOf(const masked_plan* plan, const masked_fixedRule& rule)
+masked_pixelNumbers numbersOf(const masked_fixedRule& rule)
 {
     masked_pixelNumbers numbers = {};
     numbers.multiplier = rule.factor.multiplier;
@@ -57,11 +57,10 @@ masked_pixelNumbers numbersOf(const masked_plan* plan, const masked_fixedRule& r
     numbers.gain16 = static_cast<uint32_t>(rule.gain16);
     numbers.roundMask = rule.round ? ~uint32_t{} : 0;
     numbers.fullWeight = rule.fullWeight;
-    numbers.wraps = plan->gain * mostPixelOf(plan->srcIsWide) > mostPixelOf(plan->dstIsWide);
     return numbers;
 }
 
-masked_pixelNumbers numbersOf(const masked_plan*, const masked_doubleRule& rule)
+masked_pixelNumbers numbersOf(const masked_doubleRule& rule)
 {
     masked_pixelNumbers numbers = {};
     numbers.fullWeight = rule.fullWeight;
@@ -97,7 +96,7 @@ bool masked_fitsLanes(const masked_plan*, const masked_doubleRule& rule)
 template <class Rule>
 masked_pixelWay masked_wayFor(const masked_plan* plan, const Rule& rule, const masked_pixelKernels* kernels)
 {
-    return {wayOf(rule), kernelsOf(plan, kernels, wayOf(rule)), numbersOf(plan, rule),
+    return {wayOf(rule), kernelsOf(plan, kernels, wayOf(rule)), numbersOf(rule),
             masked_resetsOf(plan, rule), widthOf(plan) == masked_wideBoth};
 }
 

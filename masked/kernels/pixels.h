@@ -22,8 +22,6 @@ struct masked_pixelNumbers {
     double fullFactor; // gain / N, too large by about 2^-50 of it
     double offset;
     double mostPixel;
-
-    bool wraps; // a result may have more bits than a pixel
 };
 
 // Some outputs of all rows of a group. Both states go on to the column after the last output.

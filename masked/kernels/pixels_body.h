@@ -33,27 +33,16 @@ struct pairCursor {
     }
 };
 
-template <class Dst, class MakeTiles>
-lanes_inline void mayWrap(const masked_pixelNumbers& numbers, const MakeTiles& makeTiles)
-{
-    if (numbers.wraps)
-        makeTiles(true);
-    else
-        makeTiles(false);
-}
-
 template <class Way, class Dst, class Source, bool wideColumns>
 void makeFull(masked_pixelStep* step)
 {
     const masked_pixelNumbers numbers = *step->numbers;
     gauss_alongCursor<Source, wideColumns> cursor(step->source);
-    mayWrap<Dst>(numbers, [&](bool wraps) lanes_inlined {
-        gauss_overTiles<Dst>(
-            step->outputs, step->rows, &cursor, [&](const auto& nextSums, u32s* quads) lanes_inlined {
-                gauss_makeQuads<Dst>(wraps, quads,
-                                     [&](int) lanes_inlined { return Way::full(numbers, nextSums()); });
-            });
-    });
+    gauss_overTiles<Dst>(
+        step->outputs, step->rows, &cursor, [&](const auto& nextSums, u32s* quads) lanes_inlined {
+            gauss_makeQuads<Dst>(Way::wraps, quads,
+                                 [&](int) lanes_inlined { return Way::full(numbers, nextSums()); });
+        });
     cursor.keep(&step->source);
 }
 
@@ -66,12 +55,10 @@ void makeMixed(masked_pixelStep* step)
     const auto pixels = [&](const auto& sums) lanes_inlined {
         return mixedPixels<Way>(numbers, sums.source, sums.mask);
     };
-    mayWrap<Dst>(numbers, [&](bool wraps) lanes_inlined {
-        gauss_overTiles<Dst>(
-            step->outputs, step->rows, &cursor, [&](const auto& nextSums, u32s* quads) lanes_inlined {
-                gauss_makeQuads<Dst>(wraps, quads, [&](int) lanes_inlined { return pixels(nextSums()); });
-            });
-    });
+    gauss_overTiles<Dst>(
+        step->outputs, step->rows, &cursor, [&](const auto& nextSums, u32s* quads) lanes_inlined {
+            gauss_makeQuads<Dst>(Way::wraps, quads, [&](int) lanes_inlined { return pixels(nextSums()); });
+        });
     cursor.source.keep(&step->source);
     cursor.mask.keep(&step->mask);
 }

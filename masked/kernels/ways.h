@@ -66,6 +66,8 @@ lanes_inline u32s isFull(const masked_pixelNumbers& numbers, const groupSums<uin
 // Fixed point. With isShort the sums have 32 bits, and so has all that is made of them where they are full.
 template <bool isShort, bool hasGain>
 struct fixedWay {
+    static constexpr bool wraps = hasGain; // a result may have more bits than a pixel
+
     template <class Number>
     static lanes_inline u32s full(const masked_pixelNumbers& numbers, const groupSums<Number>& sums)
     {
@@ -126,6 +128,8 @@ private:
 
 // Double precision.
 struct doubleWay {
+    static constexpr bool wraps = false;
+
     template <class Sums>
     static lanes_inline u32s full(const masked_pixelNumbers& numbers, const Sums& sums)
     {
@@ -156,6 +160,8 @@ private:
 // number, or at least 1 / N away from one. A product with a factor that is slightly too large, by less than
 // that, has the same whole part.
 struct wholeGainWay {
+    static constexpr bool wraps = false;
+
     template <class Sums>
     static lanes_inline u32s full(const masked_pixelNumbers& numbers, const Sums& sums)
     {
