@@ -71,5 +71,11 @@ function(qip_set_level_flags)
         elseif(source MATCHES "_avx2\\.cpp$")
             set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "-mavx2")
         endif()
+        # A kernel is one large function. Checked in place at every access it takes minutes to compile.
+        if(source MATCHES "_(portable|sse41|avx2)\\.cpp$" AND QIP_SANITIZE MATCHES "address"
+                AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+            set_property(SOURCE ${source} APPEND PROPERTY COMPILE_OPTIONS
+                "--param=asan-instrumentation-with-call-threshold=0")
+        endif()
     endforeach()
 endfunction()
