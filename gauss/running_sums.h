@@ -43,6 +43,12 @@ inline int64_t gauss_reflect(int64_t position, int64_t length)
     return position < length ? position : 2 * length - 1 - position;
 }
 
+// The same; -1 for positions beyond one reflection, where there is no data.
+inline int64_t gauss_reflectOnce(int64_t position, int64_t length)
+{
+    return position >= -length && position < 2 * length ? gauss_reflect(position, length) : -1;
+}
+
 // The source positions that the walk reads, directly or by reflection.
 gauss_span gauss_walkSource(const gauss_walk* walk, int64_t length);
 

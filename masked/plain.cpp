@@ -52,12 +52,6 @@ struct plainRun {
     int64_t* extendedCounts; // likewise; before them as many as the kernel is wide
 };
 
-// The position of the data at `position`; -1 where there is none.
-int64_t dataAt(int64_t position, int64_t length)
-{
-    return position >= -length && position < 2 * length ? gauss_reflect(position, length) : -1;
-}
-
 qip_status takeMemory(plainRun* run, frame_cleanup* cleanup)
 {
     const masked_plan* const plan = run->plan;
@@ -91,7 +85,7 @@ struct sourceRow {
 template <class Src>
 sourceRow<Src> rowAt(const masked_plan* plan, int64_t position)
 {
-    const int64_t row = position < plan->firstRow ? -1 : dataAt(position, plan->height);
+    const int64_t row = position < plan->firstRow ? -1 : gauss_reflectOnce(position, plan->height);
     if (row < 0)
         return {};
     return {masked_row<const Src>(plan->src, row),
@@ -119,7 +113,7 @@ void extendColumns(const plainRun* run)
 {
     const masked_plan* const plan = run->plan;
     for (int64_t x = plan->firstColumn; x <= run->lastColumn; ++x) {
-        const int64_t column = dataAt(x, plan->width);
+        const int64_t column = gauss_reflectOnce(x, plan->width);
         const int64_t i = x - plan->firstColumn;
         run->extended[3 * plan->boxX + i] = column < 0 ? sums{} : run->columns[column].third;
         run->extendedCounts[masked_reach(plan->boxX) + i] = column < 0 ? 0 : run->counts[column];

@@ -60,9 +60,7 @@ void masked_prepareRowPlainly(const masked_prepareStep<Pixel>* step)
 template <class Src>
 int64_t masked_dataRow(const masked_preparedRows<Src>* rows, int64_t position)
 {
-    const int64_t row = rows->plan->firstRow + position;
-    const int64_t height = rows->plan->height;
-    return row >= -height && row < 2 * height ? gauss_reflect(row, height) : -1;
+    return gauss_reflectOnce(rows->plan->firstRow + position, rows->plan->height);
 }
 
 template <class Src>

@@ -9,12 +9,14 @@
 struct masked_work {
     masked_plan plan;
     const char* name; // by which the application may forbid optimised code
-    // Of the same pixels as the plan's source, but in the height that decides on fixed point.
+    // How many source rows count when it is decided whether there are enough of them for fixed point: all of
+    // them, or in a band those that are its own.
     int64_t windowHeight;
     // By which it may forbid the fast preparation of mask and source.
     const char* prepareName;
 };
 
+// A band without rows is done.
 // Errors:  failures of base services.
 qip_status masked_run(const masked_work* work);
 

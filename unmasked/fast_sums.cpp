@@ -35,9 +35,8 @@ void fillRows(const unmasked_plan* plan, const uint8_t* zeroRow, int64_t walked,
 {
     std::fill_n(table - 3 * plan->boxY, 3 * plan->boxY, zeroRow);
     for (int64_t i = 0; i < walked; ++i) {
-        const int64_t row = plan->firstRow + i;
-        const bool isData = row >= -plan->srcHeight && row < 2 * plan->srcHeight;
-        table[i] = isData ? unmasked_srcRow(plan, gauss_reflect(row, plan->srcHeight)) : zeroRow;
+        const int64_t row = gauss_reflectOnce(plan->firstRow + i, plan->srcHeight);
+        table[i] = row < 0 ? zeroRow : unmasked_srcRow(plan, row);
     }
 }
 
