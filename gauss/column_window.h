@@ -4,6 +4,7 @@
 // is read; beyond either end they are reflected, with the edge repeated, and no further than one reflection.
 #pragma once
 
+#include "gauss/box_sums.h"
 #include "gauss/running_sums.h"
 
 #include <algorithm>
@@ -44,7 +45,7 @@ inline int64_t gauss_columnAfter(const gauss_windowPlan& plan, int64_t outputs)
 }
 
 // Fills in what follows from the other fields.
-inline void gauss_planWindow(gauss_windowPlan* plan)
+inline void gauss_completeWindow(gauss_windowPlan* plan)
 {
     constexpr int64_t leastPiece = 256;
     plan->lastColumn = gauss_columnAfter(*plan, plan->outputs) - 1;
@@ -56,6 +57,24 @@ inline void gauss_planWindow(gauss_windowPlan* plan)
     plan->pieceBlocks = std::min(plan->blocks, std::max(leastPiece, 2 * kept) / plan->blockColumns);
     // After the last piece come the columns beyond the source.
     plan->columns = kept + plan->pieceBlocks * plan->blockColumns + 2 * plan->box;
+}
+
+// The window for a family's plan, whose source has so many columns.
+template <class Plan>
+gauss_windowPlan gauss_planWindow(const gauss_boxKernels* boxes, const Plan* plan, int64_t width,
+                                  int64_t atOnce)
+{
+    gauss_windowPlan window = {};
+    window.width = width;
+    window.lanes = boxes->lanes;
+    window.blockColumns = boxes->down8.blockColumns;
+    window.firstColumn = plan->firstColumn;
+    window.step = plan->stepX;
+    window.outputs = plan->columns;
+    window.box = plan->boxX;
+    window.atOnce = atOnce;
+    gauss_completeWindow(&window);
+    return window;
 }
 
 // A group begins with 3 n columns that come before the first one; no output depends on them.

@@ -444,17 +444,7 @@ qip_status makeRows(fastRun<Src>* run)
 
 gauss_windowPlan alongOf(const masked_plan* plan, const gauss_boxKernels* boxes)
 {
-    gauss_windowPlan along = {};
-    along.width = plan->width;
-    along.lanes = boxes->lanes;
-    along.blockColumns = boxes->down8.blockColumns;
-    along.firstColumn = plan->firstColumn;
-    along.step = plan->stepX;
-    along.outputs = plan->columns;
-    along.box = plan->boxX;
-    along.atOnce = plan->stepX == 1 ? 32 : 16;
-    gauss_planWindow(&along);
-    return along;
+    return gauss_planWindow(boxes, plan, plan->width, plan->stepX == 1 ? 32 : 16);
 }
 
 template <class Src, class Rule>

@@ -213,17 +213,7 @@ qip_status runBand(const sumsBand* band)
 
 gauss_windowPlan alongOf(const gauss_boxKernels* boxes, const unmasked_plan* plan)
 {
-    gauss_windowPlan along = {};
-    along.width = plan->srcWidth;
-    along.lanes = boxes->lanes;
-    along.blockColumns = boxes->down8.blockColumns;
-    along.firstColumn = plan->firstColumn;
-    along.step = plan->stepX;
-    along.outputs = plan->columns;
-    along.box = plan->boxX;
-    along.atOnce = plan->stepX <= tileOutputs ? tileOutputs : 1;
-    gauss_planWindow(&along);
-    return along;
+    return gauss_planWindow(boxes, plan, plan->srcWidth, plan->stepX <= tileOutputs ? tileOutputs : 1);
 }
 
 sumsRun runOf(const unmasked_plan* plan, const unmasked_sumsPath* path)
