@@ -7,9 +7,14 @@
 //
 // The pool's memory is never released or destroyed: threads may still use it while the process ends. A
 // worker leaves when its index is not below `wanted`, which each dispatch and the end of the process set.
+//
+// A fork leaves everything here behind: the child begins with a pool of its own.
 #include "base/jobs_pool.h"
 
 #include "base/attention.h"
+#include "base/cpu_detect.h"
+
+#include <qbase/cpuinfo.h>
 
 #include <algorithm>
 #include <cfenv>
@@ -23,6 +28,7 @@
 
 #if defined(__unix__)
 #include <pthread.h>
+#include <signal.h>
 #endif
 
 std::atomic<void (*)()> base_jobPool_beforeThreadStart = nullptr;
@@ -65,20 +71,9 @@ struct threadPool {
 
 alignas(threadPool) unsigned char poolMemory[sizeof(threadPool)];
 
-// In the child of a fork the workers do not exist, and whoever held the mutex does not either.
-void startAfreshInChild()
-{
-    new (poolMemory) threadPool;
-}
-
 threadPool* thePool()
 {
-    static threadPool* const pool = [] {
-#if defined(__unix__)
-        pthread_atfork(nullptr, nullptr, startAfreshInChild);
-#endif
-        return new (poolMemory) threadPool;
-    }();
+    static threadPool* const pool = new (poolMemory) threadPool;
     return pool;
 }
 
@@ -144,12 +139,44 @@ void workerMain(threadPool* pool, int32_t index)
     pool->workers[index].state = workerState::left;
 }
 
+// Threads that start while this object lives begin with all signals blocked, so that the application's own
+// threads handle them. Those of a fault stay as they are: blocked, they would end the process without their
+// handler.
+class signalsBlocked
+{
+public:
+    signalsBlocked()
+    {
+#if defined(__unix__)
+        sigset_t most;
+        sigfillset(&most);
+        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS})
+            sigdelset(&most, fault);
+        pthread_sigmask(SIG_BLOCK, &most, &before);
+#endif
+    }
+    ~signalsBlocked()
+    {
+#if defined(__unix__)
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
+#endif
+    }
+    signalsBlocked(const signalsBlocked&) = delete;
+    signalsBlocked& operator=(const signalsBlocked&) = delete;
+
+private:
+#if defined(__unix__)
+    sigset_t before;
+#endif
+};
+
 bool startWorker(threadPool* pool, int32_t index)
 {
     poolWorker* const worker = &pool->workers[index];
     try {
         if (void (*const hook)() = base_jobPool_beforeThreadStart.load())
             hook();
+        const signalsBlocked meanwhile;
         worker->thread = std::thread(workerMain, pool, index);
     } catch (const std::exception&) {
         return false;
@@ -202,16 +229,48 @@ void closePool(threadPool* pool)
     }
 }
 
-struct poolCloser {
-    poolCloser() = default;
-    poolCloser(const poolCloser&) = delete;
-    poolCloser& operator=(const poolCloser&) = delete;
-    ~poolCloser()
+#if defined(__unix__)
+
+// What is made at its first use exists before the process is copied: a child would wait for ever for a
+// thread that was making it.
+void makeAllBeforeFork()
+{
+    thePool();
+    base_cpuDetect_processorCount();
+    qsys_cpuinfo_levelName();
+}
+
+// In the child the workers do not exist, nor does whoever held a lock. The thread that forked may be inside
+// its attention handler and hold the lock of that: as its holder the lock names a thread of the parent, and
+// one thread needs none.
+void startAfreshInChild()
+{
+    const bool closed = thePool()->closed;
+    new (poolMemory) threadPool;
+    thePool()->closed = closed;
+    base_attention own = base_attention_get();
+    own.oneAtATime = nullptr;
+    base_attention_set(own);
+}
+
+#endif
+
+// From the loading of the library to the end of the process.
+struct poolKeeper {
+    poolKeeper()
+    {
+#if defined(__unix__)
+        pthread_atfork(makeAllBeforeFork, nullptr, startAfreshInChild);
+#endif
+    }
+    poolKeeper(const poolKeeper&) = delete;
+    poolKeeper& operator=(const poolKeeper&) = delete;
+    ~poolKeeper()
     {
         closePool(thePool());
     }
 };
-const poolCloser closer;
+const poolKeeper keeper;
 
 } // namespace
 

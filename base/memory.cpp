@@ -1,12 +1,16 @@
 // Memory blocks. Every block begins on a 64-byte boundary of a somewhat larger piece of memory that an
 // allocator gave. A small record right before the block says where that piece starts and how to give it
 // back, so that a block returns to its own allocator whichever is installed by then.
+//
+// The allocator is read and replaced without a lock: a child of a fork would find a lock as some thread of
+// its parent held it, and no thread to release it.
 #include <qbase/memory.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
+#include <thread>
 
 namespace
 {
@@ -27,14 +31,58 @@ constexpr size_t alignment = 64;
 // A piece may start anywhere, so the header and up to alignment - 1 bytes precede the block.
 constexpr size_t overhead = sizeof(blockHeader) + alignment - 1;
 
-// Both are usable before the first constructor and after the last destructor of the process.
-constinit std::mutex allocatorMutex;
-constinit allocatorRecord installedAllocator = {};
+// A place where an allocator is written down before it is installed. The fields are stored with release and
+// loaded with acquire, so that who sees a field of a later allocator sees that `installed` has moved on.
+struct allocatorPlace {
+    std::atomic<bool> taken; // by the installed allocator, or by a thread that is about to install one
+    std::atomic<qsys_memory_allocFunction> alloc;
+    std::atomic<qsys_memory_freeFunction> release;
+    std::atomic<void*> context;
+};
+
+// A thread that a fork leaves behind while it installs an allocator costs the child one place.
+constexpr uint64_t placeCount = 64;
+
+// All of it is usable before the first constructor and after the last destructor of the process. The
+// installed allocator stands at places[installed % placeCount]; no two installations have the same number.
+constinit std::atomic<uint64_t> installed = 0;
+constinit allocatorPlace places[placeCount] = {{true, nullptr, nullptr, nullptr}};
+static_assert(std::atomic<uint64_t>::is_always_lock_free && std::atomic<void*>::is_always_lock_free);
 
 allocatorRecord currentAllocator()
 {
-    const std::lock_guard lock(allocatorMutex);
-    return installedAllocator;
+    for (;;) {
+        const uint64_t number = installed.load();
+        const allocatorPlace& place = places[number % placeCount];
+        const allocatorRecord record = {place.alloc.load(std::memory_order_acquire),
+                                        place.release.load(std::memory_order_acquire),
+                                        place.context.load(std::memory_order_acquire)};
+        // The place may have been given away and written anew meanwhile.
+        if (installed.load() == number)
+            return record;
+    }
+}
+
+uint64_t takePlace()
+{
+    for (uint64_t index = 0;; index = (index + 1) % placeCount) {
+        if (!places[index].taken.exchange(true))
+            return index;
+        if (index == placeCount - 1)
+            std::this_thread::yield();
+    }
+}
+
+void install(const allocatorRecord& record)
+{
+    const uint64_t index = takePlace();
+    places[index].alloc.store(record.alloc, std::memory_order_release);
+    places[index].release.store(record.release, std::memory_order_release);
+    places[index].context.store(record.context, std::memory_order_release);
+    uint64_t before = installed.load();
+    while (!installed.compare_exchange_weak(before, (before / placeCount + 1) * placeCount + index))
+        continue;
+    places[before % placeCount].taken.store(false);
 }
 
 void freePiece(void*, void* piece)
@@ -150,8 +198,7 @@ qsys_status qsys_memory_setAllocator(qsys_memory_allocFunction alloc, qsys_memor
 {
     if (!alloc != !release)
         return QSYS_E_ARGUMENT;
-    const std::lock_guard lock(allocatorMutex);
-    installedAllocator = {alloc, release, context};
+    install({alloc, release, context});
     return QSYS_OK;
 }
 

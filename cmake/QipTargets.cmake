@@ -15,7 +15,11 @@ endif()
 add_library(qip_compile_options INTERFACE)
 target_compile_options(qip_compile_options INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion $<$<BOOL:${QIP_WERROR}>:-Werror> -ffp-contract=off)
-if(QIP_SANITIZE)
+if(NOT QIP_SANITIZE)
+    # Applications run on threads with small stacks. Red zones, and code without optimisation, need more.
+    target_compile_options(qip_compile_options INTERFACE
+        $<$<NOT:$<CONFIG:Debug>>:-Wframe-larger-than=16384>)
+else()
     target_compile_options(qip_compile_options INTERFACE
         -fsanitize=${QIP_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     target_link_options(qip_compile_options INTERFACE -fsanitize=${QIP_SANITIZE})

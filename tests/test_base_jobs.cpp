@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -48,6 +49,15 @@ qsys_jobThreadState threadState()
     EXPECT_EQ(qsys_jobGetCurrentThreadState(&state, &group), QSYS_OK);
     qsys_jobThreadGroup_destruct(&group);
     return state;
+}
+
+// Whether `count` jobs meet, each on a thread of its own.
+bool jobsMeet(int count)
+{
+    std::latch meeting(count);
+    test_jobSet set;
+    set.add(count, [&meeting] { meeting.arrive_and_wait(); });
+    return set.run() == QSYS_OK;
 }
 
 } // namespace
@@ -180,6 +190,109 @@ TEST(Jobs, WhatWorkersInherit)
     std::fesetround(before);
 }
 
+// ---- signals ----
+
+namespace
+{
+
+std::atomic<std::thread::id> handlingThread;
+thread_local int signalsHere = 0;
+std::atomic<int> signalsHandled = 0;
+
+void noteSignal(int)
+{
+    handlingThread = std::this_thread::get_id();
+    ++signalsHere;
+    ++signalsHandled;
+}
+
+// Handles one signal with noteSignal.
+class SignalHandler
+{
+public:
+    explicit SignalHandler(int number) : number_(number)
+    {
+        struct sigaction action = {};
+        action.sa_handler = noteSignal;
+        sigaction(number, &action, &before_);
+    }
+    ~SignalHandler()
+    {
+        sigaction(number_, &before_, nullptr);
+    }
+    SignalHandler(const SignalHandler&) = delete;
+    SignalHandler& operator=(const SignalHandler&) = delete;
+
+private:
+    int number_;
+    struct sigaction before_ = {};
+};
+
+} // namespace
+
+// Signals to the process find the one thread of the application that takes them, also while jobs run.
+TEST(Jobs, WorkersTakeNoSignals)
+{
+    const ThreadCount count(4);
+    const SignalHandler handler(SIGUSR1);
+    // Workers are there first, started from a thread that takes signals: the system asks the oldest threads
+    // first.
+    ASSERT_TRUE(jobsMeet(4));
+    std::latch ready(1);
+    std::atomic<bool> ends = false;
+    std::thread taker([&ready, &ends] {
+        ready.count_down();
+        while (!ends)
+            std::this_thread::sleep_for(1ms);
+    });
+    const std::thread::id takerId = taker.get_id();
+    ready.wait();
+    sigset_t usr1;
+    sigset_t before;
+    sigemptyset(&usr1);
+    sigaddset(&usr1, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &usr1, &before);
+    const std::thread::id caller = std::this_thread::get_id();
+    test_jobSet set;
+    std::latch meeting(4);
+    set.add(4, [&] {
+        meeting.arrive_and_wait();
+        for (int i = 0; i < 50 && std::this_thread::get_id() == caller; ++i) {
+            const int handled = signalsHandled;
+            kill(getpid(), SIGUSR1);
+            while (signalsHandled == handled)
+                std::this_thread::sleep_for(100us);
+            EXPECT_EQ(handlingThread.load(), takerId);
+        }
+    });
+    EXPECT_EQ(set.run(), QSYS_OK);
+    ends = true;
+    taker.join();
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+TEST(Jobs, FaultsInAWorkerReachTheirHandler)
+{
+    const ThreadCount count(3);
+    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS}) {
+        const SignalHandler handler(fault);
+        std::latch meeting(3);
+        test_jobSet set;
+        set.add(3, [&meeting, fault] {
+            meeting.arrive_and_wait();
+            const int before = signalsHere;
+            raise(fault);
+            EXPECT_EQ(signalsHere, before + 1) << fault;
+        });
+        EXPECT_EQ(set.run(), QSYS_OK);
+    }
+    // The dispatching thread has its signals back.
+    const SignalHandler handler(SIGUSR1);
+    const int before = signalsHere;
+    raise(SIGUSR1);
+    EXPECT_EQ(signalsHere, before + 1);
+}
+
 // ---- ownership ----
 
 namespace
@@ -268,15 +381,6 @@ namespace
     // When a worker ends the process, this thread has nothing left to do but to wait for the end.
     for (;;)
         pause();
-}
-
-// Whether `count` jobs meet, each on a thread of its own.
-bool jobsMeet(int count)
-{
-    std::latch meeting(count);
-    test_jobSet set;
-    set.add(count, [&meeting] { meeting.arrive_and_wait(); });
-    return set.run() == QSYS_OK;
 }
 
 [[noreturn]] void exitWhileOthersDispatch()

@@ -8,8 +8,8 @@ QBASE_BEGIN_DECLS
 
 /* Answers 0 (or any other non-negative number) to go on, a negative status to stop. It is called on the
  * thread that does the work, many times a second, so it should only look at a flag or a clock. Where a call
- * shares its work among threads (qbase/jobs.h), that is any of them, but one at a time. It must not
- * throw. */
+ * shares its work among threads (qbase/jobs.h), that is any of them, but one at a time; the child of a fork
+ * inside the handler does not return from it then. It must not throw. */
 typedef qsys_status (*qsys_attention_handler)(void* context);
 
 /* Installs the handler of the calling thread; null removes it. Every thread has its own handler, none at

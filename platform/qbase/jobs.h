@@ -15,6 +15,20 @@
  *     qsys_jobThreadGroup_dispatchAndWait(&group, &requests, &results);
  *     destruct in reverse order
  *
+ * Signals: the pool's threads block all signals but those of a fault (SIGSEGV, SIGBUS, SIGFPE, SIGILL,
+ * SIGABRT, SIGTRAP, SIGSYS), so that handlers run on threads of the application. A program that a job
+ * starts inherits that mask.
+ *
+ * Fork: a child has no thread of the pool, and a dispatch of another thread is not in it; the memory which
+ * that took is lost to the child. From the return of fork on, whatever the threads of the parent were
+ * doing, the child may call every function of the base services and every operation made of them; its pool
+ * starts at its first dispatch. A handler of pthread_atfork that was registered before this library was
+ * loaded may not dispatch. A job may fork, and so may an attention handler that is asked inside a job. The
+ * child of such a fork may call every function too, but may not return from the job or the handler: it ends
+ * with _exit or begins another program. Images, records and sets that another thread of the parent was
+ * changing are in the child as they were at that moment, and of no use. A child of vfork may only begin
+ * another program.
+ *
  * The records below are handles: fill them with their construct function, release them with destruct
  * (which accepts a record filled with zeros, leaves it so, and always returns 0). A record belongs to one
  * thread at a time. Every function returns QSYS_E_ARGUMENT for a required pointer that is null. */

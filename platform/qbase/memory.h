@@ -2,7 +2,11 @@
  *
  * Blocks begin on a 64-byte boundary. Sizes are signed 64-bit byte counts, so that the product of two
  * 32-bit sizes can be handed over as it is. Every allocation of the base services themselves (pixel
- * buffers, transforms, jobs) goes through this file, so one installed allocator sees them all. */
+ * buffers, transforms, jobs) goes through this file, so one installed allocator sees them all.
+ *
+ * The services take no lock around an allocator's functions, nor to find the allocator: a child of a fork
+ * may allocate, release and install allocators whatever the threads of its parent were doing. An allocator
+ * of the application has to bear that too; malloc and free do. */
 #ifndef QBASE_MEMORY_H
 #define QBASE_MEMORY_H
 
