@@ -75,6 +75,9 @@ qsys_status viewWindow(const qimg_windowConst& window, int32_t type, const qsFXf
         return QIMG_E_PIXEL_SIZE;
     if (base_lacksMemory(window))
         return QIMG_E_UNBOUND;
+    const bool hasPixels = window.width > 0 && window.height > 0;
+    if (hasPixels && !qimg_pixels_areAligned(window.pixelSize, window.firstPixel, window.stride))
+        return QIMG_E_ALIGNMENT;
     return makeImage({type,
                       window.stride,
                       {window.x, window.y, window.width, window.height},

@@ -32,6 +32,8 @@ const char* qsys_status_text(qsys_status status)
         return "rectangle not inside the window";
     case QIMG_E_PIXEL_SIZE:
         return "wrong pixel size";
+    case QIMG_E_ALIGNMENT:
+        return "16-bit pixels at an odd address or row distance";
     case QIP_E_PEL_OVERLAP:
         return "windows overlap in memory";
     case QIP_E_PEL_SIZE:

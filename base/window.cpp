@@ -35,12 +35,10 @@ qsys_status initImage(Window* window, const qimg_image* image, int32_t pixelSize
     return QSYS_OK;
 }
 
-// Rows of more than one must not run into each other; 16-bit pixels lie at even addresses.
+// Rows of more than one must not run into each other.
 bool isUsableMemory(int32_t pixelSize, const base_rect64& rect, int64_t stride, const void* firstPixel)
 {
     if (!firstPixel || (pixelSize != 1 && pixelSize != 2))
-        return false;
-    if (pixelSize == 2 && (stride % 2 != 0 || reinterpret_cast<uintptr_t>(firstPixel) % 2 != 0))
         return false;
     return rect.height <= 1 || (stride < 0 ? -stride : stride) >= rect.width * pixelSize;
 }
@@ -54,6 +52,8 @@ qsys_status initMemory(Window* window, int32_t pixelSize, const qstd_rect32* rec
     const base_rect64 wide = base_rect64_of(*rect);
     if (!isUsableMemory(pixelSize, wide, stride, firstPixel))
         return QSYS_E_ARGUMENT;
+    if (!qimg_pixels_areAligned(pixelSize, firstPixel, stride))
+        return QIMG_E_ALIGNMENT;
     if (!base_rect64_fits(wide))
         return QSYS_E_RANGE;
     *window = {rect->width, rect->height, stride, firstPixel, 1, pixelSize, rect->x, rect->y};

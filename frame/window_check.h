@@ -6,7 +6,8 @@
 #include <qbase/window.h>
 
 // Unbound and empty windows pass, since they need no memory.
-// Errors: QIMG_E_PIXEL_SIZE; QIMG_E_UNBOUND when the window has pixels but no address of the first one.
+// Errors: QIMG_E_PIXEL_SIZE; QIMG_E_UNBOUND when the window has pixels but no address of the first one;
+//         QIMG_E_ALIGNMENT when pixels of 16 bits are at an odd address or in rows at an odd distance.
 template <class Window>
 qip_status frame_checkWindow(const Window& window, int32_t pixelSize)
 {
@@ -14,5 +15,9 @@ qip_status frame_checkWindow(const Window& window, int32_t pixelSize)
         return QIP_OK;
     if (window.pixelSize != pixelSize)
         return QIMG_E_PIXEL_SIZE;
-    return window.firstPixel || window.width <= 0 || window.height <= 0 ? QIP_OK : QIMG_E_UNBOUND;
+    if (window.width <= 0 || window.height <= 0)
+        return QIP_OK;
+    if (!window.firstPixel)
+        return QIMG_E_UNBOUND;
+    return qimg_pixels_areAligned(pixelSize, window.firstPixel, window.stride) ? QIP_OK : QIMG_E_ALIGNMENT;
 }

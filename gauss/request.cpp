@@ -21,7 +21,13 @@ gauss_area requestedArea(const qsVImage* dst, const qsIRegion* dstRegion, gauss_
 qip_status gauss_checkPixels(const qsVImage* image)
 {
     const qsIRegion region = qsVImageRegion(image);
-    return image->firstPixel || qsIRegionIsNull(&region) ? QIP_OK : QIMG_E_UNBOUND;
+    if (qsIRegionIsNull(&region))
+        return QIP_OK;
+    if (!image->firstPixel)
+        return QIMG_E_UNBOUND;
+    const int32_t pixelSize = qsVImageType(image) == QS_IMAGE_TYPE_16 ? 2 : 1;
+    return qimg_pixels_areAligned(pixelSize, image->firstPixel, image->rowStride) ? QIP_OK
+                                                                                  : QIMG_E_ALIGNMENT;
 }
 
 qip_status gauss_checkSource(const qsImage* src)

@@ -12,11 +12,11 @@ struct gauss_request {
 };
 
 // Whether an image that a caller may have filled by hand has the pixels that its region speaks of.
-// Errors:  QIMG_E_UNBOUND.
+// Errors:  QIMG_E_UNBOUND, QIMG_E_ALIGNMENT.
 qip_status gauss_checkPixels(const qsVImage* image);
 
 // The same for a source, all of whose columns and rows must have 32-bit coordinates too.
-// Errors:  QIMG_E_UNBOUND, QSYS_E_RANGE.
+// Errors:  those of gauss_checkPixels, QSYS_E_RANGE.
 qip_status gauss_checkSource(const qsImage* src);
 
 // Computes the regions of a request, creates the destination from the prototype when `dst` is null, sets

@@ -143,8 +143,9 @@ TEST(BaseImage, MemoryThatCannotHoldTheImage)
     };
     EXPECT_EQ(lay(1, {0, 0, 4, 2}, 3, &pixels), QSYS_E_ARGUMENT);
     EXPECT_EQ(lay(2, {0, 0, 4, 2}, -6, &pixels), QSYS_E_ARGUMENT);
-    EXPECT_EQ(lay(2, {0, 0, 4, 2}, 9, &pixels), QSYS_E_ARGUMENT);
-    EXPECT_EQ(lay(2, {0, 0, 4, 2}, 8, &pixels[1]), QSYS_E_ARGUMENT);
+    EXPECT_EQ(lay(2, {0, 0, 4, 2}, 9, &pixels), QIMG_E_ALIGNMENT);
+    EXPECT_EQ(lay(2, {0, 0, 4, 2}, -9, &pixels[10]), QIMG_E_ALIGNMENT);
+    EXPECT_EQ(lay(2, {0, 0, 4, 2}, 8, &pixels[1]), QIMG_E_ALIGNMENT);
     EXPECT_EQ(lay(1, {0, 0, 4, 2}, 4, nullptr), QSYS_E_ARGUMENT);
     EXPECT_EQ(lay(4, {0, 0, 4, 2}, 16, &pixels), QSYS_E_ARGUMENT);
     EXPECT_EQ(lay(1, {0, INT32_MAX, 4, 2}, INT32_MIN, &pixels), QSYS_E_RANGE);

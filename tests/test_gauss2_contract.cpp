@@ -164,7 +164,7 @@ TEST(Gauss2Contract, OneImageInTwoPlaces)
 }
 
 // An unbound source is a source without pixels, an unbound mask one that does not cover its image.
-TEST(Gauss2Contract, UnboundAndEmptyArguments)
+TEST(Gauss2Contract, UnboundEmptyAndMisalignedArguments)
 {
     forEveryExport([](const oracle_gauss2Export& what) {
         const request made(what, {0, 0, 12, 12});
@@ -191,6 +191,14 @@ TEST(Gauss2Contract, UnboundAndEmptyArguments)
             broken.width = -3;
             broken.height = -4;
             EXPECT_EQ(made.callWith([&](auto& a) { a.srcWin = &broken; }), QIP_OK);
+        }
+        if (what.windows && what.pixelSize == 2) {
+            qimg_windowConst odd = made.src.windowConst;
+            odd.firstPixel = static_cast<const char*>(odd.firstPixel) + 1;
+            EXPECT_EQ(made.callWith([&](auto& a) { a.srcWin = &odd; }), QIMG_E_ALIGNMENT);
+            qimg_window oddStride = made.dst.window;
+            ++oddStride.stride;
+            EXPECT_EQ(made.callWith([&](auto& a) { a.dstWin = &oddStride; }), QIMG_E_ALIGNMENT);
         }
         EXPECT_TRUE(made.isUntouched());
     });

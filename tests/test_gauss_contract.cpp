@@ -47,6 +47,21 @@ TEST(GaussContract, RefusedWindows)
     refuse(QIMG_E_UNBOUND, [](auto& from, auto&) { from.firstPixel = nullptr; });
     refuse(QIMG_E_UNBOUND, [](auto&, auto& to) { to.firstPixel = nullptr; });
     refuse(QIMG_E_UNBOUND, [](auto& from, auto& to) { from.firstPixel = to.firstPixel = nullptr; });
+    // Of the 16-bit destination alone.
+    const auto refuseMisaligned = [&](const auto& change) {
+        auto from = test_windowConstOver(pixels, 0, 0);
+        auto to = test_windowOver(pixels16, 0, 0);
+        change(from, to);
+        const qip_gaussParams params = test_gaussParams(1, 2);
+        EXPECT_EQ(qip_gauss_smoothWindow8_16(&from, &to, &params), QIMG_E_ALIGNMENT);
+        qsUSImage* view = nullptr;
+        const qimg_windowConst written = qimg_window_asConst(&to);
+        EXPECT_EQ(generate_qsUSImage_from_qimg_windowConst(&written, &view), QIMG_E_ALIGNMENT);
+        EXPECT_EQ(view, nullptr);
+    };
+    refuseMisaligned([](auto&, auto& to) { to.firstPixel = static_cast<char*>(to.firstPixel) + 1; });
+    refuseMisaligned([](auto&, auto& to) { ++to.stride; });
+    refuseMisaligned([](auto&, auto& to) { to.height = 1, to.stride = -1; });
     const int32_t far = std::numeric_limits<int32_t>::max() - 3;
     refuse(QSYS_E_RANGE, [=](auto& from, auto&) { from.x = far; });
     refuse(QSYS_E_RANGE, [=](auto& from, auto&) { from.y = far; });

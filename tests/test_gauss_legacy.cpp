@@ -58,6 +58,14 @@ TEST(GaussLegacy, ImagesThatCannotBeFollowedAreRefused)
     qsVImage noPixels = good, destination = test_legacyOver(written, 0, 0);
     noPixels.firstPixel = nullptr;
     refuse(QIMG_E_UNBOUND, good, &noPixels);
+    // A 16-bit destination, which only one of the two functions takes.
+    const test_pixels written16({8, 8, 2});
+    qsVImage oddPlace = test_legacyOver(written16, 0, 0), oddStride = oddPlace;
+    oddPlace.firstPixel = static_cast<char*>(oddPlace.firstPixel) + 1;
+    ++oddStride.rowStride;
+    refuse(QIMG_E_ALIGNMENT, good, &oddPlace);
+    refuse(QIMG_E_ALIGNMENT, good, &oddStride);
+    EXPECT_TRUE(test_samePixels(test_grid(8, 8, test_canaryPixel(2)), written16.view()));
     for (qsVImage* dst : {static_cast<qsVImage*>(nullptr), &destination}) {
         refuse(QIMG_E_UNBOUND, noPixels, dst);
         for (const qsIRegion& far : {qsIRegion{most - 3, 0, 8, 8}, {0, most - 3, 8, 8}}) {

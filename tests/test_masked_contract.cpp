@@ -197,6 +197,8 @@ TEST(MaskedContract, PlanesThatCannotBeUsed)
             refuses(QIMG_E_PIXEL_SIZE, [=](scene& s) { s.planes[any].pixelSize ^= 3; });
             if (what.windows)
                 refuses(QIMG_E_UNBOUND, [=](scene& s) { s.planes[any].first = nullptr; });
+            if (what.windows && scene(what, 24, 20).planes[any].pixelSize == 2)
+                refuses(QIMG_E_ALIGNMENT, [=](scene& s) { ++s.planes[any].first; });
         }
         if (what.windows) {
             refuses(QIP_E_NULL_IMAGE, [](scene& s) { s.planes[dst].isBound = false; });

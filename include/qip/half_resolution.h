@@ -21,7 +21,8 @@
  * Common to all smoothing functions below:
  * Errors:  QSYS_E_ARGUMENT: a required pointer is null (all but those said to be optional).
  *          QIMG_E_PIXEL_SIZE: an image or a window has pixels of another depth. QIMG_E_UNBOUND: a mask has
- *          no pixels. QIMG_E_OUTSIDE: an image or a window does not cover the part that the call needs of
+ *          no pixels. QIMG_E_ALIGNMENT: 16-bit pixels at an odd address or an odd stride.
+ *          QIMG_E_OUTSIDE: an image or a window does not cover the part that the call needs of
  *          it. Any failure of a base service (memory, attention handler, ...) is returned as it is.
  *          A source without pixels, unbound or empty, is no error: it yields an empty destination. (The
  *          unmasked smoothing of qip/smoothing.h refuses an unbound source with QIP_E_NULL_IMAGE.)

@@ -93,7 +93,8 @@ QIP_API qip_status qip_gauss_smoothMasked16_16(const qimg_image16* src, const qi
 
 /* The same on windows, whose origins (x, y) count. Null mask windows count as absent.
  * Errors:  as above; QIP_E_NULL_IMAGE: src or dst is a null window (qbase/window.h). QIMG_E_UNBOUND: the
- *          firstPixel of a window that is not null is. */
+ *          firstPixel of a window that is not null is. QIMG_E_ALIGNMENT: 16-bit pixels at
+ *          an odd address or an odd stride. */
 QIP_API qip_status qip_gauss_smoothMaskedWindow8_8(const qimg_window8Const* src,
                                                    const qimg_window8Const* srcMask,
                                                    const qimg_window8Const* resetMask,

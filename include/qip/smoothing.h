@@ -96,8 +96,8 @@ QIP_API qip_status qip_gauss_smooth8_16(const qimg_image8* src, qimg_image16* ds
  * from source pixels around (cX(x), cY(y)), and written when (cX(x), cY(y)) lies in the source window.
  * Overlap: as for the image forms; 8_16 is not checked, its memories must not overlap.
  * Errors:  after those of the parameters, in this order: QIP_E_NULL_IMAGE: a window is unbound or empty; of
- *          the source, then of the destination, QIMG_E_PIXEL_SIZE, and QIMG_E_UNBOUND: firstPixel is null;
- *          those of the overlap. */
+ *          the source, then of the destination, QIMG_E_PIXEL_SIZE, QIMG_E_UNBOUND: firstPixel is null, and
+ *          QIMG_E_ALIGNMENT: firstPixel or stride of a 16-bit window is odd; those of the overlap. */
 QIP_API qip_status qip_gauss_smoothWindow8_8(const qimg_window8Const* src, const qimg_window8* dst,
                                              const qip_gaussParams* params);
 QIP_API qip_status qip_gauss_smoothWindow8_16(const qimg_window8Const* src, const qimg_window16* dst,
@@ -133,7 +133,8 @@ typedef struct qsGaussParams {
  *          none.
  * Errors:  QSYS_E_ARGUMENT: src, params or dstOut is null, dst and the prototype are both null, the source
  *          is not an 8-bit image. QIP_E_SAMPLING, QIP_E_KERNEL_SIZE: factors < 1, sizes < 0.
- *          QIMG_E_UNBOUND: firstPixel of src or dst is null and its region is not. QSYS_E_RANGE: the region
+ *          QIMG_E_UNBOUND: firstPixel of src or dst is null and its region is not. QIMG_E_ALIGNMENT: a
+ *          16-bit dst has an odd firstPixel or stride and its region is not null. QSYS_E_RANGE: the region
  *          of src, or one that the call has to form, does not fit 32 bits. QSYS_E_MEMORY. What the
  *          attention handler answers. A destination created by a call that fails later is released. */
 QIP_API qip_status qip_gauss(const qsImage* src, qsVImage* dst, const qsGaussParams* params,

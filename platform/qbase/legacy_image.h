@@ -62,7 +62,8 @@ QBASE_API void qsImageCopy(const qsImage* src, qsImage* dst);
  * precision; the identity when that is not linear) or of a window (client coordinates: identity). The view
  * may be written through when the caller may write to the pixels.
  * Errors:  QSYS_E_ARGUMENT, QIMG_E_UNBOUND, QIMG_E_PIXEL_SIZE, QIMG_E_UNBOUND (a window that is not null
- *          whose firstPixel is), QSYS_E_MEMORY; *out is null then. */
+ *          whose firstPixel is), QIMG_E_ALIGNMENT (16-bit pixels, an odd firstPixel or stride),
+ *          QSYS_E_MEMORY; *out is null then. */
 QBASE_API qsys_status generate_qsImage_from_qimg_image8Const(const qimg_image8* image, qsImage** out);
 QBASE_API qsys_status generate_qsUSImage_from_qimg_image16Const(const qimg_image16* image, qsUSImage** out);
 QBASE_API qsys_status generate_qsImage_from_qimg_windowConst(const qimg_windowConst* window, qsImage** out);

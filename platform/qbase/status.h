@@ -49,6 +49,8 @@ typedef int32_t qsys_status;
 #define QIMG_E_OUTSIDE QSYS_FAILURE(0x0142)
 /* An image or a window has pixels of another size than the operation works on. */
 #define QIMG_E_PIXEL_SIZE QSYS_FAILURE(0x0143)
+/* Pixels of 16 bits at an odd address, or in rows at an odd distance. */
+#define QIMG_E_ALIGNMENT QSYS_FAILURE(0x0144)
 /* Two windows share some of their pixels without being the same memory. */
 #define QIP_E_PEL_OVERLAP QSYS_FAILURE(0x0161)
 /* Two windows differ in width or height. */

@@ -4,7 +4,8 @@
  * firstPixel + y * stride + x * pixelSize. A window holds nothing and needs no release; it can be copied
  * and filled by hand like any record. A negative stride walks the rows upward. A window is null when it is
  * unbound or empty (its width or its height is 0 or less). Where pixels are needed, a window that is not
- * null but whose firstPixel is null is refused with QIMG_E_UNBOUND.
+ * null but whose firstPixel is null is refused with QIMG_E_UNBOUND, and one of 16-bit pixels whose
+ * firstPixel or stride is odd with QIMG_E_ALIGNMENT. Copies of windows (qbase/pixels.h) take these as well.
  *
  * The windows of one pixel size are the same record under a name that says what a function expects;
  * functions that work on one size answer QIMG_E_PIXEL_SIZE for a window of another.
@@ -64,8 +65,8 @@ QBASE_API qsys_status qimg_windowConst_initUnbound(qimg_windowConst* window);
 /* A window over the caller's memory: `rect` gives its origin and size, firstPixel the address of the pixel
  * (rect.x, rect.y), stride the distance of the rows in bytes.
  * Errors:  QSYS_E_ARGUMENT (null pointer, pixelSize not 1 or 2, |stride| less than a row while there is
- *          more than one row, memory of 16-bit pixels at an odd address or stride); QSYS_E_RANGE (the
- *          rectangle's last pixel does not fit 32 bits). The window is unbound then. */
+ *          more than one row); QIMG_E_ALIGNMENT (16-bit pixels, and firstPixel or stride is odd);
+ *          QSYS_E_RANGE (the rectangle's last pixel does not fit 32 bits). The window is unbound then. */
 QBASE_API qsys_status qimg_window_initMemory(qimg_window* window, int32_t pixelSize,
                                              const qstd_rect32* rect, int32_t stride, void* firstPixel);
 QBASE_API qsys_status qimg_windowConst_initMemory(qimg_windowConst* window, int32_t pixelSize,
@@ -87,6 +88,12 @@ QBASE_API qsys_status qimg_windowConst_getWindow(const qimg_windowConst* window,
 QBASE_API qsys_status qimg_window_windowRect(qimg_window* window, const qstd_rect32* rect, int32_t flags);
 QBASE_API qsys_status qimg_windowConst_windowRect(qimg_windowConst* window, const qstd_rect32* rect,
                                                   int32_t flags);
+
+/* Whether pixels may lie in rows of this stride from this address on: those of 16 bits need both even. */
+static inline int qimg_pixels_areAligned(int32_t pixelSize, const void* firstPixel, int32_t stride)
+{
+    return pixelSize != 2 || ((uintptr_t)firstPixel % 2 == 0 && stride % 2 == 0);
+}
 
 /* The read-only view of a window; of an unbound one when the pointer is null. */
 static inline qimg_windowConst qimg_window_asConst(const qimg_window* window)
