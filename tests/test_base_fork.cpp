@@ -121,6 +121,7 @@ int badChildrenAmong(int count)
     std::atomic<bool> ends = false;
     std::latch started(services.size());
     std::vector<std::thread> threads;
+    threads.reserve(services.size());
     for (const auto service : services)
         threads.emplace_back([&, service] {
             EXPECT_TRUE(service());
