@@ -106,8 +106,7 @@ output_set::~output_set()
 
 void output_set::add(const std::string& path, const std::function<void(std::FILE*)>& write)
 {
-    files.push_back(
-        {path, output_target(path), "", ""}); // from here on the destructor removes the temporary
+    files.push_back({path, output_target(path), "", ""}); // the destructor removes the temporary
     file& output = files.back();
     const std::optional<mode_t> mode = modeOf(path, output.target);
     // Rights for others come with the last byte. A new file has them from the start: the system grants what
