@@ -2,8 +2,7 @@
 // whole or not at all.
 #include "support/program.h"
 #include "support/random.h"
-
-#include "../tools/picture.h"
+#include "tools/picture.h"
 
 #include <gtest/gtest.h>
 
@@ -193,8 +192,8 @@ TEST_F(ProgramFiles, TextsInPngFilesAreNotUnpacked)
 }
 
 // Colour is never held whole: reading takes the grey picture and some rows more than a picture of one pixel
-// takes. The program is looked at when its file is there and its report waits in a pipe that is full; what the
-// system says after its end would count the memory of this process too.
+// takes. The program is looked at when its file is there and its report waits in a pipe that is full; what
+// the system says after its end would count the memory of this process too.
 TEST_F(ProgramFiles, ReadingTakesTheMemoryOfTheGreyPicture)
 {
     constexpr int side = 3000;
@@ -355,8 +354,8 @@ int runStepByStep(std::vector<std::string> words, const std::function<void()>& l
     return WIFEXITED(status) && WEXITSTATUS(status) != 255 ? WEXITSTATUS(status) : -1;
 }
 
-// At no moment while a file is written, and not when it is there: an old one keeps its rights, a new one has
-// those that the caller's mask leaves.
+// At no moment while a file is written, and not when it is there: an old one keeps its rights, a new one
+// has those that the caller's mask leaves.
 TEST_F(ProgramFiles, NobodyGetsMoreRightsThanToTheResult)
 {
     program_writeFile(folder.file("in.pgm"), program_pgmOf({1, 1, 255, {1}}));

@@ -57,8 +57,8 @@ void onSignal(int number)
     endUnlessDelayed();
 }
 
-// Signals that stop or continue a process or are ignored by default do not end it; those that a fault in the
-// program raises say where it is, and code after it is not to be trusted.
+// Signals that stop or continue a process or are ignored by default do not end it; those that a fault in
+// the program raises say where it is, and code after it is not to be trusted.
 bool isSentToEnd(int number)
 {
     switch (number) {

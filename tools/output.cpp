@@ -24,8 +24,8 @@ namespace
     throw file_failure(name, std::string("cannot be written: ") + std::strerror(error));
 }
 
-// The access rights of a destination that exists. It has to be a file that its owner lets us write, although
-// a rename would not ask.
+// The access rights of a destination that exists. It has to be a file that its owner lets us write,
+// although a rename would not ask.
 std::optional<mode_t> modeOf(const std::string& name, const std::string& target)
 {
     struct stat about = {};

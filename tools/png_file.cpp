@@ -84,8 +84,8 @@ void useMachineByteOrder(png_structp png, int depth)
         png_set_swap(png);
 }
 
-// What describes the picture beside its pixels (texts, colour spaces, times) is passed over unread: to unpack
-// it may cost more than the picture.
+// What describes the picture beside its pixels (texts, colour spaces, times) is passed over unread: to
+// unpack it may cost more than the picture.
 void skipDescriptions(png_structp png)
 {
     constexpr int allThatAreNotNeeded = -1;

@@ -19,8 +19,8 @@ struct report {
     std::string path; // of the library; "" when the command has only one, or nothing was computed
 };
 
-// Everything on standard output goes through here: `text` and a line end. Failures: file_failure when it does
-// not arrive.
+// Everything on standard output goes through here: `text` and a line end. Failures: file_failure when it
+// does not arrive.
 void report_printText(const std::string& text);
 
 void report_print(const report& result);
