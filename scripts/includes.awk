@@ -39,7 +39,7 @@ BEGIN {
     allowed["tools"] = public of("")
     allowed["examples"] = public
     allowed["bench"] = public of("bench")
-    allowed["tests"] = public "^\"support/|"
+    allowed["tests"] = public "^\"(support|tools)/|"
     # Support and the programs check_*.cpp look behind the public headers.
     allowed["tests/hidden"] = public "^\"(support|base|frame|lanes|gauss|unmasked|masked|gauss2)/|"
 

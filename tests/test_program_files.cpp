@@ -2,13 +2,19 @@
 // whole or not at all.
 #include "support/program.h"
 #include "support/random.h"
+#include "tools/picture.h"
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <functional>
 
 #include <fcntl.h>
+#include <sys/ptrace.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <png.h>
@@ -38,9 +44,9 @@ png_color paletteEntry(int i)
     return {static_cast<png_byte>(i * 7), static_cast<png_byte>(255 - i), static_cast<png_byte>(i * i)};
 }
 
-// Samples are one to a number, rows without gaps.
+// Samples are one to a number, rows without gaps; with a text, packed, in front of them.
 void writePng(const std::string& path, const png_kind& kind, int width, int height,
-              const std::vector<uint16_t>& samples)
+              const std::vector<uint16_t>& samples, char* text = nullptr)
 {
     std::FILE* file = std::fopen(path.c_str(), "wb");
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
@@ -58,6 +64,10 @@ void writePng(const std::string& path, const png_kind& kind, int width, int heig
         png_set_tRNS(png, info, transparent, 2, nullptr);
     }
     png_set_gAMA(png, info, 0.45455); // must not touch the values
+    char key[] = "Comment";
+    png_text packed = {PNG_TEXT_COMPRESSION_zTXt, key, text, 0, 0, nullptr, nullptr};
+    if (text)
+        png_set_text(png, info, &packed, 1);
     png_write_info(png, info);
     png_set_packing(png);
     std::vector<png_byte> bytes;
@@ -161,6 +171,75 @@ TEST_F(ProgramFiles, NetpbmFilesAreReadAsTheyStand)
     }
 }
 
+// Texts that would fill the memory when they are unpacked, and checksums of texts that are wrong.
+TEST_F(ProgramFiles, TextsInPngFilesAreNotUnpacked)
+{
+    const png_kind kind = {PNG_COLOR_TYPE_GRAY, 8, false};
+    std::string text(7 << 20, 'a');
+    writePng(folder.file("in.png"), kind, 2, 1, {7, 8}, text.data());
+    std::string png = program_readFile(folder.file("in.png"));
+    const size_t start = png.find("zTXt") - 4;
+    std::string chunk = png.substr(start, png.find("IDAT") - 4 - start);
+    for (int i = 0; i < 60; ++i)
+        png.insert(start, chunk);
+    chunk.back() ^= 1;
+    png.insert(start, chunk);
+    program_writeFile(folder.file("in.png"), png);
+    const program_result result = copy("in.png", "out.pgm");
+    EXPECT_EQ(result.errors, "");
+    EXPECT_EQ(program_readPgm(folder.file("out.pgm")), (program_picture{2, 1, 255, {7, 8}}));
+    EXPECT_LT(result.peakMemory, 200 << 20);
+}
+
+// Colour is never held whole: reading takes the grey picture and some rows more than a picture of one pixel
+// takes. The program is looked at when its file is there and its report waits in a pipe that is full; what
+// the system says after its end would count the memory of this process too.
+TEST_F(ProgramFiles, ReadingTakesTheMemoryOfTheGreyPicture)
+{
+    constexpr int side = 3000;
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const std::string stuffing(static_cast<size_t>(fcntl(ends[1], F_GETPIPE_SZ)), 'x');
+    ASSERT_EQ(write(ends[1], stuffing.data(), stuffing.size()), static_cast<ssize_t>(stuffing.size()));
+    const auto peak = [&](const std::string& name) {
+        const pid_t process =
+            program_start({program_path(), "binomial", folder.file(name), folder.file("out.pgm"),
+                           "--passes", "0", "--roi", "0,0,1,1", "--json"},
+                          ends[1], STDERR_FILENO);
+        for (int i = 0; i < 60000 && !fs::exists(folder.file("out.pgm")); ++i)
+            usleep(1000);
+        const std::string about = program_readFile("/proc/" + std::to_string(process) + "/status");
+        kill(process, SIGKILL);
+        program_wait(process);
+        EXPECT_TRUE(fs::remove(folder.file("out.pgm"))) << name;
+        return std::stoll(about.substr(about.find("VmHWM:") + 6)) * 1024;
+    };
+    program_writeFile(folder.file("pixel.ppm"), "P6 1 1 255 abc");
+    const int64_t least = peak("pixel.ppm");
+    const std::vector<uint16_t> indices(side * side, 1);
+    writePng(folder.file("rows.png"), {PNG_COLOR_TYPE_PALETTE, 1, false}, side, side, indices);
+    writePng(folder.file("interlaced.png"), {PNG_COLOR_TYPE_PALETTE, 1, true}, side, side, indices);
+    program_writeFile(folder.file("rows.ppm"), "P6 3000 3000 255 " + std::string(3 * side * side, 'a'));
+    for (const char* name : {"rows.png", "interlaced.png", "rows.ppm"})
+        EXPECT_LT(peak(name) - least, side * side * 3 / 2) << name;
+    close(ends[0]);
+    close(ends[1]);
+}
+
+// The sizes of a machine with 32-bit addresses too.
+TEST_F(ProgramFiles, SizesThatNoMemoryHasAreKnown)
+{
+    constexpr uint64_t side = INT32_MAX;
+    EXPECT_EQ(picture_byteCount(20000, 20000, 2, INT32_MAX), 800000000u);
+    EXPECT_EQ(picture_byteCount(40000, 40000, 2, INT32_MAX), std::nullopt) << "3.2e9";
+    EXPECT_EQ(picture_byteCount(65536, 65536, 1, INT32_MAX), std::nullopt) << "0 modulo 2^32";
+    EXPECT_EQ(picture_byteCount(side, 1, 1, INT32_MAX), side);
+    EXPECT_EQ(picture_byteCount(side, side, 1, INT64_MAX), side * side);
+    EXPECT_EQ(picture_byteCount(side, side, 2, INT64_MAX), std::nullopt) << "no stride";
+    EXPECT_EQ(picture_byteCount(1, side + 1, 1, INT64_MAX), std::nullopt);
+    EXPECT_EQ(picture_byteCount(UINT64_MAX, UINT64_MAX, 2, INT64_MAX), std::nullopt);
+}
+
 // Read back by the program, whose reading is held above: as grey, in the same depth.
 TEST_F(ProgramFiles, PngOutputHoldsThePixels)
 {
@@ -245,7 +324,106 @@ TEST_F(ProgramFiles, OutputTakesThePlaceOfTheOldFile)
     EXPECT_EQ(folder.listing(), "link.pgm picture.pgm ");
 }
 
-// A full disk, as a limit on the size of files shows it, for both formats, and a report that nobody takes.
+mode_t rightsOf(const fs::path& path)
+{
+    struct stat about = {};
+    return stat(path.c_str(), &about) == 0 ? about.st_mode & 07777 : 0;
+}
+
+// Runs qip-smooth from one system call to the next, and looks at what the folder holds each time; -1 where
+// the system does not let us.
+int runStepByStep(std::vector<std::string> words, const std::function<void()>& look)
+{
+    words.insert(words.begin(), program_path());
+    std::vector<char*> argv;
+    for (std::string& word : words)
+        argv.push_back(word.data());
+    argv.push_back(nullptr);
+    const pid_t process = fork();
+    if (process == 0) {
+        setenv("ASAN_OPTIONS", "detect_leaks=0", 1); // the search for leaks needs to be the only observer
+        if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0)
+            execv(argv[0], argv.data());
+        _exit(255);
+    }
+    int status = 0;
+    while (waitpid(process, &status, 0) == process && WIFSTOPPED(status)) {
+        look();
+        ptrace(PTRACE_SYSCALL, process, nullptr, nullptr);
+    }
+    return WIFEXITED(status) && WEXITSTATUS(status) != 255 ? WEXITSTATUS(status) : -1;
+}
+
+// At no moment while a file is written, and not when it is there: an old one keeps its rights, a new one
+// has those that the caller's mask leaves.
+TEST_F(ProgramFiles, NobodyGetsMoreRightsThanToTheResult)
+{
+    program_writeFile(folder.file("in.pgm"), program_pgmOf({1, 1, 255, {1}}));
+    const mode_t maskBefore = umask(027);
+    for (const mode_t rights : {0600u, 0660u, 0640u}) {
+        const bool isNew = rights == 0640;
+        const std::string out = folder.file("out" + std::to_string(rights) + ".png");
+        if (!isNew) {
+            program_writeFile(out, "old");
+            ASSERT_EQ(chmod(out.c_str(), rights), 0);
+        }
+        int seen = 0;
+        const int exitStatus =
+            runStepByStep({"binomial", folder.file("in.pgm"), out, "--passes", "0"}, [&] {
+                for (const fs::path& temporary : folder.temporaries()) {
+                    EXPECT_EQ(rightsOf(temporary) & ~rights, 0u);
+                    ++seen;
+                }
+            });
+        if (exitStatus < 0) {
+            umask(maskBefore);
+            GTEST_SKIP() << "programs cannot be traced here";
+        }
+        EXPECT_EQ(exitStatus, 0);
+        EXPECT_GT(seen, 0);
+        EXPECT_EQ(rightsOf(out), rights);
+    }
+    umask(maskBefore);
+}
+
+// A link whose file is yet to come, over a second link in another folder; a circle is refused.
+TEST_F(ProgramFiles, LinksStayLinks)
+{
+    program_writeFile(folder.file("in.pgm"), program_pgmOf({2, 1, 255, {7, 8}}));
+    fs::create_directory(folder.file("sub"));
+    fs::create_symlink("sub/next.pgm", folder.file("link.pgm"));
+    fs::create_symlink("../new.pgm", folder.file("sub/next.pgm"));
+    const std::vector<std::string> both = {
+        "binomial",   folder.file("in.pgm"), folder.file("link.pgm"), "--mask", folder.file("in.pgm"),
+        "--mask-out", folder.file("new.pgm")};
+    EXPECT_EQ(program_run(both).exitStatus, 2) << "two outputs in one file";
+    const program_result result = copy("in.pgm", "link.pgm");
+    EXPECT_EQ(result.exitStatus, 0) << result.errors;
+    EXPECT_TRUE(fs::is_symlink(folder.file("link.pgm")) && fs::is_symlink(folder.file("sub/next.pgm")));
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(folder.file("new.pgm"))));
+    EXPECT_EQ(program_readPgm(folder.file("new.pgm")), (program_picture{2, 1, 255, {7, 8}}));
+
+    fs::create_symlink("there.pgm", folder.file("here.pgm"));
+    fs::create_symlink("here.pgm", folder.file("there.pgm"));
+    expectRefused("in.pgm", "here.pgm", "here.pgm: cannot be written: Too many levels of symbolic links");
+    EXPECT_TRUE(fs::is_symlink(folder.file("here.pgm")));
+    EXPECT_EQ(folder.listing(), "here.pgm in.pgm link.pgm new.pgm sub there.pgm ");
+}
+
+TEST_F(ProgramFiles, DeletedWorkingFolderIsSaidInPlainWords)
+{
+    program_writeFile(folder.file("in.pgm"), program_pgmOf({1, 1, 255, {1}}));
+    fs::create_directory(folder.file("gone"));
+    const std::string in = folder.file("in.pgm");
+    const program_result result =
+        program_runAny({"/bin/sh", "-c",
+                        "cd " + folder.file("gone") + " && rmdir ../gone && " + program_path() +
+                            " binomial " + in + " out.pgm --mask " + in + " --mask-out mask.pgm"});
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.errors, "qip-smooth: out.pgm: cannot be written: No such file or directory\n");
+}
+
+// A full disk, as a limit on the size of files shows it, for both formats.
 TEST_F(ProgramFiles, FailedWritesLeaveTheOldFile)
 {
     program_writeFile(folder.file("in.pgm"), program_pgmOf(program_randomPicture(&random, 100, 100, 255)));
@@ -255,56 +433,72 @@ TEST_F(ProgramFiles, FailedWritesLeaveTheOldFile)
             program_path() + " gauss " + folder.file("in.pgm") + " " + folder.file(name) + " --json";
         const program_result full = program_runAny({"/bin/sh", "-c", "ulimit -f 4; " + command});
         EXPECT_EQ(full.exitStatus, 1) << full.errors;
-        EXPECT_NE(full.errors.find(name), std::string::npos) << full.errors;
+        EXPECT_NE(full.errors.find(name + std::string(": cannot be written: File too large")),
+                  std::string::npos)
+            << full.errors;
         EXPECT_EQ(full.output, "") << "a report of a file that was not written";
-        const program_result unheard = program_runAny({"/bin/sh", "-c", command + " > /dev/full"});
-        EXPECT_EQ(unheard.exitStatus, 1) << unheard.errors;
         EXPECT_EQ(program_readFile(folder.file(name)), "old");
     }
     EXPECT_EQ(folder.listing(), "in.pgm out.pgm out.png ");
 }
 
-// Of two outputs the second cannot be put into place. The program is stopped between writing and renaming
-// by a report that waits in a full pipe; meanwhile the second destination becomes a folder.
+// Of two outputs the second cannot be put into place, since its destination becomes a folder while the
+// program is stopped after the creation of both temporaries. A program that was faster starts again.
 TEST_F(ProgramFiles, TwoOutputsAreBothOrNone)
 {
-    program_writeFile(folder.file("in.pgm"), program_pgmOf({4, 4, 255, std::vector<uint16_t>(16, 200)}));
+    program_writeFile(folder.file("in.pgm"),
+                      program_pgmOf(program_randomPicture(&random, 2000, 1000, 255)));
     const std::string in = folder.file("in.pgm");
+    const std::string out = folder.file("out.pgm");
+    const std::string mask = folder.file("mask.png");
     for (const bool isThere : {true, false}) {
-        if (isThere)
-            program_writeFile(folder.file("out.pgm"), "old");
-        else
-            fs::remove(folder.file("out.pgm"));
-        const std::string before = folder.listing();
-        int ends[2];
-        ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-        const int pipeSize = fcntl(ends[1], F_GETPIPE_SZ);
-        const std::string stuffing(static_cast<size_t>(pipeSize), 'x');
-        ASSERT_EQ(write(ends[1], stuffing.data(), stuffing.size()), pipeSize);
-        const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-        const pid_t process = program_start({program_path(), "half", in, folder.file("out.pgm"), "--mask",
-                                             in, "--mask-out", folder.file("mask.pgm"), "--json"},
-                                            ends[1], nowhere);
-        const auto writtenFiles = [&] {
-            const auto entries = fs::directory_iterator(folder.path);
-            return std::count_if(begin(entries), end(entries),
-                                 [](const auto& entry) { return entry.path().extension() == ".tmp"; });
-        };
-        for (int i = 0; i < 10000 && writtenFiles() < 2; ++i)
-            usleep(1000);
-        EXPECT_EQ(writtenFiles(), 2);
-        fs::create_directory(folder.file("mask.pgm"));
-        close(ends[1]);
-        char taken[4096];
-        while (read(ends[0], taken, sizeof taken) > 0)
-            continue;
-        EXPECT_EQ(program_wait(process), 1);
-        close(ends[0]);
-        close(nowhere);
-        fs::remove(folder.file("mask.pgm"));
-        EXPECT_EQ(folder.listing(), before);
-        if (isThere) {
-            EXPECT_EQ(program_readFile(folder.file("out.pgm")), "old");
+        bool isStopped = false;
+        for (int i = 0; i < 50 && !isStopped; ++i) {
+            fs::remove(out);
+            fs::remove(mask);
+            if (isThere)
+                program_writeFile(out, "old");
+            const pid_t process =
+                program_startSilent({"binomial", in, out, "--mask", in, "--mask-out", mask, "--json"});
+            ASSERT_TRUE(folder.waitForTemporaries(2));
+            kill(process, SIGSTOP);
+            siginfo_t change = {};
+            waitid(P_PID, static_cast<id_t>(process), &change, WSTOPPED | WEXITED | WNOWAIT);
+            isStopped = folder.temporaries().size() == 2;
+            if (isStopped)
+                fs::create_directory(mask);
+            kill(process, SIGCONT);
+            EXPECT_EQ(program_wait(process), isStopped ? 1 : 0);
         }
+        EXPECT_TRUE(isStopped);
+        fs::remove(mask);
+        EXPECT_EQ(folder.listing(), isThere ? "in.pgm out.pgm " : "in.pgm ");
+        if (isThere) {
+            EXPECT_EQ(program_readFile(out), "old");
+        }
+    }
+}
+
+// Standard output is full or closed. A report comes after its files, which stay, and never into them.
+TEST_F(ProgramFiles, WhatCannotBePrintedIsAFailure)
+{
+    program_writeFile(folder.file("in.pgm"), program_pgmOf({2, 1, 255, {7, 8}}));
+    const std::string smooth = "binomial " + folder.file("in.pgm") + " " + folder.file("out.pgm");
+    for (const auto& [output, reason] :
+         {std::pair(" >/dev/full", "standard output: cannot be written: No space"),
+          std::pair(" >&-", "standard output: cannot be written: Bad file")}) {
+        for (const std::string& line :
+             {std::string("--help"), std::string("half --help"), std::string("--version"),
+              std::string("info"), smooth + " --json"}) {
+            const program_result result =
+                program_runAny({"/bin/sh", "-c", program_path() + " " + line + output});
+            EXPECT_EQ(result.exitStatus, 1) << line << output;
+            EXPECT_NE(result.errors.find(reason), std::string::npos) << line << output << result.errors;
+            const bool hasWritten = result.errors.find("; the result is written\n") != std::string::npos;
+            EXPECT_EQ(hasWritten, line == smooth + " --json") << result.errors;
+        }
+        EXPECT_EQ(program_readPgm(folder.file("out.pgm")).width, 2);
+        fs::remove(folder.file("out.pgm"));
+        EXPECT_EQ(program_runAny({"/bin/sh", "-c", program_path() + " " + smooth + output}).exitStatus, 0);
     }
 }

@@ -1,11 +1,15 @@
 // qip-smooth: smooths grey pictures with the library, from file to file.
 #include "commands.h"
 #include "failure.h"
+#include "interruption.h"
 
 #include <csignal>
 #include <cstdio>
 #include <exception>
 #include <new>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace
 {
@@ -16,6 +20,17 @@ int report(const char* message, exit_status status)
     return status;
 }
 
+// A standard stream that the caller has closed must not become the number of a picture file, into which
+// messages would then go: its place is taken by something that nobody can write to.
+void occupyStandardStreams()
+{
+    int descriptor = open("/dev/null", O_RDONLY);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO)
+        descriptor = open("/dev/null", O_RDONLY);
+    if (descriptor >= 0)
+        close(descriptor);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -24,6 +39,8 @@ int main(int argc, char** argv)
     // write fails, and no half-written file stays.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
+    interruption_catch();
+    occupyStandardStreams();
     try {
         if (const auto chosen = options_parse(argc, argv))
             command_run(*chosen);

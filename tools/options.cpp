@@ -1,13 +1,15 @@
 #include "options.h"
 
 #include "failure.h"
+#include "output.h"
 #include "picture_file.h"
+#include "report.h"
 
 #include <CLI/CLI.hpp>
 
 #include <filesystem>
 #include <functional>
-#include <iostream>
+#include <sstream>
 
 namespace
 {
@@ -214,12 +216,21 @@ void addCommonOptions(CLI::App* app, options& o)
 
 // ---- rules that span options ----
 
-bool areSameFile(const std::string& a, const std::string& b)
+// The whole path of the file that an output writes; empty when that cannot be told, as in a working folder
+// that was deleted, where nothing can be written anyhow.
+std::filesystem::path fullPath(const std::string& output)
 {
     std::error_code error;
-    const auto fullA = std::filesystem::weakly_canonical(a, error);
-    const auto fullB = std::filesystem::weakly_canonical(b, error);
-    return !error && std::filesystem::absolute(fullA) == std::filesystem::absolute(fullB);
+    std::filesystem::path path = std::filesystem::absolute(output_target(output), error);
+    if (!error)
+        path = std::filesystem::weakly_canonical(path, error);
+    return error ? std::filesystem::path() : path;
+}
+
+bool areSameFile(const std::string& a, const std::string& b)
+{
+    const std::filesystem::path pathOfA = fullPath(a);
+    return !pathOfA.empty() && pathOfA == fullPath(b);
 }
 
 void checkTogether(const options& o)
@@ -256,7 +267,9 @@ std::optional<options> options_parse(int argc, const char* const* argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& answer) {
-        app.exit(answer, std::cout, std::cerr);
+        std::ostringstream text;
+        app.exit(answer, text, text);
+        report_printText(text.str().substr(0, text.str().find_last_not_of('\n') + 1));
         return std::nullopt;
     } catch (const CLI::ParseError& error) {
         throw usage_failure(std::string(error.what()) + " (qip-smooth --help)");

@@ -39,7 +39,8 @@ struct options {
 
 // Reads the command line. Nothing is returned when it asked for help or the version, which has been printed
 // then.
-// Failures: usage_failure.
+// Failures: usage_failure; file_failure when help or version cannot be printed, or an output's name is a
+// circle of links.
 std::optional<options> options_parse(int argc, const char* const* argv);
 
 // "major.minor.patch" of the library.

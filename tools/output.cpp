@@ -2,10 +2,13 @@
 
 #include "failure.h"
 #include "input_file.h"
+#include "interruption.h"
 
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <optional>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -16,32 +19,18 @@ namespace fs = std::filesystem;
 namespace
 {
 
-volatile std::sig_atomic_t notedSignal = 0;
-
-void noteSignal(int number)
-{
-    notedSignal = number;
-}
-
 [[noreturn]] void fail(const std::string& name, int error)
 {
     throw file_failure(name, std::string("cannot be written: ") + std::strerror(error));
 }
 
-// The file that a rename has to replace: a link stays a link.
-std::string followLinks(const std::string& name)
-{
-    std::error_code error;
-    const fs::path target = fs::canonical(name, error);
-    return error ? name : target.string();
-}
-
-// A destination that exists has to be a file that its owner lets us write, although a rename would not ask.
-mode_t modeFor(const std::string& name, const std::string& target)
+// The access rights of a destination that exists. It has to be a file that its owner lets us write,
+// although a rename would not ask.
+std::optional<mode_t> modeOf(const std::string& name, const std::string& target)
 {
     struct stat about = {};
     if (stat(target.c_str(), &about) != 0)
-        return 0;
+        return std::nullopt;
     if (S_ISDIR(about.st_mode))
         throw file_failure(name, "cannot be written: is a folder");
     if (!S_ISREG(about.st_mode))
@@ -92,48 +81,48 @@ std::string setAside(const std::string& target)
 
 } // namespace
 
-signal_delay::signal_delay()
+std::string output_target(const std::string& name)
 {
-    notedSignal = 0;
-    struct sigaction note = {};
-    note.sa_handler = noteSignal;
-    for (int i = 0; i < 3; ++i) {
-        sigaction(endingSignals[i], nullptr, &before[i]);
-        if (before[i].sa_handler != SIG_IGN)
-            sigaction(endingSignals[i], &note, nullptr);
+    constexpr int mostLinks = 40; // as many as the system follows
+    fs::path target = name;
+    for (int count = 0; count <= mostLinks; ++count) {
+        std::error_code error;
+        const fs::path next = fs::read_symlink(target, error);
+        if (error) // not a link, or not there; what else is wrong shows when the file is created
+            return target.string();
+        target = target.parent_path() / next;
     }
-}
-
-signal_delay::~signal_delay()
-{
-    for (int i = 0; i < 3; ++i)
-        sigaction(endingSignals[i], &before[i], nullptr);
-    if (notedSignal != 0)
-        std::raise(notedSignal);
+    fail(name, ELOOP);
 }
 
 output_set::~output_set()
 {
     for (const file& output : files)
-        for (const std::string& leftOver : {output.temporary, output.backup})
-            if (!leftOver.empty())
-                unlink(leftOver.c_str());
+        if (!output.temporary.empty()) {
+            unlink(output.temporary.c_str());
+            interruption_forget(output.temporary);
+        }
 }
 
 void output_set::add(const std::string& path, const std::function<void(std::FILE*)>& write)
 {
-    file output = {path, followLinks(path), "", ""};
-    const mode_t mode = modeFor(path, output.target);
+    files.push_back({path, output_target(path), "", ""}); // the destructor removes the temporary
+    file& output = files.back();
+    const std::optional<mode_t> mode = modeOf(path, output.target);
+    // Rights for others come with the last byte. A new file has them from the start: the system grants what
+    // it would grant any new file.
+    const mode_t modeMeanwhile = mode ? *mode & 0600 : 0666;
     int descriptor = -1;
-    output.temporary = makeBeside(output.target, [&](const char* name) {
-        descriptor = open(name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        return descriptor >= 0;
-    });
-    if (descriptor < 0)
-        fail(path, errno);
-    files.push_back(output); // from here on the destructor removes the temporary
-    if (mode != 0)
-        fchmod(descriptor, mode);
+    {
+        const interruption_delay untilWatched;
+        output.temporary = makeBeside(output.target, [&](const char* name) {
+            descriptor = open(name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, modeMeanwhile);
+            return descriptor >= 0;
+        });
+        if (descriptor < 0)
+            fail(path, errno);
+        interruption_watch(output.temporary);
+    }
 
     std::unique_ptr<std::FILE, stream_closer> stream(fdopen(descriptor, "wb"));
     if (!stream) {
@@ -143,6 +132,8 @@ void output_set::add(const std::string& path, const std::function<void(std::FILE
     write(stream.get());
     if (std::ferror(stream.get()) || std::fflush(stream.get()) != 0)
         fail(path, errno);
+    if (mode)
+        fchmod(descriptor, *mode); // where rights cannot be changed they stay narrow
     if (std::fclose(stream.release()) != 0)
         fail(path, errno);
 }
@@ -156,6 +147,7 @@ void output_set::publishOne(file& output, bool keepBackup)
     }
     if (std::rename(output.temporary.c_str(), output.target.c_str()) != 0)
         fail(output.name, errno);
+    interruption_forget(output.temporary);
     output.temporary.clear();
 }
 
@@ -174,6 +166,7 @@ void output_set::takeBack(file& output)
 
 void output_set::publish()
 {
+    const interruption_delay untilAllAreInPlace;
     // After the last rename nothing can fail any more, so that one needs no backup.
     for (size_t i = 0; i < files.size(); ++i) {
         try {
@@ -184,4 +177,7 @@ void output_set::publish()
             throw;
         }
     }
+    for (file& output : files)
+        if (!output.backup.empty())
+            unlink(std::exchange(output.backup, "").c_str());
 }

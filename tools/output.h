@@ -2,31 +2,20 @@
 //
 // Each file is first written whole to a temporary file in the folder of its destination. `publish` then
 // renames the temporaries to their destinations; a rename that fails takes back those before it. A signal
-// that asks the process to end waits until the set is destructed.
+// that ends the process takes the temporaries with it (interruption.h) and waits for nothing but `publish`.
+//
+// A destination that exists keeps its access rights, a new one gets those of any new file; its temporary
+// never has more.
 #pragma once
 
-#include <csignal>
 #include <cstdio>
 #include <functional>
 #include <string>
 #include <vector>
 
-#include <sys/types.h>
-
-// While one exists, a signal that would end the process is only recorded; the destructor then delivers it.
-// There may be one at a time.
-class signal_delay
-{
-public:
-    signal_delay();
-    ~signal_delay();
-    signal_delay(const signal_delay&) = delete;
-    signal_delay& operator=(const signal_delay&) = delete;
-
-private:
-    static constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP};
-    struct sigaction before[3];
-};
+// The file that an output of this name replaces or creates: where the name is a link, the file at its end,
+// which need not be there yet. The link itself stays. Failures: file_failure for links in a circle.
+std::string output_target(const std::string& name);
 
 class output_set
 {
@@ -48,12 +37,11 @@ private:
         std::string name;      // as the user gave it
         std::string target;    // the same with links followed
         std::string temporary; // empty once renamed
-        std::string backup;    // the file that was there before, when there was one
+        std::string backup;    // the file that was there before, while others are renamed
     };
 
     void publishOne(file& output, bool keepBackup);
     void takeBack(file& output);
 
-    signal_delay delay;
     std::vector<file> files;
 };

@@ -28,31 +28,48 @@ void greyFromRgb(uint8_t* bytes, size_t count)
     }
 }
 
+std::unique_ptr<uint8_t[]> takeMemory(const std::string& path, std::optional<size_t> byteCount)
+{
+    if (!byteCount)
+        throw file_failure(path, "the picture is too large");
+    std::unique_ptr<uint8_t[]> memory(new (std::nothrow) uint8_t[*byteCount]);
+    if (!memory)
+        throw file_failure(path, "not enough memory for the picture");
+    return memory;
+}
+
 } // namespace
 
-void picture_allocate(picture& target, const std::string& path, uint64_t width, uint64_t height, int depth,
-                      int channels)
+std::optional<size_t> picture_byteCount(uint64_t width, uint64_t height, uint64_t pixelBytes,
+                                        uint64_t greatestSize)
 {
-    const uint64_t limit = std::numeric_limits<int32_t>::max();
-    const uint64_t pixelBytes = static_cast<uint64_t>(depth) / 8 * static_cast<uint64_t>(channels);
+    constexpr uint64_t limit = std::numeric_limits<int32_t>::max();
+    if (width > limit / pixelBytes || height > limit)
+        return std::nullopt;
+    const uint64_t bytes = width * pixelBytes * height; // less than 2^62
+    return bytes <= greatestSize ? std::optional(static_cast<size_t>(bytes)) : std::nullopt;
+}
+
+void picture_allocate(picture& target, const std::string& path, uint64_t width, uint64_t height, int depth)
+{
     if (width == 0 || height == 0)
         throw file_failure(path, "the picture has no pixels");
-    if (width > limit / pixelBytes || height > limit)
-        throw file_failure(path, "the picture is too large");
+    target.pixels = takeMemory(path, picture_byteCount(width, height, static_cast<uint64_t>(depth) / 8));
     target.width = static_cast<int32_t>(width);
     target.height = static_cast<int32_t>(height);
     target.depth = depth;
-    target.pixels.reset(new (std::nothrow) uint8_t[width * height * pixelBytes]);
-    if (!target.pixels)
-        throw file_failure(path, "not enough memory for the picture");
 }
 
-void picture_greyFromRgb(picture& target)
+std::unique_ptr<uint8_t[]> picture_allocateRow(const std::string& path, uint64_t byteCount)
 {
-    const size_t count = static_cast<size_t>(target.width) * static_cast<size_t>(target.height);
-    if (target.depth == 8)
-        greyFromRgb<uint8_t>(target.pixels.get(), count);
+    const bool fits = byteCount <= PTRDIFF_MAX;
+    return takeMemory(path, fits ? std::optional(static_cast<size_t>(byteCount)) : std::nullopt);
+}
+
+void picture_greyFromRgb(uint8_t* samples, size_t count, int depth)
+{
+    if (depth == 8)
+        greyFromRgb<uint8_t>(samples, count);
     else
-        greyFromRgb<uint16_t>(target.pixels.get(), count);
-    target.wasColour = true;
+        greyFromRgb<uint16_t>(samples, count);
 }

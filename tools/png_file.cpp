@@ -7,8 +7,9 @@
 #include "input_file.h"
 
 #include <bit>
+#include <cerrno>
 #include <csetjmp>
-#include <limits>
+#include <cstring>
 
 #include <png.h>
 
@@ -27,11 +28,18 @@ struct reader {
     png_uint_32 width, height;
     int depth;    // of a sample as it is delivered: 8 or 16
     int channels; // samples a pixel as they are delivered: 1 or 3
-    bool hasColour;
-    uint64_t storedBytes; // what the file must hold, unpacked
-    int passes;
-    size_t rowBytes;
+    bool hasPalette, hasColour, isInterlaced;
+    uint8_t greyOfIndex[3 * 256]; // the palette made grey; the last two thirds are not looked at
+    uint64_t storedRowBytes;      // of a row in the file, unpacked
+    size_t rowBytes;              // of the same row as it is delivered
+    uint8_t* row;
     uint8_t* pixels;
+};
+
+// Pixels that a file stores together: every stepX-th of every stepY-th row. An interlaced picture is stored
+// as seven of them, any other picture as one.
+struct grid {
+    png_uint_32 firstX, firstY, stepX, stepY;
 };
 
 struct writer {
@@ -76,14 +84,37 @@ void useMachineByteOrder(png_structp png, int depth)
         png_set_swap(png);
 }
 
+// What describes the picture beside its pixels (texts, colour spaces, times) is passed over unread: to
+// unpack it may cost more than the picture.
+void skipDescriptions(png_structp png)
+{
+    constexpr int allThatAreNotNeeded = -1;
+    png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, allThatAreNotNeeded);
+}
+
 void readHeader(reader* r)
 {
     allowEverySize(r->png);
+    skipDescriptions(r->png);
     png_init_io(r->png, r->stream);
     png_read_info(r->png, r->info);
     r->width = png_get_image_width(r->png, r->info);
     r->height = png_get_image_height(r->png, r->info);
-    r->storedBytes = static_cast<uint64_t>(png_get_rowbytes(r->png, r->info)) * r->height;
+    r->isInterlaced = png_get_interlace_type(r->png, r->info) != PNG_INTERLACE_NONE;
+    r->storedRowBytes = png_get_rowbytes(r->png, r->info);
+}
+
+void readPalette(reader* r)
+{
+    png_colorp entries = nullptr;
+    int count = 0;
+    png_get_PLTE(r->png, r->info, &entries, &count);
+    for (int i = 0; i < count; ++i) {
+        r->greyOfIndex[3 * i] = entries[i].red;
+        r->greyOfIndex[3 * i + 1] = entries[i].green;
+        r->greyOfIndex[3 * i + 2] = entries[i].blue;
+    }
+    picture_greyFromRgb(r->greyOfIndex, 256, 8);
 }
 
 // Takes memory for rows, so it must be clear by now that the file is large enough for what its header says.
@@ -91,33 +122,84 @@ void startPixels(reader* r)
 {
     const int colourType = png_get_color_type(r->png, r->info);
     const int storedDepth = png_get_bit_depth(r->png, r->info);
+    r->hasPalette = colourType == PNG_COLOR_TYPE_PALETTE;
     r->hasColour = (colourType & (PNG_COLOR_MASK_COLOR | PNG_COLOR_MASK_ALPHA)) != 0;
-    if (colourType == PNG_COLOR_TYPE_PALETTE)
-        png_set_palette_to_rgb(r->png);
-    else if (storedDepth < 8)
+    if (r->hasPalette) {
+        readPalette(r);
+        png_set_packing(r->png); // one index a byte
+    } else if (storedDepth < 8) {
         png_set_expand_gray_1_2_4_to_8(r->png);
+    }
     png_set_strip_alpha(r->png);
     useMachineByteOrder(r->png, storedDepth);
-    r->passes = png_set_interlace_handling(r->png);
     png_read_update_info(r->png, r->info);
     r->depth = png_get_bit_depth(r->png, r->info);
     r->channels = png_get_channels(r->png, r->info);
     r->rowBytes = png_get_rowbytes(r->png, r->info);
 }
 
+void makeRowGrey(reader* r, size_t count)
+{
+    if (r->hasPalette)
+        for (size_t i = 0; i < count; ++i)
+            r->row[i] = r->greyOfIndex[r->row[i]];
+    else if (r->channels == 3)
+        picture_greyFromRgb(r->row, count, r->depth);
+}
+
+// Writes `count` pixels of a row to every step-th pixel from `target` on.
+template <typename Pixel>
+void spread(const uint8_t* row, uint8_t* target, size_t count, size_t step)
+{
+    for (size_t i = 0; i < count; ++i)
+        std::memcpy(target + i * step * sizeof(Pixel), row + i * sizeof(Pixel), sizeof(Pixel));
+}
+
+// libpng delivers the rows of a grid without gaps between the pixels.
+void readGrid(reader* r, const grid& g)
+{
+    if (g.firstX >= r->width) // such a grid has no rows in the file
+        return;
+    const size_t count = (r->width - g.firstX + g.stepX - 1) / g.stepX;
+    const size_t pixelBytes = static_cast<size_t>(r->depth) / 8;
+    for (size_t y = g.firstY; y < r->height; y += g.stepY) {
+        png_read_row(r->png, r->row, nullptr);
+        makeRowGrey(r, count);
+        uint8_t* target = r->pixels + (y * r->width + g.firstX) * pixelBytes;
+        if (g.stepX == 1)
+            std::memcpy(target, r->row, count * pixelBytes);
+        else if (r->depth == 8)
+            spread<uint8_t>(r->row, target, count, g.stepX);
+        else
+            spread<uint16_t>(r->row, target, count, g.stepX);
+    }
+}
+
 void readPixels(reader* r)
 {
-    for (int pass = 0; pass < r->passes; ++pass)
-        for (png_uint_32 y = 0; y < r->height; ++y)
-            png_read_row(r->png, r->pixels + y * r->rowBytes, nullptr);
+    constexpr grid whole = {0, 0, 1, 1};
+    constexpr grid interlaced[] = {{0, 0, 8, 8}, {4, 0, 8, 8}, {0, 4, 4, 8}, {2, 0, 4, 4},
+                                   {0, 2, 2, 4}, {1, 0, 2, 2}, {0, 1, 1, 2}};
+    if (r->isInterlaced)
+        for (const grid& g : interlaced)
+            readGrid(r, g);
+    else
+        readGrid(r, whole);
     png_read_end(r->png, nullptr);
+}
+
+// Instead of libpng's own way of writing, which does not say why it failed.
+void writeBytes(png_structp png, png_bytep bytes, size_t count)
+{
+    if (std::fwrite(bytes, 1, count, static_cast<std::FILE*>(png_get_io_ptr(png))) != count)
+        png_error(png, std::strerror(errno));
 }
 
 void writeAll(writer* w)
 {
     const picture_view& view = *w->view;
     allowEverySize(w->png);
-    png_init_io(w->png, w->stream);
+    png_set_write_fn(w->png, w->stream, writeBytes, nullptr);
     png_set_IHDR(w->png, w->info, static_cast<png_uint_32>(view.width),
                  static_cast<png_uint_32>(view.height), view.depth, PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
@@ -172,16 +254,15 @@ picture png_read(const std::string& path)
             throw file_failure(path, std::string("is not a sound PNG file: ") + session.message);
     };
     attemptOrFail(readHeader);
-    if (session.storedBytes / maxExpansion > file.size)
+    if (session.height > (file.size + 1) * maxExpansion / session.storedRowBytes)
         throw file_failure(path, "is truncated: it is too short for its size in pixels");
     attemptOrFail(startPixels);
     picture result;
-    picture_allocate(result, path, session.width, session.height, session.depth, session.channels);
+    picture_allocate(result, path, session.width, session.height, session.depth);
+    const auto row = picture_allocateRow(path, session.rowBytes);
+    session.row = row.get();
     session.pixels = result.pixels.get();
     attemptOrFail(readPixels);
-
-    if (session.channels == 3)
-        picture_greyFromRgb(result);
     result.wasColour = session.hasColour;
     return result;
 }

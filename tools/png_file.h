@@ -1,5 +1,6 @@
 // PNG files: grey of every depth as it is (1, 2 and 4 bits spread to 8), colour and palettes converted to
-// grey, transparency dropped. Colour-space chunks are not looked at: pixel values are measurements.
+// grey row by row, transparency dropped. Chunks that no pixel depends on (texts, colour spaces, times) are
+// passed over, whatever they hold, wrong checksums included: pixel values are measurements.
 #pragma once
 
 #include "picture.h"

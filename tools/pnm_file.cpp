@@ -82,14 +82,21 @@ picture pnm_read(const std::string& path)
     if (width > 0 && height > held / width)
         throw file_failure(path, "is truncated: it is too short for its size in pixels");
     picture result;
-    picture_allocate(result, path, width, height, depth, channels);
-    const size_t samples = static_cast<size_t>(width * height) * static_cast<size_t>(channels);
-    if (std::fread(result.pixels.get(), static_cast<size_t>(depth / 8), samples, stream) != samples)
-        throw file_failure(path, std::ferror(stream) ? "cannot be read" : "is truncated");
-    if (depth == 16)
-        sixteenBitFromBytes(result.pixels.get(), samples);
-    if (channels == 3)
-        picture_greyFromRgb(result);
+    picture_allocate(result, path, width, height, depth);
+    result.wasColour = channels == 3;
+    const uint64_t rowSamples = width * static_cast<uint64_t>(channels);
+    const uint64_t rowBytes = rowSamples * static_cast<uint64_t>(depth) / 8;
+    const auto row = picture_allocateRow(path, rowBytes);
+    for (int64_t y = 0; y < result.height; ++y) {
+        if (std::fread(row.get(), 1, static_cast<size_t>(rowBytes), stream) != rowBytes)
+            throw file_failure(path, std::ferror(stream) ? "cannot be read" : "is truncated");
+        if (depth == 16)
+            sixteenBitFromBytes(row.get(), static_cast<size_t>(rowSamples));
+        if (channels == 3)
+            picture_greyFromRgb(row.get(), static_cast<size_t>(width), depth);
+        std::memcpy(result.pixels.get() + y * result.stride(), row.get(),
+                    static_cast<size_t>(result.stride()));
+    }
     return result;
 }
 

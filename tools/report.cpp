@@ -5,10 +5,12 @@
 #include <qbase/cpuinfo.h>
 #include <qbase/jobs.h>
 
+#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <vector>
 
 namespace
@@ -68,13 +70,13 @@ std::string threadsField()
     return field("threads", qsys_jobs_getThreadCount());
 }
 
-void print(const std::string& text)
+} // namespace
+
+void report_printText(const std::string& text)
 {
     if (std::puts(text.c_str()) < 0 || std::fflush(stdout) != 0)
-        throw file_failure("standard output", "cannot be written");
+        throw file_failure("standard output", std::string("cannot be written: ") + std::strerror(errno));
 }
-
-} // namespace
 
 void report_print(const report& result)
 {
@@ -93,16 +95,17 @@ void report_print(const report& result)
     };
     if (!result.path.empty())
         fields.push_back(field("path", quoted(result.path)));
-    print(bracketed('{', fields, '}'));
+    report_printText(bracketed('{', fields, '}'));
 }
 
 void report_printInfo(const std::string& version, bool json)
 {
     if (json)
-        return print(bracketed('{', {field("version", quoted(version)), cpuField(), threadsField()}, '}'));
+        return report_printText(
+            bracketed('{', {field("version", quoted(version)), cpuField(), threadsField()}, '}'));
     std::string text = "version " + version;
     text += "\nprocessor level ";
     text += qsys_cpuinfo_levelName();
     text += "\nthreads " + std::to_string(qsys_jobs_getThreadCount());
-    print(text);
+    report_printText(text);
 }

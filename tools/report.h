@@ -1,4 +1,4 @@
-// What a run tells a script: one JSON object on standard output.
+// What a run says on standard output; to a script it is one JSON object.
 #pragma once
 
 #include <qip/status.h>
@@ -18,6 +18,10 @@ struct report {
     qmath_xformLinear imageFromClient = {0, 0, 0, 0, 0, 0};
     std::string path; // of the library; "" when the command has only one, or nothing was computed
 };
+
+// Everything on standard output goes through here: `text` and a line end. Failures: file_failure when it
+// does not arrive.
+void report_printText(const std::string& text);
 
 void report_print(const report& result);
 

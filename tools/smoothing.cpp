@@ -94,21 +94,28 @@ void addOutput(output_set& files, const std::string& path, const qimg_image& ima
     files.add(path, [&](std::FILE* stream) { picture_write(stream, path, view); });
 }
 
-// The report comes between the writing and the renaming of the files: when it cannot be delivered they are
-// not touched.
+// The report comes last, so that it is true. Files that are in place stay when it cannot be delivered: they
+// are what was asked for, and the failure says so.
 void writeResult(const options& o, const destination& dst, const report& result)
 {
     output_set files;
-    if (isEmpty(dst.pixels.image)) {
-        std::fputs("qip-smooth: empty result\n", stderr);
-    } else {
+    const bool isWritten = !isEmpty(dst.pixels.image);
+    if (isWritten) {
         addOutput(files, o.output, dst.pixels.image);
         if (o.maskOut)
             addOutput(files, *o.maskOut, dst.mask.image);
+    } else {
+        std::fputs("qip-smooth: empty result\n", stderr);
     }
-    if (o.json)
-        report_print(result);
     files.publish();
+    if (!o.json)
+        return;
+    try {
+        report_print(result);
+    } catch (const file_failure& unheard) {
+        throw failure(EXIT_REFUSED,
+                      unheard.what() + std::string(isWritten ? "; the result is written" : ""));
+    }
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstdlib>
 #include <fstream>
 #include <set>
@@ -40,6 +41,25 @@ std::string program_folder::listing() const
     return all;
 }
 
+std::vector<fs::path> program_folder::temporaries() const
+{
+    std::vector<fs::path> found;
+    for (const auto& entry : fs::directory_iterator(path))
+        if (entry.path().extension() == ".tmp")
+            found.push_back(entry.path());
+    return found;
+}
+
+bool program_folder::waitForTemporaries(size_t count) const
+{
+    for (int i = 0; i < 60000; ++i) {
+        if (temporaries().size() >= count)
+            return true;
+        usleep(1000);
+    }
+    return false;
+}
+
 std::string program_path()
 {
     return QIP_SMOOTH;
@@ -62,15 +82,24 @@ pid_t program_start(const std::vector<std::string>& words, int outputDescriptor,
     return process;
 }
 
+pid_t program_startSilent(std::vector<std::string> arguments)
+{
+    arguments.insert(arguments.begin(), program_path());
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    const pid_t process = program_start(arguments, nowhere, nowhere);
+    close(nowhere);
+    return process;
+}
+
 int program_wait(pid_t process, int64_t* peakMemory)
 {
     int status = 0;
     struct rusage used = {};
-    if (process < 0 || wait4(process, &status, 0, &used) != process || !WIFEXITED(status))
-        return -1;
+    if (process < 0 || wait4(process, &status, 0, &used) != process)
+        return INT_MIN;
     if (peakMemory)
         *peakMemory = int64_t{used.ru_maxrss} * 1024;
-    return WEXITSTATUS(status);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
 program_result program_runAny(const std::vector<std::string>& words)

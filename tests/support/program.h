@@ -27,11 +27,17 @@ public:
     // The names of what is in it, hidden files included, sorted, with a blank behind each.
     std::string listing() const;
 
+    // The temporary files of a run that are in it now.
+    std::vector<std::filesystem::path> temporaries() const;
+
+    // Waits until there are so many; false when they do not come.
+    bool waitForTemporaries(size_t count) const;
+
     std::filesystem::path path;
 };
 
 struct program_result {
-    int exitStatus;     // -1 when a signal ended it
+    int exitStatus;     // as program_wait has it
     int64_t peakMemory; // bytes
     std::string output;
     std::string errors;
@@ -43,7 +49,11 @@ std::string program_path();
 // Starts `words`, the first of which is a path, with these descriptors as standard output and errors.
 pid_t program_start(const std::vector<std::string>& words, int outputDescriptor, int errorDescriptor);
 
-// The exit status, -1 when a signal ended it; *peakMemory, when given, receives bytes.
+// Starts qip-smooth with its standard streams thrown away.
+pid_t program_startSilent(std::vector<std::string> arguments);
+
+// The exit status, or less than 0: minus the number of the signal that ended it. *peakMemory, when given,
+// receives bytes.
 int program_wait(pid_t process, int64_t* peakMemory = nullptr);
 
 // Runs any program, with its standard streams caught.
