@@ -23,8 +23,9 @@ if(BUILD_SHARED_LIBS)
     endforeach()
 endif()
 
-# A user's compiler links without a sanitizer's runtime, so these stand in the ordinary trees alone.
-if(NOT QIP_SANITIZE)
+# A user's compiler links without a sanitizer's runtime, and a user's program runs where it was built, so these
+# stand in the ordinary trees alone.
+if(NOT QIP_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
     qip_add_script_test(project.readme_program
         COMMAND ${here}/readme_program.sh ${PROJECT_SOURCE_DIR}/README.md ${CMAKE_C_COMPILER} ${scratch}/readme
                 -I${PROJECT_SOURCE_DIR}/include -I${PROJECT_SOURCE_DIR}/platform
