@@ -1,4 +1,4 @@
-# Tests of the project as a whole, without GoogleTest: headers, symbols, packages, the README.
+# Tests of the project as a whole, without GoogleTest: headers, symbols, flags, binaries, packages, the README.
 # All are shell scripts beside this file; status 77 says "skipped", with the reason printed.
 
 function(qip_add_script_test name)
@@ -15,12 +15,24 @@ qip_add_script_test(project.headers_alone
     COMMAND ${here}/headers_alone.sh ${compilers} ${PROJECT_SOURCE_DIR})
 qip_add_script_test(project.vector_objects
     COMMAND ${here}/vector_objects.sh $<TARGET_OBJECTS:qip_gauss_objects>)
+qip_add_script_test(project.refused_flags
+    COMMAND ${here}/refused_flags.sh ${PROJECT_BINARY_DIR}/compile_commands.json)
 if(BUILD_SHARED_LIBS)
     foreach(library IN ITEMS qbase qip_gauss)
         qip_add_script_test(project.exports_of_${library}
             COMMAND ${here}/exports_match.sh $<TARGET_FILE:${library}>
                     ${PROJECT_SOURCE_DIR}/cmake/exports/lib${library}.txt)
     endforeach()
+endif()
+
+# The binaries as they are given away.
+if(BUILD_SHARED_LIBS AND TARGET qip-smooth AND NOT QIP_SANITIZE)
+    if(QIP_HARDENING)
+        qip_add_script_test(project.hardening
+            COMMAND ${here}/hardening.sh ${CMAKE_CXX_COMPILER} $<IF:$<CONFIG:Debug>,debug,optimised>
+                    $<TARGET_FILE:qbase> $<TARGET_FILE:qip_gauss> $<TARGET_FILE:qip-smooth>
+                    -- $<TARGET_OBJECTS:qbase_objects> $<TARGET_OBJECTS:qip_gauss_objects>)
+    endif()
 endif()
 
 # A user's compiler links without a sanitizer's runtime, so these stand in the ordinary trees alone.
