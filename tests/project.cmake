@@ -25,13 +25,21 @@ if(BUILD_SHARED_LIBS)
     endforeach()
 endif()
 
-# The binaries as they are given away.
+# The binaries as they are given away: compared with a second build for one compiler, since that takes a minute.
 if(BUILD_SHARED_LIBS AND TARGET qip-smooth AND NOT QIP_SANITIZE)
     if(QIP_HARDENING)
         qip_add_script_test(project.hardening
             COMMAND ${here}/hardening.sh ${CMAKE_CXX_COMPILER} $<IF:$<CONFIG:Debug>,debug,optimised>
                     $<TARGET_FILE:qbase> $<TARGET_FILE:qip_gauss> $<TARGET_FILE:qip-smooth>
                     -- $<TARGET_OBJECTS:qbase_objects> $<TARGET_OBJECTS:qip_gauss_objects>)
+    endif()
+    if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        qip_add_script_test(project.reproducible
+            COMMAND ${here}/reproducible.sh ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR} ${scratch} ${CMAKE_INSTALL_LIBDIR}
+                    -DCMAKE_BUILD_TYPE=${CMAKE_BUILD_TYPE} -DCMAKE_C_COMPILER=${CMAKE_C_COMPILER}
+                    -DCMAKE_CXX_COMPILER=${CMAKE_CXX_COMPILER} -DCMAKE_CXX_FLAGS=${CMAKE_CXX_FLAGS}
+                    -DCMAKE_INSTALL_LIBDIR=${CMAKE_INSTALL_LIBDIR} -DQIP_HARDENING=${QIP_HARDENING})
+        set_tests_properties(project.reproducible PROPERTIES TIMEOUT 1800)
     endif()
 endif()
 
