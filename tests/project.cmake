@@ -33,7 +33,7 @@ if(BUILD_SHARED_LIBS AND TARGET qip-smooth AND NOT QIP_SANITIZE)
                     $<TARGET_FILE:qbase> $<TARGET_FILE:qip_gauss> $<TARGET_FILE:qip-smooth>
                     -- $<TARGET_OBJECTS:qbase_objects> $<TARGET_OBJECTS:qip_gauss_objects>)
     endif()
-    if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT CMAKE_CROSSCOMPILING)
         qip_add_script_test(project.reproducible
             COMMAND ${here}/reproducible.sh ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR} ${scratch} ${CMAKE_INSTALL_LIBDIR}
                     -DCMAKE_BUILD_TYPE=${CMAKE_BUILD_TYPE} -DCMAKE_C_COMPILER=${CMAKE_C_COMPILER}
