@@ -7,11 +7,20 @@ install(TARGETS qbase qip_gauss EXPORT qip_gauss_targets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 set_target_properties(qbase PROPERTIES EXPORT_NAME base)
-set_target_properties(qip_gauss PROPERTIES EXPORT_NAME gauss INSTALL_RPATH "$ORIGIN")
+set_target_properties(qip_gauss PROPERTIES
+    EXPORT_NAME gauss INSTALL_RPATH "$ORIGIN" BUILD_WITH_INSTALL_RPATH ON)
 if(TARGET qip-smooth)
     file(RELATIVE_PATH libraries_from_program /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
     set_target_properties(qip-smooth PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_program}")
     install(TARGETS qip-smooth RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    # Built with the RPATH of the installed program, and the libraries where it finds them from its build folder:
+    # an RPATH to be replaced at installation would end in an empty element, which means the current folder.
+    if(libraries_from_program STREQUAL "../${CMAKE_INSTALL_LIBDIR}")
+        set_target_properties(qbase qip_gauss PROPERTIES
+            LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/${CMAKE_INSTALL_LIBDIR})
+        set_target_properties(qip-smooth PROPERTIES
+            RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tools BUILD_WITH_INSTALL_RPATH ON)
+    endif()
 endif()
 install(DIRECTORY include/qip platform/qbase DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         FILES_MATCHING PATTERN "*.h")

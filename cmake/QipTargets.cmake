@@ -14,7 +14,9 @@ endif()
 # Warnings, exact floating point (no fused multiply-add, no fast-math) and the sanitizers asked for.
 add_library(qip_compile_options INTERFACE)
 target_compile_options(qip_compile_options INTERFACE
-    -Wall -Wextra -Wpedantic -Wconversion $<$<BOOL:${QIP_WERROR}>:-Werror> -ffp-contract=off)
+    -Wall -Wextra -Wpedantic -Wconversion $<$<BOOL:${QIP_WERROR}>:-Werror> -ffp-contract=off
+    # What of fast-math has no macro in Clang, so that frame/exact_arithmetic.h cannot refuse it, is undone here.
+    $<$<CXX_COMPILER_ID:Clang>:-fno-unsafe-math-optimizations>)
 if(NOT QIP_SANITIZE)
     # Applications run on threads with small stacks. Red zones, and code without optimisation, need more.
     target_compile_options(qip_compile_options INTERFACE
@@ -39,6 +41,8 @@ function(qip_add_library name)
     target_link_libraries(${name}_objects PRIVATE $<BUILD_INTERFACE:qip_compile_options>)
     set_target_properties(${name}_objects PROPERTIES
         CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+    target_compile_options(${name}_objects PRIVATE
+        "SHELL:-include \"${PROJECT_SOURCE_DIR}/frame/exact_arithmetic.h\"")
 
     string(REGEX MATCH "^[0-9]+" major ${arg_VERSION})
     add_library(${name} $<TARGET_OBJECTS:${name}_objects>)

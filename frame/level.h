@@ -14,7 +14,7 @@ inline bool frame_cpuHas(const qsys_cpuinfo* info, uint32_t bits)
 enum class frame_level { portable, vector128, vector256 };
 
 // Whether this build has the two higher levels. The build leaves their files out for other processors.
-#if defined(__x86_64__) || defined(__i386__)
+#if defined(__x86_64__)
 inline constexpr bool frame_hasVectors = true;
 #else
 inline constexpr bool frame_hasVectors = false;

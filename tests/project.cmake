@@ -1,4 +1,4 @@
-# Tests of the project as a whole, without GoogleTest: headers, symbols, packages, the README.
+# Tests of the project as a whole, without GoogleTest: headers, symbols, flags, binaries, packages, the README.
 # All are shell scripts beside this file; status 77 says "skipped", with the reason printed.
 
 function(qip_add_script_test name)
@@ -15,12 +15,32 @@ qip_add_script_test(project.headers_alone
     COMMAND ${here}/headers_alone.sh ${compilers} ${PROJECT_SOURCE_DIR})
 qip_add_script_test(project.vector_objects
     COMMAND ${here}/vector_objects.sh $<TARGET_OBJECTS:qip_gauss_objects>)
+qip_add_script_test(project.refused_flags
+    COMMAND ${here}/refused_flags.sh ${PROJECT_BINARY_DIR}/compile_commands.json)
 if(BUILD_SHARED_LIBS)
     foreach(library IN ITEMS qbase qip_gauss)
         qip_add_script_test(project.exports_of_${library}
             COMMAND ${here}/exports_match.sh $<TARGET_FILE:${library}>
                     ${PROJECT_SOURCE_DIR}/cmake/exports/lib${library}.txt)
     endforeach()
+endif()
+
+# The binaries as they are given away: compared with a second build for one compiler, since that takes a minute.
+if(BUILD_SHARED_LIBS AND TARGET qip-smooth AND NOT QIP_SANITIZE)
+    if(QIP_HARDENING)
+        qip_add_script_test(project.hardening
+            COMMAND ${here}/hardening.sh ${CMAKE_CXX_COMPILER} $<IF:$<CONFIG:Debug>,debug,optimised>
+                    $<TARGET_FILE:qbase> $<TARGET_FILE:qip_gauss> $<TARGET_FILE:qip-smooth>
+                    -- $<TARGET_OBJECTS:qbase_objects> $<TARGET_OBJECTS:qip_gauss_objects>)
+    endif()
+    if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT CMAKE_CROSSCOMPILING)
+        qip_add_script_test(project.reproducible
+            COMMAND ${here}/reproducible.sh ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR} ${scratch} ${CMAKE_INSTALL_LIBDIR}
+                    -DCMAKE_BUILD_TYPE=${CMAKE_BUILD_TYPE} -DCMAKE_C_COMPILER=${CMAKE_C_COMPILER}
+                    -DCMAKE_CXX_COMPILER=${CMAKE_CXX_COMPILER} -DCMAKE_CXX_FLAGS=${CMAKE_CXX_FLAGS}
+                    -DCMAKE_INSTALL_LIBDIR=${CMAKE_INSTALL_LIBDIR} -DQIP_HARDENING=${QIP_HARDENING})
+        set_tests_properties(project.reproducible PROPERTIES TIMEOUT 1800)
+    endif()
 endif()
 
 # A user's compiler links without a sanitizer's runtime, and a user's program runs where it was built, so these
