@@ -171,7 +171,7 @@ qip_status pollForRows(const sumsRun* run, int64_t first, int64_t count)
 {
     qip_status status = QIP_OK;
     for (int64_t row = first; run->path->polls && row < first + count && status >= 0; ++row)
-        status = frame_pollAtRow(row);
+        status = frame_pollAtRow(row + run->path->polledAs);
     return status;
 }
 

@@ -13,7 +13,8 @@ struct unmasked_sumsPath {
     unmasked_pixelKernel toPixels;
     uint64_t start; // what is added to every sum
     bool isWide;    // the sums have 64 bits, else 32
-    bool polls;     // polls as unmasked_smoothGeneral does
+    bool polls; // once before the first row, and before each row it adds whose number is a multiple of 64
+    int64_t polledAs; // the number of the plan's row 0
 };
 
 // Whether the kernels can make the sums of a request: rows are as wide as a block, boxes not wider than
