@@ -53,7 +53,7 @@ qip_status smoothRows(const qsImage* src, qsVImage* dst, const qsGaussParams* pa
     if (hasKernels() && (type == QS_IMAGE_TYPE_8 || type == QS_IMAGE_TYPE_16)) {
         const unmasked_plan plan = unmasked_planOf(src, dst, params, request);
         unmasked_sumsPath path = {};
-        path.polls = true;
+        path.polls = unmasked_pollsInTime;
         path.polledAs = request->read.y.start - request->source.y.start;
         if (choosePath(&plan, gauss_normalisationOf(params), &path))
             return unmasked_runSums(&plan, &path);

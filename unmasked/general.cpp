@@ -11,7 +11,7 @@ qip_status unmasked_smoothGeneral(const qsImage* src, qsVImage* dst, const qsGau
     const unmasked_scaling scaling = {gauss_normalisationOf(params).reciprocal, 0.0,
                                       plan.round ? 0.5 : 0.0};
     unmasked_sumsPath path = {};
-    path.polls = true;
+    path.polls = unmasked_pollsEarly;
     if (!unmasked_chooseScaling(&plan, &scaling, &unmasked_scaling256, &path))
         return unmasked_plainGeneral(src, dst, params, request);
     return unmasked_runSums(&plan, &path);
