@@ -12,8 +12,11 @@ struct base_cpuRegisters {
     uint32_t xcr0; // register sets that the system saves and restores
 };
 
-// The feature bits, QSYS_CPU_BIT_..., of a processor with these registers.
+// The feature bits, QSYS_CPU_BIT_..., of an x86 processor with these registers.
 uint32_t base_cpuDetect_features(const base_cpuRegisters* registers);
+
+// The same for a 64-bit ARM processor with these capabilities, as Linux names them (AT_HWCAP).
+uint32_t base_cpuDetect_armFeatures(uint64_t capabilities);
 
 // The feature bits that a level reports on a machine with the bits `machine`.
 // Errors:  QSYS_E_LEVEL_UNKNOWN, QSYS_E_LEVEL_UNAVAILABLE; *features is then untouched.

@@ -12,6 +12,8 @@
 
 #if defined(__x86_64__)
 #include <cpuid.h>
+#elif defined(__aarch64__) && defined(__linux__)
+#include <sys/auxv.h>
 #endif
 #if defined(__linux__)
 #include <sched.h>
@@ -28,8 +30,9 @@ struct levelBits {
     const char* name;
     uint32_t features;
 };
-// Lowest first.
-constexpr levelBits levels[] = {{"plain", 0}, {"sse", sseBits}, {"avx2", avx2Bits}};
+// Those of one machine lowest first. No machine has bits of two architectures.
+constexpr levelBits levels[] = {
+    {"plain", 0}, {"sse", sseBits}, {"avx2", avx2Bits}, {"neon", QSYS_CPU_BIT_NEON}};
 
 #if defined(__x86_64__)
 
@@ -53,23 +56,35 @@ base_cpuRegisters readRegisters()
     return registers;
 }
 
+uint32_t askMachine()
+{
+    const base_cpuRegisters registers = readRegisters();
+    return base_cpuDetect_features(&registers);
+}
+
+#elif defined(__aarch64__) && defined(__linux__)
+
+constexpr int32_t machineClass = QSYS_CPU_CLASS_ARM;
+
+uint32_t askMachine()
+{
+    return base_cpuDetect_armFeatures(getauxval(AT_HWCAP));
+}
+
 #else
 
 constexpr int32_t machineClass = QSYS_CPU_CLASS_OTHER;
 
-base_cpuRegisters readRegisters()
+uint32_t askMachine()
 {
-    return {};
+    return 0;
 }
 
 #endif
 
 uint32_t machineFeatures()
 {
-    static const uint32_t features = [] {
-        const base_cpuRegisters registers = readRegisters();
-        return base_cpuDetect_features(&registers);
-    }();
+    static const uint32_t features = askMachine();
     return features;
 }
 
@@ -122,6 +137,12 @@ uint32_t base_cpuDetect_features(const base_cpuRegisters* registers)
     const bool wide = has(registers->leaf1Ecx, osxsave | avx) && has(registers->leaf7Ebx, avx2) &&
                       has(registers->xcr0, xmmAndYmm);
     return wide ? avx2Bits : sseBits;
+}
+
+uint32_t base_cpuDetect_armFeatures(uint64_t capabilities)
+{
+    constexpr uint64_t asimd = uint64_t{1} << 1;
+    return capabilities & asimd ? QSYS_CPU_BIT_NEON : 0;
 }
 
 qsys_status base_cpuDetect_levelFeatures(const char* level, uint32_t machine, uint32_t* features)

@@ -71,7 +71,8 @@ function(qip_add_library name)
 endfunction()
 
 # The table of processor levels: a file whose name ends in one of these is compiled with the flag beside it.
-# No other file gets such a flag; _portable.cpp is the level that needs none.
+# No other file gets such a flag; _portable.cpp and _neon.cpp are levels that need none, since 64-bit ARM
+# processors have no others.
 function(qip_set_level_flags)
     foreach(source IN LISTS ARGN)
         if(source MATCHES "_sse41\\.cpp$")
@@ -80,7 +81,7 @@ function(qip_set_level_flags)
             set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "-mavx2")
         endif()
         # A kernel is one large function. Checked in place at every access it takes minutes to compile.
-        if(source MATCHES "_(portable|sse41|avx2)\\.cpp$" AND QIP_SANITIZE MATCHES "address"
+        if(source MATCHES "_(portable|sse41|neon|avx2)\\.cpp$" AND QIP_SANITIZE MATCHES "address"
                 AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
             set_property(SOURCE ${source} APPEND PROPERTY COMPILE_OPTIONS
                 "--param=asan-instrumentation-with-call-threshold=0")

@@ -82,5 +82,5 @@ struct gauss_boxKernels {
     gauss_downKernel<uint16_t> down16;
 };
 
-extern const gauss_boxKernels gauss_boxKernelsSse41;
-extern const gauss_boxKernels gauss_boxKernelsAvx2;
+extern const gauss_boxKernels gauss_boxKernels128;
+extern const gauss_boxKernels gauss_boxKernels256;

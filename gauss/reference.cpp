@@ -42,6 +42,13 @@ struct referenceRule {
 
 } // namespace
 
+qip_status gauss_smoothReferenceRows(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
+                                     const gauss_request* request)
+{
+    const referenceRule rule = {gauss_normalisationOf(params), params->round != 0};
+    return gauss_smoothRows(src, dst, params, request, rule);
+}
+
 qip_status gauss_smoothReference(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
                                  qsIRegion* dstRegion, qsVImage** dstOut)
 {
@@ -49,8 +56,7 @@ qip_status gauss_smoothReference(const qsImage* src, qsVImage* dst, const qsGaus
     qip_status status = gauss_setupReference(src, dst, params, dstRegion, dstOut, &request);
     if (status < 0 || gauss_areaIsNull(request.dst))
         return status;
-    const referenceRule rule = {gauss_normalisationOf(params), params->round != 0};
-    status = gauss_smoothRows(src, *dstOut, params, &request, rule);
+    status = gauss_smoothReferenceRows(src, *dstOut, params, &request);
     if (status < 0 && !dst) {
         qsImageFree(*dstOut);
         *dstOut = nullptr;

@@ -2,7 +2,7 @@
 // 16-bit one. It is the definition of the values that every other path is held against.
 #pragma once
 
-#include <qip/smoothing.h>
+#include "gauss/request.h"
 
 // The five arguments of qip_gauss, checked by the caller: src is an 8-bit image, the sampling factors and
 // kernel sizes of params are valid, dst or params->prototype is there, src and dst have their pixels.
@@ -13,3 +13,8 @@
 // Polls:   once before the first row, then before each source row y that is a multiple of 64.
 qip_status gauss_smoothReference(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
                                  qsIRegion* dstRegion, qsVImage** dstOut);
+
+// The rows of a request that is set up and has pixels to write.
+// Errors:  QSYS_E_ARGUMENT for a destination of neither depth, QSYS_E_MEMORY, what the attention check answers.
+qip_status gauss_smoothReferenceRows(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
+                                     const gauss_request* request);

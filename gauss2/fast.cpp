@@ -202,12 +202,12 @@ qip_status copyEarlyRows(const fastCall<Planes>& call)
 
 const gauss2_levelKernels& kernelsAt(frame_level level)
 {
-    if constexpr (frame_hasVectors) {
+    if constexpr (frame_has256)
         if (level == frame_level::vector256)
-            return gauss2_kernelsAvx2;
+            return gauss2_kernels256;
+    if constexpr (frame_has128)
         if (level == frame_level::vector128)
-            return gauss2_kernelsSse41;
-    }
+            return gauss2_kernels128;
     return gauss2_kernelsPortable;
 }
 

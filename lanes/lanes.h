@@ -2,9 +2,9 @@
 // alike for every processor level. +, -, *, /, &, |, ^, ~, <<, >> and comparisons work lane by lane;
 // integers wrap, and a comparison gives lanes with all bits set or none.
 //
-// A level's header (lanes_portable.h, lanes_sse41.h, lanes_avx2.h) says how many bytes a register has,
-// includes this file, and adds what operators cannot say; what two of the levels have in common there is in
-// lanes_x86.h. Kernels are written once over all this and compiled for every level, so everything here has
+// A level's header (lanes_portable.h, lanes_sse41.h, lanes_neon.h, lanes_avx2.h) says how many bytes a register
+// has, includes this file, and adds what operators cannot say; what two of the levels have in common there is in
+// lanes_x86.h, halves_128.h and transpose.h. Kernels are written once over all this and compiled for every level, so everything here has
 // internal linkage: no level may run another level's copy.
 #pragma once
 

@@ -14,6 +14,8 @@ inline constexpr int laneBytes = 16;
 
 #include "lanes/lanes_x86.h"
 
+#include "lanes/halves_128.h"
+
 namespace
 {
 
@@ -109,27 +111,6 @@ template <class Lanes>
 lanes_inline Lanes shiftedRight(Lanes a, int32_t bits)
 {
     return a >> bits;
-}
-
-// ---- halves of longer registers ----
-
-// What loads the two halves of a register at the level above loads or stores the one that there is here:
-// that of the first address.
-template <class Number>
-lanes_inline lanesOf<Number> loadHalves(const Number* low, const Number*)
-{
-    return load(low);
-}
-
-template <class Number, class Lanes>
-lanes_inline void storeHalves(Number* low, Number*, Lanes a)
-{
-    std::memcpy(low, &a, sizeof a);
-}
-
-lanes_inline u8s loadTwice(const uint8_t* from)
-{
-    return load(from);
 }
 
 // ---- neighbours ----

@@ -57,17 +57,12 @@ lanes_inline void interleaveHalves(u64s a, u64s b, u64s* both)
     both[1] = (u64s)lanes_instruction(unpackhi_epi64)((lanes_register)a, (lanes_register)b);
 }
 
-// Lanes 0 .. 3 of register i become lane i of registers 0 .. 3; in longer registers lanes 4 .. 7 likewise
-// become lane 4 + i.
-lanes_inline void transposeQuads(u32s* quads)
+} // namespace
+
+#include "lanes/transpose.h"
+
+namespace
 {
-    u32s low[2];
-    u32s high[2];
-    interleaveHalves(quads[0], quads[2], low);
-    interleaveHalves(quads[1], quads[3], high);
-    interleaveHalves(low[0], high[0], quads);
-    interleaveHalves(low[1], high[1], quads + 2);
-}
 
 // The lanes of a, then those of b, in narrower lanes, for each 128 bits on their own. Numbers that do not
 // fit are not kept as they are.

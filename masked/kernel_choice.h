@@ -14,15 +14,10 @@ inline frame_level masked_levelFor(const masked_plan* plan, const qsys_cpuinfo* 
 // Null at the portable level.
 inline const masked_kernels* masked_kernelsAt(frame_level level)
 {
-    switch (level) {
-    case frame_level::vector256:
-        return &masked_kernelsAvx2;
-    case frame_level::vector128:
-        return &masked_kernelsSse41;
-    case frame_level::portable:
-        break;
-    }
-    return nullptr;
+    if constexpr (frame_has256)
+        if (level == frame_level::vector256)
+            return &masked_kernels256;
+    return level == frame_level::portable ? nullptr : &masked_kernels128;
 }
 
 // `name` is that by which the application may forbid the kernel.

@@ -32,7 +32,7 @@ bool isLargeEnough(const masked_work* work)
 template <class Rule>
 qip_status smooth(const masked_work* work, const qsys_cpuinfo* info, const Rule& rule)
 {
-    if constexpr (frame_hasVectors) {
+    if constexpr (frame_has128) {
         if (masked_canSmoothShort(&work->plan, rule, info))
             return masked_smoothShort(&work->plan, rule, info, work->prepareName);
         if (masked_canSmoothFast(&work->plan, rule, info))
@@ -41,17 +41,10 @@ qip_status smooth(const masked_work* work, const qsys_cpuinfo* info, const Rule&
     return masked_smoothPlain(&work->plan, rule);
 }
 
-qip_status smoothOptimised(const masked_work* work)
+// The processor record for fast code; QIP_E_FALLBACK where the application forbids it.
+qip_status mayBeFast(const masked_work* work, qsys_cpuinfo* info)
 {
-    qsys_cpuinfo info;
-    const qip_status status = frame_isInhibited(work->name) ? QIP_E_FALLBACK : qsys_cpuinfo_init(&info);
-    if (status < 0)
-        return status;
-    if (!frame_cpuHas(&info, QSYS_CPU_BIT_VECTOR128) || !isLargeEnough(work))
-        return QIP_E_FALLBACK;
-    if (isPowerOfTwo(work->plan.gain))
-        return smooth(work, &info, masked_doubleRule(&work->plan));
-    return smooth(work, &info, masked_fixedRule(&work->plan));
+    return frame_isInhibited(work->name) ? QIP_E_FALLBACK : qsys_cpuinfo_init(info);
 }
 
 } // namespace
@@ -60,17 +53,23 @@ qip_status masked_run(const masked_work* work)
 {
     if (work->plan.rows <= 0)
         return QIP_OK;
-    const qip_status status = smoothOptimised(work);
-    if (!frame_isFallback(status))
-        return status;
-    return masked_smoothPlain(&work->plan, masked_doubleRule(&work->plan));
+    qsys_cpuinfo info;
+    const masked_doubleRule rule(&work->plan);
+    qip_status status = mayBeFast(work, &info);
+    // Where fixed point declines, double precision takes its place, and its status stands.
+    if (status >= 0 && (!frame_cpuHas(&info, QSYS_CPU_BIT_VECTOR128) || !isLargeEnough(work)))
+        return smooth(work, &info, rule);
+    if (status >= 0)
+        status = isPowerOfTwo(work->plan.gain) ? smooth(work, &info, rule)
+                                               : smooth(work, &info, masked_fixedRule(&work->plan));
+    return frame_isFallback(status) ? masked_smoothPlain(&work->plan, rule) : status;
 }
 
 qip_status masked_runDouble(const masked_work* work)
 {
     qsys_cpuinfo info;
     const masked_doubleRule rule(&work->plan);
-    qip_status status = frame_isInhibited(work->name) ? QIP_E_FALLBACK : qsys_cpuinfo_init(&info);
+    qip_status status = mayBeFast(work, &info);
     if (status >= 0)
         status = smooth(work, &info, rule);
     return frame_isFallback(status) ? masked_smoothPlain(&work->plan, rule) : status;

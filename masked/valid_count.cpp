@@ -10,12 +10,12 @@ namespace
 
 const masked_countKernels* kernelsAt(frame_level level)
 {
-    if constexpr (frame_hasVectors) {
+    if constexpr (frame_has256)
         if (level == frame_level::vector256)
-            return &masked_countKernelsAvx2;
+            return &masked_countKernels256;
+    if constexpr (frame_has128)
         if (level == frame_level::vector128)
-            return &masked_countKernelsSse41;
-    }
+            return &masked_countKernels128;
     return &masked_countKernelsPortable;
 }
 

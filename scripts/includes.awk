@@ -44,7 +44,7 @@ BEGIN {
     allowed["tests/hidden"] = public "^\"(support|base|frame|lanes|gauss|unmasked|masked|gauss2)/|"
 
     # Standard headers that leave no function behind which the linker could merge with another level's.
-    harmless = "^<([a-z0-9]+intrin\\.h|cstdint|cstddef|cstring|type_traits)>"
+    harmless = "^<([a-z0-9]+intrin\\.h|arm_neon\\.h|cstdint|cstddef|cstring|type_traits)>"
 }
 
 FNR == 1 {
@@ -53,7 +53,7 @@ FNR == 1 {
         report(FILENAME, 1, "is in a folder that scripts/includes.awk does not know")
     if (folder ~ /^(frame|lanes)$/ && FILENAME !~ /\.h$/)
         report(FILENAME, 1, "is a source; " folder "/ holds headers only")
-    if (FILENAME ~ /_(portable|sse41|avx2)\.cpp$/)
+    if (FILENAME ~ /_(portable|sse41|neon|avx2)\.cpp$/)
         isLevel[FILENAME] = 1
     files[FILENAME] = 1
 }

@@ -12,6 +12,7 @@ namespace
 
 constexpr uint32_t sse = 0x109;
 constexpr uint32_t avx2 = 0x909;
+constexpr uint32_t neon = 0x10000;
 
 qsys_cpuinfo report()
 {
@@ -49,6 +50,12 @@ TEST(CpuDetect, EveryRegisterCounts)
         EXPECT_EQ(features({leaf1Avx & ~(1u << missing), leaf7Avx2, 0x7}), 0u) << missing;
 }
 
+TEST(CpuDetect, OneCapabilityOfArmCounts)
+{
+    EXPECT_EQ(base_cpuDetect_armFeatures(0x2), neon);
+    EXPECT_EQ(base_cpuDetect_armFeatures(~uint64_t{0x2}), 0u);
+}
+
 TEST(CpuDetect, ALevelNeedsItsMachine)
 {
     const auto ask = [](const char* level, uint32_t machine, uint32_t expected) {
@@ -64,6 +71,10 @@ TEST(CpuDetect, ALevelNeedsItsMachine)
     EXPECT_EQ(ask("sse", sse, sse), QSYS_OK);
     EXPECT_EQ(ask("sse", avx2, sse), QSYS_OK);
     EXPECT_EQ(ask("auto", sse, sse), QSYS_OK);
+    EXPECT_EQ(ask("neon", neon, neon), QSYS_OK);
+    EXPECT_EQ(ask("plain", neon, 0), QSYS_OK);
+    EXPECT_EQ(ask("neon", avx2, 0), QSYS_E_LEVEL_UNAVAILABLE);
+    EXPECT_EQ(ask("sse", neon, 0), QSYS_E_LEVEL_UNAVAILABLE);
     EXPECT_EQ(ask("SSE", avx2, 0), QSYS_E_LEVEL_UNKNOWN);
 }
 
@@ -75,12 +86,15 @@ TEST(CpuInfo, ReportsTheMachine)
     // The compiler's own detector is the second opinion.
     EXPECT_EQ((info.features & QSYS_CPU_BIT_VECTOR128) != 0, __builtin_cpu_supports("sse4.1") != 0);
     EXPECT_EQ((info.features & QSYS_CPU_BIT_VECTOR256) != 0, __builtin_cpu_supports("avx2") != 0);
+    EXPECT_EQ(info.features & ~avx2, 0u);
+#elif defined(__aarch64__)
+    EXPECT_EQ(info.processorClass, QSYS_CPU_CLASS_ARM);
+    EXPECT_EQ(info.features, neon); // it is part of the base instructions
 #else
     EXPECT_EQ(info.processorClass, QSYS_CPU_CLASS_OTHER);
     EXPECT_EQ(info.features, 0u);
 #endif
     EXPECT_GE(info.processorCount, 1);
-    EXPECT_EQ(info.features & ~avx2, 0u);
     EXPECT_EQ(info.reserved, 0);
     EXPECT_EQ(qsys_cpuinfo_setFailure(1), QSYS_E_ARGUMENT);
 }
@@ -89,7 +103,10 @@ TEST(CpuInfo, LevelsLowerAndAutoRestores)
 {
     const uint32_t machine = report().features;
     test_atEveryLevel([](const std::string& level) {
-        EXPECT_EQ(report().features, level == "plain" ? 0 : level == "sse" ? sse : avx2);
+        EXPECT_EQ(report().features, level == "plain"  ? 0
+                                     : level == "sse"  ? sse
+                                     : level == "avx2" ? avx2
+                                                       : neon);
     });
     EXPECT_EQ(report().features, machine);
 

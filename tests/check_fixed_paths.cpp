@@ -3,6 +3,7 @@
 // every sum there is.
 //
 //   check_fixed_paths --bench     also times what it has verified, in cycles for each source pixel
+#include "frame/level.h"
 #include "lanes/lanes_portable.h"
 #include "unmasked/arithmetic.h"
 #include "unmasked/kernels/quotient.h"
@@ -26,7 +27,12 @@ namespace
 // A path, and what it promises beside the pixels of its plain code.
 struct sevenTap {
     static constexpr auto name = "seven-tap";
-    static constexpr auto smooth = unmasked_smoothSevenTap;
+    static qip_status smooth(const unmasked_plan* plan)
+    {
+        if constexpr (frame_has256)
+            return unmasked_smoothSevenTap(plan);
+        return QIP_E_FALLBACK;
+    }
     static constexpr auto plain = unmasked_plainSevenTap;
     static constexpr int64_t taps = 7, mostStep = 40;
     static constexpr int64_t rowsPerPoll = 256;
@@ -36,7 +42,12 @@ struct sevenTap {
 
 struct smallKernel {
     static constexpr auto name = "small-kernel";
-    static constexpr auto smooth = unmasked_smoothSmallKernel;
+    static qip_status smooth(const unmasked_plan* plan)
+    {
+        if constexpr (frame_has256)
+            return unmasked_smoothSmallKernel(plan);
+        return QIP_E_FALLBACK;
+    }
     static constexpr auto plain = unmasked_plainSmallKernel;
     static constexpr int64_t taps = 4, mostStep = 3;
     static constexpr int64_t rowsPerPoll = 1024;

@@ -2,7 +2,10 @@
 // gauss/box_sums.h, against the same paths in plain code, on guarded memory.
 //
 //   check_sums --bench     also times what it has verified, in cycles for each source pixel
+#include "frame/level.h"
 #include "gauss/box_sums.h"
+#include "gauss/reference.h"
+#include "unmasked/fast_reference.h"
 #include "unmasked/general.h"
 #include "unmasked/older.h"
 #include "unmasked/plain_sums.h"
@@ -24,10 +27,26 @@ namespace
 
 using path = qip_status (*)(const qsImage*, qsVImage*, const qsGaussParams*, const gauss_request*);
 
+qip_status general(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
+                   const gauss_request* request)
+{
+    if constexpr (frame_has256)
+        return unmasked_smoothGeneral(src, dst, params, request);
+    return QIP_E_FALLBACK;
+}
+
 qip_status fixedPoint(const qsImage* src, qsVImage* dst, const qsGaussParams* params, const gauss_request*)
 {
     qsVImage* used = nullptr;
-    return unmasked_olderEngine(src, dst, params, nullptr, &used);
+    if constexpr (frame_has256)
+        return unmasked_olderEngine(src, dst, params, nullptr, &used);
+    return QIP_E_FALLBACK;
+}
+
+qip_status reference(const qsImage* src, qsVImage* dst, const qsGaussParams* params, const gauss_request*)
+{
+    qsVImage* used = nullptr;
+    return unmasked_smoothReference(src, dst, params, nullptr, &used);
 }
 
 // A fast form, its plain form, and what requests it takes.
@@ -37,8 +56,10 @@ struct form {
     bool declines; // what is no matter of integers
 };
 
-const form forms[] = {{"avx2", unmasked_smoothGeneral, unmasked_plainGeneral, false},
-                      {"sse", fixedPoint, unmasked_plainFixedPoint, true}};
+const form forms[] = {{"avx2", general, unmasked_plainGeneral, false},
+                      {"sse", fixedPoint, unmasked_plainFixedPoint, true},
+                      {"sse", reference, gauss_smoothReferenceRows, false},
+                      {"neon", reference, gauss_smoothReferenceRows, false}};
 
 qsGaussParams randomParams(test_random* random, bool integersOnly)
 {
@@ -167,20 +188,22 @@ void checkColumns(test_random* random, int64_t lanes, const gauss_downKernel<Pix
 
 TEST(Sums, ColumnsOfBothDepths)
 {
-    const struct {
-        const char* level;
-        const gauss_boxKernels& kernels;
-    } levels[] = {{"avx2", gauss_boxKernelsAvx2}, {"sse", gauss_boxKernelsSse41}};
-    for (const auto& each : levels) {
-        if (qsys_cpuinfo_limitLevel(each.level) != 0)
-            continue;
-        SCOPED_TRACE(each.level);
-        test_forCases(200, [&](test_random& random, uint64_t) {
-            checkColumns(&random, each.kernels.lanes, each.kernels.down8);
-            checkColumns(&random, each.kernels.lanes, each.kernels.down16);
-        });
-    }
-    qsys_cpuinfo_limitLevel("auto");
+    test_atEveryLevel([](const std::string&) {
+        qsys_cpuinfo info;
+        ASSERT_EQ(qsys_cpuinfo_init(&info), QSYS_OK);
+        const gauss_boxKernels* kernels = nullptr;
+        if constexpr (frame_has128)
+            if (frame_levelFor<uint8_t>(&info) == frame_level::vector128)
+                kernels = &gauss_boxKernels128;
+        if constexpr (frame_has256)
+            if (frame_levelFor<uint8_t>(&info) == frame_level::vector256)
+                kernels = &gauss_boxKernels256;
+        if (kernels)
+            test_forCases(200, [&](test_random& random, uint64_t) {
+                checkColumns(&random, kernels->lanes, kernels->down8);
+                checkColumns(&random, kernels->lanes, kernels->down16);
+            });
+    });
 }
 
 TEST(Sums, SmallAndLargeWidths)

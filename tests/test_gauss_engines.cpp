@@ -315,13 +315,14 @@ namespace
 // Ends a call at every poll in turn, and at none: the status comes back, the rows finished by then are
 // written and no others, a created destination is released, the transform is set by the last call only.
 void endAtEveryPoll(const std::string& level, int32_t height, int32_t sample, int32_t kernel,
-                    int32_t pixelSize)
+                    int32_t pixelSize, bool round = false)
 {
     SCOPED_TRACE("height " + std::to_string(height) + " sampling " + std::to_string(sample) + " kernel " +
                  std::to_string(kernel) + " pixel size " + std::to_string(pixelSize));
     test_pixels source({34 * sample, height, 1});
     test_fillRandom(&source);
-    const qip_gaussParams params = test_gaussParams(sample, kernel);
+    qip_gaussParams params = test_gaussParams(sample, kernel);
+    params.round = round;
     const oracle_gauss request = test_gaussRequest(params);
     const oracle_rect all = {0, 0, 34 * sample, height};
     const oracle_call call = {request, all, oracle_destination(all, request), pixelSize, true};
@@ -397,6 +398,7 @@ TEST(GaussEngines, TheAttentionHandlerEndsTheCallAndWrittenRowsStay)
             endAtEveryPoll(level, 300, 3, 5, pixelSize);
             endAtEveryPoll(level, 200, 1, 63, pixelSize); // the walk begins at row -94
             endAtEveryPoll(level, 66, 2, 0, pixelSize);
+            endAtEveryPoll(level, 200, 5, 6, pixelSize, true);
         }
     });
 }

@@ -125,7 +125,7 @@ TEST_F(ProgramOptions, RefusalsNameTheStatus)
 // Each level that the machine has can be chosen, the others are usage errors.
 TEST_F(ProgramOptions, LevelsAndThreadsAreReported)
 {
-    for (const char* level : {"plain", "sse", "avx2"}) {
+    for (const char* level : {"plain", "sse", "avx2", "neon"}) {
         const bool isThere = qsys_cpuinfo_limitLevel(level) >= 0;
         const program_result result = run(std::string("info --json --threads 3 --cpu ") + level);
         EXPECT_EQ(result.exitStatus, isThere ? 0 : 2) << level;

@@ -74,7 +74,8 @@ std::string gauss_maskedPath(const qstd_rect32& src, const qimg_image& dst, cons
     if (gauss_setup(&src, &dst.rect, &params, &inside, &reached, &others[0], &others[1], &others[2]) < 0 ||
         reached.width <= 0 || reached.height <= 0)
         return "";
-    const bool isFixedPoint = hasSourceMask && std::string(qsys_cpuinfo_levelName()) != "plain" &&
+    const std::string level = qsys_cpuinfo_levelName();
+    const bool isFixedPoint = hasSourceMask && (level == "sse" || level == "avx2") &&
                               !(params.gain > 1.5 && isPowerOfTwo(params.gain)) &&
                               isLargeEnoughForFixedPoint(inside, params);
     return isFixedPoint ? "masked-fixed-point" : "masked-double";

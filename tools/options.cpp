@@ -199,7 +199,7 @@ void addCommonOptions(CLI::App* app, options& o)
     addValue(app, "--client", "A,B,C,D,TX,TY",
              "the input's image-from-client transform: m00, m01, m10, m11, tx, ty (default: identity)",
              o.imageFromClient, option_xform);
-    addValue(app, "--cpu", "auto|plain|sse|avx2",
+    addValue(app, "--cpu", "auto|plain|sse|avx2|neon",
              "processor level to use at most, to compare levels or to get the pixels that gauss gives on a "
              "lesser processor (default auto)",
              o.cpuLevel, readLevel);

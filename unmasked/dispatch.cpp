@@ -5,15 +5,16 @@
 #include "frame/level.h"
 #include "gauss/reference.h"
 #include "gauss/request.h"
+#include "unmasked/fast_reference.h"
 #include "unmasked/newer.h"
 #include "unmasked/older.h"
 
 namespace
 {
 
-// Both engines need instructions that only some processors have.
+// Both engines are arithmetic of the processor classes 1 and 5. Those are the ones that have a 256-bit level.
 constexpr unmasked_engines builtInEngines =
-    frame_hasVectors ? unmasked_engines{unmasked_newerEngine, unmasked_olderEngine} : unmasked_engines{};
+    frame_has256 ? unmasked_engines{unmasked_newerEngine, unmasked_olderEngine} : unmasked_engines{};
 
 qip_status checkArguments(const qsImage* src, const qsVImage* dst, const qsGaussParams* params,
                           qsVImage* const* dstOut)
@@ -61,8 +62,12 @@ qip_status qip_gauss(const qsImage* src, qsVImage* dst, const qsGaussParams* par
     const qip_status fault = checkArguments(src, dst, params, dstOut);
     if (fault < 0)
         return fault;
-    const qip_status status = frame_isInhibited("gauss")
-                                  ? QIP_E_FALLBACK
-                                  : unmasked_selectEngine(src, dst, params, dstRegion, dstOut);
-    return frame_isFallback(status) ? gauss_smoothReference(src, dst, params, dstRegion, dstOut) : status;
+    if (frame_isInhibited("gauss"))
+        return gauss_smoothReference(src, dst, params, dstRegion, dstOut);
+    const qip_status status = unmasked_selectEngine(src, dst, params, dstRegion, dstOut);
+    if (!frame_isFallback(status))
+        return status;
+    if constexpr (frame_has128)
+        return unmasked_smoothReference(src, dst, params, dstRegion, dstOut);
+    return gauss_smoothReference(src, dst, params, dstRegion, dstOut);
 }

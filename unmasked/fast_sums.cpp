@@ -171,8 +171,15 @@ qip_status pollForRows(const sumsRun* run, int64_t first, int64_t count)
 {
     qip_status status = QIP_OK;
     for (int64_t row = first; run->path->polls && row < first + count && status >= 0; ++row)
-        status = frame_pollAtRow(row);
+        status = frame_pollAtRow(row + run->path->polledAs);
     return status;
+}
+
+// How many of the next outputs are complete before the first poll that follows the first of them.
+int64_t outputsInTime(const sumsRun* run, int64_t nextRow, const gauss_boxOutputs& outputs)
+{
+    const int64_t firstDue = nextRow + run->path->polledAs + outputs.first - 1;
+    return (frame_rowsPerPoll - 1 - firstDue % frame_rowsPerPoll) / outputs.step + 1;
 }
 
 qip_status makeRows(sumsRun* run)
@@ -183,6 +190,8 @@ qip_status makeRows(sumsRun* run)
     int64_t walked = 0;
     for (int64_t row = 0; row < plan->rows; row += outputs.count) {
         outputs.count = std::min(mostOutputs, plan->rows - row);
+        if (run->path->polls == unmasked_pollsInTime)
+            outputs.count = std::min(outputs.count, outputsInTime(run, plan->firstRow + walked, outputs));
         const int64_t added = outputs.first + (outputs.count - 1) * outputs.step;
         const qip_status status = pollForRows(run, plan->firstRow + walked, added);
         if (status < 0)

@@ -6,6 +6,10 @@
 #include "unmasked/kernels/pixels.h"
 #include "unmasked/plan.h"
 
+// When a path polls: not at all; or once before the first row and before each row it adds whose number is a
+// multiple of 64. That may be before some rows are written that do not need the rows from there on, or after them.
+enum unmasked_polls { unmasked_neverPolls, unmasked_pollsEarly, unmasked_pollsInTime };
+
 // How a path makes pixels of sums.
 struct unmasked_sumsPath {
     const gauss_boxKernels* boxes;
@@ -13,7 +17,8 @@ struct unmasked_sumsPath {
     unmasked_pixelKernel toPixels;
     uint64_t start; // what is added to every sum
     bool isWide;    // the sums have 64 bits, else 32
-    bool polls;     // polls as unmasked_smoothGeneral does
+    unmasked_polls polls;
+    int64_t polledAs; // the number of the plan's row 0
 };
 
 // Whether the kernels can make the sums of a request: rows are as wide as a block, boxes not wider than

@@ -19,8 +19,8 @@ bool choosePath(const unmasked_plan* plan, const unmasked_fixedPoint& fixed, unm
     path->start = static_cast<uint64_t>(fixed.half);
     path->isWide = greatestSum + fixed.half >= 0x1p32;
     path->numbers.wraps = true;
-    path->toPixels = unmasked_fixedPointSse41.kernels[path->isWide][plan->dstPixelSize == 2];
-    path->boxes = &gauss_boxKernelsSse41;
+    path->toPixels = unmasked_fixedPoint128.kernels[path->isWide][plan->dstPixelSize == 2];
+    path->boxes = &gauss_boxKernels128;
     return greatestSum < 0x1p52 && unmasked_shortened(&fixed, greatestSum) < 0x8000 &&
            std::abs(fixed.lastShift) <= 31 && unmasked_canSum(path->boxes, plan);
 }

@@ -15,7 +15,7 @@
 namespace
 {
 
-constexpr const unmasked_sevenTapKernels& kernels = unmasked_sevenTapKernelsAvx2;
+constexpr const unmasked_sevenTapKernels& kernels = unmasked_sevenTapKernels256;
 
 constexpr int64_t taps = 7;
 constexpr int64_t columnsRead = unmasked_sevenTapReads; // for one output
@@ -173,7 +173,7 @@ void makeStripRows(sevenTapCall* call, const rowsOfRun& rows, const strip& strip
 void scaleOutputs(const sevenTapCall* call, const strip& strip, uint8_t* row)
 {
     const int64_t begin = std::min(strip.begin, firstOutputOf(call, strip, strip.blocks - 1));
-    unmasked_lookUpAvx2(&call->scaled, row + begin, strip.end - begin);
+    unmasked_lookUp256(&call->scaled, row + begin, strip.end - begin);
 }
 
 // Makes the output rows first .. end - 1 of a strip.

@@ -40,7 +40,7 @@ void startCall(const unmasked_plan* plan, smallCall* call)
     call->kernel = nullptr;
     if (!isServed(*plan))
         return;
-    call->kernel = unmasked_smallKernelsAvx2.run[plan->round][plan->stepY - 1][plan->stepX - 1];
+    call->kernel = unmasked_smallKernels256.run[plan->round][plan->stepY - 1][plan->stepX - 1];
     call->sweep.srcWidth = plan->srcWidth;
     call->sweep.firstColumn = plan->firstColumn;
     call->sweep.columns = plan->columns;
@@ -62,7 +62,7 @@ void makeSweep(smallCall* call, int64_t j, int64_t count)
     sweep.rows = static_cast<int>(count);
     call->kernel(&sweep);
     for (int64_t i = 0; call->scales && i < count; ++i)
-        unmasked_lookUpAvx2(&call->scaled, sweep.out[i], plan.columns);
+        unmasked_lookUp256(&call->scaled, sweep.out[i], plan.columns);
 }
 
 void makeRows(smallCall* call, int64_t first, int64_t count)

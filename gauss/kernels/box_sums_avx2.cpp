@@ -3,4 +3,4 @@
 
 #include "gauss/kernels/box_sums_body.h"
 
-constexpr gauss_boxKernels gauss_boxKernelsAvx2 = boxKernels();
+constexpr gauss_boxKernels gauss_boxKernels256 = boxKernels();

@@ -1,6 +1,6 @@
-// The kernels at the 128-bit level.
+// The kernels at the 128-bit level of x86 processors.
 #include "lanes/lanes_sse41.h"
 
 #include "gauss/kernels/box_sums_body.h"
 
-constexpr gauss_boxKernels gauss_boxKernelsSse41 = boxKernels();
+constexpr gauss_boxKernels gauss_boxKernels128 = boxKernels();

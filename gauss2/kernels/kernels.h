@@ -73,5 +73,5 @@ struct gauss2_levelKernels {
 
 // Data, so that nothing of a level runs before it is chosen.
 extern const gauss2_levelKernels gauss2_kernelsPortable;
-extern const gauss2_levelKernels gauss2_kernelsSse41;
-extern const gauss2_levelKernels gauss2_kernelsAvx2;
+extern const gauss2_levelKernels gauss2_kernels128;
+extern const gauss2_levelKernels gauss2_kernels256;

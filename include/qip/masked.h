@@ -30,8 +30,8 @@
  * The pixel, in double precision and with clamping to the range of the destination, r being 0.5 with
  * rounding and 0 without: trunc(S * gain / W + r), and trunc(p * gain + r) for a reset pixel. This serves
  * gains that are a power of two, from 2 on (to within 0.000001); sources or bands of rows with fewer than 9
- * sampleX columns or 9 sampleY rows; and everything at the processor level "plain" and where the
- * application forbids optimised code (qbase/inhibit.h) for "gauss_smoothMaskedWindow8_8",
+ * sampleX columns or 9 sampleY rows; and everything at the processor levels "plain" and "neon" and where
+ * the application forbids optimised code (qbase/inhibit.h) for "gauss_smoothMaskedWindow8_8",
  * "gauss_smoothMaskedWindow8_16" or "gauss_smoothMaskedWindow16_16".
  *
  * The destination mask does not depend on any of this. docs/arithmetic.md has the table.

@@ -17,9 +17,10 @@
  * edge pixel repeated (-1 reads 0, -2 reads 1); beyond one reflection they are 0. The cost does not grow
  * with the kernel.
  *
- * Paths. These are the values of the reference path. On processors with vector instructions faster paths
- * serve most requests, and in places they are required to give other values; docs/arithmetic.md says which
- * path serves which request, and fixes the arithmetic of each. In short:
+ * Paths. These are the values of the reference path, and those of 64-bit ARM processors at every level. On
+ * x86 processors with vector instructions other paths serve most requests, and in places they are required
+ * to give other values; docs/arithmetic.md says which path serves which request, and fixes the arithmetic
+ * of each. In short:
  *     without rounding, where S / N is a whole number, a pixel may be that number or one less; at the
  *         128-bit level, to 8 bits, one more or less wherever S / N is close to a whole number, and to
  *         16 bits a few
@@ -47,7 +48,7 @@
  * Polls:   how often the attention handler is asked depends on the path. Reference: once, then before the
  *          source rows 0, 64, 128, ...; general: the same, counted from the first row that is read; kernel
  *          size 2 to 8 bits: before the 256th, 512th, ... row that is written; kernel size 1 to 8 bits:
- *          before the destination rows with y = 1023, 2047, ...; at the 128-bit level, truncating with a
+ *          before the destination rows with y = 1023, 2047, ...; at the level "sse", truncating with a
  *          gain that is a power of two: never. The window form 8_8 asks once more, at the start.
  * Threads: callable from any thread, at once for different destinations. Memory: a few rows for each band.
  * Bands:   a call runs on the calling thread, unless qsys_jobs_setSplitting (qbase/jobs.h) says that large

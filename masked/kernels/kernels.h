@@ -13,5 +13,5 @@ struct masked_kernels {
     masked_shortTables shortTables;
 };
 
-extern const masked_kernels masked_kernelsSse41;
-extern const masked_kernels masked_kernelsAvx2;
+extern const masked_kernels masked_kernels128;
+extern const masked_kernels masked_kernels256;

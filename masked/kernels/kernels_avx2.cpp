@@ -6,5 +6,5 @@
 #include "masked/kernels/prepare_body.h"
 #include "masked/kernels/short_body.h"
 
-constexpr masked_kernels masked_kernelsAvx2 = {&gauss_boxKernelsAvx2, prepareRow<uint8_t>,
-                                               prepareRow<uint16_t>, pixelKernels(), shortTables()};
+constexpr masked_kernels masked_kernels256 = {&gauss_boxKernels256, prepareRow<uint8_t>,
+                                              prepareRow<uint16_t>, pixelKernels(), shortTables()};

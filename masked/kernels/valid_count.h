@@ -33,5 +33,5 @@ struct masked_countKernels {
 };
 
 extern const masked_countKernels masked_countKernelsPortable;
-extern const masked_countKernels masked_countKernelsSse41;
-extern const masked_countKernels masked_countKernelsAvx2;
+extern const masked_countKernels masked_countKernels128;
+extern const masked_countKernels masked_countKernels256;

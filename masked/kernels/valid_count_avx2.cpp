@@ -3,4 +3,4 @@
 
 #include "masked/kernels/valid_count_body.h"
 
-constexpr masked_countKernels masked_countKernelsAvx2 = countKernels();
+constexpr masked_countKernels masked_countKernels256 = countKernels();

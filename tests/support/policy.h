@@ -69,11 +69,18 @@ public:
     test_splitting& operator=(const test_splitting&) = delete;
 };
 
+// Whether requests without a mask run on engines and masked ones in fixed point at this level, where they can.
+// At the others all pixels are those of the definition.
+inline bool test_hasEngines(const std::string& level)
+{
+    return level == "sse" || level == "avx2";
+}
+
 // Runs body(level) at every processor level that the machine has, with the level's name in every failure.
 template <class Body>
 void test_atEveryLevel(const Body& body)
 {
-    for (const std::string level : {"plain", "sse", "avx2"}) {
+    for (const std::string level : {"plain", "sse", "avx2", "neon"}) {
         if (qsys_cpuinfo_limitLevel(level.c_str()) == QSYS_E_LEVEL_UNAVAILABLE)
             continue;
         SCOPED_TRACE("level " + level);

@@ -13,4 +13,4 @@ struct unmasked_pixelTable {
 using unmasked_lookUp = void (*)(const unmasked_pixelTable* table, uint8_t* row, int64_t count);
 
 // Data, so that nothing of a level runs before it is chosen.
-extern const unmasked_lookUp unmasked_lookUpAvx2;
+extern const unmasked_lookUp unmasked_lookUp256;

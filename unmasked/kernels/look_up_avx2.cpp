@@ -3,4 +3,4 @@
 
 #include "unmasked/kernels/look_up_body.h"
 
-constexpr unmasked_lookUp unmasked_lookUpAvx2 = lookUpRow;
+constexpr unmasked_lookUp unmasked_lookUp256 = lookUpRow;

@@ -9,13 +9,15 @@ struct unmasked_pixelNumbers {
     // Shifted: sum >> shift. (What rounds is part of the sum.)
     int32_t shift;
 
-    // Scaled: trunc(sum * factor + offset) in double precision, below 2^31. For sums below 2^31 and pixels
-    // below 2^11 it is tried in single precision first, with 16 bits behind the point: where the result is
-    // at least `margin` such units from a whole number, it has the pixel's whole part.
+    // Scaled: trunc(sum * factor + offset) in double precision, below 2^31. Started: trunc((sum + start) *
+    // factor), the sum in brackets being exact. For sums below 2^31 and pixels below 2^11 either is tried in
+    // single precision first, with 16 bits behind the point: where the result is at least `margin` such units
+    // from a whole number, it has the pixel's whole part.
     double factor;
     double offset;
+    double start;
     float singleFactor; // factor * 2^16
-    float singleOffset; // offset * 2^16 + margin
+    float singleOffset; // (offset + start * factor) * 2^16 + margin
     uint32_t margin;
 
     // Fixed point: (sum >> shift) * multiplier, then lastShift to the right or, when negative, to the left;
@@ -41,7 +43,17 @@ struct unmasked_pixelWay {
     unmasked_pixelKernel kernels[2][2];
 };
 
-extern const unmasked_pixelWay unmasked_shiftedAvx2;
-extern const unmasked_pixelWay unmasked_scaledAvx2;
-extern const unmasked_pixelWay unmasked_scaledSingleAvx2; // sums of 32 bits alone
-extern const unmasked_pixelWay unmasked_fixedPointSse41;
+// The ways that multiply sums by a factor, at one level, and the kernels that make their sums. The single ones
+// are for sums of 32 bits alone.
+struct unmasked_scalingKernels {
+    const gauss_boxKernels* boxes;
+    unmasked_pixelWay shifted;
+    unmasked_pixelWay scaled;
+    unmasked_pixelWay scaledSingle;
+    unmasked_pixelWay started; // at the 128-bit level alone
+    unmasked_pixelWay startedSingle;
+};
+
+extern const unmasked_scalingKernels unmasked_scaling128;
+extern const unmasked_scalingKernels unmasked_scaling256;
+extern const unmasked_pixelWay unmasked_fixedPoint128; // on x86 alone

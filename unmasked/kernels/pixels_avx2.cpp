@@ -3,7 +3,6 @@
 
 #include "unmasked/kernels/pixels_body.h"
 
-constexpr unmasked_pixelWay unmasked_shiftedAvx2 = pixelWay<shiftedWay>();
-constexpr unmasked_pixelWay unmasked_scaledAvx2 = pixelWay<scaledWay>();
-constexpr unmasked_pixelWay unmasked_scaledSingleAvx2 = {
-    {{makePixelsSingle<uint8_t>, makePixelsSingle<uint16_t>}, {nullptr, nullptr}}};
+constexpr unmasked_scalingKernels unmasked_scaling256 = {
+    &gauss_boxKernels256,        pixelWay<shiftedWay>(),   pixelWay<scaledWay>(),
+    pixelWaySingle<scaledWay>(), {{{nullptr}, {nullptr}}}, {{{nullptr}, {nullptr}}}};

@@ -28,6 +28,16 @@ struct scaledWay {
     }
 };
 
+struct startedWay {
+    template <class Sums>
+    static lanes_inline u32s pixels(const unmasked_pixelNumbers& numbers, const Sums& sums)
+    {
+        const gauss_groupSums<uint64_t> wide = gauss_widened(sums);
+        return truncated((toDoubles(wide.part[0]) + numbers.start) * numbers.factor,
+                         (toDoubles(wide.part[1]) + numbers.start) * numbers.factor);
+    }
+};
+
 struct fixedPointWay {
     template <class Sums>
     static lanes_inline u32s pixels(const unmasked_pixelNumbers& numbers, const Sums& sums)
@@ -59,10 +69,10 @@ void makePixels(unmasked_pixelStep* step)
         makeTiles(false);
 }
 
-// As the scaled way. In single precision the four roundings on the way, in whatever direction, are together
+// As the scaled way, or the started one. In single precision the four roundings on the way, in whatever direction, are together
 // below 2^-21 of the result, and the margin is more, so only a tile that comes closer to a whole number is
 // made again in double precision.
-template <class Pixel>
+template <class Way, class Pixel>
 void makePixelsSingle(unmasked_pixelStep* step)
 {
     const unmasked_pixelNumbers numbers = *step->numbers;
@@ -78,9 +88,8 @@ void makePixelsSingle(unmasked_pixelStep* step)
             return scaled >> 16;
         });
         if (!isZero((u8s)(least < numbers.margin << 17)))
-            gauss_makeQuads<Pixel>(numbers.wraps, quads, [&](int i) lanes_inlined {
-                return scaledWay::pixels(numbers, sums[i]);
-            });
+            gauss_makeQuads<Pixel>(numbers.wraps, quads,
+                                   [&](int i) lanes_inlined { return Way::pixels(numbers, sums[i]); });
     };
     gauss_overTiles<Pixel>(step->outputs, step->rows, &cursor, makeTile);
     cursor.keep(&step->along);
@@ -91,6 +100,12 @@ constexpr unmasked_pixelWay pixelWay()
 {
     return {{{makePixels<Way, uint8_t, uint32_t>, makePixels<Way, uint16_t, uint32_t>},
              {makePixels<Way, uint8_t, uint64_t>, makePixels<Way, uint16_t, uint64_t>}}};
+}
+
+template <class Way>
+constexpr unmasked_pixelWay pixelWaySingle()
+{
+    return {{{makePixelsSingle<Way, uint8_t>, makePixelsSingle<Way, uint16_t>}, {nullptr, nullptr}}};
 }
 
 } // namespace

@@ -46,4 +46,4 @@ struct unmasked_sevenTapKernels {
 };
 
 // Data, so that nothing of a level runs before it is chosen.
-extern const unmasked_sevenTapKernels unmasked_sevenTapKernelsAvx2;
+extern const unmasked_sevenTapKernels unmasked_sevenTapKernels256;

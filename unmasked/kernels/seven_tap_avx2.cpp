@@ -3,4 +3,4 @@
 
 #include "unmasked/kernels/seven_tap_body.h"
 
-constexpr unmasked_sevenTapKernels unmasked_sevenTapKernelsAvx2 = sevenTapKernels();
+constexpr unmasked_sevenTapKernels unmasked_sevenTapKernels256 = sevenTapKernels();

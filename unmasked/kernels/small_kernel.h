@@ -31,4 +31,4 @@ struct unmasked_smallKernels {
 };
 
 // Data, so that nothing of a level runs before it is chosen.
-extern const unmasked_smallKernels unmasked_smallKernelsAvx2;
+extern const unmasked_smallKernels unmasked_smallKernels256;

@@ -3,4 +3,4 @@
 
 #include "unmasked/kernels/small_kernel_body.h"
 
-constexpr unmasked_smallKernels unmasked_smallKernelsAvx2 = smallKernels();
+constexpr unmasked_smallKernels unmasked_smallKernels256 = smallKernels();
