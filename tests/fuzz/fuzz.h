@@ -1,5 +1,5 @@
-// What the fuzzers share: the check that ends a run with a finding, base services that refuse large blocks, and images
-// whose sizes, places and pixels are decoded from the bytes of an input.
+// What the fuzzers share: the check that ends a run with a finding, base services that refuse large
+// blocks, and images whose sizes, places and pixels are decoded from the bytes of an input.
 #pragma once
 
 #include "support/images.h"
@@ -29,15 +29,16 @@ inline void fuzz_check(bool holds, const std::string& what)
 
 // ---- base services ----
 
-// From now on the library is refused blocks above a few megabytes, so that the greatest sizes there are cost no time,
-// and all its blocks are counted.
+// From now on the library is refused blocks above a few megabytes, so that the greatest sizes there are
+// cost no time, and all its blocks are counted.
 void fuzz_installAllocator();
 int64_t fuzz_liveBlocks();
 
 // The levels that the machine has, from "plain" on.
 const std::vector<const char*>& fuzz_levels();
 
-// How a call is run: processor level, whether optimised code is forbidden by every name, and threads, 1 or more.
+// How a call is run: processor level, whether optimised code is forbidden by every name, and threads, 1
+// or more.
 struct fuzz_setting {
     const char* level;
     bool inhibited;
@@ -55,12 +56,16 @@ void fuzz_apply(const fuzz_setting& setting);
 // Small numbers mostly, the ends of the range of 32 bits and what is near them, and any number.
 int32_t fuzz_extreme(FuzzedDataProvider* data, int32_t usualLow, int32_t usualHigh);
 
-// The same for factors.
+// How high an image may be: inputs are small, so that thousands of them run in a second; a few are more
+// than what threads share.
+int32_t fuzz_mostHeight(FuzzedDataProvider* data, int32_t width);
+
+// Factors: 1, powers of two, others, any number.
 double fuzz_gain(FuzzedDataProvider* data);
 
-// Pixels in a block of their own, in which all bytes between, before and behind the rows are poisoned: whoever reads or
-// writes one of them is stopped by the address sanitizer. (It cannot see those before a row that share eight aligned
-// bytes with the row's first pixel.)
+// Pixels in a block of their own, in which all bytes between, before and behind the rows are poisoned:
+// whoever reads or writes one of them is stopped by the address sanitizer. (It cannot see those before a
+// row that share eight aligned bytes with the row's first pixel.)
 class fuzz_pixels
 {
 public:
@@ -95,7 +100,8 @@ private:
     size_t blockBytes_;
 };
 
-// What an input says about one image and the window over it: pixels, none, or a record that is not in order.
+// What an input says about one image and the window over it: pixels, none, or a record that is not in
+// order.
 struct fuzz_plane {
     bool isGiven = false; // else a null pointer is passed
     bool isBound = false;
@@ -105,8 +111,8 @@ struct fuzz_plane {
     int32_t filling = 0;
     uint64_t seed = 0;
 
-    // An image that may be unbound, empty, or placed where its last pixel does not fit 32 bits. A record may speak of
-    // another size of pixels than is wanted.
+    // An image that may be unbound, empty, or placed where its last pixel does not fit 32 bits. A record
+    // may speak of another size of pixels than is wanted.
     void decode(FuzzedDataProvider* data, int32_t wantedPixelSize);
     // The same over a rectangle, with few surprises.
     void decodeOver(FuzzedDataProvider* data, const qstd_rect32& over, int32_t wantedPixelSize);

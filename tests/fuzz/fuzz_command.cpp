@@ -1,13 +1,13 @@
-// Command lines, run in the fuzzer's process: whatever they say, they succeed or fail by one of the failures that the
-// program reports, and leave complete files or none.
+// Command lines, run in the fuzzer's process: whatever they say, they succeed or fail by one of the
+// failures that the program reports, and leave complete files or none.
 //
-// An input is a command line, one argument in a line. It runs in a folder of its own that holds a few tiny pictures;
-// slashes in arguments become underscores, so that nothing outside that folder is named.
+// An input is a command line, one argument in a line. It runs in a folder of its own that holds a few
+// tiny pictures; slashes in arguments become underscores, so that nothing outside that folder is named.
 #include "tools/commands.h"
 #include "tools/failure.h"
 #include "tools/picture_file.h"
 
-#include "fuzz/fuzz.h"
+#include "fuzz.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,8 +1,9 @@
 // Masked smoothing, and the engines of the unmasked smoothing, each against its own plain code.
 //
-// The exported masked functions run in every setting: their masks agree in all of them, their pixels wherever double
-// precision or fixed point must serve. Below these, the fast rows of both families are run over plans and requests as
-// the engines get them, at the levels that they are made for, beside the plain code that defines them.
+// The exported masked functions run in every setting: their masks agree in all of them, their pixels
+// wherever double precision or fixed point must serve. Below these, the fast rows of both families are
+// run over plans and requests as the engines get them, at the levels that they are made for, beside the
+// plain code that defines them.
 #include "masked/fast.h"
 #include "masked/plain.h"
 #include "masked/short.h"
@@ -13,7 +14,7 @@
 #include "unmasked/seven_tap.h"
 #include "unmasked/small_kernel.h"
 
-#include "fuzz/fuzz.h"
+#include "fuzz.h"
 
 #include "support/oracle_masked.h"
 
@@ -127,23 +128,27 @@ struct maskedCall : fuzz_call {
 
 // ---- rows of masked smoothing ----
 
-// Makes `make` write the destinations, twice; both must be alike.
-void checkAlike(const fuzz_destinations& written, const char* what,
-                const std::function<qip_status()>& plain, const std::function<qip_status()>& fast)
+// What a call leaves of its destinations.
+fuzz_result outcomeOf(const fuzz_destinations& written, const std::function<qip_status()>& call)
 {
-    fuzz_result results[2];
-    for (int i : {0, 1}) {
-        written.clear();
-        const int64_t blocks = fuzz_liveBlocks();
-        results[i].status = (i ? fast : plain)();
-        fuzz_check(fuzz_liveBlocks() == blocks, "blocks are left");
-        written.addPixels(&results[i].pixels);
-    }
-    if (results[0].status == QSYS_E_MEMORY || results[1].status == QSYS_E_MEMORY)
+    fuzz_result seen;
+    written.clear();
+    const int64_t blocks = fuzz_liveBlocks();
+    seen.status = call();
+    fuzz_check(fuzz_liveBlocks() == blocks, "blocks are left");
+    written.addPixels(&seen.pixels);
+    return seen;
+}
+
+// The plain code has written the destinations before; the fast code must do the same.
+void checkAlike(const fuzz_result& plain, const fuzz_destinations& written, const char* what,
+                const std::function<qip_status()>& fast)
+{
+    const fuzz_result seen = outcomeOf(written, fast);
+    if (plain.status == QSYS_E_MEMORY || seen.status == QSYS_E_MEMORY)
         return;
-    fuzz_check(results[0].status == results[1].status, std::string(what) + ": another status");
-    fuzz_check(results[0].pixels == results[1].pixels,
-               std::string(what) + ": other pixels than the plain code's");
+    fuzz_check(seen.status == plain.status, std::string(what) + ": another status");
+    fuzz_check(seen.pixels == plain.pixels, std::string(what) + ": other pixels than the plain code's");
 }
 
 void forEachFastLevel(const std::function<void(const qsys_cpuinfo& info)>& body)
@@ -160,15 +165,13 @@ void forEachFastLevel(const std::function<void(const qsys_cpuinfo& info)>& body)
 template <class Rule>
 void checkMaskedRows(const masked_plan& plan, const Rule& rule, const fuzz_destinations& written)
 {
-    const auto plain = [&] {
-        return masked_smoothPlain(&plan, rule);
-    };
+    const fuzz_result plain = outcomeOf(written, [&] { return masked_smoothPlain(&plan, rule); });
     forEachFastLevel([&](const qsys_cpuinfo& info) {
         if (masked_canSmoothFast(&plan, rule, &info))
-            checkAlike(written, "fast rows", plain,
+            checkAlike(plain, written, "fast rows",
                        [&] { return masked_smoothFast(&plan, rule, &info, "rows"); });
         if (masked_canSmoothShort(&plan, rule, &info))
-            checkAlike(written, "short rows", plain,
+            checkAlike(plain, written, "short rows",
                        [&] { return masked_smoothShort(&plan, rule, &info, "rows"); });
     });
 }
@@ -200,7 +203,7 @@ void checkMaskedRows(data* bytes)
     const int32_t srcSize = bytes->ConsumeIntegralInRange(1, 2);
     const int32_t dstSize = srcSize == 2 ? 2 : bytes->ConsumeIntegralInRange(1, 2);
     const int32_t width = bytes->ConsumeIntegralInRange(1, 300);
-    const int32_t height = bytes->ConsumeIntegralInRange(1, std::max(1, std::min(150, 6000 / width)));
+    const int32_t height = bytes->ConsumeIntegralInRange(1, fuzz_mostHeight(bytes, width));
     const axis x = decodeAxis(bytes, width, srcSize == 1 ? 64 : 40);
     const axis y = decodeAxis(bytes, height, srcSize == 1 ? 64 : 40);
     const auto plane = [&](int64_t columns, int64_t rows, int32_t pixelSize) {
@@ -246,9 +249,10 @@ void checkMaskedRows(data* bytes)
     plan.gain = fuzz_gain(bytes);
     plan.round = bytes->ConsumeBool();
     const fuzz_destinations written = {{&dst, &dstMask}};
-    checkMaskedRows(plan, masked_doubleRule(&plan), written);
-    if (isMasked)
+    if (isMasked && bytes->ConsumeBool())
         checkMaskedRows(plan, masked_fixedRule(&plan), written);
+    else
+        checkMaskedRows(plan, masked_doubleRule(&plan), written);
 }
 
 // ---- engines of the unmasked smoothing ----
@@ -289,32 +293,35 @@ void checkEngines(data* bytes)
     gauss_request request = {};
     if (!requestOf(&request))
         return;
+    const auto check = [&](const char* what, const auto& plain, const auto& fast) {
+        checkAlike(outcomeOf(written, plain), written, what, fast);
+    };
     forEachFastLevel([&](const qsys_cpuinfo& info) {
-        if (!(info.features & QSYS_CPU_BIT_VECTOR256)) {
+        const bool isNewer = (info.features & QSYS_CPU_BIT_VECTOR256) != 0;
+        const auto older = [&] {
             qsVImage* used = nullptr;
-            if (unmasked_olderEngine(&src, &dst, &params, nullptr, &used) == QIP_E_FALLBACK)
-                return;
-            checkAlike(
-                written, "fixed point",
-                [&] { return unmasked_plainFixedPoint(&src, &dst, &params, &request); },
-                [&] { return unmasked_olderEngine(&src, &dst, &params, nullptr, &used); });
-            return;
-        }
-        checkAlike(
-            written, "general", [&] { return unmasked_plainGeneral(&src, &dst, &params, &request); },
-            [&] { return unmasked_smoothGeneral(&src, &dst, &params, &request); });
-        if (to.pixelSize != 1)
-            return;
+            return unmasked_olderEngine(&src, &dst, &params, nullptr, &used);
+        };
+        if (!isNewer && older() != QIP_E_FALLBACK)
+            check(
+                "fixed point", [&] { return unmasked_plainFixedPoint(&src, &dst, &params, &request); },
+                older);
         const unmasked_plan plan = unmasked_planOf(&src, &dst, &params, &request);
-        if (plan.boxX == 3 && plan.boxY == 3)
-            checkAlike(
-                written, "seven tap", [&] { return unmasked_plainSevenTap(&plan, 0, plan.rows), QIP_OK; },
+        const auto hasBoxes = [&](int64_t size) {
+            return isNewer && plan.dstPixelSize == 1 && plan.boxX == size && plan.boxY == size;
+        };
+        if (hasBoxes(3))
+            check(
+                "seven tap", [&] { return unmasked_plainSevenTap(&plan, 0, plan.rows), QIP_OK; },
                 [&] { return unmasked_smoothSevenTap(&plan); });
-        if (plan.boxX == 2 && plan.boxY == 2 && plan.stepX < 4 && plan.stepY < 4)
-            checkAlike(
-                written, "small kernel",
-                [&] { return unmasked_plainSmallKernel(&plan, 0, plan.rows), QIP_OK; },
+        else if (hasBoxes(2) && plan.stepX < 4 && plan.stepY < 4)
+            check(
+                "small kernel", [&] { return unmasked_plainSmallKernel(&plan, 0, plan.rows), QIP_OK; },
                 [&] { return unmasked_smoothSmallKernel(&plan); });
+        else if (isNewer)
+            check(
+                "general", [&] { return unmasked_plainGeneral(&src, &dst, &params, &request); },
+                [&] { return unmasked_smoothGeneral(&src, &dst, &params, &request); });
     });
 }
 

@@ -1,14 +1,15 @@
-// Picture files: what the program's readers accept is written by its writers and read back equal; what they refuse
-// is a file_failure.
+// Picture files: what the program's readers accept is written by its writers and read back equal; what
+// they refuse is a file_failure.
 //
-// An input is a file as it stands. Bytes changed at random would not get past a PNG's checksums and its compressed
-// rows, so that a mutator takes such a file to pieces, changes one of them, and puts it together again.
+// An input is a file as it stands. Bytes changed at random would not get past a PNG's checksums and its
+// compressed rows, so that a mutator takes such a file to pieces, changes one of them, and puts it
+// together again.
 #include "tools/failure.h"
 #include "tools/picture_file.h"
 #include "tools/png_file.h"
 #include "tools/pnm_file.h"
 
-#include "fuzz/fuzz.h"
+#include "fuzz.h"
 
 #include <algorithm>
 #include <cstring>
@@ -105,7 +106,8 @@ void append(bytes* out, uint32_t number)
         out->push_back(static_cast<uint8_t>(number >> shift));
 }
 
-// The chunks up to the first that is cut short; all pixel data becomes one chunk, unpacked as far as it goes.
+// The chunks up to the first that is cut short; all pixel data becomes one chunk, unpacked as far as it
+// goes.
 std::vector<chunk> chunksOf(std::span<const uint8_t> file)
 {
     std::vector<chunk> chunks;

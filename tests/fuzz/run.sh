@@ -1,7 +1,7 @@
 #!/bin/bash
-# Runs the fuzzers, as many side by side as there are processors: first each over its seeds, then on new inputs for
-# FUZZ_SECONDS seconds (20). A finding fails the run and leaves its input in the build folder, under findings/; what
-# was learnt stays under corpus/ there.
+# Runs the fuzzers, as many side by side as there are processors: first each over its seeds, then on new
+# inputs for FUZZ_SECONDS seconds (20). A finding fails the run and leaves its input in the build folder,
+# under findings/; what was learnt stays under corpus/ there.
 #
 #   tests/fuzz/run.sh BUILD-FOLDER [FUZZER...]
 set -euo pipefail
@@ -32,11 +32,15 @@ fuzz_one() {
         return 1
     fi
     awk -v name="fuzz_$name" '
-        / cov: / { for (i = 1; i < NF; ++i) { if ($i == "cov:") edges = $(i + 1); if ($i == "ft:") features = $(i + 1) } }
+        / cov: / {
+            for (i = 1; i < NF; ++i)
+                if ($i == "cov:")
+                    edges = $(i + 1)
+        }
         /^stat::number_of_executed_units/ { executions = $2 }
         /^stat::average_exec_per_sec/ { rate = $2 }
-        END { printf "%-15s %9d executions, %6d a second; %6d edges, %6d features\n",
-                     name, executions, rate, edges, features }' "$log"
+        END { printf "%-15s %9d executions, %6d a second, %6d edges\n",
+                     name, executions, rate, edges }' "$log"
 }
 export -f fuzz_one
 export here build
