@@ -126,7 +126,7 @@ int32_t fuzz_extreme(FuzzedDataProvider* data, int32_t usualLow, int32_t usualHi
 
 int32_t fuzz_mostHeight(FuzzedDataProvider* data, int32_t width)
 {
-    const int32_t mostPixels = data->ConsumeIntegral<uint8_t>() < 250 ? 1500 : 20000;
+    const int32_t mostPixels = data->PickValueInArray({1500, 1500, 1500, 5000, 5000, 20000});
     return std::clamp(mostPixels / width, 1, 150);
 }
 
@@ -221,7 +221,7 @@ void fuzz_plane::fillPixels() const
         unsigned char* const row = pixels->row(y);
         for (int64_t i = 0; i < pixels->rowBytes(); i += 8) {
             uint64_t bits = ~uint64_t{0};
-            if (filling == 0 || filling > 3)
+            if (filling == 0 || filling == 4 || filling == 5)
                 bits = nextBits(&state);
             else if (filling == 1)
                 bits = seed * 0x0101010101010101u;
@@ -284,11 +284,12 @@ qsVImage fuzz_plane::legacy() const
 qip_gaussParams fuzz_params(FuzzedDataProvider* data, int32_t mostKernel)
 {
     const auto kernel = [&] {
-        return data->ConsumeBool() ? data->ConsumeIntegralInRange(1, 2)
-                                   : fuzz_extreme(data, -1, mostKernel);
+        if (data->ConsumeBool())
+            return data->PickValueInArray({1, 1, 1, 1, 2, 2, 2, 2, 3, 15, 16, 24, 25, 39, 40, 63});
+        return fuzz_extreme(data, -1, mostKernel);
     };
     const auto sample = [&] {
-        return data->ConsumeBool() ? 1 : fuzz_extreme(data, 0, 9);
+        return data->ConsumeBool() ? data->ConsumeIntegralInRange(1, 3) : fuzz_extreme(data, 0, 9);
     };
     qip_gaussParams params = {};
     params.kernelSizeX = kernel();

@@ -56,8 +56,8 @@ void fuzz_apply(const fuzz_setting& setting);
 // Small numbers mostly, the ends of the range of 32 bits and what is near them, and any number.
 int32_t fuzz_extreme(FuzzedDataProvider* data, int32_t usualLow, int32_t usualHigh);
 
-// How high an image may be: inputs are small, so that thousands of them run in a second; a few are more
-// than what threads share.
+// How high an image may be: most are small, so that many run in a second. Some reach the sizes from which
+// on there are faster paths, a few those that are shared among threads.
 int32_t fuzz_mostHeight(FuzzedDataProvider* data, int32_t width);
 
 // Factors: 1, powers of two, others, any number.
@@ -184,6 +184,7 @@ struct fuzz_destinations {
     void addPixels(fuzz_outcome* seen) const;
 };
 
-// Any record, most of them good ones with kernel sizes up to the greatest one.
+// Any record, most of them good ones with kernel sizes up to the greatest one, or of those next to which
+// paths change.
 qip_gaussParams fuzz_params(FuzzedDataProvider* data, int32_t mostKernel);
 qmath_xformLinear fuzz_transform(FuzzedDataProvider* data);

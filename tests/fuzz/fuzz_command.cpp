@@ -75,6 +75,7 @@ void enterFolder()
     std::atexit([] { fs::remove_all(made); });
     for (const input& one : inputs)
         makeInput(one);
+    mkdir("folder.png", 0777); // which no picture replaces
 }
 
 // ---- running ----

@@ -184,8 +184,10 @@ struct axis {
 axis decodeAxis(data* bytes, int64_t length, int64_t mostBox)
 {
     axis made = {};
-    made.box = bytes->ConsumeBool() ? bytes->ConsumeIntegralInRange<int64_t>(1, 3)
-                                    : bytes->ConsumeIntegralInRange<int64_t>(1, mostBox);
+    made.box = bytes->ConsumeIntegralInRange<int64_t>(1, mostBox);
+    if (bytes->ConsumeBool()) // those next to which the arithmetic changes
+        made.box =
+            std::min(mostBox, bytes->PickValueInArray<int64_t>({1, 2, 3, 4, 15, 16, 17, 18, 39, 40, 64}));
     made.step = bytes->ConsumeBool() ? 1 : bytes->ConsumeIntegralInRange<int64_t>(1, 70);
     const int64_t centre = masked_centre(made.box);
     const int64_t firstCentre = bytes->ConsumeIntegralInRange<int64_t>(0, std::min(centre, length - 1));

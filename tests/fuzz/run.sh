@@ -16,7 +16,8 @@ fi
 fuzz_one() {
     local name=$1 status=0
     local program=$build/tests/fuzz/fuzz_$name seeds=$here/corpus/$name log=$build/fuzz_$name.log
-    local options=(-max_len=4096 -timeout=20 "-artifact_prefix=$build/findings/$name-")
+    # Weighing inputs by their entropy takes half of the time of small ones.
+    local options=(-entropic=0 -max_len=4096 -timeout=20 "-artifact_prefix=$build/findings/$name-")
     if [[ -e $here/fuzz_$name.dict ]]; then
         options+=("-dict=$here/fuzz_$name.dict")
     fi
