@@ -42,6 +42,7 @@ BEGIN {
     allowed["tests"] = public "^\"(support|tools)/|"
     # Support and the programs check_*.cpp look behind the public headers.
     allowed["tests/hidden"] = public "^\"(support|base|frame|lanes|gauss|unmasked|masked|gauss2)/|"
+    allowed["tests/fuzz"] = allowed["tests/hidden"] "^\"tools/|" of("")
 
     # Standard headers that leave no function behind which the linker could merge with another level's.
     harmless = "^<([a-z0-9]+intrin\\.h|arm_neon\\.h|cstdint|cstddef|cstring|type_traits)>"
@@ -111,6 +112,8 @@ function folderOf(path)
         return "shared"
     if (path ~ /^tests\/(support\/|check_)/)
         return "tests/hidden"
+    if (path ~ /^tests\/fuzz\//)
+        return "tests/fuzz"
     if (path ~ /^[a-z0-9]+\/kernels\//)
         sub(/\/[^\/]*$/, "", path)
     else

@@ -13,6 +13,8 @@ namespace
 bool choosePath(const unmasked_plan* plan, const unmasked_fixedPoint& fixed, unmasked_sumsPath* path)
 {
     const double greatestSum = unmasked_greatestSum(plan);
+    if (!(greatestSum < 0x1p52)) // `half` may be greater than any integer then
+        return false;
     path->numbers.shift = fixed.firstShift + fixed.secondShift;
     path->numbers.multiplier = fixed.multiplier;
     path->numbers.lastShift = fixed.lastShift;
@@ -21,8 +23,8 @@ bool choosePath(const unmasked_plan* plan, const unmasked_fixedPoint& fixed, unm
     path->numbers.wraps = true;
     path->toPixels = unmasked_fixedPoint128.kernels[path->isWide][plan->dstPixelSize == 2];
     path->boxes = &gauss_boxKernels128;
-    return greatestSum < 0x1p52 && unmasked_shortened(&fixed, greatestSum) < 0x8000 &&
-           std::abs(fixed.lastShift) <= 31 && unmasked_canSum(path->boxes, plan);
+    return unmasked_shortened(&fixed, greatestSum) < 0x8000 && std::abs(fixed.lastShift) <= 31 &&
+           unmasked_canSum(path->boxes, plan);
 }
 
 bool declines(const qsImage* src, const qsGaussParams* params)
