@@ -52,14 +52,15 @@ qip_status reference(const qsImage* src, qsVImage* dst, const qsGaussParams* par
 // A fast form, its plain form, and what requests it takes.
 struct form {
     const char* level;
+    const char* name;
     path fast, plain;
     bool declines; // what is no matter of integers
 };
 
-const form forms[] = {{"avx2", general, unmasked_plainGeneral, false},
-                      {"sse", fixedPoint, unmasked_plainFixedPoint, true},
-                      {"sse", reference, gauss_smoothReferenceRows, false},
-                      {"neon", reference, gauss_smoothReferenceRows, false}};
+const form forms[] = {{"avx2", "general", general, unmasked_plainGeneral, false},
+                      {"sse", "fixed point", fixedPoint, unmasked_plainFixedPoint, true},
+                      {"sse", "reference", reference, gauss_smoothReferenceRows, false},
+                      {"neon", "reference", reference, gauss_smoothReferenceRows, false}};
 
 qsGaussParams randomParams(test_random* random, bool integersOnly)
 {
@@ -147,7 +148,7 @@ void forEachForm(const Body& body)
 {
     for (const form& each : forms)
         if (qsys_cpuinfo_limitLevel(each.level) == 0) {
-            SCOPED_TRACE(each.level);
+            SCOPED_TRACE(std::string(each.level) + ", " + each.name);
             body(each);
         }
     qsys_cpuinfo_limitLevel("auto");
@@ -257,8 +258,8 @@ void bench()
                 qsVImage* used = nullptr;
                 gauss_setupReference(&src, &dst, &params, nullptr, &used, &request);
                 const test_cycles cycles = test_cyclesOf([&] { form.fast(&src, used, &params, &request); });
-                std::printf("%-5s kernel %2d, sampled %d: %6.3f cycles (%.3f .. %.3f)\n", form.level,
-                            kernel, sample, cycles.median / 0x1p20, cycles.low / 0x1p20,
+                std::printf("%-4s %-11s kernel %2d, sampled %d: %6.3f cycles (%.3f .. %.3f)\n", form.level,
+                            form.name, kernel, sample, cycles.median / 0x1p20, cycles.low / 0x1p20,
                             cycles.high / 0x1p20);
             }
     });
