@@ -289,7 +289,7 @@ TEST_F(NeedsLongLanes, SevenTapPixelOfEverySum)
         plan.stepX = plan.stepY = 7;
         plan.round = round;
         plan.gain = 1.0F;
-        EXPECT_EQ(unmasked_smoothSevenTap(&plan), QIP_OK);
+        EXPECT_EQ(sevenTap::smooth(&plan), QIP_OK);
         for (uint32_t sum = 0; sum <= 729 * 255; ++sum)
             ASSERT_EQ(dst[sum], unmasked_dividedBy729(sum, round)) << sum;
     }

@@ -6,8 +6,9 @@
 #include "unmasked/kernels/pixels.h"
 #include "unmasked/plan.h"
 
-// When a path polls: not at all; or once before the first row and before each row it adds whose number is a
-// multiple of 64. That may be before some rows are written that do not need the rows from there on, or after them.
+// When a path polls. Those that do poll once before the first row, and before each source row whose number is a
+// multiple of 64. Rows are made some at a time, and in time means that every row which needs no source row from
+// there on has been written by then; early, that some of them may follow.
 enum unmasked_polls { unmasked_neverPolls, unmasked_pollsEarly, unmasked_pollsInTime };
 
 // How a path makes pixels of sums.
