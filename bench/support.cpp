@@ -21,7 +21,7 @@ namespace
 constexpr bench_size smallSize = {64, 64};
 constexpr std::array<bench_size, 3> sizes{{{256, 256}, {1024, 1024}, {4096, 3072}}};
 constexpr int64_t leastPixelsOfBand = 65536; // where a call may use several threads
-constexpr std::array<const char*, 3> levels{"plain", "sse", "avx2"};
+constexpr std::array<const char*, 4> levels{"plain", "sse", "avx2", "neon"};
 
 struct variantRecord {
     std::string caseName;
