@@ -121,6 +121,7 @@ std::optional<std::set<std::string>> run(const std::vector<std::string>& argumen
             return std::set<std::string>();
         // Numbers that cost time and lead to no other code.
         chosen->repeat = std::min(chosen->repeat, 3);
+        chosen->passes = {std::min(chosen->passes.x, 50), std::min(chosen->passes.y, 50)};
         if (chosen->threadCount)
             chosen->threadCount = *chosen->threadCount % 4;
         command_run(*chosen);

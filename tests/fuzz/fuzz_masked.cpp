@@ -284,7 +284,7 @@ void checkEngines(data* bytes)
     from.fillPixels();
     const qsVImage src = from.legacy();
     qsVImage dst = to.legacy();
-    if (gauss_checkSource(&src) < 0)
+    if (gauss_checkSource(&src) < 0 || gauss_checkPixels(&dst) < 0)
         return;
     const fuzz_destinations written = {{&to}};
     const auto requestOf = [&](gauss_request* request) {
