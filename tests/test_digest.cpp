@@ -59,15 +59,13 @@ void addMaskedCall(test_random* random, digest* sum)
         placeMask(random, &resetMask, rect);
     dst.place(random, rect, what.dstSize);
     dstMask.place(random, rect, 1);
-    const test_plane planes[] = {src.over(), srcMask.over(), resetMask.over(), dst.over(), dstMask.over()};
+    test_plane planes[] = {src.over(), srcMask.over(), resetMask.over(), dst.over(), dstMask.over()};
     oracle_maskedArguments a = {.params = &params};
     a.src = &planes[0].image.record;
     a.srcMask = &planes[1].image.record;
     a.resetMask = resetMask.pixels ? &planes[2].image.record : nullptr;
-    qimg_image dstImage = planes[3].image.record;
-    qimg_image dstMaskImage = planes[4].image.record;
-    a.dst = &dstImage;
-    a.dstMask = &dstMaskImage;
+    a.dst = &planes[3].image.record;
+    a.dstMask = &planes[4].image.record;
     a.srcWin = &planes[0].windowConst;
     a.srcMaskWin = &planes[1].windowConst;
     a.resetMaskWin = resetMask.pixels ? &planes[2].windowConst : nullptr;
