@@ -103,7 +103,9 @@ void check(uint64_t number, const form& form, int32_t mostWidth)
     const int32_t height = test_randomInt(&random, 1, 200);
     test_pixels pixels(test_randomLayout(&random, width, height, 1));
     if (isHalfway) {
-        test_fill(&pixels, [=](int32_t x, int32_t) { return special.value + (x & special.more); });
+        test_fill(&pixels, [=](int32_t x, int32_t) {
+            return special.value + (static_cast<uint32_t>(x) & special.more);
+        });
     } else {
         test_fillAnyPixels(&random, &pixels);
     }

@@ -39,7 +39,7 @@ int channelsOf(int colourType)
 }
 
 // The palette of the test files: entry i.
-png_color paletteEntry(int i)
+png_color paletteEntry(uint32_t i)
 {
     return {static_cast<png_byte>(i * 7), static_cast<png_byte>(255 - i), static_cast<png_byte>(i * i)};
 }
@@ -56,7 +56,7 @@ void writePng(const std::string& path, const png_kind& kind, int width, int heig
                  kind.colourType, kind.isInterlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     std::vector<png_color> palette;
-    for (int i = 0; i < 1 << std::min(kind.depth, 8); ++i)
+    for (uint32_t i = 0; i < uint32_t{1} << std::min(kind.depth, 8); ++i)
         palette.push_back(paletteEntry(i));
     if (kind.colourType == PNG_COLOR_TYPE_PALETTE) {
         png_byte transparent[] = {0, 128};

@@ -47,9 +47,12 @@ template <class Value>
 struct localRows {
     Value values[freshRows * preparedRows<Value>::distance];
 
+    // As rows that begin with column 0, where nothing may be. Hence an address, not an element of the array.
     preparedRows<Value> around(int64_t block)
     {
-        return {values + (2 - block) * blockColumns};
+        const int64_t offset = (2 - block) * blockColumns * int64_t{sizeof(Value)};
+        return {
+            reinterpret_cast<Value*>(reinterpret_cast<uintptr_t>(values) + static_cast<uintptr_t>(offset))};
     }
 };
 
