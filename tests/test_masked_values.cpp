@@ -277,7 +277,9 @@ TEST(MaskedValues, EqualADirectConvolution)
     std::set<int> variants; // those of the sixteen that ran in fixed point
     int64_t fixed = 0;
     int64_t exact = 0;
-    test_forCases(test_caseCount(1500), [&](test_random& random, uint64_t number) {
+    constexpr uint64_t usualCases = 1500; // with them all variants run; fewer may miss some
+    const uint64_t cases = test_caseCount(usualCases);
+    test_forCases(cases, [&](test_random& random, uint64_t number) {
         const std::string& level = test_pick(&random, machine);
         const oracle_maskedExport& what = test_pick(&random, oracle_maskedExports());
         std::string name;
@@ -319,7 +321,8 @@ TEST(MaskedValues, EqualADirectConvolution)
     if (HasFailure())
         return;
     EXPECT_GT(exact, 0);
-    EXPECT_TRUE(!test_hasEngines(machine.back()) || (fixed > 0 && variants.size() == 16))
+    const bool isWhole = fixed > 0 && (variants.size() == 16 || cases < usualCases);
+    EXPECT_TRUE(isWhole || !test_hasEngines(machine.back()))
         << fixed << " bands in fixed point, " << variants.size() << " variants";
 }
 
