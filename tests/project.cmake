@@ -65,4 +65,5 @@ if(NOT QIP_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
         qip_add_script_test(project.consumer_${mode}
             COMMAND ${here}/consumer/run.sh ${mode} ${tree} ${scratch}/${mode} ${compilers})
     endforeach()
+    set_tests_properties(project.consumer_embedded PROPERTIES COST 900) # it builds the libraries
 endif()
