@@ -49,17 +49,23 @@ qip_status gauss_smoothReferenceRows(const qsImage* src, qsVImage* dst, const qs
     return gauss_smoothRows(src, dst, params, request, rule);
 }
 
-qip_status gauss_smoothReference(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
-                                 qsIRegion* dstRegion, qsVImage** dstOut)
+qip_status gauss_smoothReferenceBy(gauss_rowsFunction makeRows, const qsImage* src, qsVImage* dst,
+                                   const qsGaussParams* params, qsIRegion* dstRegion, qsVImage** dstOut)
 {
     gauss_request request;
     qip_status status = gauss_setupReference(src, dst, params, dstRegion, dstOut, &request);
     if (status < 0 || gauss_areaIsNull(request.dst))
         return status;
-    status = gauss_smoothReferenceRows(src, *dstOut, params, &request);
+    status = makeRows(src, *dstOut, params, &request);
     if (status < 0 && !dst) {
         qsImageFree(*dstOut);
         *dstOut = nullptr;
     }
     return status;
+}
+
+qip_status gauss_smoothReference(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
+                                 qsIRegion* dstRegion, qsVImage** dstOut)
+{
+    return gauss_smoothReferenceBy(gauss_smoothReferenceRows, src, dst, params, dstRegion, dstOut);
 }

@@ -18,3 +18,9 @@ qip_status gauss_smoothReference(const qsImage* src, qsVImage* dst, const qsGaus
 // Errors:  QSYS_E_ARGUMENT for a destination of neither depth, QSYS_E_MEMORY, what the attention check answers.
 qip_status gauss_smoothReferenceRows(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
                                      const gauss_request* request);
+
+// The same smoothing with rows made by other code, which has to do all that gauss_smoothReferenceRows does.
+using gauss_rowsFunction = qip_status (*)(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
+                                          const gauss_request* request);
+qip_status gauss_smoothReferenceBy(gauss_rowsFunction makeRows, const qsImage* src, qsVImage* dst,
+                                   const qsGaussParams* params, qsIRegion* dstRegion, qsVImage** dstOut);

@@ -66,14 +66,5 @@ qip_status smoothRows(const qsImage* src, qsVImage* dst, const qsGaussParams* pa
 qip_status unmasked_smoothReference(const qsImage* src, qsVImage* dst, const qsGaussParams* params,
                                     qsIRegion* dstRegion, qsVImage** dstOut)
 {
-    gauss_request request;
-    qip_status status = gauss_setupReference(src, dst, params, dstRegion, dstOut, &request);
-    if (status < 0 || gauss_areaIsNull(request.dst))
-        return status;
-    status = smoothRows(src, *dstOut, params, &request);
-    if (status < 0 && !dst) {
-        qsImageFree(*dstOut);
-        *dstOut = nullptr;
-    }
-    return status;
+    return gauss_smoothReferenceBy(smoothRows, src, dst, params, dstRegion, dstOut);
 }
