@@ -44,7 +44,8 @@ static int readParameters(const core_call* call, parameters* read)
     if (core_readKernel(state, values, read->kernel, &read->named) < 0 ||
         core_readPair(state, CORE_SAMPLE, values[CORE_SAMPLE], 1, QIP_E_SAMPLING, read->sample) < 0 ||
         core_readReal(state, CORE_GAIN, values[CORE_GAIN], &record->gain) < 0 ||
-        core_readFlag(values[CORE_ROUND], &record->round) < 0 || readModes(call, &record->maskParams) < 0)
+        core_readFlag(state, CORE_ROUND, values[CORE_ROUND], &record->round) < 0 ||
+        readModes(call, &record->maskParams) < 0)
         return -1;
     if (!isfinite(record->gain))
         return core_refuse(state, QIP_E_GAIN, CORE_GAIN, "%R is no finite number", values[CORE_GAIN]);
@@ -161,7 +162,8 @@ const char core_gaussianDoc[] =
     "\n"
     "image       (rows, columns) of uint8 or uint16, any row stride; other layouts are copied first.\n"
     "kernel      kernel size k from 0 on, of all 3 k + 1 taps; default 1. The standard deviation is\n"
-    "            sqrt(((k + 1)^2 - 1) / 4) pixels. At most 39 for uint16, 63 with masks.\n"
+    "            sqrt(((k + 1)^2 - 1) / 4) pixels. At most 39 for uint16, 63 with\n"
+    "            masks (24 on processors without vector registers).\n"
     "sigma       standard deviation in pixels, instead of kernel; see kernel_for_sigma.\n"
     "sample      keep one pixel of every sample in each direction, from 1 on.\n"
     "gain        factor on every value, above 0. Results above the range wrap or are clamped.\n"

@@ -77,6 +77,8 @@ WRONG_TYPES = [
     (qip.gaussian, (IMAGE, "12"), {}, "kernel: .*not str"),
     (qip.gaussian, (IMAGE,), {"sigma": "1"}, "sigma: .*not str"),
     (qip.gaussian, (IMAGE,), {"gain": "1"}, "gain: a float .*not str"),
+    (qip.gaussian, (IMAGE,), {"gain": 10**400}, "gain: a float .*not int"),
+    (qip.gaussian, (IMAGE,), {"round": IMAGE}, "round: True or False .*not ndarray"),
     (qip.gaussian, (IMAGE,), {"dtype": "no such"}, "dtype: .*not str"),
     (qip.gaussian, (IMAGE,), {"roi": (1, 2, 3)}, r"roi: \(x, y, width, height\)"),
     (qip.half, (IMAGE, 1), {}, "axis: .*not int"),
