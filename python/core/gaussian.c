@@ -265,6 +265,5 @@ PyObject* core_destRect(PyObject* module, PyObject* const* arguments, Py_ssize_t
     if (core_call_readOrigin(&call, &source) < 0 ||
         core_destinationOf(call.state, &source, kernel, sample, &rect) < 0)
         return NULL;
-    return Py_BuildValue("(iiii)", (int)rect.x, (int)rect.y, (int)(rect.width < 0 ? 0 : rect.width),
-                         (int)(rect.height < 0 ? 0 : rect.height));
+    return Py_BuildValue("(iiii)", (int)rect.x, (int)rect.y, (int)rect.width, (int)rect.height);
 }

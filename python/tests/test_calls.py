@@ -133,18 +133,20 @@ def test_references_are_released():
         gc.collect()
         return [sys.getrefcount(o) for o in objects], tracemalloc.get_traced_memory()[0]
 
-    tracemalloc.start()
-    try:
-        for _ in range(100):
-            call_all()
+    def growth(rounds):
         counts, size = measure()
-        for _ in range(300):
+        for _ in range(rounds):
             call_all()
         later_counts, later_size = measure()
+        return max(b - a for a, b in zip(counts, later_counts)), later_size - size
+
+    tracemalloc.start()
+    try:
+        growths = [growth(50) for _ in range(6)]
     finally:
         tracemalloc.stop()
-    assert all(abs(a - b) < 10 for a, b in zip(counts, later_counts)), (counts, later_counts)
-    assert later_size - size < 8000  # less than one object in each round
+    # What is kept for later use settles; what is lost grows in every round.
+    assert min(count for count, _ in growths) < 10 and min(size for _, size in growths) < 50 * 16, growths
 
 
 def test_other_threads_run_during_a_call():
@@ -206,10 +208,11 @@ def test_a_child_of_another_thread_can_be_stopped():
 
     def fork():
         if os.fork() == 0:
-            signal.signal(signal.SIGALRM, lambda *_: os._exit(5))
+            out = np.full_like(LONG, 7)
+            signal.signal(signal.SIGALRM, lambda *_: os._exit(5 if (out == 7).any() else 6))
             signal.setitimer(signal.ITIMER_REAL, 0.02)
             with library.level("plain"):
-                qip.gaussian(LONG, 2)
+                qip.gaussian(LONG, 2, out=out)
             os._exit(6)
         os.write(write, bytes([os.waitstatus_to_exitcode(os.wait()[1])]))
 
