@@ -1,9 +1,9 @@
-"""What a call costs beside the same call from C, what a second thread brings, and how soon Ctrl-C ends a call.
+"""What a call costs beside the same call from C, what a second thread brings, how soon Ctrl-C ends a call.
 
     PYTHONPATH=build/release/python /usr/bin/python3 bench/python_calls.py
 
-The calls from C are made by a few lines that this compiles (cc). Both kinds are timed batch by batch in turns, in one
-process; all figures are medians.
+The calls from C are made by a few lines that this compiles (cc). Both kinds are timed batch by batch in
+turns, in one process; all figures are medians.
 """
 
 from __future__ import annotations
@@ -60,7 +60,8 @@ def c_caller(folder: str) -> ctypes.CDLL:
     binary = source.with_suffix(".so")
     includes = [f"-I{ROOT / 'include'}", f"-I{ROOT / 'platform'}"]
     libraries = list(qip.info()["libraries"].values())
-    subprocess.run(["cc", "-O2", "-shared", "-fPIC", *includes, source, "-o", binary, *libraries], check=True)
+    compiler = ["cc", "-O2", "-shared", "-fPIC"]
+    subprocess.run([*compiler, *includes, source, "-o", binary, *libraries], check=True)
     caller = ctypes.CDLL(str(binary))
     caller.time_calls.restype = ctypes.c_double
     return caller
@@ -98,7 +99,7 @@ def compare_calls(folder: str) -> None:
 
 
 def compare_threads() -> None:
-    """The same number of pictures smoothed by one and by two: threads, and processes, which share nothing."""
+    """The same number of pictures by one and by two: threads, and processes, which share nothing."""
     pictures = [np.random.default_rng(i).integers(0, 256, (1024, 1024), np.uint8) for i in range(2)]
     outs = [np.empty_like(picture) for picture in pictures]
 
@@ -115,15 +116,16 @@ def compare_threads() -> None:
             worker.join()
         return time.perf_counter() - start
 
-    print("gaussian 1024x1024, kernel 3: how many times as fast two are as one, median of 15, least and most")
+    print("gaussian 1024x1024, kernel 3: how many times as fast two are as one; median of 15, least, most")
     kinds = (threading.Thread, multiprocessing.Process)
     ratios = [[seconds(kind, 1) / seconds(kind, 2) for kind in kinds] for _ in range(15)]
     for kind, values in zip(kinds, zip(*ratios)):
-        print(f"    {kind.__name__:26} {statistics.median(values):8.2f} {min(values):8.2f} {max(values):8.2f}")
+        figures = (statistics.median(values), min(values), max(values))
+        print(f"    {kind.__name__:26}", *(f"{figure:8.2f}" for figure in figures))
 
 
 def measure_interruptions() -> None:
-    """From the signal to the exception, over moments spread over calls on 200 megapixels that are made on and on."""
+    """From the signal to the exception, at moments spread over calls on 200 megapixels, made on and on."""
     image = np.zeros((20000, 10000), np.uint8)
     out = np.empty_like(image)
     calls: dict[str, Callable[[], object]] = {

@@ -96,7 +96,8 @@ static int severalOf(PyObject* sequence, int count, numberReader read, void* num
     return 0;
 }
 
-/* One number, written twice, or two. What is no number may still be a sequence: arrays are both to Python. */
+/* One number, written twice, or two. What is no number may still be a sequence: arrays are both to
+ * Python. */
 static int oneOrTwoOf(PyObject* value, numberReader read, void* numbers)
 {
     if (!PyTuple_Check(value)) {

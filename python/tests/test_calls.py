@@ -123,7 +123,8 @@ def test_references_are_released():
             except kind:
                 pass
         for image in (IMAGE, DEEP, IMAGE[:, ::-1], memoryview(DEEP)):
-            qip.gaussian(image, np.array([2, 1]), mask=mask > 0, reset_mask=mask, mask_out=True, dtype=np.uint16)
+            both = {"mask": mask > 0, "reset_mask": mask, "mask_out": True}
+            qip.gaussian(image, np.array([2, 1]), dtype=np.uint16, **both)
             qip.half(image, mask=mask, roi=(3, 2, 5, 4), mask_out=np.empty((4, 5), np.uint8))
             qip.pyramid(qip.binomial(image, mask_out=True)[0], 2, mask=mask)
         qip.gaussian(IMAGE, sigma=(1, 2), out=out)
@@ -231,7 +232,8 @@ def test_no_copy_is_made():
         peak = lambda: int(open("/proc/self/status").read().split("VmHWM:")[1].split()[0])
         qip.gaussian(image[:50], 2, mask=image[:50])
         before = peak()
-        for source, target in [(image, out), (image[::-1], out), (image, out[::-1]), (image[:, 9:], out[:, 9:])]:
+        up, part = np.s_[::-1], np.s_[:, 9:]
+        for source, target in [(image, out), (image[up], out), (image, out[up]), (image[part], out[part])]:
             qip.gaussian(source, 2, out=target)
             qip.gaussian(source, 2, mask=source, out=target, roi=(0, 0, *source.shape[::-1]))
             qip.half(source, out=target[:4000, :source.shape[1] // 2])
