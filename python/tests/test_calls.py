@@ -174,7 +174,7 @@ class Stop(Exception):
     pass
 
 
-LONG = np.zeros((12000, 4000), np.uint8)
+LONG = np.zeros((20000, 6000), np.uint8)
 LONG_CALLS = {
     "gaussian": lambda out: qip.gaussian(LONG, 2, out=out),
     "masks, bands on several threads": lambda out: qip.gaussian(LONG, 2, mask=LONG, out=out),
@@ -191,6 +191,7 @@ def test_a_signal_stops_a_call(name):
         if len(signals) == 2:
             raise Stop
 
+    library.base.qsys_jobs_setThreadCount(2)  # more would be through too soon
     previous = signal.signal(signal.SIGALRM, handle)
     signal.setitimer(signal.ITIMER_REAL, 0.01, 0.03)
     try:
@@ -199,6 +200,7 @@ def test_a_signal_stops_a_call(name):
     finally:
         signal.setitimer(signal.ITIMER_REAL, 0)
         signal.signal(signal.SIGALRM, previous)
+        library.base.qsys_jobs_setThreadCount(0)
     assert (out == 7).any(), "the call had ended"
     assert (qip.gaussian(IMAGE) == signals[0]).all()
 
