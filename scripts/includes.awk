@@ -38,6 +38,7 @@ BEGIN {
     allowed["gauss2/kernels"] = kernels "^\"gauss2/(binomial|filter)\\.h\"|" of("gauss2/kernels")
     allowed["tools"] = public of("")
     allowed["examples"] = public
+    allowed["python"] = public of("")
     allowed["bench"] = public of("bench")
     allowed["tests"] = public "^\"(support|tools)/|"
     # Support and the programs check_*.cpp look behind the public headers.

@@ -76,3 +76,14 @@ if(NOT QIP_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
     endforeach()
     set_tests_properties(project.consumer_embedded PROPERTIES COST 900) # it builds the libraries
 endif()
+
+# The Python module, as its users import it: from the build tree, and from a wheel.
+if(TARGET qip_python AND NOT QIP_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
+    set(run ${PROJECT_SOURCE_DIR}/python/tests/run.sh)
+    set(package ${Python3_EXECUTABLE} ${PROJECT_BINARY_DIR}/python)
+    qip_add_script_test(project.python COMMAND ${run} pytest ${package})
+    qip_add_script_test(project.python_types COMMAND ${run} types ${package})
+    qip_add_script_test(project.python_readme COMMAND ${run} readme ${package} ${PROJECT_SOURCE_DIR}/README.md)
+    qip_add_script_test(project.python_wheel
+        COMMAND ${run} wheel ${package} ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR} ${scratch}/wheel)
+endif()
