@@ -15,7 +15,6 @@
 #include <vector>
 
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace
@@ -401,21 +400,6 @@ namespace
     std::exit(7);
 }
 
-// The child of a fork has none of its parent's workers: it makes its own, and does not wait for theirs.
-[[noreturn]] void forkBetweenDispatches()
-{
-    qsys_jobs_setThreadCount(3);
-    const bool before = jobsMeet(3);
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(60); // a child does not inherit the watchdog
-        std::exit(jobsMeet(3) ? 7 : 1);
-    }
-    int state = 0;
-    waitpid(child, &state, 0);
-    std::exit(before && jobsMeet(3) && WIFEXITED(state) ? WEXITSTATUS(state) : 1);
-}
-
 class JobsDeathTest : public testing::Test
 {
 protected:
@@ -435,12 +419,4 @@ TEST_F(JobsDeathTest, TheProcessEndsFromAnywhere)
     EXPECT_EXIT(exitFromAJob(true), ended, "");
     EXPECT_EXIT(exitFromAJob(false), ended, "");
     EXPECT_EXIT(exitWhileOthersDispatch(), ended, "");
-}
-
-TEST_F(JobsDeathTest, AForkedChildWorksAndEnds)
-{
-#if defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "the thread sanitizer refuses threads in a forked child";
-#endif
-    EXPECT_EXIT(forkBetweenDispatches(), testing::ExitedWithCode(7), "");
 }

@@ -11,8 +11,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <thread>
-#include <vector>
 
 // Sources and destinations without pixels; records filled by hand that leave out where their pixels are or
 // reach beyond 32-bit coordinates; pixels of the other depth.
@@ -199,27 +197,4 @@ TEST(GaussContract, TransformsThatVanishAreRefusedFirst)
     ASSERT_EQ(qmath_xformPtrhConst_constructFunctions(&handle, same, same, nullptr, nullptr), 0);
     ASSERT_EQ(qmath_xformPtrhConst_assignCompose(&handle, &last, &handle), 0);
     refuse(handle, coarse);
-}
-
-TEST(GaussContract, ThreadsSmoothOneSourceAtOnce)
-{
-    test_pixels pixels({60, 60, 1});
-    test_fillRandom(&pixels);
-    const auto from = test_windowConstOver(pixels, 0, 0);
-    const qip_gaussParams params = test_gaussParams(1, 4);
-    const test_pixels expected({60, 60, 2});
-    const auto alone = test_windowOver(expected, 0, 0);
-    ASSERT_EQ(qip_gauss_smoothWindow8_16(&from, &alone, &params), QIP_OK);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back([&] {
-            for (int run = 0; run < 5; ++run) {
-                const test_pixels written({60, 60, 2});
-                const auto to = test_windowOver(written, 0, 0);
-                EXPECT_EQ(qip_gauss_smoothWindow8_16(&from, &to, &params), QIP_OK);
-                EXPECT_TRUE(test_samePixels(expected.view(), written.view()));
-            }
-        });
-    for (std::thread& thread : threads)
-        thread.join();
 }

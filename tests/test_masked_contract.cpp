@@ -1,7 +1,6 @@
-// What masked smoothing promises beside its pixels: statuses and their order, overlaps, calls that have
-// nothing to write, polls, and calls from many threads at once.
+// What masked smoothing promises beside its pixels: statuses and their order, overlaps, and calls that
+// have nothing to write.
 #include "support/faults.h"
-#include "support/job_set.h"
 #include "support/oracle_masked.h"
 #include "support/policy.h"
 
@@ -12,8 +11,6 @@
 #include <cstring>
 #include <functional>
 #include <limits>
-#include <memory>
-#include <thread>
 
 namespace
 {
@@ -122,8 +119,6 @@ struct fault {
 };
 
 } // namespace
-
-// ---- statuses ----
 
 // Each fault alone, and each with any that is looked at later. The image forms form their rectangles before
 // they look for overlaps.
@@ -264,85 +259,4 @@ TEST(MaskedContract, NothingToWrite)
         coarse.planes[srcMask].isGiven = false;
         coarse.expect(QIP_OK);
     });
-}
-
-// ---- polls ----
-
-// A call that is ended has written the rows before the poll; the transform is not set.
-TEST(MaskedContract, TheAttentionHandlerEndsTheCallAndWrittenRowsStay)
-{
-    qsys_jobs_setThreadCount(1);
-    constexpr qip_status stopped = QSYS_FAILURE(0x0abc);
-    constexpr int32_t height = 200;
-    const auto run = [&](const oracle_maskedExport& what, bool hasMask, double gain) {
-        const auto make = [&](scene* s) {
-            s->params.gain = gain;
-            s->planes[srcMask].isGiven = hasMask;
-        };
-        scene whole(what, 40, height);
-        make(&whole);
-        EXPECT_EQ(whole.call(), QIP_OK);
-        for (int64_t poll = 1; poll <= 5; ++poll) {
-            scene s(what, 40, height);
-            make(&s);
-            const test_attention attention(poll, stopped);
-            EXPECT_EQ(s.call(), poll <= 4 ? stopped : QIP_OK);
-            EXPECT_EQ(attention.polls(), std::min<int64_t>(poll, 4));
-            EXPECT_EQ(s.transform == untouched, poll <= 4 || what.windows);
-            for (const place i : {dst, dstMask})
-                for (int32_t y = 0; y < height; ++y) {
-                    // Without a source mask the destination mask comes last.
-                    const bool isWritten = poll > 4 || (y < 64 * (poll - 1) && (hasMask || i == dst));
-                    const unsigned char* const row = s.planes[i].first + y * s.stride;
-                    const std::vector<unsigned char> empty(static_cast<size_t>(s.stride), test_canary);
-                    const unsigned char* const expected =
-                        isWritten ? whole.planes[i].first + y * s.stride : empty.data();
-                    EXPECT_EQ(std::memcmp(row, expected, static_cast<size_t>(40 * s.planes[i].pixelSize)),
-                              0)
-                        << "plane " << i << ", row " << y << ", ended at poll " << poll;
-                }
-        }
-    };
-    test_atEveryLevel([&](const std::string&) {
-        forEveryExport([&](const oracle_maskedExport& what) {
-            run(what, true, 1.75);
-            run(what, true, 2.0);
-        });
-    });
-    qsys_jobs_setThreadCount(0);
-}
-
-// ---- threads ----
-
-// Several callers at once, each with bands for sixteen threads, and one inside a job, where nothing is
-// split: all have the pixels of a single run.
-TEST(MaskedContract, CallsFromManyThreads)
-{
-    for (const oracle_maskedExport& what : oracle_maskedExports()) {
-        SCOPED_TRACE(what.name);
-        const auto make = [&] {
-            auto made = std::make_unique<scene>(what, 520, 520);
-            made->params = test_gaussParams(1, 1, 1.75);
-            made->params.maskParams.resultMode = made->params.maskParams.mode = 1;
-            made->params.maskParams.threshold = 0.4;
-            return made;
-        };
-        const auto single = make();
-        qsys_jobs_setThreadCount(1);
-        EXPECT_EQ(single->call(), QIP_OK);
-        qsys_jobs_setThreadCount(16);
-        std::vector<std::unique_ptr<scene>> scenes(4);
-        std::generate(scenes.begin(), scenes.end(), make);
-        {
-            std::vector<std::jthread> threads;
-            for (size_t i = 1; i < scenes.size(); ++i)
-                threads.emplace_back([&, i] { EXPECT_EQ(scenes[i]->call(), QIP_OK); });
-            test_jobSet jobs;
-            EXPECT_EQ(jobs.add([&] { return scenes[0]->call(); }), QSYS_OK);
-            EXPECT_EQ(jobs.run(), QSYS_OK);
-        }
-        for (const auto& each : scenes)
-            EXPECT_TRUE(each->memory == single->memory);
-    }
-    qsys_jobs_setThreadCount(0);
 }
