@@ -176,19 +176,6 @@ TYPED_TEST_SUITE(Gauss2Fast, Kinds);
 
 } // namespace
 
-// Rows that are wider than what is looked at together.
-TYPED_TEST(Gauss2Fast, PatchesInWideRows)
-{
-    test_forCases(24, [](test_random& random, uint64_t number) {
-        const oracle_gauss2Planes source =
-            picture(&random, test_randomInt(&random, 550, 1400), test_randomInt(&random, 20, 60),
-                    sizeof(typename TypeParam::Pixel), test_anything,
-                    std::array{test_patches, test_areas, test_dust}[number % 3]);
-        for (const filter& each : filters)
-            check<TypeParam>(each, source, &random);
-    });
-}
-
 // All combinations of the low four bits, which alone decide the rounding of a sum of weight 16, at the
 // bottom and at the top of the range. One column of the picture is one combination.
 TYPED_TEST(Gauss2Fast, EveryRoundingOfFivePixels)

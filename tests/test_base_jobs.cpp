@@ -93,23 +93,12 @@ TEST(Jobs, EachRequestRunsOnceAndTheFirstFailureInOrderIsTheResult)
     EXPECT_TRUE(empty.results().empty());
 }
 
-// The pool gives as many threads as it was told, the dispatching one among them, and follows every change.
 TEST(Jobs, TheThreadCountHoldsFromTheNextDispatch)
 {
     for (const int threads : {4, 1, 3, 2, 6}) {
         const ThreadCount count(threads);
         EXPECT_EQ(qsys_jobs_getThreadCount(), threads);
-        std::latch meeting(threads);
-        std::atomic<bool> callerWorked = false;
-        const std::thread::id caller = std::this_thread::get_id();
-        test_jobSet together;
-        together.add(threads, [&] {
-            meeting.arrive_and_wait();
-            if (std::this_thread::get_id() == caller)
-                callerWorked = true;
-        });
-        EXPECT_EQ(together.run(), QSYS_OK);
-        EXPECT_TRUE(callerWorked);
+        EXPECT_TRUE(jobsMeet(threads));
     }
     EXPECT_EQ(qsys_jobs_setThreadCount(-1), QSYS_E_ARGUMENT);
     EXPECT_GE(qsys_jobs_getThreadCount(), 1);

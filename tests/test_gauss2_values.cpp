@@ -60,6 +60,8 @@ oracle_rect randomSource(test_random* random)
     const int64_t far = test_chance(random, 10) ? 1 << 30 : 40;
     const int64_t x = test_randomRange(random, -far, far);
     const int64_t y = test_randomRange(random, -far, far);
+    if (test_chance(random, 1)) // wider than what is looked at together
+        return {x, y, test_randomRange(random, 550, 1400), test_randomRange(random, 5, 40)};
     if (test_chance(random, 2))
         return {x, y, test_randomRange(random, 3, 500),
                 test_pick(random, std::array{63, 64, 65, 66, 128, 129, 130, 193})};

@@ -137,22 +137,6 @@ TEST(GaussContract, OverlapOfSourceAndDestination)
     EXPECT_TRUE(test_undamaged(pixels));
 }
 
-// A source that yields nothing: success, nothing bound, and no engine asked.
-TEST(GaussContract, NothingToComputeIsSuccess)
-{
-    const test_pixels narrow({1, 30, 1}), none({0, 0, 1});
-    const test_inhibition names("");
-    const qip_gaussParams coarse = test_gaussParams(4, 1); // samples source column 1 first
-    for (const test_pixels* const pixels : {&narrow, &none}) {
-        const test_image source(*pixels, 0, 0);
-        test_image unbound;
-        EXPECT_EQ(qip_gauss_smooth8_8(&source.record, &unbound.record, &coarse), QIP_OK);
-        EXPECT_EQ(qip_gauss_smooth8_16(&source.record, &unbound.record, &coarse), QIP_OK);
-        EXPECT_FALSE(unbound.isBound());
-    }
-    EXPECT_TRUE(test_inhibition::asked().empty());
-}
-
 // The transforms of sources that no destination can take over: linear ones pass through single precision,
 // where they may vanish or overflow, and other ones may end in a linear step that sampling makes vanish.
 TEST(GaussContract, TransformsThatVanishAreRefusedFirst)

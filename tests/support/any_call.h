@@ -29,7 +29,7 @@ const std::vector<test_export>& test_exports();
 // What a call is given in one place.
 struct test_argument : test_placed {
     bool isGiven = true;                 // else a null pointer
-    std::optional<qimg_window> odd = {}; // in place of the pixels: a record that has none
+    std::optional<qimg_window> odd = {}; // in place of what lies over the pixels
 };
 
 enum test_place { test_src, test_srcMask, test_resetMask, test_dst, test_dstMask, test_places };
@@ -82,6 +82,7 @@ struct test_outcome {
         {};                  // of the destination, from pixels to the client; unless a source is bent
     float zScale = 0.0F;     // of an older image
     oracle_rect region = {}; // as qip_gauss and qfGauss report it
+    bool setsResult = false; // qip_gauss has stored where its result is, or that there is none
 
     // In all that a caller can tell apart.
     bool operator==(const test_outcome& other) const
@@ -90,10 +91,10 @@ struct test_outcome {
     }
 };
 
-// Runs a call over destinations of canaries, perhaps with all fast paths inhibited; `before` runs when all is ready.
+// Runs a call over destinations of canaries, perhaps with all fast paths inhibited; `start` runs when all is ready.
 // Several threads may run calls of their own, but none that inhibits.
 test_outcome test_run(
-    const test_call& made, bool inhibitsAll = false, const std::function<void()>& before = [] {});
+    const test_call& made, bool inhibitsAll = false, const std::function<void()>& start = [] {});
 
 // Expects `values` at the written part of a plane after a call, when there are any, and elsewhere what it held before:
 // canaries, or zeros where the call bound it, to the rectangle `bindTo`, if it was to.

@@ -1,5 +1,4 @@
-// The smoothing functions in the terms of the oracle: parameter records, expected pixels, and the four
-// functions behind one signature.
+// The smoothing functions in the terms of the oracle: parameter records, expected pixels, places.
 #pragma once
 
 #include "support/compare.h"
@@ -165,27 +164,4 @@ inline test_grid test_smoothed(const test_view& source, const qip_gaussParams& p
     test_grid grid(static_cast<int32_t>(rect.width), static_cast<int32_t>(rect.height));
     test_putValues(&grid, rect, oracle_smooth(source, 0, 0, test_gaussRequest(params), rect), pixelSize);
     return grid;
-}
-
-using test_gaussCall = std::function<qip_status(const qip_gaussParams& params)>;
-
-// Runs body(name, call) with each of the four functions in turn, over these pixels, all placed at (0, 0).
-template <class Body>
-void test_forEachGauss(const test_pixels& source, const test_pixels& destination8,
-                       const test_pixels& destination16, const Body& body)
-{
-    const test_plane from(&source, {});
-    test_plane to8(&destination8, {});
-    test_plane to16(&destination16, {});
-    const auto run = [&](const char* name, const test_gaussCall& call) {
-        SCOPED_TRACE(name);
-        body(name, call);
-    };
-    const qimg_image* const image = &from.image.record;
-    run("image 8_8", [&](const auto& p) { return qip_gauss_smooth8_8(image, &to8.image.record, &p); });
-    run("image 8_16", [&](const auto& p) { return qip_gauss_smooth8_16(image, &to16.image.record, &p); });
-    run("window 8_8",
-        [&](const auto& p) { return qip_gauss_smoothWindow8_8(&from.windowConst, &to8.window, &p); });
-    run("window 8_16",
-        [&](const auto& p) { return qip_gauss_smoothWindow8_16(&from.windowConst, &to16.window, &p); });
 }
