@@ -365,7 +365,7 @@ std::vector<service> services()
 
 } // namespace
 
-TEST(Faults, EveryAllocationOfACall)
+TEST(Faults, EveryAllocationOfTheLibrary)
 {
     test_atEveryLevel([](const std::string&) { forCalls(6, failEveryAllocationOf); });
 }
@@ -377,7 +377,7 @@ TEST(Faults, EveryAllocationOfBands)
     forCalls(4, failEveryAllocationOf);
 }
 
-TEST(Faults, EveryPollOfACall)
+TEST(Faults, EveryPollOfTheLibrary)
 {
     qsys_jobs_setThreadCount(1);
     test_atEveryLevel([](const std::string& level) {
