@@ -125,6 +125,9 @@ engineCase randomCase(test_random* random, const std::string& level)
         width = 1024 * test_randomRange(random, 1, 2) + test_randomRange(random, 0, 40);
         height = test_randomRange(random, 1, 30);
     }
+    const bool isBright = test_chance(random, 2); // sums of just 32 bits, or of a few more
+    if (isBright)
+        request.kernelX = request.kernelY = test_randomRange(random, 15, 17);
     int32_t pixelSize = call.what->dstSize ? call.what->dstSize : test_chance(random, 25) ? 2 : 1;
     // The last bits of the older path's sums decide one pixel in 2^18, and only when the gain keeps them.
     const bool keepsBits = isLegacy && level == "sse" && test_chance(random, 4);
@@ -143,7 +146,9 @@ engineCase randomCase(test_random* random, const std::string& level)
         test_fillRandom(src.pixels.get(), static_cast<uint64_t>(x));
     else
         test_fillAnyPixels(random, src.pixels.get());
-    if (level != "sse" && test_chance(random, 15))
+    if (isBright)
+        test_fill(src.pixels.get(), [](int32_t, int32_t) { return 255u; });
+    else if (level != "sse" && test_chance(random, 15))
         makeTies(random, &made);
     const oracle_rect all = oracle_destination(src.rect, request);
     call.hasRegion = isLegacy && test_chance(random, 40);
