@@ -31,8 +31,8 @@ uint64_t digestOfCalls()
     digest sum;
     for (uint64_t number = 0; number < 3000; ++number) {
         test_random random = test_randomFor(number);
-        const test_outcome seen = test_run(test_randomCall(&random, test_pick(&random, test_exports())),
-                                           test_chance(&random, 30));
+        const test_call made = test_randomCall(&random, test_pick(&random, test_exports()));
+        const test_outcome seen = test_run(made, test_chance(&random, 30));
         sum.add(static_cast<uint64_t>(seen.status));
         sum.add(seen.places);
         sum.add(seen.mask.pixels);
@@ -53,6 +53,6 @@ TEST(Digest, IsTheSameEverywhere)
         qsys_cpuinfo_limitLevel("auto");
         if (std::getenv("QIP_TEST_SEED"))
             GTEST_SKIP() << "for this seed it is " << digest << ", to be compared by hand";
-        EXPECT_EQ(digest, 11454339588660629251u);
+        EXPECT_EQ(digest, 8535360617755594093u);
     }
 }

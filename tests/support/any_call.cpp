@@ -126,7 +126,8 @@ test_call test_randomCall(test_random* random, const test_export& what)
     int64_t height = test_randomRange(random, 1, test_pick(random, std::array{20, 20, 20, 90, 90, 300}));
     if (test_chance(random, 10)) // of several polls on all paths
         height = test_randomRange(random, 257, 300);
-    const int64_t top = test_randomRange(random, -40, 40) + test_pick(random, std::array{0, 900});
+    int64_t top = test_randomRange(random, -40, 40);
+    top += test_pick(random, std::array{0, 900});
     const oracle_rect source = {test_randomRange(random, -40, 40), top,
                                 test_randomRange(random, 1, test_pick(random, std::array{9, 30, 30, 120})),
                                 height};
@@ -137,9 +138,12 @@ test_call test_randomCall(test_random* random, const test_export& what)
         test_placeMask(random, &src, source);
     else
         test_fillAnyPixels(&pixels, src.pixels.get());
-    if (what.windows || test_chance(random, 50))
-        dst.place(random, randomDestination(random, fullDestination(made)),
-                  what.dstSize ? what.dstSize : test_randomInt(random, 1, 2));
+    // Draws are statements of their own: the order of arguments is the compiler's choice.
+    if (what.windows || test_chance(random, 50)) {
+        const oracle_rect rect = randomDestination(random, fullDestination(made));
+        const int32_t dstSize = what.dstSize ? what.dstSize : test_randomInt(random, 1, 2);
+        dst.place(random, rect, dstSize);
+    }
     if (family == test_family::resultMask || family == test_family::boxes) {
         if (test_chance(random, 20))
             made.inPlace = test_grid(src.pixels->view());
@@ -202,9 +206,11 @@ void test_spoil(test_random* random, test_call* made)
     for (test_argument& each : made->planes) {
         if (chance(3))
             each.isGiven = false;
-        if (chance(3)) // the other depth, or the other place
-            each.place(random, {test_randomInt(random, -70, 70), each.rect.y, 30, 40},
-                       test_randomInt(random, 1, 2));
+        if (chance(3)) { // the other depth, or the other place
+            const oracle_rect rect = {test_randomInt(random, -70, 70), each.rect.y, 30, 40};
+            const int32_t pixelSize = test_randomInt(random, 1, 2);
+            each.place(random, rect, pixelSize);
+        }
         if (chance(5) && each.pixels)
             each.rect.x = test_pick(random, std::array{std::numeric_limits<int32_t>::min(),
                                                        std::numeric_limits<int32_t>::max() - 300});
