@@ -1,5 +1,5 @@
-// Calls on several threads against the same calls on one: all that a caller can see of them, and what the handler is
-// asked.
+// Calls on several threads against the same calls on one: all that a caller can see of them, and what the
+// handler is asked.
 #include "base/jobs_pool.h"
 #include "gauss2/fast.h"
 #include "support/any_call.h"
@@ -71,7 +71,8 @@ TEST(Splitting, AsksTheHandlerInEveryBandAndReturnsItsAnswer)
     base_jobPool_beforeThreadStart = nullptr;
 }
 
-// Threads of the application that call at once, each with bands for more threads; and a job, where nothing is split.
+// Threads of the application that call at once, each with bands for more threads; and a job, where nothing
+// is split.
 TEST(Splitting, ManyThreadsMayCallAtOnce)
 {
     const auto runAll = [] {

@@ -1,6 +1,6 @@
-// The same bits from every compiler, set of options and processor: one number stands for all that callers see of
-// some thousands of random calls where the plain definitions decide the pixels. Whoever changes pixels on purpose
-// changes it; the tests of values say whether the new ones are right.
+// The same bits from every compiler, set of options and processor: one number stands for all that callers
+// see of some thousands of random calls where the plain definitions decide the pixels. Whoever changes
+// pixels on purpose changes it; the tests of values say whether the new ones are right.
 #include "support/any_call.h"
 
 #include <qbase/cpuinfo.h>

@@ -1,8 +1,8 @@
 // Every function under failing allocations and an attention handler that says stop: the right status,
 // everything as it was, nothing lost, and the next call works.
 //
-// A new function needs a line: in test_exports when it smooths, else in `takingNothing`, and in `services` when it takes
-// memory.
+// A new function needs a line: in test_exports when it smooths, else in `takingNothing`, and in `services`
+// when it takes memory.
 #include "support/any_call.h"
 #include "support/faults.h"
 #include "support/job_set.h"
@@ -42,8 +42,8 @@ void forCalls(uint64_t count, const Body& body)
     }
 }
 
-// Each allocation fails, alone and with all later ones, until none is left to fail: the status says so, nothing is
-// written where a call takes all its memory first, and no block is lost.
+// Each allocation fails, alone and with all later ones, until none is left to fail: the status says so,
+// nothing is written where a call takes all its memory first, and no block is lost.
 void failEveryAllocationOf(const test_call& made, bool inhibitsAll)
 {
     const test_export& what = *made.what;
@@ -69,8 +69,9 @@ void failEveryAllocationOf(const test_call& made, bool inhibitsAll)
         }
 }
 
-// Of the rows that a call writes, those that are written at its n-th poll: `least` for certain, `most` perhaps. Only the
-// general path leaves that open: it may finish its rows some at a time, but has finished them by the next poll.
+// Of the rows that a call writes, those that are written at its n-th poll: `least` for certain, `most`
+// perhaps. Only the general path leaves that open: it may finish its rows some at a time, but has finished
+// them by the next poll.
 struct rowCounts {
     int64_t least, most;
 };
@@ -115,8 +116,8 @@ void expectRows(const test_argument& made, const std::vector<uint16_t>& whole, c
     }
 }
 
-// Each poll says stop, which comes back. The rows finished by then are written, from the top, and no others; the
-// transform is not set.
+// Each poll says stop, which comes back. The rows finished by then are written, from the top, and no
+// others; the transform is not set.
 void stopAtEveryPoll(const test_call& made, const std::string& level, bool inhibitsAll)
 {
     const test_export& what = *made.what;
@@ -162,7 +163,8 @@ void stopAtEveryPoll(const test_call& made, const std::string& level, bool inhib
 
 // ---- services ----
 
-// Everything that a service may need. All of it is released with the scene, whatever the service left behind.
+// Everything that a service may need. All of it is released with the scene, whatever the service left
+// behind.
 struct scene {
     std::atomic<int> counted = 0; // jobs that ran, owners that were told
     test_pixels pixels8{{40, 30, 1}}, pixels16{{40, 30, 2}};
@@ -232,8 +234,8 @@ struct service {
     bool mayChange = false; // a failure may leave something changed
 };
 
-// Each allocation fails, alone and with all later ones: nothing is changed, no block lost, and the same call then works
-// on the same scene and gives the result of a call that met no fault.
+// Each allocation fails, alone and with all later ones: nothing is changed, no block lost, and the same
+// call then works on the same scene and gives the result of a call that met no fault.
 void failEveryAllocation(const service& service)
 {
     scene clean;
@@ -298,7 +300,8 @@ qsys_status keepPoint(void*, qmath_point*)
     return 0;
 }
 
-// The other functions: they need no memory and ask no handler, but for the first one, which is among the services.
+// The other functions: they need no memory and ask no handler, but for the first one, which is among the
+// services.
 const char takingNothing[] =
     "gauss_udpateDstXform gauss_checkImageWindowMatch gauss_checkWindowMatch "
     "gauss_computeSampleStartOffset gauss_setup "

@@ -204,16 +204,16 @@ void runCase(const std::string& level, test_random* random, std::map<oracle_path
     const test_outcome outcome =
         test_run(made.call, false, [&] { allocator.arm(takesNone ? 1 : 0, true); });
     EXPECT_EQ(outcome.status, answers ? goOn : QIP_OK);
-    // The 8-bit function of windows asks once before. Polls are foretold but where rows lie beyond one reflection for
-    // long.
+    // The 8-bit function of windows asks once before. Polls are foretold but where rows lie beyond one
+    // reflection for long.
     const int64_t mostKernel = path == oracle_path::reference ? src.rect.height / 3 : 300;
     if (!isWritten || request.kernelY <= mostKernel) {
         const bool asksFirst = made.call.what->windows && pixelSize == 1 && !all.isNull();
         EXPECT_EQ(attention.polls(), asksFirst + (isWritten ? std::ssize(oracle_polls(path, call)) : 0));
     }
     test_expectPlane(dst, outcome.dst, isLegacy || !all.isNull(), isLegacy ? call.written : all, values);
-    // Also when nothing is written. Single precision keeps a few 1e-4 through the composition of coordinates below
-    // about 3000.
+    // Also when nothing is written. Single precision keeps a few 1e-4 through the composition of
+    // coordinates below about 3000.
     const bool isSmall = std::max(std::abs(all.x), std::abs(all.y)) < 150 &&
                          std::max({all.width, all.height, request.kernelX, request.kernelY}) < 300;
     if (isSmall && !made.call.what->windows && (isLegacy || !all.isNull()))

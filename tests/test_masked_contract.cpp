@@ -10,8 +10,8 @@
 namespace
 {
 
-// A call over five planes of the same rectangle, of kernel size 2, to be changed before it is made. Memory goes on for
-// a while behind every row.
+// A call over five planes of the same rectangle, of kernel size 2, to be changed before it is made. Memory
+// goes on for a while behind every row.
 test_call callOf(const test_export& what)
 {
     test_call made = {};

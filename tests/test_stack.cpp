@@ -1,4 +1,5 @@
-// How deep calls go: all of them on a thread whose stack is small, with pages below it that nobody may touch.
+// How deep calls go: all of them on a thread whose stack is small, with pages below it that nobody may
+// touch.
 #include "support/any_call.h"
 #include "support/policy.h"
 

@@ -1,5 +1,5 @@
-// What the fuzzers share: the check that ends a run with a finding, base services that refuse large blocks, and
-// calls that are made in every setting.
+// What the fuzzers share: the check that ends a run with a finding, base services that refuse large blocks,
+// and calls that are made in every setting.
 #pragma once
 
 #include "support/any_call.h"
@@ -51,7 +51,7 @@ void fuzz_apply(const fuzz_setting& setting);
 // on there are faster paths, a few those that are shared among threads.
 int32_t fuzz_mostHeight(test_random* random, int32_t width);
 
-// Makes a call at every level with and without optimised code, perhaps on three threads too. What a caller sees
-// must agree: all of it, but the pixels where the level or the bands help to decide the arithmetic. A refusal
-// leaves the destinations as they were, and blocks of memory must be given back.
+// Makes a call at every level with and without optimised code, perhaps on three threads too. What a caller
+// sees must agree: all of it, but the pixels where the level or the bands help to decide the arithmetic. A
+// refusal leaves the destinations as they were, and blocks of memory must be given back.
 void fuzz_runEverywhere(const test_call& call, bool onThreads);

@@ -1,5 +1,5 @@
-// The C interface without the masked smoothing (fuzz_masked.cpp): the unmasked family and its older forms, half
-// resolution and binomial smoothing, the mask alone, with good arguments and with spoilt ones.
+// The C interface without the masked smoothing (fuzz_masked.cpp): the unmasked family and its older forms,
+// half resolution and binomial smoothing, the mask alone, with good arguments and with spoilt ones.
 #include "fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)

@@ -1,8 +1,8 @@
 // Masked smoothing, and the engines of the unmasked smoothing, each against its own plain code.
 //
-// The exported masked functions run in every setting. Below these, the fast rows of both families are run over
-// plans and requests as the engines get them, at the levels that they are made for, beside the plain code that
-// defines them.
+// The exported masked functions run in every setting. Below these, the fast rows of both families are run
+// over plans and requests as the engines get them, at the levels that they are made for, beside the plain
+// code that defines them.
 #include "masked/fast.h"
 #include "masked/plain.h"
 #include "masked/short.h"

@@ -1,5 +1,5 @@
-// Random calls of the exports that smooth or make a mask, and all that a caller can see of them. The numbers come
-// from a generator or from the bytes of a fuzzer.
+// Random calls of the exports that smooth or make a mask, and all that a caller can see of them. The
+// numbers come from a generator or from the bytes of a fuzzer.
 #pragma once
 
 #include "support/gauss_calls.h"
@@ -91,17 +91,17 @@ struct test_outcome {
     }
 };
 
-// Runs a call over destinations of canaries, perhaps with all fast paths inhibited; `start` runs when all is ready.
-// Several threads may run calls of their own, but none that inhibits.
+// Runs a call over destinations of canaries, perhaps with all fast paths inhibited; `start` runs when all
+// is ready. Several threads may run calls of their own, but none that inhibits.
 test_outcome test_run(
     const test_call& made, bool inhibitsAll = false, const std::function<void()>& start = [] {});
 
-// Expects `values` at the written part of a plane after a call, when there are any, and elsewhere what it held before:
-// canaries, or zeros where the call bound it, to the rectangle `bindTo`, if it was to.
+// Expects `values` at the written part of a plane after a call, when there are any, and elsewhere what it
+// held before: canaries, or zeros where the call bound it, to the rectangle `bindTo`, if it was to.
 void test_expectPlane(const test_placed& made, const test_seenPlane& seen, bool binds,
                       const oracle_rect& bindTo, const oracle_values& values);
 
-// Expects that the transforms of source and destination take the middle of the source pixels under a destination pixel
-// to that pixel's centre, for the corners of `rect`.
+// Expects that the transforms of source and destination take the middle of the source pixels under a
+// destination pixel to that pixel's centre, for the corners of `rect`.
 void test_expectCentres(const test_call& made, const test_outcome& seen, const oracle_rect& rect,
                         double tolerance);

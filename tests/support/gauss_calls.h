@@ -121,8 +121,8 @@ inline int64_t test_randomSize(test_random* random)
     return test_randomRange(random, 1, test_chance(random, 20) ? 80 : 40);
 }
 
-// Expects that the transforms of two images take the middle of the source pixels under a destination pixel to that
-// pixel's centre, for the corners of `rect`.
+// Expects that the transforms of two images take the middle of the source pixels under a destination pixel
+// to that pixel's centre, for the corners of `rect`.
 inline void test_expectCentres(const qimg_image* source, const qimg_image* destination,
                                const oracle_gauss& request, const oracle_rect& rect, double tolerance)
 {

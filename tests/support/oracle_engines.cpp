@@ -7,8 +7,8 @@
 namespace
 {
 
-// The source index that stands for index i of an axis. Beyond one reflection the nearest one that is reflected, or
-// none (-1), where zeros stand.
+// The source index that stands for index i of an axis. Beyond one reflection the nearest one that is
+// reflected, or none (-1), where zeros stand.
 int64_t indexFor(int64_t i, int64_t count, bool nearest)
 {
     return oracle_reflected(nearest ? std::clamp(i, -count, 2 * count - 1) : i, count);

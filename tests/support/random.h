@@ -9,8 +9,8 @@
 #include <iterator>
 #include <string>
 
-// A small generator with a 64-bit state; two generators of one seed give the same numbers everywhere. With bytes,
-// a fuzzer's, the numbers are what these say, and 0 behind the last one.
+// A small generator with a 64-bit state; two generators of one seed give the same numbers everywhere. With
+// bytes, a fuzzer's, the numbers are what these say, and 0 behind the last one.
 struct test_random {
     uint64_t state;
     const uint8_t* bytes = nullptr;
