@@ -1,53 +1,9 @@
-// What the lanes of all levels stand on and no filter shows by itself: row ends with their borders, and the
-// forms of the portable level that this processor has a shorter way for.
+// The forms of the portable level that this processor has a shorter way for.
 #include "lanes/lanes_portable.h"
-#include "lanes/padded_row.h"
 
 #include "support/random.h"
 
 #include <gtest/gtest.h>
-
-#include <algorithm>
-#include <vector>
-
-namespace
-{
-
-// The pixel that a border rule puts at a column.
-template <rowBorder border>
-uint16_t expectedAt(const std::vector<uint16_t>& row, int64_t column)
-{
-    const auto width = static_cast<int64_t>(row.size());
-    const int64_t nearest = std::clamp<int64_t>(column, 0, width - 1);
-    const int64_t mirrored = column < 0 ? -column - 1 : 2 * width - 1 - column;
-    return row[static_cast<size_t>(column == nearest || border == rowBorder::repeated ? nearest
-                                                                                      : mirrored)];
-}
-
-template <rowBorder border>
-void checkBorder()
-{
-    constexpr int64_t count = 7;
-    for (int64_t width = 1; width <= 20; ++width) {
-        std::vector<uint16_t> row(
-            static_cast<size_t>(width)); // the address sanitizer sees a step beyond it
-        test_random random = test_randomFor(static_cast<uint64_t>(width));
-        for (uint16_t& pixel : row)
-            pixel = static_cast<uint16_t>(test_randomBits(&random));
-        for (int64_t first = -width; first + count <= 2 * width; ++first) {
-            std::vector<uint16_t> copy(count);
-            copyColumns<border, count>(row.data(), width, first, copy.data());
-            for (size_t i = 0; i < copy.size(); ++i)
-                ASSERT_EQ(copy[i], expectedAt<border>(row, first + static_cast<int64_t>(i))) << width;
-        }
-    }
-}
-
-TEST(Lanes, RowEndsFollowTheirBorder)
-{
-    checkBorder<rowBorder::repeated>();
-    checkBorder<rowBorder::reflected>();
-}
 
 TEST(Lanes, OperatorsSayWhatInstructionsDo)
 {
@@ -68,5 +24,3 @@ TEST(Lanes, OperatorsSayWhatInstructionsDo)
         }
     }
 }
-
-} // namespace

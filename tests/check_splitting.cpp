@@ -1,49 +1,35 @@
-// Calls that split their rows into bands against the same calls on one thread: every export of the unmasked
-// and of the half-resolution family, all that a caller can see of a call, and what the handler is asked.
+// Calls on several threads against the same calls on one: all that a caller can see of them, and what the
+// handler is asked.
 #include "base/jobs_pool.h"
 #include "gauss2/fast.h"
 #include "support/any_call.h"
 #include "support/faults.h"
+#include "support/job_set.h"
 #include "support/policy.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <system_error>
+#include <thread>
 
 namespace
 {
 
-// ---- no threads ----
+std::atomic<int> startsLeft;
 
-void refuseStart()
+// Fails as the start of a thread does.
+void limitStarts()
 {
-    throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+    if (--startsLeft < 0)
+        throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
 }
 
-// A call that is 300 rows high, row 1023 among them, over all that its source yields.
-test_call highCall(int exportNumber, int64_t kernel, bool inhibitsAll)
+// Bands of masked smoothing are made without being asked for, and choose their arithmetic by themselves.
+bool splits(const test_export& what)
 {
-    test_random random = test_randomFor(static_cast<uint64_t>(exportNumber));
-    test_call made = {};
-    const oracle_rect source = {0, 850, 50, 300};
-    if (exportNumber >= test_unmaskedExports)
-        made.half = &oracle_gauss2Exports()[static_cast<size_t>(exportNumber - test_unmaskedExports)];
-    made.unmasked = exportNumber;
-    made.request = {.kernelX = kernel, .kernelY = kernel, .round = true};
-    made.params = test_gaussParams(made.request);
-    made.passesX = made.passesY = 4;
-    made.inhibitsAll = inhibitsAll;
-    const int32_t size = made.half ? made.half->pixelSize : 1;
-    made.src.place(&random, source, size);
-    test_fillRandom(made.src.pixels.get());
-    const oracle_rect all = made.half ? oracle_gauss2PlanOf(*made.half, source, source).full : source;
-    made.dst.place(&random, all, made.half || made.unmasked % 2 || made.unmasked == 0 ? size : 2);
-    made.srcMask.place(&random, source, 1);
-    made.wantsMask = made.half && made.half->masked;
-    if (made.wantsMask)
-        made.dstMask.place(&random, all, 1);
-    return made;
+    return what.family == test_family::gauss || what.half;
 }
 
 } // namespace
@@ -53,66 +39,96 @@ test_call highCall(int exportNumber, int64_t kernel, bool inhibitsAll)
 TEST(Splitting, AsksTheHandlerInEveryBandAndReturnsItsAnswer)
 {
     ASSERT_EQ(base_jobPool_workerCount(), 0);
-    base_jobPool_beforeThreadStart = refuseStart;
-    const int exports = test_anyExportCount();
-    for (int number = 0; number < exports; ++number)
-        for (const int64_t kernel : {1, 2, 5})
-            for (const bool inhibitsAll : {false, true}) {
-                const test_call made = highCall(number, kernel, inhibitsAll);
-                if (made.half && kernel != 1)
-                    continue;
-                SCOPED_TRACE(made.half ? made.half->name : "unmasked " + std::to_string(number));
-                SCOPED_TRACE("kernel " + std::to_string(kernel) + (inhibitsAll ? ", inhibited" : ""));
-                // Answers that are not negative may be results too.
+    base_jobPool_beforeThreadStart = limitStarts;
+    startsLeft = 0;
+    for (const test_export& what : test_exports())
+        for (uint64_t number = 0; number < 12 && splits(what); ++number) {
+            test_random random = test_randomFor(number);
+            const test_call made = test_randomCall(&random, what);
+            const bool inhibitsAll = number % 2;
+            SCOPED_TRACE(std::string(what.name) + ", " + test_caseName(number));
+            // Answers that are not negative may be results too.
+            const auto polls = [&](test_outcome* seen) {
                 constexpr qip_status goOn = 7;
-                const auto polls = [&](test_outcome* seen) {
-                    const test_attention attention(1, goOn);
-                    *seen = test_run(made);
-                    return attention.polls();
-                };
-                test_outcome seenAlone;
-                test_outcome seenSplit;
-                const int64_t alone = polls(&seenAlone);
-                const test_splitting splitting(300, 3);
-                const int64_t split = polls(&seenSplit);
-                EXPECT_EQ(seenAlone, seenSplit);
-                // Only rows that two bands read are asked for twice.
-                EXPECT_GE(split, alone);
-                EXPECT_LE(split, alone + (made.half ? 0 : 2));
-                for (int64_t n = 1; n <= split; ++n) {
-                    const qip_status stop = QSYS_FAILURE(0x0abc);
-                    const test_attention attention(n, stop, true);
-                    const test_outcome seen = test_run(made);
-                    EXPECT_NE(std::find(seen.begin(), seen.end(), stop), seen.end()) << "poll " << n;
-                }
+                const test_attention attention(1, goOn);
+                *seen = test_run(made, inhibitsAll);
+                return attention.polls();
+            };
+            test_outcome seenAlone, seenSplit;
+            const int64_t alone = polls(&seenAlone);
+            const test_splitting splitting(300, 3);
+            const int64_t split = polls(&seenSplit);
+            EXPECT_TRUE(seenAlone == seenSplit);
+            // Only rows that two bands read are asked for twice.
+            EXPECT_GE(split, alone);
+            EXPECT_TRUE(split == alone || !what.half);
+            for (int64_t n = 1; n <= split; ++n) {
+                const qip_status stop = QSYS_FAILURE(0x0abc);
+                const test_attention attention(n, stop, true);
+                EXPECT_EQ(test_run(made, inhibitsAll).status, stop) << "poll " << n;
             }
+        }
     base_jobPool_beforeThreadStart = nullptr;
+}
+
+// Threads of the application that call at once, each with bands for more threads; and a job, where nothing
+// is split.
+TEST(Splitting, ManyThreadsMayCallAtOnce)
+{
+    const auto runAll = [] {
+        std::vector<test_outcome> seen;
+        for (uint64_t number = 0; number < 2 * test_exports().size(); ++number) {
+            test_random random = test_randomFor(number);
+            seen.push_back(
+                test_run(test_randomCall(&random, test_exports()[number % test_exports().size()])));
+        }
+        return seen;
+    };
+    for (const bool isInJob : {false, true}) {
+        std::vector<test_outcome> expected;
+        {
+            const test_splitting splitting(300, isInJob ? 1 : 7);
+            expected = runAll();
+        }
+        const test_splitting splitting(300, 7);
+        const auto check = [&] {
+            EXPECT_TRUE(runAll() == expected);
+        };
+        test_jobSet jobs;
+        jobs.add(1, check);
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < 4 && !isInJob; ++i)
+            threads.emplace_back(check);
+        if (isInJob) {
+            EXPECT_EQ(jobs.run(), QSYS_OK);
+        }
+    }
 }
 
 TEST(Splitting, ChangesNothingThatACallerSees)
 {
-    const int exports = test_anyExportCount();
     std::vector<std::string> levels;
     test_atEveryLevel([&](const std::string& level) { levels.push_back(level); });
     test_forCases(test_caseCount(1500), [&](test_random& random, uint64_t) {
         // As many of the unmasked exports, which have more paths, as of the others.
-        const bool isHalf = test_chance(&random, 50);
-        const auto number = isHalf ? test_randomInt(&random, test_unmaskedExports, exports - 1)
-                                   : test_randomInt(&random, 0, test_unmaskedExports - 1);
-        const test_call made = test_randomCall(&random, number);
+        const auto last = test_chance(&random, 50) ? 4 : std::ssize(test_exports()) - 1;
+        const test_export& what = test_exports()[static_cast<size_t>(test_randomRange(&random, 0, last))];
+        if (!splits(what))
+            return;
+        const test_call made = test_randomCall(&random, what);
         const std::string& level = test_pick(&random, levels);
+        const bool inhibitsAll = test_chance(&random, 30);
         const int32_t threads = test_pick(&random, std::array{1, 2, 3, 7, 16});
         const int64_t leastPixels = test_chance(&random, 60) ? 1 : test_randomRange(&random, 2, 2000);
-        SCOPED_TRACE((made.half ? made.half->name : "unmasked " + std::to_string(number)) + ", level " +
-                     level + ", " + std::to_string(threads) + " threads, " + std::to_string(leastPixels) +
-                     " pixels");
+        SCOPED_TRACE(std::string(what.name) + ", level " + level + ", " + std::to_string(threads) +
+                     " threads, " + std::to_string(leastPixels) + " pixels");
         ASSERT_EQ(qsys_cpuinfo_limitLevel(level.c_str()), 0);
-        const test_outcome alone = test_run(made);
+        const test_outcome alone = test_run(made, inhibitsAll);
         const test_splitting splitting(leastPixels, threads);
-        const test_outcome split = test_run(made);
-        ASSERT_EQ(alone.size(), split.size());
-        const auto differs = std::mismatch(alone.begin(), alone.end(), split.begin()).first;
-        EXPECT_EQ(differs - alone.begin(), static_cast<int64_t>(alone.size())) << "the first that differs";
+        const test_outcome split = test_run(made, inhibitsAll);
+        EXPECT_EQ(alone.status, split.status);
+        EXPECT_TRUE(alone.places == split.places);
+        EXPECT_TRUE(alone.mask == split.mask && alone.dst == split.dst);
     });
     qsys_cpuinfo_limitLevel("auto");
 }

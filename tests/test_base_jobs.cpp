@@ -15,7 +15,6 @@
 #include <vector>
 
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace
@@ -94,23 +93,12 @@ TEST(Jobs, EachRequestRunsOnceAndTheFirstFailureInOrderIsTheResult)
     EXPECT_TRUE(empty.results().empty());
 }
 
-// The pool gives as many threads as it was told, the dispatching one among them, and follows every change.
 TEST(Jobs, TheThreadCountHoldsFromTheNextDispatch)
 {
     for (const int threads : {4, 1, 3, 2, 6}) {
         const ThreadCount count(threads);
         EXPECT_EQ(qsys_jobs_getThreadCount(), threads);
-        std::latch meeting(threads);
-        std::atomic<bool> callerWorked = false;
-        const std::thread::id caller = std::this_thread::get_id();
-        test_jobSet together;
-        together.add(threads, [&] {
-            meeting.arrive_and_wait();
-            if (std::this_thread::get_id() == caller)
-                callerWorked = true;
-        });
-        EXPECT_EQ(together.run(), QSYS_OK);
-        EXPECT_TRUE(callerWorked);
+        EXPECT_TRUE(jobsMeet(threads));
     }
     EXPECT_EQ(qsys_jobs_setThreadCount(-1), QSYS_E_ARGUMENT);
     EXPECT_GE(qsys_jobs_getThreadCount(), 1);
@@ -401,21 +389,6 @@ namespace
     std::exit(7);
 }
 
-// The child of a fork has none of its parent's workers: it makes its own, and does not wait for theirs.
-[[noreturn]] void forkBetweenDispatches()
-{
-    qsys_jobs_setThreadCount(3);
-    const bool before = jobsMeet(3);
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(60); // a child does not inherit the watchdog
-        std::exit(jobsMeet(3) ? 7 : 1);
-    }
-    int state = 0;
-    waitpid(child, &state, 0);
-    std::exit(before && jobsMeet(3) && WIFEXITED(state) ? WEXITSTATUS(state) : 1);
-}
-
 class JobsDeathTest : public testing::Test
 {
 protected:
@@ -435,12 +408,4 @@ TEST_F(JobsDeathTest, TheProcessEndsFromAnywhere)
     EXPECT_EXIT(exitFromAJob(true), ended, "");
     EXPECT_EXIT(exitFromAJob(false), ended, "");
     EXPECT_EXIT(exitWhileOthersDispatch(), ended, "");
-}
-
-TEST_F(JobsDeathTest, AForkedChildWorksAndEnds)
-{
-#if defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "the thread sanitizer refuses threads in a forked child";
-#endif
-    EXPECT_EXIT(forkBetweenDispatches(), testing::ExitedWithCode(7), "");
 }

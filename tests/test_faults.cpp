@@ -1,12 +1,12 @@
 // Every function under failing allocations and an attention handler that says stop: the right status,
 // everything as it was, nothing lost, and the next call works.
 //
-// A new function needs one line: in `working` when it takes memory or polls, else in `takingNothing`.
+// A new function needs a line: in test_exports when it smooths, else in `takingNothing`, and in `services`
+// when it takes memory.
+#include "support/any_call.h"
 #include "support/faults.h"
-#include "support/images.h"
 #include "support/job_set.h"
-#include "support/oracle_gauss2.h"
-#include "support/oracle_masked.h"
+#include "support/oracle_engines.h"
 #include "support/policy.h"
 
 #include <qbase/qbase.h>
@@ -14,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <functional>
 #include <set>
@@ -22,177 +23,250 @@
 namespace
 {
 
-// Everything that an operation may need. All of it is released with the scene, whatever the operation left
+// ---- calls that smooth or make a mask ----
+
+// Runs body(call, inhibitsAll) for some calls of every export.
+template <class Body>
+void forCalls(uint64_t count, const Body& body)
+{
+    for (const test_export& what : test_exports()) {
+        const uint64_t paths = what.family == test_family::gauss || what.masked ? 10 : 1;
+        for (uint64_t number = 0; number < paths * count && !testing::Test::HasFailure(); ++number) {
+            SCOPED_TRACE(std::string(what.name) + ", " + test_caseName(number));
+            test_random random = test_randomFor(number);
+            test_call made = test_randomCall(&random, what);
+            if (what.half) // one pass, where there are passes
+                made.passesX = made.passesY = 2;
+            body(made, number % 3 == 0);
+        }
+    }
+}
+
+// Each allocation fails, alone and with all later ones, until none is left to fail: the status says so,
+// nothing is written where a call takes all its memory first, and no block is lost.
+void failEveryAllocationOf(const test_call& made, bool inhibitsAll)
+{
+    const test_export& what = *made.what;
+    // Images get their transforms last, and passes take turns in the destination.
+    const bool isImage = !what.windows && what.dstSize && what.family != test_family::resultMask;
+    const bool writesFirst = isImage || (what.half && !what.half->sampled);
+    test_allocator allocator;
+    const test_outcome whole = test_run(made, inhibitsAll);
+    for (const bool andAllLater : {false, true})
+        for (int64_t n = 1; !testing::Test::HasFailure(); ++n) {
+            SCOPED_TRACE("allocation " + std::to_string(n));
+            const int64_t blocks = test_allocator::liveBlocks();
+            const test_outcome seen = test_run(made, inhibitsAll, [&] { allocator.arm(n, andAllLater); });
+            const bool fired = allocator.disarm();
+            EXPECT_EQ(test_allocator::liveBlocks(), blocks) << "blocks lost";
+            if (!fired) {
+                EXPECT_TRUE(seen == whole);
+                break;
+            }
+            // The older functions have no status.
+            EXPECT_EQ(seen.status, what.family == test_family::boxes ? QSYS_E_ARGUMENT : QSYS_E_MEMORY);
+            EXPECT_TRUE(writesFirst || (!seen.hasWritten && !seen.hasTransform));
+        }
+}
+
+// Of the rows that a call writes, those that are written at its n-th poll: `least` for certain, `most`
+// perhaps. Only the general path leaves that open: it may finish its rows some at a time, but has finished
+// them by the next poll.
+struct rowCounts {
+    int64_t least, most;
+};
+
+rowCounts rowsAtPoll(const test_call& made, const oracle_call& call, oracle_path path, int64_t n)
+{
+    int64_t rows = 64 * (n - 1);
+    if (made.what->half && made.what->half->sampled)
+        rows = made.what->half->halveX && made.what->half->halveY ? rows / 2 : 0;
+    if (made.what->half || (made.what->masked && made.planes[test_srcMask].pixels))
+        return {rows, rows};
+    const int64_t mostKernel = path == oracle_path::reference ? call.source.height / 3 : 300;
+    if (made.what->family != test_family::gauss || call.request.kernelY > mostKernel)
+        return {0, INT64_MAX};
+    const bool pollsFirst = made.what->windows && made.what->dstSize == 1;
+    if (pollsFirst && n == 1)
+        return {0, 0};
+    const std::vector<int64_t> polls = oracle_polls(path, call);
+    const auto at = static_cast<size_t>(n - 1 - pollsFirst);
+    const int64_t least = path != oracle_path::general ? polls.at(at) : at == 0 ? 0 : polls.at(at - 1);
+    return {least, polls.at(at)};
+}
+
+// A plane over `rect` at a poll: rows of the whole call, and from some row on canaries.
+void expectRows(const test_argument& made, const std::vector<uint16_t>& whole, const oracle_rect& written,
+                const rowCounts& rows)
+{
+    if (!made.pixels || !made.isGiven)
+        return;
+    const test_grid seen(made.pixels->view());
+    const uint16_t canary = test_canaryPixel(made.pixels->view().pixelSize);
+    const auto width = static_cast<ptrdiff_t>(made.rect.width);
+    for (int64_t y = 0; y < made.rect.height; ++y) {
+        const auto row = seen.values.begin() + y * width;
+        const bool isWritten = std::equal(row, row + width, whole.begin() + y * width);
+        const bool isUntouched = std::count(row, row + width, canary) == width;
+        const int64_t inWritten = made.rect.y + y - written.y;
+        EXPECT_TRUE(inWritten < rows.least   ? isWritten
+                    : inWritten >= rows.most ? isUntouched
+                                             : isWritten || isUntouched)
+            << "row " << y;
+    }
+}
+
+// Each poll says stop, which comes back. The rows finished by then are written, from the top, and no
+// others; the transform is not set.
+void stopAtEveryPoll(const test_call& made, const std::string& level, bool inhibitsAll)
+{
+    const test_export& what = *made.what;
+    const test_argument& dst = made.planes[test_dst];
+    oracle_gauss request = test_gaussRequest(made.params);
+    const bool isLegacy = what.dstSize == 0;
+    request.peak = isLegacy && made.peak;
+    request.validOnly = isLegacy && made.validOnly;
+    oracle_call call = {request, made.planes[test_src].rect, {}, 1, !isLegacy || made.hasRegion};
+    if (dst.pixels) {
+        call.pixelSize = dst.pixels->view().pixelSize;
+        call.written = what.half ? oracle_gauss2PlanOf(*what.half, call.source, dst.rect).written
+                                 : oracle_written(call.source, request, dst.rect);
+    }
+    const oracle_path path = inhibitsAll ? oracle_path::reference : oracle_pathOf(level, call);
+    const test_allocator allocator;
+    int64_t polls = 0;
+    test_outcome whole;
+    {
+        const test_attention counting;
+        whole = test_run(made, inhibitsAll);
+        polls = counting.polls();
+    }
+    for (int64_t n = 1; n <= polls && !testing::Test::HasFailure(); ++n) {
+        SCOPED_TRACE("poll " + std::to_string(n));
+        constexpr qsys_status stopped = QSYS_FAILURE(0x0abc);
+        const int64_t blocks = test_allocator::liveBlocks();
+        const test_attention attention(n, stopped);
+        const test_outcome seen = test_run(made, inhibitsAll);
+        EXPECT_EQ(seen.status, what.family == test_family::boxes ? QSYS_E_ARGUMENT : stopped);
+        EXPECT_EQ(attention.polls(), n);
+        EXPECT_EQ(test_allocator::liveBlocks(), blocks) << "blocks lost";
+        EXPECT_FALSE(seen.hasTransform);
+        // The newer engine stores its result last, the reference path first.
+        EXPECT_TRUE(!isLegacy || seen.setsResult == (inhibitsAll || level != "avx2"));
+        if (what.family == test_family::boxes || made.inPlace || !dst.pixels)
+            continue;
+        const rowCounts rows = rowsAtPoll(made, call, path, n);
+        expectRows(dst, whole.dst.pixels, call.written, rows);
+        expectRows(made.planes[test_dstMask], whole.mask.pixels, call.written, rows);
+    }
+}
+
+// ---- services ----
+
+// Everything that a service may need. All of it is released with the scene, whatever the service left
 // behind.
 struct scene {
     std::atomic<int> counted = 0; // jobs that ran, owners that were told
-    test_pixels pixels8, pixels16, maskPixels;
-    test_image images[10];
+    test_pixels pixels8{{40, 30, 1}}, pixels16{{40, 30, 2}};
+    test_image images[6];
 
-    // 150 rows at (2, 4).
-    qimg_image &src8 = images[0].record, &src16 = images[1].record, &mask = images[2].record;
-    qimg_image& bent8 = images[3].record; // the pixels of src8
-    // Unbound.
-    qimg_image &dst8 = images[4].record, &dst16 = images[5].record, &dstMask = images[6].record;
-    // 18 columns and 70 rows at (3, 5), inside all that the sources yield with a sampling of up to 2.
-    qimg_image &bound8 = images[7].record, &bound16 = images[8].record, &boundMask = images[9].record;
-
-    qimg_windowConst srcWindow8, srcWindow16, maskWindow;
-    qimg_window window8, window16, windowMask; // over the bound ones
-    qip_gaussParams params;                    // kernel 2, sampling 1, rounding
-    qsVImage legacy;                           // the pixels of src8
+    qimg_image &src8 = images[0].record, &src16 = images[1].record, &bent8 = images[2].record;
+    qimg_image &dst8 = images[3].record, &dst16 = images[4].record; // unbound
+    qimg_image& bound8 = images[5].record;
+    qimg_windowConst srcWindow8, srcWindow16;
     qsVImage* made = nullptr;
-    qsGaussParams legacyParams = *qsGaussParamsNull();
     qsIRegion region = {5, 6, 20, 30};
+    qip_gaussParams params = test_gaussParams(1, 2);
     qmath_xformLinear linear = {1.5, 0.25, -0.25, 1.25, 8.0, -3.0};
-    qmath_xformLinear linearOut = {};
     test_handle handle, bent, out, fresh; // linear, bent, bent, nothing
 
-    explicit scene(int32_t width)
-        : pixels8({width, 150, 1}), pixels16({width, 150, 2}), maskPixels({width, 150, 1})
+    scene()
     {
-        uint64_t number = 0;
-        for (test_pixels* pixels : {&pixels8, &pixels16, &maskPixels})
-            test_fillRandom(pixels, ++number);
-        const test_pixels* const sources[] = {&pixels8, &pixels16, &maskPixels, &pixels8};
-        for (int i = 0; i < 4; ++i)
+        const test_pixels* const sources[] = {&pixels8, &pixels16, &pixels8};
+        for (int i = 0; i < 3; ++i)
             images[i].lay(*sources[i], 2, 4);
         qimg_windowConst_init(&srcWindow8, &src8);
         qimg_windowConst_init(&srcWindow16, &src16);
-        qimg_windowConst_init(&maskWindow, &mask);
         EXPECT_EQ(qmath_xformPtrhConst_constructLinear(&handle, &linear), 0);
         EXPECT_EQ(test_constructBent(&bent), 0);
         EXPECT_EQ(qmath_xformPtrhConst_assign(&out, &bent), 0);
-        for (qimg_image* image : {&src8, &src16, &bent8})
-            EXPECT_EQ(qimg_image_setImageFromClientXform(image, image == &bent8 ? &bent : &handle), 0);
-
+        EXPECT_EQ(qimg_image_setImageFromClientXform(&src8, &handle), 0);
+        EXPECT_EQ(qimg_image_setImageFromClientXform(&bent8, &bent), 0);
         const qstd_rect32 rect = {3, 5, 18, 70};
-        const qmath_xformLinear other = {0.5, 1.0, -1.0, 0.5, 3.0, 4.0};
-        for (qimg_image* image : {&bound8, &bound16, &boundMask}) {
-            EXPECT_EQ(qimg_image_assignNewRect(image, image == &bound16 ? 2 : 1, &rect), 0);
-            EXPECT_EQ(qimg_image_setLinearImageFromClientXform(image, &other), 0);
-        }
-        qimg_window_init(&window8, &bound8);
-        qimg_window_init(&window16, &bound16);
-        qimg_window_init(&windowMask, &boundMask);
-
-        qip_gaussParams_init(&params);
-        params.kernelSizeX = params.kernelSizeY = 2;
-        params.round = 1;
-        legacy = test_legacyOver(pixels8, 2, 4);
-        legacyParams.kernelSizeX = legacyParams.kernelSizeY = 2;
-        legacyParams.keepFullRegion = 1;
+        EXPECT_EQ(qimg_image8_assignNewRect(&bound8, &rect), 0);
+        EXPECT_EQ(qimg_image_setLinearImageFromClientXform(&bound8, &linear), 0);
     }
     ~scene()
     {
         qsImageFree(made);
     }
 
-    // A number that changes when any pixel, rectangle or transform of the destinations does.
-    uint64_t digest() const
+    // All that a service may change.
+    std::vector<double> state() const
     {
-        uint64_t hash = 0xcbf29ce484222325u;
-        const auto mix = [&hash](const auto* values, size_t count = 1) {
-            for (size_t i = 0; i < count * sizeof *values; ++i)
-                hash = (hash ^ reinterpret_cast<const unsigned char*>(values)[i]) * 0x100000001b3u;
+        std::vector<double> all = {static_cast<double>(counted)};
+        const auto add = [&](const oracle_rect& r) {
+            for (const int64_t each : {r.x, r.y, r.width, r.height})
+                all.push_back(static_cast<double>(each));
         };
-        const auto mixPixels = [&](const test_view& view) {
-            const test_grid pixels(view);
-            mix(pixels.values.data(), pixels.values.size());
-        };
-        const auto mixHandle = [&](const qmath_xformPtrhConst* transform) {
+        const auto addHandle = [&](const qmath_xformPtrhConst* transform) {
             for (qmath_point point : {qmath_point{0.0, 0.0}, {10.0, 50.0}}) {
                 EXPECT_EQ(qmath_xformPtrhConst_mapPoint(transform, &point), 0);
-                mix(&point);
+                all.insert(all.end(), {point.x, point.y});
             }
         };
-        for (int i = 4; i < 10; ++i) {
-            mix(&images[i].record.rect);
-            mixPixels(images[i].view());
-            mixHandle(&images[i].record.imageFromClient);
-            mixHandle(&images[i].record.clientFromImage);
+        for (const test_image& image : images) {
+            add(image.rect());
+            addHandle(&image.record.imageFromClient);
+            addHandle(&image.record.clientFromImage);
         }
-        if (made) {
-            mix(&made->region);
-            mix(&made->clientCoords);
-            mixPixels(test_legacyView(made));
-        }
-        mix(&region);
-        mix(&linearOut);
-        mixHandle(&out);
-        mixHandle(&fresh);
-        const int count = counted;
-        mix(&count);
-        return hash;
+        if (made)
+            add(oracle_rectOf(made->region));
+        addHandle(&out);
+        addHandle(&fresh);
+        return all;
     }
 };
 
-struct operation {
+struct service {
     const char* name;
     std::function<qsys_status(scene& scene)> call;
-    bool mayTakeNone = false; // there may be no allocation to fail
-    bool mayChange = false;   // a failure may leave something changed
-    int32_t width = 40;       // of the sources
+    bool mayChange = false; // a failure may leave something changed
 };
 
-// Runs the operation with one fault after another, until a run meets none: the fault's status comes back,
-// nothing is changed, no block lost, and the same call then works on the same scene and gives the result of
-// a call that met no fault. `run(scene, n, status)` calls it with the n-th fault and tells whether there
-// was one. Returns how many there were.
-template <class Run>
-int64_t failEvery(const operation& operation, qsys_status expected, bool mayChange, const Run& run)
+// Each allocation fails, alone and with all later ones: nothing is changed, no block lost, and the same
+// call then works on the same scene and gives the result of a call that met no fault.
+void failEveryAllocation(const service& service)
 {
-    scene clean(operation.width);
-    const qsys_status cleanStatus = operation.call(clean);
+    scene clean;
+    const qsys_status cleanStatus = service.call(clean);
     EXPECT_GE(cleanStatus, 0);
-    int64_t n = 0;
-    for (bool fired = true; fired && !testing::Test::HasFailure();) {
-        SCOPED_TRACE(std::string(operation.name) + ", fault " + std::to_string(++n));
-        EXPECT_LE(n, 200);
-        const int64_t blocks = test_allocator::liveBlocks();
-        {
-            scene s(operation.width);
-            const uint64_t before = s.digest();
-            qsys_status status = 0;
-            fired = run(s, n, &status);
-            if (fired) {
-                EXPECT_EQ(status, expected);
-                EXPECT_TRUE(mayChange || s.digest() == before) << "changed by a call that failed";
-                status = operation.call(s);
-            }
-            EXPECT_EQ(status, cleanStatus);
-            EXPECT_EQ(s.digest(), clean.digest()) << "another result than without faults";
-        }
-        EXPECT_EQ(test_allocator::liveBlocks(), blocks) << "blocks lost";
-    }
-    return n - 1;
-}
-
-// Each allocation fails, alone and with all later ones.
-void failEveryAllocation(const operation& operation)
-{
     test_allocator allocator;
     for (const bool andAllLater : {false, true}) {
-        const int64_t faults = failEvery(operation, QSYS_E_MEMORY, operation.mayChange,
-                                         [&](scene& s, int64_t n, qsys_status* status) {
-                                             allocator.arm(n, andAllLater);
-                                             *status = operation.call(s);
-                                             return allocator.disarm();
-                                         });
-        EXPECT_TRUE(faults > 0 || operation.mayTakeNone) << operation.name << " takes no memory";
+        bool fired = true;
+        int64_t n = 0;
+        while (fired && !testing::Test::HasFailure()) {
+            SCOPED_TRACE(std::string(service.name) + ", allocation " + std::to_string(++n));
+            const int64_t blocks = test_allocator::liveBlocks();
+            {
+                scene s;
+                const std::vector<double> before = s.state();
+                allocator.arm(n, andAllLater);
+                qsys_status status = service.call(s);
+                fired = allocator.disarm();
+                if (fired) {
+                    EXPECT_EQ(status, QSYS_E_MEMORY);
+                    EXPECT_TRUE(service.mayChange || s.state() == before)
+                        << "changed by a call that failed";
+                    status = service.call(s);
+                }
+                EXPECT_EQ(status, cleanStatus);
+                EXPECT_EQ(s.state(), clean.state()) << "another result than without faults";
+            }
+            EXPECT_EQ(test_allocator::liveBlocks(), blocks) << "blocks lost";
+        }
+        EXPECT_GT(n, 1) << service.name << " takes no memory";
     }
-}
-
-// The same with the attention handler's answers, which must come back as they stand; rows may be written.
-void failEveryPoll(const operation& operation)
-{
-    const test_allocator allocator;
-    constexpr qsys_status stopped = QSYS_FAILURE(0x0abc);
-    failEvery(operation, stopped, true, [&](scene& s, int64_t n, qsys_status* status) {
-        const test_attention attention(n, stopped);
-        *status = operation.call(s);
-        return attention.polls() >= n;
-    });
 }
 
 // One call in the terms of a scene `s`, under the function's name.
@@ -226,120 +300,11 @@ qsys_status keepPoint(void*, qmath_point*)
     return 0;
 }
 
-// A copy, then the copy onto itself.
-qsys_status smoothInPlace(scene& s)
-{
-    if (!s.made)
-        s.made = qfGauss(&s.legacy, nullptr, 2, 0, 0, 0, nullptr);
-    return s.made && qfGauss(s.made, s.made, 2, 3, 2, 1, nullptr) ? QSYS_OK : QSYS_E_MEMORY;
-}
-
-// The half-resolution family, fast and with everything inhibited; the image forms bind both destinations.
-std::vector<operation> halfResolution()
-{
-    std::vector<operation> all;
-    for (const oracle_gauss2Export& what : oracle_gauss2Exports())
-        for (const char* inhibited : {"", "*"}) {
-            all.push_back({what.name, [&what, inhibited](scene& s) {
-                               const bool wide = what.pixelSize == 2;
-                               const test_inhibition inhibition(inhibited);
-                               return what.call({wide ? &s.src16 : &s.bent8, &s.mask,
-                                                 wide ? &s.dst16 : &s.dst8, &s.dstMask,
-                                                 wide ? &s.srcWindow16 : &s.srcWindow8, &s.maskWindow,
-                                                 wide ? &s.window16 : &s.window8, &s.windowMask, &s.linear,
-                                                 &s.linearOut, 6, 4});
-                           }});
-            // The image forms bind their destinations at first; passes take turns in the destination.
-            all.back().mayChange = !what.windows || !what.sampled;
-            // The fast forms of one direction write small images without any memory of their own.
-            all.back().mayTakeNone = !*inhibited && what.halveX != what.halveY;
-        }
-    return all;
-}
-
-// Truncating, without a region: the engines of the processor level serve it, each path of them by its
-// kernel size and depth.
-std::vector<operation> engines()
-{
-    std::vector<operation> all;
-    for (const int32_t kernel : {1, 2, 5})
-        for (const qsVImage* const prototype : {qsImageNull, qsUSImageNull})
-            all.push_back({"qip_gauss", [kernel, prototype](scene& s) {
-                               qsGaussParams params = s.legacyParams;
-                               params.kernelSizeX = params.kernelSizeY = kernel;
-                               params.round = 0;
-                               params.prototype = prototype;
-                               return qip_gauss(&s.legacy, nullptr, &params, nullptr, &s.made);
-                           }});
-    return all;
-}
-
-// Masked smoothing with and without a source mask, with one thread and with two.
-qip_status smoothMasked(const oracle_maskedExport& what, bool hasMask, int32_t threads, scene& s)
-{
-    const bool fromWide = what.srcSize == 2;
-    qimg_image* const to = what.dstSize == 2 ? &s.dst16 : &s.dst8;
-    qip_gaussParams params = s.params;
-    params.maskParams.resultMode = 1;
-    params.gain = 0.75;
-    qsys_jobs_setThreadCount(threads);
-    return what.call({&params, fromWide ? &s.src16 : &s.bent8, hasMask ? &s.mask : nullptr, &s.mask, to,
-                      &s.dstMask, fromWide ? &s.srcWindow16 : &s.srcWindow8,
-                      hasMask ? &s.maskWindow : nullptr, &s.maskWindow,
-                      what.dstSize == 2 ? &s.window16 : &s.window8, &s.windowMask});
-}
-
-std::vector<operation> masked()
-{
-    std::vector<operation> all;
-    for (const oracle_maskedExport& what : oracle_maskedExports())
-        for (const bool hasMask : {true, false})
-            for (const int32_t threads : {1, 2})
-                all.push_back({what.name,
-                               [&what, hasMask, threads](scene& s) {
-                                   return smoothMasked(what, hasMask, threads, s);
-                               },
-                               // The image forms bind their destinations at first, to all that the
-                               // source yields; it is large enough for two bands.
-                               false, !what.windows, threads == 2 && !what.windows ? 120 : 40});
-    return all;
-}
-
-std::vector<operation> working()
-{
-    std::vector<operation> all = {
-        CALL(qip_gauss_smooth8_8, &s.src8, &s.dst8, &s.params),
-        CALL(qip_gauss_smooth8_8, &s.bent8, &s.bound8, &s.params),
-        CALL(qip_gauss_smooth8_16, &s.bent8, &s.dst16, &s.params),
-        CALL(qip_gauss_smooth8_16, &s.src8, &s.bound16, &s.params),
-        CALL(gauss_udpateDstXform, &s.src8, &s.params, &s.dst8, &s.dstMask),
-        CALL(gauss_udpateDstXform, &s.bent8, &s.params, &s.dst8, &s.dstMask),
-        {"qfGauss",
-         [](scene& s) {
-             return madeOrMemory(s, qfGauss(&s.legacy, nullptr, 2, 3, 2, 0, &s.region));
-         }},
-        {"qfGauss", smoothInPlace},
-    };
-    for (operation& each : all)
-        each.mayChange = true; // pixels and transforms that came before the failure
-    const std::vector<operation> others = {
-        CALL(qip_gauss_smoothWindow8_8, &s.srcWindow8, &s.window8, &s.params),
-        CALL(qip_gauss_smoothWindow8_16, &s.srcWindow8, &s.window16, &s.params),
-        CALL(qip_gauss, &s.legacy, nullptr, &s.legacyParams, &s.region, &s.made),
-        CALL(qip_filterMask_computeResultMask_, &s.mask, &s.src8, &s.params.kernelSizeX, &s.params.sampleX,
-             0.4, &s.dst8),
-        CALL(qip_filterMask_computeResultMask_, &s.mask, nullptr, &s.params.kernelSizeX, &s.params.sampleX,
-             0.4, &s.bound8),
-    };
-    all.insert(all.end(), others.begin(), others.end());
-    for (const std::vector<operation>& more : {engines(), halfResolution(), masked()})
-        all.insert(all.end(), more.begin(), more.end());
-    return all;
-}
-
-// The functions that need no memory and ask no handler.
+// The other functions: they need no memory and ask no handler, but for the first one, which is among the
+// services.
 const char takingNothing[] =
-    "gauss_checkImageWindowMatch gauss_checkWindowMatch gauss_computeSampleStartOffset gauss_setup "
+    "gauss_udpateDstXform gauss_checkImageWindowMatch gauss_checkWindowMatch "
+    "gauss_computeSampleStartOffset gauss_setup "
     "gauss_computeSrcRectsFromDstRect gauss_pelCopySampledWindow8 qfGaussGetDstReg qfGaussGetDummyReg "
     "qfGaussNullParams qip_filterMaskParams_compareEqual qip_filterMaskParams_init "
     "qip_filterMaskParams_validate qip_gauss2GetDestRect qip_gauss2NoSampleGetDestRect "
@@ -358,7 +323,7 @@ qsys_status runJobs(scene& s)
 }
 
 // The services that hold memory.
-std::vector<operation> services()
+std::vector<service> services()
 {
     return {
         CALL(qimg_image8_construct, &s.dst8, 5, 6),
@@ -394,6 +359,10 @@ std::vector<operation> services()
              return madeOrMemory(s, qsImageCreate(7, 8));
          }},
         {"jobs", runJobs},
+        {"gauss_udpateDstXform",
+         [](scene& s) { return gauss_udpateDstXform(&s.src8, &s.params, &s.dst8, &s.bound8); }, true},
+        {"gauss_udpateDstXform",
+         [](scene& s) { return gauss_udpateDstXform(&s.bent8, &s.params, &s.dst8, &s.bound8); }, true},
     };
 }
 
@@ -401,34 +370,30 @@ std::vector<operation> services()
 
 TEST(Faults, EveryAllocationOfTheLibrary)
 {
-    test_atEveryLevel([](const std::string&) {
-        for (const operation& each : working())
-            failEveryAllocation(each);
-    });
+    test_atEveryLevel([](const std::string&) { forCalls(6, failEveryAllocationOf); });
+}
+
+// In bands on several threads, what they need is taken before the first one runs.
+TEST(Faults, EveryAllocationOfBands)
+{
+    const test_splitting splitting(50, 3);
+    forCalls(4, failEveryAllocationOf);
 }
 
 TEST(Faults, EveryPollOfTheLibrary)
 {
-    test_atEveryLevel([](const std::string&) {
-        for (const operation& each : working())
-            failEveryPoll(each);
+    qsys_jobs_setThreadCount(1);
+    test_atEveryLevel([](const std::string& level) {
+        forCalls(20, [&](const test_call& made, bool inhibitsAll) {
+            stopAtEveryPoll(made, level, inhibitsAll);
+        });
     });
-}
-
-// With every call in three bands, on as many threads: what its bands need is taken before the first one
-// runs.
-TEST(Faults, EveryAllocationAndPollOfBands)
-{
-    const test_splitting splitting(50, 3);
-    for (const operation& each : working()) {
-        failEveryAllocation(each);
-        failEveryPoll(each);
-    }
+    qsys_jobs_setThreadCount(0);
 }
 
 TEST(Faults, EveryAllocationOfTheServices)
 {
-    for (const operation& each : services())
+    for (const service& each : services())
         failEveryAllocation(each);
 }
 
@@ -439,7 +404,7 @@ TEST(Faults, EveryExportedFunctionIsTested)
     std::set<std::string> tested;
     for (std::string name; names >> name;)
         tested.insert(name);
-    for (const operation& each : working())
+    for (const test_export& each : test_exports())
         tested.insert(each.name);
     std::set<std::string> exported;
     std::ifstream list(QIP_EXPORT_LIST);

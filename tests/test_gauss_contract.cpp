@@ -11,8 +11,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <thread>
-#include <vector>
 
 // Sources and destinations without pixels; records filled by hand that leave out where their pixels are or
 // reach beyond 32-bit coordinates; pixels of the other depth.
@@ -139,22 +137,6 @@ TEST(GaussContract, OverlapOfSourceAndDestination)
     EXPECT_TRUE(test_undamaged(pixels));
 }
 
-// A source that yields nothing: success, nothing bound, and no engine asked.
-TEST(GaussContract, NothingToComputeIsSuccess)
-{
-    const test_pixels narrow({1, 30, 1}), none({0, 0, 1});
-    const test_inhibition names("");
-    const qip_gaussParams coarse = test_gaussParams(4, 1); // samples source column 1 first
-    for (const test_pixels* const pixels : {&narrow, &none}) {
-        const test_image source(*pixels, 0, 0);
-        test_image unbound;
-        EXPECT_EQ(qip_gauss_smooth8_8(&source.record, &unbound.record, &coarse), QIP_OK);
-        EXPECT_EQ(qip_gauss_smooth8_16(&source.record, &unbound.record, &coarse), QIP_OK);
-        EXPECT_FALSE(unbound.isBound());
-    }
-    EXPECT_TRUE(test_inhibition::asked().empty());
-}
-
 // The transforms of sources that no destination can take over: linear ones pass through single precision,
 // where they may vanish or overflow, and other ones may end in a linear step that sampling makes vanish.
 TEST(GaussContract, TransformsThatVanishAreRefusedFirst)
@@ -199,27 +181,4 @@ TEST(GaussContract, TransformsThatVanishAreRefusedFirst)
     ASSERT_EQ(qmath_xformPtrhConst_constructFunctions(&handle, same, same, nullptr, nullptr), 0);
     ASSERT_EQ(qmath_xformPtrhConst_assignCompose(&handle, &last, &handle), 0);
     refuse(handle, coarse);
-}
-
-TEST(GaussContract, ThreadsSmoothOneSourceAtOnce)
-{
-    test_pixels pixels({60, 60, 1});
-    test_fillRandom(&pixels);
-    const auto from = test_windowConstOver(pixels, 0, 0);
-    const qip_gaussParams params = test_gaussParams(1, 4);
-    const test_pixels expected({60, 60, 2});
-    const auto alone = test_windowOver(expected, 0, 0);
-    ASSERT_EQ(qip_gauss_smoothWindow8_16(&from, &alone, &params), QIP_OK);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back([&] {
-            for (int run = 0; run < 5; ++run) {
-                const test_pixels written({60, 60, 2});
-                const auto to = test_windowOver(written, 0, 0);
-                EXPECT_EQ(qip_gauss_smoothWindow8_16(&from, &to, &params), QIP_OK);
-                EXPECT_TRUE(test_samePixels(expected.view(), written.view()));
-            }
-        });
-    for (std::thread& thread : threads)
-        thread.join();
 }

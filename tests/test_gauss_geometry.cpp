@@ -234,9 +234,11 @@ TEST(GaussGeometry, SampledCopies)
     });
 }
 
-TEST(GaussGeometry, TransformsInDoublePrecision)
+// And those of the smoothing itself, in single precision where they are linear.
+TEST(GaussGeometry, TransformsTakeKernelsToTheirPixels)
 {
-    test_image src, dst;
+    const test_pixels pixels({30, 20, 1});
+    test_image src(pixels, -9, 7), dst;
     test_forCases(500, [&](test_random& random, uint64_t trial) {
         const oracle_gauss request{.sampleX = test_randomInt(&random, 1, 9),
                                    .sampleY = test_randomInt(&random, 1, 9),
@@ -251,6 +253,9 @@ TEST(GaussGeometry, TransformsInDoublePrecision)
             QIP_OK);
         for (const test_image* image : {&dst, hasTwo ? &second : &dst})
             test_expectCentres(&src.record, &image->record, request, {-3, -3, 9, 9}, 1e-9);
+        test_image smoothed;
+        ASSERT_EQ(qip_gauss_smooth8_8(&src.record, &smoothed.record, &params), QIP_OK);
+        test_expectCentres(&src.record, &smoothed.record, request, {-3, -3, 9, 9}, 5e-3);
     });
     const qip_gaussParams singular = test_gaussParams(0, 1);
     EXPECT_EQ(gauss_udpateDstXform(&src.record, &singular, &dst.record, nullptr), QMATH_E_SINGULAR);

@@ -1,7 +1,6 @@
 // The doors on older records: what qip_gauss refuses, and qfGauss with destinations given and created,
 // regions asked for and reported, and what is written.
-#include "support/gauss_calls.h"
-#include "support/images.h"
+#include "support/any_call.h"
 #include "support/policy.h"
 
 #include <qbase/cpuinfo.h>
@@ -142,70 +141,62 @@ TEST(GaussLegacy, RecordsThatAskForNoWork)
 
 TEST(GaussBoxes, RandomCallsEqualADirectConvolution)
 {
+    const test_export what = {"qfGauss", test_family::boxes, 1, 1, false};
     test_forCases(3000, [&](test_random& random, uint64_t) {
         const auto number = [&](int64_t low, int64_t high) {
             return test_randomInt(&random, low, high);
         };
-        test_placed source, destination;
-        source.place(&random, {number(-50, 50), number(-50, 50), number(1, 40), number(1, 40)}, 1);
-        test_fillRandom(source.pixels.get(), test_randomBits(&random));
-        const int32_t passes = number(-1, 5), kernelX = number(0, 5), kernelY = number(0, 5);
-        const int32_t peak = number(0, 1);
-        const bool isCopy = passes <= 0 || (kernelX == 0 && kernelY == 0);
+        test_call call = {};
+        call.what = &what;
+        call.transform = {1.0, 0.5, -0.25, 2.0, 7.0, -3.0};
+        auto& [src, srcMask, resetMask, dst, dstMask] = call.planes;
+        src.place(&random, {number(-50, 50), number(-50, 50), number(1, 40), number(1, 40)}, 1);
+        test_fillRandom(src.pixels.get(), test_randomBits(&random));
+        const test_grid before(src.pixels->view());
+        const int32_t kernelX = number(0, 5), kernelY = number(0, 5), passes = std::max(number(-1, 5), 0);
+        call.passesX = passes;
+        call.params = test_gaussParams({.kernelX = kernelX, .kernelY = kernelY});
+        call.peak = test_chance(&random, 50);
+        const bool isCopy = passes == 0 || (kernelX == 0 && kernelY == 0);
 
         // A given destination is the request, else the region is, else everything.
-        const oracle_rect valid = oracle_boxesValid(source.rect, std::max(passes, 0), kernelX, kernelY);
-        const oracle_rect& all = valid.isNull() ? source.rect : valid;
+        const oracle_rect valid = oracle_boxesValid(src.rect, passes, kernelX, kernelY);
+        const oracle_rect& all = valid.isNull() ? src.rect : valid;
         const auto nearby = [&] {
             return oracle_rect{all.x + number(-4, 6), all.y + number(-4, 6), number(1, 30), number(1, 30)};
         };
-        oracle_rect asked = valid;
-        qsIRegion region = {};
-        const bool hasRegion = test_chance(&random, 50);
-        if (hasRegion) {
-            asked = nearby();
-            region = {static_cast<int32_t>(asked.x), static_cast<int32_t>(asked.y),
-                      static_cast<int32_t>(asked.width), static_cast<int32_t>(asked.height)};
-        }
-        const bool isGiven = test_chance(&random, 50);
-        const bool inPlace = !isGiven && test_chance(&random, 50);
-        if (isGiven)
-            destination.place(&random, nearby(), 1);
-        if (isGiven || inPlace)
-            asked = isGiven ? destination.rect : source.rect;
+        oracle_rect asked = nearby();
+        call.region = {static_cast<int32_t>(asked.x), static_cast<int32_t>(asked.y),
+                       static_cast<int32_t>(asked.width), static_cast<int32_t>(asked.height)};
+        call.hasRegion = test_chance(&random, 50);
+        if (test_chance(&random, 25))
+            call.inPlace = before;
+        else if (test_chance(&random, 65))
+            dst.place(&random, nearby(), 1);
+        if (call.inPlace || dst.pixels)
+            asked = call.inPlace ? src.rect : dst.rect;
+        else if (!call.hasRegion)
+            asked = valid;
         const oracle_rect rect = oracle_intersection(valid, asked).orZeros();
-
-        const test_grid before(source.pixels->view());
-        const oracle_values values =
-            oracle_boxes(before.view(), source.rect.x, source.rect.y, std::max(passes, 0), kernelX, kernelY,
-                         peak && !isCopy, rect);
-        qsVImage from = source.legacy(), to = destination.legacy();
-        from.clientCoords = {2.0F, 0.5F, -0.25F, 1.5F, 7.0F, -3.0F};
-        qsVImage* const given = isGiven ? &to : inPlace ? &from : nullptr;
-        qsVImage* const out =
-            qfGauss(&from, given, passes - 1, kernelX, kernelY, peak, hasRegion ? &region : nullptr);
-        ASSERT_NE(out, nullptr);
-        EXPECT_TRUE(!given || out == given);
-        EXPECT_EQ(qsVImageType(out), QS_IMAGE_TYPE_8);
-        EXPECT_TRUE(test_sameRect(given ? asked : rect, oracle_rectOf(out->region)));
-        EXPECT_TRUE(!hasRegion || test_sameRect(rect, oracle_rectOf(region)));
-        if (!isCopy && !rect.isNull()) {
-            qsFXform expected = {2.0F, 0.5F, -0.25F, 1.5F, 7.0F, -3.0F};
-            expected.tx -= passes % 2 != 0 && kernelX % 2 != 0 ? 0.5F : 0.0F;
-            expected.ty -= passes % 2 != 0 && kernelY % 2 != 0 ? 0.5F : 0.0F;
-            EXPECT_EQ(expected, out->clientCoords);
+        const oracle_values values = oracle_boxes(before.view(), src.rect.x, src.rect.y, passes, kernelX,
+                                                  kernelY, call.peak && !isCopy, rect);
+        const test_outcome seen = test_run(call);
+        EXPECT_EQ(seen.status, QIP_OK);
+        EXPECT_TRUE(!call.hasRegion || test_sameRect(rect, seen.region));
+        if (call.inPlace) {
+            test_grid after = before;
+            test_putValues(&after, src.rect, values, 1);
+            EXPECT_TRUE(test_samePixels(after, src.pixels->view()));
+        } else {
+            test_expectPlane(dst, seen.dst, true, rect, values);
         }
-        test_grid after = before;
-        if (inPlace)
-            test_putValues(&after, source.rect, values, 1);
-        else if (given || !rect.isNull())
-            test_expectValues(test_legacyView(out), oracle_rectOf(out->region), given ? test_canary : 0,
-                              values);
-        EXPECT_TRUE(test_samePixels(after, source.pixels->view()));
-        EXPECT_TRUE(test_undamaged(*source.pixels));
-        EXPECT_TRUE(!isGiven || test_undamaged(*destination.pixels));
-        if (!given)
-            qsImageFree(out);
+        if (isCopy || rect.isNull())
+            return;
+        qmath_xformLinear from, to;
+        ASSERT_EQ(qmath_xformLinear_getInverse(&call.transform, &from), 0);
+        ASSERT_EQ(qmath_xformLinear_getInverse(&seen.transform, &to), 0);
+        EXPECT_NEAR(from.tx - to.tx, passes % 2 != 0 && kernelX % 2 != 0 ? 0.5 : 0.0, 1e-5);
+        EXPECT_NEAR(from.ty - to.ty, passes % 2 != 0 && kernelY % 2 != 0 ? 0.5 : 0.0, 1e-5);
     });
 }
 

@@ -94,15 +94,6 @@ TEST(HarnessDeathTest, CatchesAReadOneByteTooFar)
     }
 }
 
-TEST(Harness, OracleCentres)
-{
-    // The middle of three pixels, one to its left for an even box, the pixel left of the middle of two.
-    EXPECT_EQ(oracle_centre(0, 3, 0), 1);
-    EXPECT_EQ(oracle_centre(0, 3, 1), 0);
-    EXPECT_EQ(oracle_centre(0, 2, 0), 0);
-    EXPECT_EQ(oracle_centre(-2, 1, 2), -2);
-}
-
 TEST(Harness, OracleBorders)
 {
     // One pixel, 1 3 3 1 at offsets -1 .. 2 around it: -1 and 1 reflect to it, 2 is beyond one reflection.

@@ -1,129 +1,77 @@
-// What masked smoothing promises beside its pixels: statuses and their order, overlaps, calls that have
-// nothing to write, polls, and calls from many threads at once.
-#include "support/faults.h"
-#include "support/job_set.h"
-#include "support/oracle_masked.h"
+// What masked smoothing promises beside its pixels: statuses and their order, and overlaps.
+#include "support/any_call.h"
 #include "support/policy.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
-#include <cstring>
 #include <functional>
 #include <limits>
-#include <memory>
-#include <thread>
 
 namespace
 {
 
-enum place { src, srcMask, resetMask, dst, dstMask, places };
-
-constexpr qmath_xformLinear untouched = {7.0, 0.0, 0.0, 7.0, 7.0, 7.0};
-
-// A call over five planes of the same rectangle, each of which can be changed before it is made.
-struct scene {
-    struct plane {
-        unsigned char* first;
-        int32_t pixelSize;
-        qstd_rect32 rect;
-        bool isGiven = true; // else its address is null
-        bool isBound = true;
-    };
-
-    const oracle_maskedExport& what;
-    int32_t stride;
-    std::vector<unsigned char> memory; // noise in the sources, canaries in the destinations
-    std::array<plane, places> planes;
-    qip_gaussParams params = test_gaussParams(1, 2);
-
-    // After the call: of the images.
-    qmath_xformLinear transform = untouched;
-    bool isDstBound = false;
-
-    scene(const oracle_maskedExport& called, int32_t width, int32_t height)
-        : what(called), stride(2 * width + 16),
-          memory(static_cast<size_t>(places * (stride * height + 64)), test_canary)
-    {
-        test_random random = {1};
-        for (int i = 0; i < places; ++i) {
-            unsigned char* const first = memory.data() + i * (stride * height + 64) + 32;
-            const int32_t pixelSize = i == src ? what.srcSize : i == dst ? what.dstSize : 1;
-            planes[static_cast<size_t>(i)] = {first, pixelSize, {3, 5, width, height}};
-            for (int32_t at = 0; i < dst && at < stride * height; ++at)
-                first[at] = static_cast<unsigned char>(test_randomBits(&random) >> 56);
-        }
-        // Blobs of masked-out pixels.
-        for (int32_t y = 0; y < height; ++y)
-            for (int32_t x = 0; x < width; ++x)
-                if ((x / 7 + y / 5) % 4 == 0)
-                    planes[srcMask].first[y * stride + x] = planes[resetMask].first[y * stride + x] = 0;
-    }
-    scene(const scene&) = delete;
-    scene& operator=(const scene&) = delete;
-
-    qip_status call()
-    {
-        test_image images[places];
-        qimg_window windows[places] = {};
-        qimg_windowConst sources[dst] = {};
-        qimg_image* image[places] = {};
-        qimg_window* window[places] = {};
-        for (size_t i = 0; i < places; ++i) {
-            const plane& p = planes[i];
-            if (p.isBound)
-                windows[i] = {p.rect.width, p.rect.height, stride,  p.first, 1,
-                              p.pixelSize,  p.rect.x,      p.rect.y};
-            if (p.isBound && !what.windows) {
-                EXPECT_EQ(qimg_image_constructMemory(&images[i].record, p.pixelSize, &p.rect, stride,
-                                                     p.first, nullptr, nullptr),
-                          0);
-            }
-            if (i < dst)
-                sources[i] = qimg_window_asConst(&windows[i]);
-            if (p.isGiven)
-                image[i] = &images[i].record, window[i] = &windows[i];
-        }
-        const auto source = [&](place i) {
-            return planes[i].isGiven ? &sources[i] : nullptr;
-        };
-        test_setClientFromImage(&images[dst].record, untouched);
-        const qip_status status =
-            what.call({&params, image[src], image[srcMask], image[resetMask], image[dst], image[dstMask],
-                       source(src), source(srcMask), source(resetMask), window[dst], window[dstMask]});
-        transform = test_clientFromImage(&images[dst].record);
-        isDstBound = images[dst].isBound();
-        return status;
-    }
-
-    // Expects an answer and nothing changed.
-    void expect(qip_status status)
-    {
-        const std::vector<unsigned char> before = memory;
-        EXPECT_EQ(call(), status);
-        EXPECT_TRUE(memory == before) << "written";
-        EXPECT_EQ(transform, untouched);
-        EXPECT_EQ(isDstBound, planes[dst].isBound && !what.windows);
-    }
-};
-
-void forEveryExport(const std::function<void(const oracle_maskedExport& what)>& body)
+// A call over five planes of the same rectangle, of kernel size 2, to be changed before it is made. Memory
+// goes on for a while behind every row.
+test_call callOf(const test_export& what)
 {
-    for (const oracle_maskedExport& what : oracle_maskedExports()) {
-        SCOPED_TRACE(what.name);
-        body(what);
+    test_call made = {};
+    made.what = &what;
+    made.params = test_gaussParams(1, 2);
+    made.transform = {1.25, -0.5, 0.75, 2.0, 31.0, -17.5};
+    for (const int i : {test_src, test_srcMask, test_resetMask, test_dst, test_dstMask}) {
+        const int32_t pixelSize = i == test_src ? what.srcSize : i == test_dst ? what.dstSize : 1;
+        test_argument& plane = made.planes[i];
+        plane.rect = {3, 5, 24, 20};
+        plane.pixels =
+            std::make_unique<test_pixels>(test_layout{24, 20, pixelSize, test_fence::block, 64, 40});
+        test_fillRandom(plane.pixels.get(), 1);
     }
+    return made;
+}
+
+// A record over the plane, to be put out of order.
+qimg_window* oddOf(test_argument* plane)
+{
+    if (!plane->odd)
+        plane->odd = test_windowOver(*plane->pixels, static_cast<int32_t>(plane->rect.x),
+                                     static_cast<int32_t>(plane->rect.y));
+    return &*plane->odd;
+}
+
+// `offset` bytes behind the begin of another plane.
+void layOver(test_argument* plane, const test_argument& other, int64_t offset)
+{
+    qimg_window* const odd = oddOf(plane);
+    odd->firstPixel = other.pixels->row(0) + offset;
+    odd->stride = other.pixels->stride();
+}
+
+// Expects an answer and nothing changed.
+void expectRefused(const test_call& call, qip_status status)
+{
+    const test_outcome seen = test_run(call);
+    EXPECT_EQ(seen.status, status);
+    EXPECT_FALSE(seen.hasWritten || seen.hasTransform);
+    const test_argument& dst = call.planes[test_dst];
+    EXPECT_TRUE(call.what->windows || seen.dst.isBound == (!dst.odd || dst.odd->bound));
+}
+
+template <class Body>
+void forEveryExport(const Body& body)
+{
+    for (const test_export& what : test_exports())
+        if (what.masked) {
+            SCOPED_TRACE(what.name);
+            body(what);
+        }
 }
 
 struct fault {
     qip_status status;
-    std::function<void(scene& s)> make;
+    std::function<void(test_call& c)> make;
 };
 
 } // namespace
-
-// ---- statuses ----
 
 // Each fault alone, and each with any that is looked at later. The image forms form their rectangles before
 // they look for overlaps.
@@ -131,82 +79,85 @@ TEST(MaskedContract, StatusesComeInTheirOrder)
 {
     std::vector<fault> faults = {
         {QSYS_E_ARGUMENT,
-         [](scene& s) {
-             s.planes[dst].isGiven = false;
+         [](test_call& c) {
+             c.planes[test_dst].isGiven = false;
          }},
         {QIP_E_SAMPLING,
-         [](scene& s) {
-             s.params.sampleX = 0;
+         [](test_call& c) {
+             c.params.sampleX = 0;
          }},
         {QIP_E_MASK_THRESHOLD,
-         [](scene& s) {
-             s.params.maskParams.threshold = 1.5;
+         [](test_call& c) {
+             c.params.maskParams.threshold = 1.5;
          }},
         {QIP_E_KERNEL_SIZE,
-         [](scene& s) {
-             s.params.kernelSizeY = s.what.largestKernel() + 1;
+         [](test_call& c) {
+             c.params.kernelSizeY = c.what->masked->largestKernel() + 1;
          }},
         {QIP_E_NULL_IMAGE,
-         [](scene& s) {
-             s.planes[src].isBound = false;
+         [](test_call& c) {
+             c.planes[test_src].odd = qimg_window();
          }},
         {QIP_E_MASK_MISMATCH,
-         [](scene& s) {
-             ++s.planes[resetMask].rect.y;
+         [](test_call& c) {
+             ++oddOf(&c.planes[test_resetMask])->y;
          }},
         {QIP_E_PEL_OVERLAP,
-         [](scene& s) {
-             s.planes[dstMask].first = s.planes[resetMask].first + 2;
+         [](test_call& c) {
+             layOver(&c.planes[test_dstMask], c.planes[test_resetMask], 2);
          }},
         {QSYS_E_RANGE,
-         [](scene& s) {
-             for (scene::plane& plane : s.planes)
-                 plane.rect.x = std::numeric_limits<int32_t>::max() - plane.rect.width;
+         [](test_call& c) {
+             for (test_argument& plane : c.planes)
+                 oddOf(&plane)->x = std::numeric_limits<int32_t>::max() - 24;
          }},
     };
-    forEveryExport([&](const oracle_maskedExport& what) {
+    forEveryExport([&](const test_export& what) {
         if (faults.back().status == (what.windows ? QIP_E_PEL_OVERLAP : QSYS_E_RANGE))
             std::iter_swap(faults.end() - 1, faults.end() - 2);
         for (size_t first = 0; first < faults.size(); ++first)
             for (size_t later = first; later < faults.size(); ++later) {
                 SCOPED_TRACE("faults " + std::to_string(first) + " and " + std::to_string(later));
-                scene s(what, 24, 20);
-                faults[later].make(s);
+                test_call call = callOf(what);
+                faults[later].make(call);
                 if (later != first)
-                    faults[first].make(s);
-                s.expect(faults[first].status);
+                    faults[first].make(call);
+                expectRefused(call, faults[first].status);
             }
     });
 }
 
 TEST(MaskedContract, PlanesThatCannotBeUsed)
 {
-    forEveryExport([](const oracle_maskedExport& what) {
-        const auto refuses = [&](qip_status status, const std::function<void(scene & s)>& make) {
-            scene s(what, 24, 20);
-            make(s);
-            s.expect(status);
+    forEveryExport([](const test_export& what) {
+        const auto refuses = [&](qip_status status, test_place place, const auto& change) {
+            test_call call = callOf(what);
+            change(oddOf(&call.planes[place]));
+            expectRefused(call, status);
         };
-        for (const place mask : {srcMask, resetMask, dstMask}) {
-            refuses(QIP_E_MASK_MISMATCH, [=](scene& s) { --s.planes[mask].rect.x; });
-            refuses(QIP_E_MASK_MISMATCH, [=](scene& s) { ++s.planes[mask].rect.y; });
-            refuses(QIP_E_MASK_MISMATCH, [=](scene& s) { --s.planes[mask].rect.width; });
-            refuses(QIP_E_MASK_MISMATCH, [=](scene& s) { --s.planes[mask].rect.height; });
+        for (const test_place mask : {test_srcMask, test_resetMask, test_dstMask}) {
+            refuses(QIP_E_MASK_MISMATCH, mask, [](qimg_window* w) { --w->x; });
+            refuses(QIP_E_MASK_MISMATCH, mask, [](qimg_window* w) { ++w->y; });
+            refuses(QIP_E_MASK_MISMATCH, mask, [](qimg_window* w) { --w->width; });
+            refuses(QIP_E_MASK_MISMATCH, mask, [](qimg_window* w) { --w->height; });
         }
-        for (const place any : {src, srcMask, resetMask, dst, dstMask}) {
-            refuses(QIMG_E_PIXEL_SIZE, [=](scene& s) { s.planes[any].pixelSize ^= 3; });
+        for (const test_place any : {test_src, test_srcMask, test_resetMask, test_dst, test_dstMask}) {
+            refuses(QIMG_E_PIXEL_SIZE, any, [](qimg_window* w) { w->pixelSize ^= 3; });
             if (what.windows)
-                refuses(QIMG_E_UNBOUND, [=](scene& s) { s.planes[any].first = nullptr; });
-            if (what.windows && scene(what, 24, 20).planes[any].pixelSize == 2)
-                refuses(QIMG_E_ALIGNMENT, [=](scene& s) { ++s.planes[any].first; });
+                refuses(QIMG_E_UNBOUND, any, [](qimg_window* w) { w->firstPixel = nullptr; });
+            if (what.windows && callOf(what).planes[any].pixels->view().pixelSize == 2)
+                refuses(QIMG_E_ALIGNMENT, any,
+                        [](qimg_window* w) { w->firstPixel = static_cast<char*>(w->firstPixel) + 1; });
         }
+        const auto unbind = [](qimg_window* w) {
+            *w = {};
+        };
+        refuses(what.windows ? QIP_E_NULL_IMAGE : QIP_E_MASK_MISMATCH, test_dst, unbind);
         if (what.windows) {
-            refuses(QIP_E_NULL_IMAGE, [](scene& s) { s.planes[dst].isBound = false; });
-            refuses(QIP_E_NULL_IMAGE, [](scene& s) { s.planes[dst].rect.width = 0; });
-            refuses(QIP_E_NULL_IMAGE, [](scene& s) { s.planes[src].rect.height = -1; });
+            refuses(QIP_E_NULL_IMAGE, test_dst, [](qimg_window* w) { w->width = 0; });
+            refuses(QIP_E_NULL_IMAGE, test_src, [](qimg_window* w) { w->height = -1; });
         } else {
-            refuses(QIP_E_MASK_MISMATCH, [](scene& s) { s.planes[dst].isBound = false; });
-            refuses(QIP_E_MASK_MISMATCH, [](scene& s) { s.planes[dstMask].isBound = false; });
+            refuses(QIP_E_MASK_MISMATCH, test_dstMask, unbind);
         }
     });
 }
@@ -214,22 +165,21 @@ TEST(MaskedContract, PlanesThatCannotBeUsed)
 // Sources may share memory among themselves; whatever is written has its own.
 TEST(MaskedContract, EveryPairOfPlanesThatOverlap)
 {
-    forEveryExport([](const oracle_maskedExport& what) {
-        for (int a = src; a < places; ++a)
-            for (int b = a + 1; b < places; ++b)
+    forEveryExport([](const test_export& what) {
+        for (int a = test_src; a < test_places; ++a)
+            for (int b = a + 1; b < test_places; ++b)
                 for (const bool isSame : {false, true}) {
                     SCOPED_TRACE("planes " + std::to_string(a) + " and " + std::to_string(b));
-                    scene s(what, 24, 20);
-                    s.planes[static_cast<size_t>(b)].first =
-                        s.planes[static_cast<size_t>(a)].first + (isSame ? 0 : 2);
-                    if (b < dst)
-                        EXPECT_EQ(s.call(), QIP_OK);
+                    test_call call = callOf(what);
+                    layOver(&call.planes[b], call.planes[a], isSame ? 0 : 2);
+                    if (b < test_dst)
+                        EXPECT_EQ(test_run(call).status, QIP_OK);
                     else
-                        s.expect(isSame ? QIP_E_SAME_MEMORY : QIP_E_PEL_OVERLAP);
+                        expectRefused(call, isSame ? QIP_E_SAME_MEMORY : QIP_E_PEL_OVERLAP);
                     // A mask that is left out overlaps nothing.
-                    if (b == dstMask) {
-                        s.planes[dstMask].isGiven = false;
-                        EXPECT_EQ(s.call(), QIP_OK);
+                    call.planes[test_dstMask].isGiven = false;
+                    if (b == test_dstMask) {
+                        EXPECT_EQ(test_run(call).status, QIP_OK);
                     }
                 }
     });
@@ -238,111 +188,17 @@ TEST(MaskedContract, EveryPairOfPlanesThatOverlap)
 TEST(MaskedContract, TheGreatestKernelOfTheProcessorLevel)
 {
     test_atEveryLevel([](const std::string& level) {
-        forEveryExport([&](const oracle_maskedExport& what) {
-            EXPECT_EQ(what.largestKernel(), what.srcSize == 2 ? 39 : test_hasEngines(level) ? 63 : 24);
+        forEveryExport([&](const test_export& what) {
+            const int32_t largest = what.masked->largestKernel();
+            EXPECT_EQ(largest, what.srcSize == 2 ? 39 : test_hasEngines(level) ? 63 : 24);
             for (int32_t qip_gaussParams::*const kernel :
                  {&qip_gaussParams::kernelSizeX, &qip_gaussParams::kernelSizeY}) {
-                scene s(what, 24, 20);
-                s.params.*kernel = what.largestKernel() + 1;
-                s.expect(QIP_E_KERNEL_SIZE);
-                --(s.params.*kernel);
-                EXPECT_EQ(s.call(), QIP_OK);
+                test_call call = callOf(what);
+                call.params.*kernel = largest + 1;
+                expectRefused(call, QIP_E_KERNEL_SIZE);
+                call.params.*kernel = largest;
+                EXPECT_EQ(test_run(call).status, QIP_OK);
             }
         });
     });
-}
-
-TEST(MaskedContract, NothingToWrite)
-{
-    forEveryExport([](const oracle_maskedExport& what) {
-        scene beside(what, 24, 20);
-        beside.planes[dst].rect.x = beside.planes[dstMask].rect.x = 27;
-        beside.expect(QIP_OK);
-        scene coarse(what, 24, 20);
-        coarse.params.sampleX = 100;
-        coarse.expect(QIP_OK);
-        coarse.planes[srcMask].isGiven = false;
-        coarse.expect(QIP_OK);
-    });
-}
-
-// ---- polls ----
-
-// A call that is ended has written the rows before the poll; the transform is not set.
-TEST(MaskedContract, TheAttentionHandlerEndsTheCallAndWrittenRowsStay)
-{
-    qsys_jobs_setThreadCount(1);
-    constexpr qip_status stopped = QSYS_FAILURE(0x0abc);
-    constexpr int32_t height = 200;
-    const auto run = [&](const oracle_maskedExport& what, bool hasMask, double gain) {
-        const auto make = [&](scene* s) {
-            s->params.gain = gain;
-            s->planes[srcMask].isGiven = hasMask;
-        };
-        scene whole(what, 40, height);
-        make(&whole);
-        EXPECT_EQ(whole.call(), QIP_OK);
-        for (int64_t poll = 1; poll <= 5; ++poll) {
-            scene s(what, 40, height);
-            make(&s);
-            const test_attention attention(poll, stopped);
-            EXPECT_EQ(s.call(), poll <= 4 ? stopped : QIP_OK);
-            EXPECT_EQ(attention.polls(), std::min<int64_t>(poll, 4));
-            EXPECT_EQ(s.transform == untouched, poll <= 4 || what.windows);
-            for (const place i : {dst, dstMask})
-                for (int32_t y = 0; y < height; ++y) {
-                    // Without a source mask the destination mask comes last.
-                    const bool isWritten = poll > 4 || (y < 64 * (poll - 1) && (hasMask || i == dst));
-                    const unsigned char* const row = s.planes[i].first + y * s.stride;
-                    const std::vector<unsigned char> empty(static_cast<size_t>(s.stride), test_canary);
-                    const unsigned char* const expected =
-                        isWritten ? whole.planes[i].first + y * s.stride : empty.data();
-                    EXPECT_EQ(std::memcmp(row, expected, static_cast<size_t>(40 * s.planes[i].pixelSize)),
-                              0)
-                        << "plane " << i << ", row " << y << ", ended at poll " << poll;
-                }
-        }
-    };
-    test_atEveryLevel([&](const std::string&) {
-        forEveryExport([&](const oracle_maskedExport& what) {
-            run(what, true, 1.75);
-            run(what, true, 2.0);
-        });
-    });
-    qsys_jobs_setThreadCount(0);
-}
-
-// ---- threads ----
-
-// Several callers at once, each with bands for sixteen threads, and one inside a job, where nothing is
-// split: all have the pixels of a single run.
-TEST(MaskedContract, CallsFromManyThreads)
-{
-    for (const oracle_maskedExport& what : oracle_maskedExports()) {
-        SCOPED_TRACE(what.name);
-        const auto make = [&] {
-            auto made = std::make_unique<scene>(what, 520, 520);
-            made->params = test_gaussParams(1, 1, 1.75);
-            made->params.maskParams.resultMode = made->params.maskParams.mode = 1;
-            made->params.maskParams.threshold = 0.4;
-            return made;
-        };
-        const auto single = make();
-        qsys_jobs_setThreadCount(1);
-        EXPECT_EQ(single->call(), QIP_OK);
-        qsys_jobs_setThreadCount(16);
-        std::vector<std::unique_ptr<scene>> scenes(4);
-        std::generate(scenes.begin(), scenes.end(), make);
-        {
-            std::vector<std::jthread> threads;
-            for (size_t i = 1; i < scenes.size(); ++i)
-                threads.emplace_back([&, i] { EXPECT_EQ(scenes[i]->call(), QIP_OK); });
-            test_jobSet jobs;
-            EXPECT_EQ(jobs.add([&] { return scenes[0]->call(); }), QSYS_OK);
-            EXPECT_EQ(jobs.run(), QSYS_OK);
-        }
-        for (const auto& each : scenes)
-            EXPECT_TRUE(each->memory == single->memory);
-    }
-    qsys_jobs_setThreadCount(0);
 }

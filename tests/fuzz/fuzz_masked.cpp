@@ -1,9 +1,8 @@
 // Masked smoothing, and the engines of the unmasked smoothing, each against its own plain code.
 //
-// The exported masked functions run in every setting: their masks agree in all of them, their pixels
-// wherever double precision or fixed point must serve. Below these, the fast rows of both families are
-// run over plans and requests as the engines get them, at the levels that they are made for, beside the
-// plain code that defines them.
+// The exported masked functions run in every setting. Below these, the fast rows of both families are run
+// over plans and requests as the engines get them, at the levels that they are made for, beside the plain
+// code that defines them.
 #include "masked/fast.h"
 #include "masked/plain.h"
 #include "masked/short.h"
@@ -16,139 +15,49 @@
 
 #include "fuzz.h"
 
-#include "support/oracle_masked.h"
+#include "support/pictures.h"
 
 #include <algorithm>
-#include <functional>
+#include <array>
+#include <cmath>
 
 namespace
 {
 
-using data = FuzzedDataProvider;
-
-// ---- the exported functions ----
-
-struct maskedCall : fuzz_call {
-    const oracle_maskedExport* what;
-    qip_gaussParams params;
-    fuzz_plane src, srcMask, resetMask, dst, dstMask;
-    qmath_xformLinear transform;
-
-    explicit maskedCall(data* bytes)
-    {
-        const auto& exports = oracle_maskedExports();
-        what = &exports[bytes->ConsumeIntegralInRange<size_t>(0, exports.size() - 1)];
-        params = fuzz_params(bytes, 66);
-        params.maskParams.mode &= 1;
-        params.maskParams.resultMode = bytes->ConsumeIntegralInRange(0u, 1u);
-        src.decode(bytes, what->srcSize);
-        srcMask.decodeOver(bytes, src.rect, 1);
-        resetMask.decodeOver(bytes, src.rect, 1);
-        if (bytes->ConsumeBool())
-            resetMask.isGiven = false;
-        if (bytes->ConsumeIntegralInRange(0, 7) == 0)
-            srcMask.isGiven = false;
-        if (bytes->ConsumeBool() && src.pixels)
-            dst.decodeOver(bytes, src.rect, what->dstSize);
-        else
-            dst.decode(bytes, what->dstSize);
-        if (dst.pixels)
-            dstMask.decodeOver(bytes, dst.rect, 1);
-        else
-            dstMask.decode(bytes, 1);
-        if (bytes->ConsumeBool())
-            dstMask.isGiven = false;
-        transform = fuzz_transform(bytes);
-    }
-
-    // The greatest kernel size depends on the level.
-    std::string groupOfPlaces(const fuzz_setting& setting) const override
-    {
-        return what->srcSize == 1 && std::max(params.kernelSizeX, params.kernelSizeY) > 24 &&
-                       setting.level == std::string("plain")
-                   ? "plain"
-                   : "";
-    }
-
-    std::string groupOfPixels(const fuzz_setting& setting) const override
-    {
-        const bool isMasked = srcMask.isGiven && srcMask.isBound;
-        const std::string path = fuzz_groupOfPaths(setting);
-        if (path == "plain")
-            return path + groupOfPlaces(setting);
-        if (!isMasked && what->srcSize == 1)
-            return path;
-        // Bands of rows choose their arithmetic by themselves.
-        return "fast on " + std::to_string(setting.threads);
-    }
-
-    fuzz_result run() const override
-    {
-        test_plane planes[5] = {{nullptr, {}}, {nullptr, {}}, {nullptr, {}}, {nullptr, {}}, {nullptr, {}}};
-        const fuzz_plane* const made[5] = {&src, &srcMask, &resetMask, &dst, &dstMask};
-        src.fillPixels();
-        srcMask.fillMask();
-        resetMask.fillMask();
-        const fuzz_destinations written = {{&dst, &dstMask}};
-        written.clear();
-        const qimg_image* images[5] = {};
-        const qimg_windowConst* windows[5] = {};
-        for (int i = 0; i < 5; ++i) {
-            made[i]->layInto(&planes[i]);
-            images[i] = made[i]->isGiven ? &planes[i].image.record : nullptr;
-            windows[i] = made[i]->isGiven ? &planes[i].windowConst : nullptr;
-        }
-        qimg_image_setLinearImageFromClientXform(&planes[0].image.record, &transform);
-        const oracle_maskedArguments arguments = {&params,
-                                                  images[0],
-                                                  images[1],
-                                                  images[2],
-                                                  dst.isGiven ? &planes[3].image.record : nullptr,
-                                                  dstMask.isGiven ? &planes[4].image.record : nullptr,
-                                                  windows[0],
-                                                  windows[1],
-                                                  windows[2],
-                                                  dst.isGiven ? &planes[3].window : nullptr,
-                                                  dstMask.isGiven ? &planes[4].window : nullptr};
-        fuzz_result seen;
-        seen.status = what->call(arguments);
-        written.checkRefused(seen.status);
-        for (int i : {3, 4})
-            fuzz_addPlace(&seen.place, planes[i].image.record);
-        const fuzz_destinations masks = {{&dstMask}}, pixels = {{&dst}};
-        masks.addPixels(&seen.place);
-        pixels.addPixels(&seen.pixels);
-        if (!dstMask.pixels)
-            fuzz_addPixels(&seen.place, planes[4].image.record);
-        if (!dst.pixels)
-            fuzz_addPixels(&seen.pixels, planes[3].image.record);
-        return seen;
-    }
+// What a call leaves of its destinations, of which there are one or two.
+struct outcome {
+    qip_status status = 0;
+    std::vector<test_grid> pixels;
 };
 
-// ---- rows of masked smoothing ----
+using destinations = std::vector<const test_placed*>;
 
-// What a call leaves of its destinations.
-fuzz_result outcomeOf(const fuzz_destinations& written, const std::function<qip_status()>& call)
+outcome outcomeOf(const destinations& written, const std::function<qip_status()>& call)
 {
-    fuzz_result seen;
-    written.clear();
+    for (const test_placed* each : written)
+        test_fill(each->pixels.get(), [](int32_t, int32_t) { return 0x101u * test_canary; });
+    outcome seen;
     const int64_t blocks = fuzz_liveBlocks();
     seen.status = call();
     fuzz_check(fuzz_liveBlocks() == blocks, "blocks are left");
-    written.addPixels(&seen.pixels);
+    for (const test_placed* each : written) {
+        EXPECT_TRUE(test_undamaged(*each->pixels));
+        seen.pixels.emplace_back(each->pixels->view());
+    }
     return seen;
 }
 
 // The plain code has written the destinations before; the fast code must do the same.
-void checkAlike(const fuzz_result& plain, const fuzz_destinations& written, const char* what,
+void checkAlike(const outcome& plain, const destinations& written, const char* what,
                 const std::function<qip_status()>& fast)
 {
-    const fuzz_result seen = outcomeOf(written, fast);
+    const outcome seen = outcomeOf(written, fast);
     if (plain.status == QSYS_E_MEMORY || seen.status == QSYS_E_MEMORY)
         return;
     fuzz_check(seen.status == plain.status, std::string(what) + ": another status");
-    fuzz_check(seen.pixels == plain.pixels, std::string(what) + ": other pixels than the plain code's");
+    for (size_t i = 0; i < written.size(); ++i)
+        fuzz_check(seen.pixels[i].values == plain.pixels[i].values,
+                   std::string(what) + ": other pixels than the plain code's");
 }
 
 void forEachFastLevel(const std::function<void(const qsys_cpuinfo& info)>& body)
@@ -163,9 +72,9 @@ void forEachFastLevel(const std::function<void(const qsys_cpuinfo& info)>& body)
 }
 
 template <class Rule>
-void checkMaskedRows(const masked_plan& plan, const Rule& rule, const fuzz_destinations& written)
+void checkMaskedRows(const masked_plan& plan, const Rule& rule, const destinations& written)
 {
-    const fuzz_result plain = outcomeOf(written, [&] { return masked_smoothPlain(&plan, rule); });
+    const outcome plain = outcomeOf(written, [&] { return masked_smoothPlain(&plan, rule); });
     forEachFastLevel([&](const qsys_cpuinfo& info) {
         if (masked_canSmoothFast(&plan, rule, &info))
             checkAlike(plain, written, "fast rows",
@@ -181,62 +90,53 @@ struct axis {
     int64_t length, first, step, box, count;
 };
 
-axis decodeAxis(data* bytes, int64_t length, int64_t mostBox)
+axis randomAxis(test_random* random, int64_t length, int64_t mostBox)
 {
     axis made = {};
-    made.box = bytes->ConsumeIntegralInRange<int64_t>(1, mostBox);
-    if (bytes->ConsumeBool()) // those next to which the arithmetic changes
-        made.box =
-            std::min(mostBox, bytes->PickValueInArray<int64_t>({1, 2, 3, 4, 15, 16, 17, 18, 39, 40, 64}));
-    made.step = bytes->ConsumeBool() ? 1 : bytes->ConsumeIntegralInRange<int64_t>(1, 70);
+    made.box = test_randomRange(random, 1, mostBox);
+    if (test_chance(random, 50)) // those next to which the arithmetic changes
+        made.box = std::min<int64_t>(mostBox,
+                                     test_pick(random, std::array{1, 2, 3, 4, 15, 16, 17, 18, 39, 40, 64}));
+    made.step = test_chance(random, 50) ? 1 : test_randomRange(random, 1, 70);
     const int64_t centre = masked_centre(made.box);
-    const int64_t firstCentre = bytes->ConsumeIntegralInRange<int64_t>(0, std::min(centre, length - 1));
+    const int64_t firstCentre = test_randomRange(random, 0, std::min(centre, length - 1));
     made.first = firstCentre - centre;
     const int64_t most = (length - 1 - firstCentre) / made.step + 1;
-    made.count = bytes->ConsumeIntegralInRange<int64_t>(1, 4) > 1
-                     ? most
-                     : bytes->ConsumeIntegralInRange<int64_t>(1, most);
+    made.count = test_chance(random, 25) ? test_randomRange(random, 1, most) : most;
     made.length = std::min(length, made.first + (made.count - 1) * made.step + masked_reach(made.box));
     return made;
 }
 
-void checkMaskedRows(data* bytes)
+void checkMaskedRows(test_random* random)
 {
-    const int32_t srcSize = bytes->ConsumeIntegralInRange(1, 2);
-    const int32_t dstSize = srcSize == 2 ? 2 : bytes->ConsumeIntegralInRange(1, 2);
-    const int32_t width = bytes->ConsumeIntegralInRange(1, 300);
-    const int32_t height = bytes->ConsumeIntegralInRange(1, fuzz_mostHeight(bytes, width));
-    const axis x = decodeAxis(bytes, width, srcSize == 1 ? 64 : 40);
-    const axis y = decodeAxis(bytes, height, srcSize == 1 ? 64 : 40);
-    const auto plane = [&](int64_t columns, int64_t rows, int32_t pixelSize) {
-        fuzz_plane made;
-        made.pixels = std::make_unique<fuzz_pixels>(
-            static_cast<int32_t>(columns), static_cast<int32_t>(rows), pixelSize,
-            pixelSize * bytes->ConsumeIntegralInRange(0, 40), bytes->ConsumeIntegralInRange(0, 3) == 0);
-        made.filling = bytes->ConsumeIntegralInRange(0, 7);
-        made.seed = bytes->ConsumeIntegral<uint32_t>();
-        return made;
-    };
-    const auto planeOf = [](const fuzz_plane& from, bool given) {
+    const int32_t srcSize = test_randomInt(random, 1, 2);
+    const int32_t dstSize = srcSize == 2 ? 2 : test_randomInt(random, 1, 2);
+    const int32_t width = test_randomInt(random, 1, 300);
+    const int32_t height = test_randomInt(random, 1, fuzz_mostHeight(random, width));
+    const axis x = randomAxis(random, width, srcSize == 1 ? 64 : 40);
+    const axis y = randomAxis(random, height, srcSize == 1 ? 64 : 40);
+    test_placed src, srcMask, reset, dst, dstMask;
+    src.place(random, {0, 0, x.length, y.length}, srcSize);
+    test_random pixels = test_branch(random);
+    test_fillAnyPixels(&pixels, src.pixels.get());
+    test_placeMask(random, &srcMask, src.rect);
+    test_placeMask(random, &reset, src.rect);
+    dst.place(random, {0, 0, x.count, y.count}, dstSize);
+    dstMask.place(random, dst.rect, 1);
+    const auto planeOf = [](const test_placed& from, bool given) {
         return given ? masked_plane{from.pixels->row(0), from.pixels->stride()} : masked_plane{};
     };
-    const fuzz_plane src = plane(x.length, y.length, srcSize), srcMask = plane(x.length, y.length, 1),
-                     reset = plane(x.length, y.length, 1), dst = plane(x.count, y.count, dstSize),
-                     dstMask = plane(x.count, y.count, 1);
-    src.fillPixels();
-    srcMask.fillMask();
-    reset.fillMask();
-    const bool isMasked = bytes->ConsumeIntegralInRange(0, 7) != 0;
+    const bool isMasked = test_chance(random, 88);
     masked_plan plan = {};
     plan.srcIsWide = srcSize == 2;
     plan.dstIsWide = dstSize == 2;
     plan.src = planeOf(src, true);
     plan.srcMask = planeOf(srcMask, isMasked);
-    plan.reset = planeOf(reset, bytes->ConsumeBool());
+    plan.reset = planeOf(reset, test_chance(random, 50));
     plan.width = x.length;
     plan.height = y.length;
     plan.dst = planeOf(dst, true);
-    plan.dstMask = planeOf(dstMask, isMasked && bytes->ConsumeBool());
+    plan.dstMask = planeOf(dstMask, isMasked && test_chance(random, 50));
     plan.columns = x.count;
     plan.rows = y.count;
     plan.firstColumn = x.first;
@@ -245,13 +145,13 @@ void checkMaskedRows(data* bytes)
     plan.stepY = y.step;
     plan.boxX = x.box;
     plan.boxY = y.box;
-    if (isMasked && bytes->ConsumeBool())
-        plan.leastValid =
-            bytes->ConsumeIntegralInRange<int64_t>(1, masked_reach(x.box) * masked_reach(y.box));
-    plan.gain = fuzz_gain(bytes);
-    plan.round = bytes->ConsumeBool();
-    const fuzz_destinations written = {{&dst, &dstMask}};
-    if (isMasked && bytes->ConsumeBool())
+    if (isMasked && test_chance(random, 50))
+        plan.leastValid = test_randomRange(random, 1, masked_reach(x.box) * masked_reach(y.box));
+    plan.gain = test_pick(random, std::array{1.0, std::exp2(test_randomInt(random, -20, 40)),
+                                             test_randomInt(random, 1, 4096) / 256.0});
+    plan.round = test_chance(random, 50);
+    const destinations written = {&dst, &dstMask};
+    if (isMasked && test_chance(random, 50))
         checkMaskedRows(plan, masked_fixedRule(&plan), written);
     else
         checkMaskedRows(plan, masked_doubleRule(&plan), written);
@@ -259,34 +159,33 @@ void checkMaskedRows(data* bytes)
 
 // ---- engines of the unmasked smoothing ----
 
-void checkEngines(data* bytes)
+void checkEngines(test_random* random)
 {
-    qip_gaussParams modern = fuzz_params(bytes, 100);
-    const bool wantsIntegers = bytes->ConsumeBool();
-    qsGaussParams params = {};
-    params.sampleX = std::clamp(modern.sampleX, 1, 60);
-    params.sampleY = std::clamp(modern.sampleY, 1, 60);
-    // Sums beyond these sizes may not be exact.
-    params.kernelSizeX = std::clamp(modern.kernelSizeX, 0, 100);
-    params.kernelSizeY = std::clamp(modern.kernelSizeY, 0, 100);
-    params.peakNormalize = bytes->ConsumeIntegralInRange(0, 9) == 0;
-    params.keepFullRegion = bytes->ConsumeIntegralInRange(0, 9) != 0;
-    params.round = !wantsIntegers && modern.round != 0;
-    params.gain = static_cast<float>(modern.gain);
-    fuzz_plane from, to;
-    from.decode(bytes, 1);
-    if (bytes->ConsumeBool() && from.pixels)
-        to.decodeOver(bytes, from.rect, bytes->ConsumeIntegralInRange(1, 2));
-    else
-        to.decode(bytes, bytes->ConsumeIntegralInRange(1, 2));
-    if (!from.pixels || !to.pixels || from.pixelSize != 1 || to.pixelSize < 1 || to.pixelSize > 2)
+    test_call call = test_randomCall(random, test_exports()[0]);
+    test_spoil(random, &call);
+    const test_argument &from = call.planes[test_src], &to = call.planes[test_dst];
+    const qip_gaussParams& p = call.params;
+    const bool wantsIntegers = test_chance(random, 50);
+    const auto size = [](int32_t kernel) { // sums beyond these sizes may not be exact
+        return std::clamp(kernel, 0, 100);
+    };
+    const qsGaussParams params = {std::clamp(p.sampleX, 1, 60),
+                                  std::clamp(p.sampleY, 1, 60),
+                                  size(p.kernelSizeX),
+                                  size(p.kernelSizeY),
+                                  call.peak,
+                                  !call.validOnly,
+                                  !wantsIntegers && p.round != 0,
+                                  static_cast<float>(p.gain),
+                                  nullptr,
+                                  0};
+    if (!to.pixels || from.pixels->view().pixelSize != 1)
         return;
-    from.fillPixels();
     const qsVImage src = from.legacy();
     qsVImage dst = to.legacy();
     if (gauss_checkSource(&src) < 0 || gauss_checkPixels(&dst) < 0)
         return;
-    const fuzz_destinations written = {{&to}};
+    const destinations written = {&to};
     const auto requestOf = [&](gauss_request* request) {
         qsVImage* used = nullptr;
         return gauss_setupReference(&src, &dst, &params, nullptr, &used, request) >= 0 &&
@@ -333,13 +232,22 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
 {
     static const bool isReady = (fuzz_installAllocator(), true);
     (void)isReady;
-    data provider(bytes, size);
-    const int kind = provider.ConsumeIntegralInRange(0, 9);
-    if (kind < 4)
-        checkMaskedRows(&provider);
-    else if (kind < 7)
-        checkEngines(&provider);
-    else
-        fuzz_runEverywhere(maskedCall(&provider), kind == 9 && provider.ConsumeIntegralInRange(0, 3) == 0);
+    static const std::vector<test_export> exports = [] {
+        std::vector<test_export> all = test_exports();
+        std::erase_if(all, [](const test_export& each) { return !each.masked; });
+        return all;
+    }();
+    test_random random = {0, bytes, size};
+    const int kind = test_randomInt(&random, 0, 9);
+    if (kind < 4) {
+        checkMaskedRows(&random);
+    } else if (kind < 7) {
+        checkEngines(&random);
+    } else {
+        test_call call = test_randomCall(&random, test_pick(&random, exports));
+        if (test_chance(&random, 50))
+            test_spoil(&random, &call);
+        fuzz_runEverywhere(call, kind == 9 && test_chance(&random, 25));
+    }
     return 0;
 }

@@ -1,5 +1,4 @@
-// The smoothing functions in the terms of the oracle: parameter records, expected pixels, and the four
-// functions behind one signature.
+// The smoothing functions in the terms of the oracle: parameter records, expected pixels, places.
 #pragma once
 
 #include "support/compare.h"
@@ -76,13 +75,19 @@ inline uint16_t test_canaryPixel(int32_t pixelSize)
     return pixelSize == 1 ? test_canary : 0x101 * test_canary;
 }
 
-// Expects `before` in all pixels of an image over `rect` but those that `values` covers.
+// An image over `rect`: `before` in all pixels but those that `values` covers.
+inline test_grid test_expected(const oracle_rect& rect, uint16_t before, const oracle_values& values,
+                               int32_t pixelSize)
+{
+    test_grid expected(static_cast<int32_t>(rect.width), static_cast<int32_t>(rect.height), before);
+    test_putValues(&expected, rect, values, pixelSize);
+    return expected;
+}
+
 inline void test_expectValues(const test_view& actual, const oracle_rect& rect, uint16_t before,
                               const oracle_values& values)
 {
-    test_grid expected(actual.width, actual.height, before);
-    test_putValues(&expected, rect, values, actual.pixelSize);
-    EXPECT_TRUE(test_samePixels(expected, actual));
+    EXPECT_TRUE(test_samePixels(test_expected(rect, before, values, actual.pixelSize), actual));
 }
 
 // Pixels somewhere in memory and their place, or nothing: an image that starts unbound, a mask left out.
@@ -116,52 +121,20 @@ inline int64_t test_randomSize(test_random* random)
     return test_randomRange(random, 1, test_chance(random, 20) ? 80 : 40);
 }
 
-// A plane after a call holds `values` at the written part, when there are any, and elsewhere what it held
-// before: canaries, or zeros where the call bound it, to the rectangle `bindTo`, if it was to.
-inline void test_expectPlane(const test_placed& made, const test_plane& after, bool binds,
-                             const oracle_rect& bindTo, const oracle_values& values)
-{
-    const bool isBound = made.pixels || binds;
-    ASSERT_EQ(after.image.isBound(), isBound);
-    if (!isBound)
-        return;
-    const oracle_rect rect = after.image.rect();
-    const oracle_rect wanted = made.pixels ? made.rect : bindTo;
-    EXPECT_TRUE(test_sameRect(wanted, rect));
-    EXPECT_TRUE(rect.width == wanted.width && rect.height == wanted.height); // of no pixels too
-    if (wanted.isNull() || testing::Test::HasFailure())
-        return;
-    const test_view view = after.image.view();
-    test_expectValues(view, rect, made.pixels ? test_canaryPixel(view.pixelSize) : uint16_t{0}, values);
-    if (made.pixels) {
-        EXPECT_TRUE(test_undamaged(*made.pixels));
-    }
-}
-
-// Expects that map(x, y), from source to destination pixels through client coordinates, takes the middle of
-// the source pixels under a destination pixel to that pixel's centre, for the corners of `rect`.
-template <class Map>
-void test_expectCentres(const oracle_gauss& request, const oracle_rect& rect, double tolerance,
-                        const Map& map)
-{
-    for (const int64_t x : {rect.x, rect.x + rect.width - 1})
-        for (const int64_t y : {rect.y, rect.y + rect.height - 1}) {
-            const qmath_point point =
-                map(qmath_point{oracle_supportCentre(x, request.sampleX, request.kernelX),
-                                oracle_supportCentre(y, request.sampleY, request.kernelY)});
-            EXPECT_NEAR(point.x, static_cast<double>(x) + 0.5, tolerance);
-            EXPECT_NEAR(point.y, static_cast<double>(y) + 0.5, tolerance);
-        }
-}
-
+// Expects that the transforms of two images take the middle of the source pixels under a destination pixel
+// to that pixel's centre, for the corners of `rect`.
 inline void test_expectCentres(const qimg_image* source, const qimg_image* destination,
                                const oracle_gauss& request, const oracle_rect& rect, double tolerance)
 {
-    test_expectCentres(request, rect, tolerance, [&](qmath_point point) {
-        EXPECT_EQ(qmath_xformPtrhConst_mapPoint(&source->clientFromImage, &point), 0);
-        EXPECT_EQ(qmath_xformPtrhConst_mapPoint(&destination->imageFromClient, &point), 0);
-        return point;
-    });
+    for (const int64_t x : {rect.x, rect.x + rect.width - 1})
+        for (const int64_t y : {rect.y, rect.y + rect.height - 1}) {
+            qmath_point point = {oracle_supportCentre(x, request.sampleX, request.kernelX),
+                                 oracle_supportCentre(y, request.sampleY, request.kernelY)};
+            EXPECT_EQ(qmath_xformPtrhConst_mapPoint(&source->clientFromImage, &point), 0);
+            EXPECT_EQ(qmath_xformPtrhConst_mapPoint(&destination->imageFromClient, &point), 0);
+            EXPECT_NEAR(point.x, static_cast<double>(x) + 0.5, tolerance);
+            EXPECT_NEAR(point.y, static_cast<double>(y) + 0.5, tolerance);
+        }
 }
 
 // Gives an image a client-to-image transform: nothing, linear with a determinant well away from zero, not
@@ -191,27 +164,4 @@ inline test_grid test_smoothed(const test_view& source, const qip_gaussParams& p
     test_grid grid(static_cast<int32_t>(rect.width), static_cast<int32_t>(rect.height));
     test_putValues(&grid, rect, oracle_smooth(source, 0, 0, test_gaussRequest(params), rect), pixelSize);
     return grid;
-}
-
-using test_gaussCall = std::function<qip_status(const qip_gaussParams& params)>;
-
-// Runs body(name, call) with each of the four functions in turn, over these pixels, all placed at (0, 0).
-template <class Body>
-void test_forEachGauss(const test_pixels& source, const test_pixels& destination8,
-                       const test_pixels& destination16, const Body& body)
-{
-    const test_plane from(&source, {});
-    test_plane to8(&destination8, {});
-    test_plane to16(&destination16, {});
-    const auto run = [&](const char* name, const test_gaussCall& call) {
-        SCOPED_TRACE(name);
-        body(name, call);
-    };
-    const qimg_image* const image = &from.image.record;
-    run("image 8_8", [&](const auto& p) { return qip_gauss_smooth8_8(image, &to8.image.record, &p); });
-    run("image 8_16", [&](const auto& p) { return qip_gauss_smooth8_16(image, &to16.image.record, &p); });
-    run("window 8_8",
-        [&](const auto& p) { return qip_gauss_smoothWindow8_8(&from.windowConst, &to8.window, &p); });
-    run("window 8_16",
-        [&](const auto& p) { return qip_gauss_smoothWindow8_16(&from.windowConst, &to16.window, &p); });
 }

@@ -136,7 +136,9 @@ std::string test_pixels::damage() const
         for (int64_t i = first; i <= first + rowsInBody_; ++i) {
             const bool isLast = i == first + rowsInBody_;
             const unsigned char* const end = isLast ? bodyEnd : rowInMemory(i);
-            if (std::any_of(at, end, [](unsigned char c) { return c != test_canary; }))
+            // All bytes are the first one.
+            if (at < end &&
+                (*at != test_canary || std::memcmp(at, at + 1, static_cast<size_t>(end - at) - 1) != 0))
                 return (isLast ? "behind the last row before " : "before ") + std::to_string(i);
             at = end + rowBytes_;
         }

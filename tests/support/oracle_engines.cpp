@@ -7,17 +7,11 @@
 namespace
 {
 
-// The source index that stands for index i of an axis: one reflection with the edge repeated. Beyond it the
-// nearest one that is reflected, or none (-1), where zeros stand.
+// The source index that stands for index i of an axis. Beyond one reflection the nearest one that is
+// reflected, or none (-1), where zeros stand.
 int64_t indexFor(int64_t i, int64_t count, bool nearest)
 {
-    if (nearest)
-        i = std::clamp(i, -count, 2 * count - 1);
-    if (i < -count || i >= 2 * count)
-        return -1;
-    if (i < 0)
-        return -i - 1;
-    return i < count ? i : 2 * count - 1 - i;
+    return oracle_reflected(nearest ? std::clamp(i, -count, 2 * count - 1) : i, count);
 }
 
 // The first source index under the kernel of destination index i.

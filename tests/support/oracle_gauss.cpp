@@ -6,14 +6,6 @@
 namespace
 {
 
-// The source index that stands for index i: one reflection with the edge repeated.
-int64_t reflected(int64_t i, int64_t count)
-{
-    if (i < 0)
-        return -i - 1;
-    return i < count ? i : 2 * count - 1 - i;
-}
-
 // Sum of w(j) * data(first + j) for j >= skip over one axis. Beyond one reflection the data is 0.
 template <class Data>
 int64_t weightedSum(const std::vector<int64_t>& weights, int64_t skip, int64_t first, int64_t count,
@@ -23,7 +15,7 @@ int64_t weightedSum(const std::vector<int64_t>& weights, int64_t skip, int64_t f
     const int64_t to = std::min(static_cast<int64_t>(weights.size()), 2 * count - first);
     int64_t sum = 0;
     for (int64_t j = from; j < to; ++j)
-        sum += weights[static_cast<size_t>(j)] * data(reflected(first + j, count));
+        sum += weights[static_cast<size_t>(j)] * data(oracle_reflected(first + j, count));
     return sum;
 }
 

@@ -51,6 +51,16 @@ struct oracle_gauss {
     bool validOnly = false; // only where the kernel lies inside the source (implied by peak)
 };
 
+// The source index that stands for index i: one reflection with the edge repeated; -1 beyond it.
+inline int64_t oracle_reflected(int64_t i, int64_t count)
+{
+    if (i < -count || i >= 2 * count)
+        return -1;
+    if (i < 0)
+        return -i - 1;
+    return i < count ? i : 2 * count - 1 - i;
+}
+
 // Source position on which destination pixel i is centred.
 int64_t oracle_centre(int64_t i, int64_t sample, int64_t kernel);
 

@@ -53,16 +53,10 @@ struct axis {
     {
         return firstUnder(count - 1) + 3 * kernel + 1 - firstUnder(0) - outside();
     }
-    // The source index that stands for the one under a weight: one reflection with the edge repeated; -1
-    // beyond it.
+    // The source index that stands for the one under a weight.
     int64_t under(int64_t i, size_t weight) const
     {
-        const int64_t index = firstUnder(i) + static_cast<int64_t>(weight);
-        if (index < -length || index >= 2 * length)
-            return -1;
-        if (index < 0)
-            return -index - 1;
-        return index < length ? index : 2 * length - 1 - index;
+        return oracle_reflected(firstUnder(i) + static_cast<int64_t>(weight), length);
     }
 };
 

@@ -40,12 +40,13 @@ enum test_maskKind {
     test_sparse,  // an eighth is there
     test_faint,   // weights whose share rounds to 0
     test_patches, // alike over areas larger than a vector, changing within one
+    test_areas,   // nothing in large areas, whose edges are near those of blocks of columns and rows
     test_maskKinds
 };
 
 inline test_grid test_randomMask(test_random* random, int32_t width, int32_t height, int64_t kind)
 {
-    test_grid made(width, height, kind == test_full || kind == test_dust ? 255 : 0);
+    test_grid made(width, height, kind == test_full || kind == test_dust || kind == test_areas ? 255 : 0);
     for (uint16_t& value : made.values) {
         const auto any = static_cast<uint16_t>(test_randomInt(random, 0, 255));
         if (kind == test_noise || (kind == test_sparse && test_chance(random, 12)))
@@ -64,6 +65,18 @@ inline test_grid test_randomMask(test_random* random, int32_t width, int32_t hei
         for (int64_t y = test_randomRange(random, 0, bottom - 1); y < bottom; ++y)
             for (int64_t x = test_randomRange(random, 0, right - 1) / 2; x < right; ++x)
                 made.at(x, y) = value;
+    }
+    const auto edge = [&](int32_t most, int32_t block, int32_t near) {
+        const int32_t place = block * test_randomInt(random, 0, most / block);
+        return std::clamp(place + test_randomInt(random, -near, near), 0, most);
+    };
+    for (int area = 0; kind == test_areas && area < 3; ++area) {
+        const int32_t right = edge(width, 16, 3);
+        const int32_t left = edge(right, 16, 3);
+        const int32_t bottom = edge(height, 4, 1);
+        for (int32_t y = edge(bottom, 4, 1); y < bottom; ++y)
+            for (int32_t x = left; x < right; ++x)
+                made.at(x, y) = 0;
     }
     return made;
 }

@@ -3,14 +3,18 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cstdint>
 #include <cstdlib>
 #include <iterator>
 #include <string>
 
-// A small generator with a 64-bit state; two generators of one seed give the same numbers everywhere.
+// A small generator with a 64-bit state; two generators of one seed give the same numbers everywhere. With
+// bytes, a fuzzer's, the numbers are what these say, and 0 behind the last one.
 struct test_random {
     uint64_t state;
+    const uint8_t* bytes = nullptr;
+    size_t byteCount = 0;
 };
 
 // The seed of this run: the environment variable QIP_TEST_SEED, or a fixed default.
@@ -27,8 +31,19 @@ inline uint64_t test_caseCount(uint64_t usual)
     return text ? std::strtoull(text, nullptr, 0) : usual;
 }
 
+// The next number of `count` bytes, 8 at most.
+inline uint64_t test_numberOfBytes(test_random* random, int count)
+{
+    uint64_t number = 0;
+    for (; count > 0 && random->byteCount > 0; --count, --random->byteCount)
+        number = number << 8 | *random->bytes++;
+    return number;
+}
+
 inline uint64_t test_randomBits(test_random* random)
 {
+    if (random->bytes)
+        return test_numberOfBytes(random, 8);
     // splitmix64
     uint64_t z = random->state += 0x9e3779b97f4a7c15u;
     z = (z ^ (z >> 30)) * 0xbf58476d1ce4e5b9u;
@@ -46,11 +61,18 @@ inline test_random test_randomFor(uint64_t caseNumber)
     return {test_randomBits(&random)};
 }
 
+// A generator of its own, for many numbers: of a fuzzer's bytes it takes eight.
+inline test_random test_branch(test_random* random)
+{
+    return {test_randomBits(random)};
+}
+
 // A number from low to high, both included.
 inline int64_t test_randomRange(test_random* random, int64_t low, int64_t high)
 {
     const uint64_t count = static_cast<uint64_t>(high) - static_cast<uint64_t>(low) + 1;
-    const uint64_t bits = test_randomBits(random);
+    const auto bytes = count ? static_cast<int>(std::bit_width(count - 1) + 7) / 8 : 8;
+    const uint64_t bits = random->bytes ? test_numberOfBytes(random, bytes) : test_randomBits(random);
     return static_cast<int64_t>(static_cast<uint64_t>(low) + (count ? bits % count : bits));
 }
 
