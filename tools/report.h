@@ -26,4 +26,4 @@ void report_printText(const std::string& text);
 void report_print(const report& result);
 
 // Version, processor level and thread count, as JSON or for people.
-void report_printInfo(const std::string& version, bool json);
+void report_printInfo(const std::string& version, bool asJson);
