@@ -2,7 +2,6 @@
 
 #include "failure.h"
 #include "output.h"
-#include "picture_file.h"
 #include "report.h"
 
 #include <CLI/CLI.hpp>
@@ -39,19 +38,32 @@ CLI::Option* addValue(CLI::App* app, const std::string& name, const std::string&
 
 // ---- values that only one option takes ----
 
-std::string readInputName(const std::string& option, const std::string& text)
+// What is asked of these shows when they are used: files may not be there, the processor service knows the
+// names of levels.
+std::string readText(const std::string&, const std::string& text)
 {
-    if (picture_formatOf(text) == picture_format::unknown)
-        throw usage_failure(option + ": \"" + text + "\" does not end in .png, .pgm or .ppm");
     return text;
 }
 
-std::string readOutputName(const std::string& option, const std::string& text)
+picture_format readFormat(const std::string&, const std::string& text)
 {
-    const picture_format format = picture_formatOf(text);
-    if (format != picture_format::png && format != picture_format::pgm)
-        throw usage_failure(option + ": \"" + text + "\" does not end in .png or .pgm");
-    return text;
+    return *picture_formatOf("." + text);
+}
+
+raw_layout readRaw(const std::string& option, const std::string& text)
+{
+    constexpr std::pair<const char*, raw_format> formats[] = {
+        {"mono8", raw_format::mono8},   {"mono10", raw_format::mono10},   {"mono12", raw_format::mono12},
+        {"mono16", raw_format::mono16}, {"mono10p", raw_format::mono10p}, {"mono12p", raw_format::mono12p}};
+    const size_t by = text.find('x');
+    const size_t comma = text.find(',');
+    for (const auto& [name, format] : formats)
+        if (by < comma && text.substr(comma + 1) == name)
+            return {option_intInRange(option, text.substr(0, by), 1, INT32_MAX),
+                    option_intInRange(option, text.substr(by + 1, comma - by - 1), 1, INT32_MAX), format};
+    throw usage_failure(
+        option + ": \"" + text +
+        "\" is not WxH,FORMAT with a FORMAT of mono8, mono10, mono12, mono16, mono10p, mono12p");
 }
 
 int readDepth(const std::string& option, const std::string& text)
@@ -89,11 +101,6 @@ int32_t readRepeat(const std::string& option, const std::string& text)
     return option_intInRange(option, text, 1, INT32_MAX);
 }
 
-std::string readLevel(const std::string&, const std::string& text)
-{
-    return text; // the processor service knows the names
-}
-
 // ---- the commands ----
 
 CLI::App* addCommand(CLI::App* app, const std::string& name, command what, const std::string& help,
@@ -108,9 +115,12 @@ CLI::App* addCommand(CLI::App* app, const std::string& name, command what, const
 
 void addFiles(CLI::App* sub, const std::string& inputName, options& o)
 {
-    addValue(sub, inputName, "FILE", "picture to read: .png, .pgm or .ppm", o.input, readInputName)
+    addValue(sub, inputName, "FILE", "picture to read: PNG, TIFF, BMP, PGM or PPM; -: standard input",
+             o.input, readText)
         ->required();
-    addValue(sub, "OUT", "FILE", "picture to write: .png or .pgm", o.output, readOutputName)->required();
+    addValue(sub, "OUT", "FILE", "picture to write: .png, .tif, .tiff, .pgm or .raw; -: standard output",
+             o.output, readText)
+        ->required();
 }
 
 void addKernelAndSample(CLI::App* sub, qip_gaussParams& params)
@@ -137,8 +147,8 @@ void addThreshold(CLI::App* sub, qip_gaussParams& params)
 
 void addMasks(CLI::App* sub, options& o)
 {
-    addValue(sub, "--mask", "FILE", "8-bit mask of the input", o.mask, readInputName);
-    addValue(sub, "--mask-out", "FILE", "mask to write", o.maskOut, readOutputName);
+    addValue(sub, "--mask", "FILE", "8-bit mask of the input", o.mask, readText);
+    addValue(sub, "--mask-out", "FILE", "mask to write", o.maskOut, readText);
 }
 
 void addGauss(CLI::App* app, options& o)
@@ -152,7 +162,7 @@ void addGauss(CLI::App* app, options& o)
     addValue(sub, "--depth", "8|16", "bits of an output pixel (default: as the input)", o.depth, readDepth);
     addMasks(sub, o);
     addValue(sub, "--reset-mask", "FILE", "8-bit mask: where it is 0 pixels are not smoothed", o.resetMask,
-             readInputName);
+             readText);
     addValue(sub, "--mask-mode", "0|1", "1: fill masked-out pixels from their neighbours",
              o.params.maskParams.mode, option_unsigned);
     addValue(sub, "--result-mode", "0|1", "1: a pixel is valid when enough of its kernel is",
@@ -184,12 +194,18 @@ void addResultMask(CLI::App* app, options& o)
     addFiles(sub, "MASK", o);
     addKernelAndSample(sub, o.params);
     addThreshold(sub, o.params);
-    addValue(sub, "--centre-mask", "FILE", "8-bit mask of the kernels' centres", o.centreMask,
-             readInputName);
+    addValue(sub, "--centre-mask", "FILE", "8-bit mask of the kernels' centres", o.centreMask, readText);
 }
 
 void addCommonOptions(CLI::App* app, options& o)
 {
+    addValue(
+        app, "--raw", "WxH,FORMAT",
+        "the input is a camera's pixels without a header; FORMAT: mono8, mono10, mono12, mono16, mono10p, "
+        "mono12p",
+        o.raw, readRaw);
+    addValue(app, "--format", "FORMAT", "format of OUT (default: as its name ends)", o.format, readFormat)
+        ->check(CLI::IsMember({"png", "tiff", "pgm", "raw"}));
     addValue(app, "--origin", "X,Y", "origin of the input's rectangle (default 0,0)", o.origin,
              option_point);
     addValue(app, "--roi", "X,Y,W,H", "write this rectangle instead of all that the input yields", o.roi,
@@ -202,7 +218,7 @@ void addCommonOptions(CLI::App* app, options& o)
     addValue(app, "--cpu", "auto|plain|sse|avx2|neon",
              "processor level to use at most, to compare levels or to get the pixels that gauss gives on a "
              "lesser processor (default auto)",
-             o.cpuLevel, readLevel);
+             o.cpuLevel, readText);
     addValue(
         app, "--threads", "N",
         "split large pictures over this many threads, 0: one a processor (default: one a processor for "
@@ -233,8 +249,39 @@ bool areSameFile(const std::string& a, const std::string& b)
     return !pathOfA.empty() && pathOfA == fullPath(b);
 }
 
+picture_format formatOf(const std::string& option, const std::string& name)
+{
+    if (name == "-")
+        throw usage_failure(option + ": the standard output needs --format");
+    if (const auto format = picture_formatOf(name))
+        return *format;
+    throw usage_failure(option + ": \"" + name +
+                        "\" does not end in .png, .tif, .tiff, .pgm or .raw, and there is no --format");
+}
+
+void chooseFormats(options& o)
+{
+    o.outputFormat = o.format ? *o.format : formatOf("OUT", o.output);
+    if (!o.maskOut)
+        return;
+    const std::optional<picture_format> byName = picture_formatOf(*o.maskOut);
+    o.maskOutFormat = !byName && o.format ? *o.format : formatOf("--mask-out", *o.maskOut);
+}
+
+void checkStandardStreams(const options& o)
+{
+    int readers = o.input == "-";
+    for (const auto* mask : {&o.mask, &o.resetMask, &o.centreMask})
+        readers += *mask == "-";
+    if (readers > 1)
+        throw usage_failure("the standard input can be read as one picture only");
+    if (o.json && (o.output == "-" || o.maskOut == "-"))
+        throw usage_failure("--json: the standard output is taken by a picture");
+}
+
 void checkTogether(const options& o)
 {
+    checkStandardStreams(o);
     if (!o.maskOut)
         return;
     if (!o.mask && o.what != command::gauss)
@@ -274,6 +321,9 @@ std::optional<options> options_parse(int argc, const char* const* argv)
     } catch (const CLI::ParseError& error) {
         throw usage_failure(std::string(error.what()) + " (qip-smooth --help)");
     }
+    if (o.what == command::info)
+        return o;
+    chooseFormats(o);
     checkTogether(o);
     return o;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "option_values.h"
+#include "picture_file.h"
 
 #include <qip/params.h>
 
@@ -14,8 +15,12 @@ enum class half_axis { xy, x, y };
 struct options {
     command what = command::info;
 
-    std::string input; // the mask in the case of result-mask
-    std::string output;
+    std::string input;  // the mask in the case of result-mask; "-" is the standard input
+    std::string output; // "-" is the standard output, for the masks to write too
+    std::optional<raw_layout> raw;
+    std::optional<picture_format> format;
+    picture_format outputFormat = picture_format::png; // what `format` and the names come to
+    picture_format maskOutFormat = picture_format::png;
     std::optional<std::string> mask;
     std::optional<std::string> resetMask;
     std::optional<std::string> centreMask;

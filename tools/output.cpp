@@ -1,7 +1,6 @@
 #include "output.h"
 
 #include "failure.h"
-#include "input_file.h"
 #include "interruption.h"
 
 #include <cerrno>
@@ -18,6 +17,8 @@ namespace fs = std::filesystem;
 
 namespace
 {
+
+constexpr const char* standardOutput = "standard output";
 
 [[noreturn]] void fail(const std::string& name, int error)
 {
@@ -104,8 +105,32 @@ output_set::~output_set()
         }
 }
 
+void output_set::addStandardOutput(const std::function<void(std::FILE*)>& write)
+{
+    forStandardOutput.reset(std::tmpfile());
+    if (!forStandardOutput)
+        fail(standardOutput, errno);
+    write(forStandardOutput.get());
+    if (std::ferror(forStandardOutput.get()) || std::fflush(forStandardOutput.get()) != 0)
+        fail(standardOutput, errno);
+}
+
+void output_set::copyToStandardOutput()
+{
+    std::FILE* const from = forStandardOutput.get();
+    std::rewind(from);
+    char bytes[1 << 13];
+    while (const size_t count = std::fread(bytes, 1, sizeof bytes, from))
+        if (std::fwrite(bytes, 1, count, stdout) != count)
+            fail(standardOutput, errno);
+    if (std::ferror(from) || std::fflush(stdout) != 0)
+        fail(standardOutput, errno);
+}
+
 void output_set::add(const std::string& path, const std::function<void(std::FILE*)>& write)
 {
+    if (path == "-")
+        return addStandardOutput(write);
     files.push_back({path, output_target(path), "", ""}); // the destructor removes the temporary
     file& output = files.back();
     const std::optional<mode_t> mode = modeOf(path, output.target);
@@ -166,6 +191,8 @@ void output_set::takeBack(file& output)
 
 void output_set::publish()
 {
+    if (forStandardOutput)
+        copyToStandardOutput(); // a reader may take its time, and a signal end it
     const interruption_delay untilAllAreInPlace;
     // After the last rename nothing can fail any more, so that one needs no backup.
     for (size_t i = 0; i < files.size(); ++i) {

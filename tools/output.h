@@ -4,12 +4,18 @@
 // renames the temporaries to their destinations; a rename that fails takes back those before it. A signal
 // that ends the process takes the temporaries with it (interruption.h) and waits for nothing but `publish`.
 //
+// The name "-" stands for the standard output, to which a file goes as soon as it is whole, before the others are
+// renamed.
+//
 // A destination that exists keeps its access rights, a new one gets those of any new file; its temporary
 // never has more.
 #pragma once
 
+#include "input_file.h"
+
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -25,11 +31,12 @@ public:
     output_set(const output_set&) = delete;
     output_set& operator=(const output_set&) = delete;
 
-    // Writes one file's temporary: `write` fills the stream. Failures: file_failure, and what `write`
-    // throws; nothing of the file is left then.
+    // Writes one file's temporary: `write` fills the stream, in which it may seek. Failures: file_failure, and
+    // what `write` throws; nothing of the file is left then.
     void add(const std::string& path, const std::function<void(std::FILE*)>& write);
 
-    // Puts all files into place. Failures: file_failure; every destination is then as it was.
+    // Puts all files into place. Failures: file_failure; every destination is then as it was, save for the
+    // standard output.
     void publish();
 
 private:
@@ -40,8 +47,11 @@ private:
         std::string backup;    // the file that was there before, while others are renamed
     };
 
+    void addStandardOutput(const std::function<void(std::FILE*)>& write);
+    void copyToStandardOutput();
     void publishOne(file& output, bool keepBackup);
     void takeBack(file& output);
 
     std::vector<file> files;
+    std::unique_ptr<std::FILE, stream_closer> forStandardOutput; // a temporary file without a name
 };

@@ -87,11 +87,11 @@ bool isEmpty(const qimg_image& image)
     return !isBound || isNull;
 }
 
-void addOutput(output_set& files, const std::string& path, const qimg_image& image)
+void addOutput(output_set& files, const std::string& path, picture_format format, const qimg_image& image)
 {
     const picture_view view = {image.rect.width, image.rect.height, image.pixelSize * 8, image.stride,
                                static_cast<const uint8_t*>(image.firstPixel)};
-    files.add(path, [&](std::FILE* stream) { picture_write(stream, path, view); });
+    files.add(path, [&](std::FILE* stream) { picture_write(stream, path, format, view); });
 }
 
 // The report comes last, so that it is true. Files that are in place stay when it cannot be delivered: they
@@ -101,9 +101,9 @@ void writeResult(const options& o, const destination& dst, const report& result)
     output_set files;
     const bool isWritten = !isEmpty(dst.pixels.image);
     if (isWritten) {
-        addOutput(files, o.output, dst.pixels.image);
+        addOutput(files, o.output, o.outputFormat, dst.pixels.image);
         if (o.maskOut)
-            addOutput(files, *o.maskOut, dst.mask.image);
+            addOutput(files, *o.maskOut, o.maskOutFormat, dst.mask.image);
     } else {
         std::fputs("qip-smooth: empty result\n", stderr);
     }
@@ -120,7 +120,8 @@ void writeResult(const options& o, const destination& dst, const report& result)
 
 } // namespace
 
-input_image::input_image(const std::string& path, const options& o) : pixels(picture_read(path))
+input_image::input_image(const std::string& path, const options& o, const std::optional<raw_layout>& layout)
+    : pixels(picture_read(path, layout))
 {
     if (pixels.wasColour)
         std::fprintf(stderr, "qip-smooth: %s: converted to grey\n", path.c_str());
@@ -130,13 +131,14 @@ input_image::input_image(const std::string& path, const options& o) : pixels(pic
                                              pixels.pixels.get(), nullptr, nullptr));
 }
 
-source_image::source_image(const options& o) : input_image(o.input, o)
+source_image::source_image(const options& o) : input_image(o.input, o, o.raw)
 {
     if (o.imageFromClient)
         refusal_check(qimg_image_setLinearImageFromClientXform(&holder.image, &*o.imageFromClient));
 }
 
-mask_image::mask_image(const std::string& path, const options& o) : input_image(path, o)
+mask_image::mask_image(const std::string& path, const options& o, const std::optional<raw_layout>& layout)
+    : input_image(path, o, layout)
 {
     if (depth() != 8)
         throw file_failure(path, "has 16 bits a pixel; a mask has 8");

@@ -31,7 +31,7 @@ struct image_holder {
 class input_image
 {
 public:
-    input_image(const std::string& path, const options& o);
+    input_image(const std::string& path, const options& o, const std::optional<raw_layout>& layout);
 
     int depth() const
     {
@@ -60,11 +60,12 @@ public:
     explicit source_image(const options& o);
 };
 
-// A mask has 8 bits.
+// A mask has 8 bits. A layout belongs to the input proper, which a mask is where there is nothing else.
 class mask_image : public input_image
 {
 public:
-    mask_image(const std::string& path, const options& o);
+    mask_image(const std::string& path, const options& o,
+               const std::optional<raw_layout>& layout = std::nullopt);
 };
 
 // A mask that an option may name; without it there is no image.

@@ -48,7 +48,7 @@ void makeInput(const input& one)
         each = static_cast<uint8_t>(one.name[0] >= 'm' ? test_randomBits(&random) % 8 ? 255 : 0
                                                        : test_randomBits(&random));
     std::FILE* const stream = std::fopen(one.name, "wb");
-    picture_write(stream, one.name,
+    picture_write(stream, one.name, *picture_formatOf(one.name),
                   {one.width, one.height, one.depth, one.width * one.depth / 8, pixels.data()});
     std::fclose(stream);
 }
