@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <sstream>
@@ -115,11 +116,12 @@ CLI::App* addCommand(CLI::App* app, const std::string& name, command what, const
 
 void addFiles(CLI::App* sub, const std::string& inputName, options& o)
 {
-    addValue(sub, inputName, "FILE", "picture to read: PNG, TIFF, BMP, PGM or PPM; -: standard input",
-             o.input, readText)
-        ->required();
-    addValue(sub, "OUT", "FILE", "picture to write: .png, .tif, .tiff, .pgm or .raw; -: standard output",
-             o.output, readText)
+    sub->add_option("FILES", o.files,
+                    inputName +
+                        " and OUT, the pictures to read (PNG, TIFF, BMP, PGM or PPM) and to write (.png, "
+                        ".tif, .tiff, .pgm or .raw), where - is standard input or output; with "
+                        "--out-dir the pictures to read")
+        ->type_name("")
         ->required();
 }
 
@@ -199,12 +201,19 @@ void addResultMask(CLI::App* app, options& o)
 
 void addCommonOptions(CLI::App* app, options& o)
 {
+    addValue(app, "--out-dir", "DIR", "read all FILES and write each picture to this folder, side by side",
+             o.outDir, readText);
+    addValue(app, "--jobs", "N", "pictures at a time with --out-dir, 0: one a processor (default 0)",
+             o.jobs, option_int)
+        ->check(CLI::Range(0, 128));
+    app->add_flag("--quiet", o.quiet, "no progress bar with --out-dir");
     addValue(
         app, "--raw", "WxH,FORMAT",
         "the input is a camera's pixels without a header; FORMAT: mono8, mono10, mono12, mono16, mono10p, "
         "mono12p",
         o.raw, readRaw);
-    addValue(app, "--format", "FORMAT", "format of OUT (default: as its name ends)", o.format, readFormat)
+    addValue(app, "--format", "FORMAT",
+             "format to write (default: as the name ends, with --out-dir else png)", o.format, readFormat)
         ->check(CLI::IsMember({"png", "tiff", "pgm", "raw"}));
     addValue(app, "--origin", "X,Y", "origin of the input's rectangle (default 0,0)", o.origin,
              option_point);
@@ -232,21 +241,10 @@ void addCommonOptions(CLI::App* app, options& o)
 
 // ---- rules that span options ----
 
-// The whole path of the file that an output writes; empty when that cannot be told, as in a working folder
-// that was deleted, where nothing can be written anyhow.
-std::filesystem::path fullPath(const std::string& output)
-{
-    std::error_code error;
-    std::filesystem::path path = std::filesystem::absolute(output_target(output), error);
-    if (!error)
-        path = std::filesystem::weakly_canonical(path, error);
-    return error ? std::filesystem::path() : path;
-}
-
 bool areSameFile(const std::string& a, const std::string& b)
 {
-    const std::filesystem::path pathOfA = fullPath(a);
-    return !pathOfA.empty() && pathOfA == fullPath(b);
+    const std::filesystem::path pathOfA = output_fullPath(a);
+    return !pathOfA.empty() && pathOfA == output_fullPath(b);
 }
 
 picture_format formatOf(const std::string& option, const std::string& name)
@@ -279,15 +277,35 @@ void checkStandardStreams(const options& o)
         throw usage_failure("--json: the standard output is taken by a picture");
 }
 
-void checkTogether(const options& o)
+void checkOne(options& o)
 {
+    if (o.files.size() < 2)
+        throw usage_failure("OUT is missing (qip-smooth --help)");
+    if (o.files.size() > 2)
+        throw usage_failure("\"" + o.files[2] + "\" is one file too many; several are read with --out-dir");
+    o.input = o.files[0];
+    o.output = o.files[1];
     checkStandardStreams(o);
+    chooseFormats(o);
     if (!o.maskOut)
         return;
     if (!o.mask && o.what != command::gauss)
         throw usage_failure("--mask-out needs --mask");
     if (areSameFile(*o.maskOut, o.output))
         throw usage_failure("--mask-out: \"" + *o.maskOut + "\" is OUT as well");
+}
+
+void checkBatch(const options& o)
+{
+    if (o.maskOut)
+        throw usage_failure("--mask-out does not go with --out-dir");
+    if (o.threadCount)
+        throw usage_failure("--threads does not go with --out-dir, which has --jobs");
+    std::vector<std::string> inputs = o.files;
+    for (const auto* mask : {&o.mask, &o.resetMask, &o.centreMask})
+        inputs.push_back(mask->value_or(""));
+    if (std::find(inputs.begin(), inputs.end(), "-") != inputs.end())
+        throw usage_failure("the standard input does not go with --out-dir");
 }
 
 } // namespace
@@ -323,7 +341,9 @@ std::optional<options> options_parse(int argc, const char* const* argv)
     }
     if (o.what == command::info)
         return o;
-    chooseFormats(o);
-    checkTogether(o);
+    if (o.outDir)
+        checkBatch(o);
+    else
+        checkOne(o);
     return o;
 }

@@ -96,12 +96,21 @@ std::string output_target(const std::string& name)
     fail(name, ELOOP);
 }
 
+fs::path output_fullPath(const std::string& name)
+{
+    std::error_code error;
+    fs::path path = fs::absolute(output_target(name), error);
+    if (!error)
+        path = fs::weakly_canonical(path, error);
+    return error ? fs::path() : path;
+}
+
 output_set::~output_set()
 {
     for (const file& output : files)
         if (!output.temporary.empty()) {
             unlink(output.temporary.c_str());
-            interruption_forget(output.temporary);
+            interruption_forget(output.watched);
         }
 }
 
@@ -131,7 +140,7 @@ void output_set::add(const std::string& path, const std::function<void(std::FILE
 {
     if (path == "-")
         return addStandardOutput(write);
-    files.push_back({path, output_target(path), "", ""}); // the destructor removes the temporary
+    files.push_back({path, output_target(path), "", -1, ""}); // the destructor removes the temporary
     file& output = files.back();
     const std::optional<mode_t> mode = modeOf(path, output.target);
     // Rights for others come with the last byte. A new file has them from the start: the system grants what
@@ -146,7 +155,7 @@ void output_set::add(const std::string& path, const std::function<void(std::FILE
         });
         if (descriptor < 0)
             fail(path, errno);
-        interruption_watch(output.temporary);
+        output.watched = interruption_watch(output.temporary);
     }
 
     std::unique_ptr<std::FILE, stream_closer> stream(fdopen(descriptor, "wb"));
@@ -172,7 +181,7 @@ void output_set::publishOne(file& output, bool keepBackup)
     }
     if (std::rename(output.temporary.c_str(), output.target.c_str()) != 0)
         fail(output.name, errno);
-    interruption_forget(output.temporary);
+    interruption_forget(output.watched);
     output.temporary.clear();
 }
 

@@ -14,6 +14,7 @@
 #include "input_file.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -22,6 +23,10 @@
 // The file that an output of this name replaces or creates: where the name is a link, the file at its end,
 // which need not be there yet. The link itself stays. Failures: file_failure for links in a circle.
 std::string output_target(const std::string& name);
+
+// The whole path of that file; empty when it cannot be told, as in a working folder that was deleted, where nothing
+// can be written anyhow.
+std::filesystem::path output_fullPath(const std::string& name);
 
 class output_set
 {
@@ -44,6 +49,7 @@ private:
         std::string name;      // as the user gave it
         std::string target;    // the same with links followed
         std::string temporary; // empty once renamed
+        int watched;           // its number with interruption_watch
         std::string backup;    // the file that was there before, while others are renamed
     };
 

@@ -50,6 +50,21 @@ std::optional<picture_format> picture_formatOf(const std::string& path)
     return ending == "raw" ? std::optional(picture_format::raw) : std::nullopt;
 }
 
+std::string picture_endingOf(picture_format format)
+{
+    switch (format) {
+    case picture_format::png:
+        return "png";
+    case picture_format::pgm:
+        return "pgm";
+    case picture_format::tiff:
+        return "tif";
+    case picture_format::raw:
+        return "raw";
+    }
+    return "";
+}
+
 picture picture_read(const std::string& path, const std::optional<raw_layout>& layout)
 {
     input_file file = input_open(path);

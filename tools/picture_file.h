@@ -14,6 +14,9 @@ enum class picture_format { png, pgm, tiff, raw };
 // The format in which a file of this name is written: what its ending says, in capital or small letters.
 std::optional<picture_format> picture_formatOf(const std::string& path);
 
+// The ending under which a format is written.
+std::string picture_endingOf(picture_format format);
+
 // Reads a file, or the standard input ("-"): a picture in one of the formats that are known, or, when a layout is
 // given, pixels of a camera without any header. Failures: file_failure.
 picture picture_read(const std::string& path, const std::optional<raw_layout>& layout = std::nullopt);

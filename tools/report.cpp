@@ -52,8 +52,10 @@ void report_print(const report& result)
         {"mpixel_per_s", result.megapixelsPerSecond},
         {"image_from_client", listOf(result.imageFromClient)},
     };
-    if (!result.path.empty())
-        object["path"] = result.path;
+    for (const auto& [key, text] : {std::pair("path", &result.path), std::pair("input", &result.input),
+                                    std::pair("output", &result.output)})
+        if (!text->empty())
+            object[key] = *text;
     print(object);
 }
 

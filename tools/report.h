@@ -1,6 +1,8 @@
 // What a run says on standard output; to a script it is one JSON object.
 #pragma once
 
+#include "options.h"
+
 #include <qip/status.h>
 
 #include <qbase/rect.h>
@@ -8,14 +10,21 @@
 
 #include <string>
 
-// The result's numbers; all zero when there is none.
+// The result's numbers; all zero when there is none. Of several pictures it also says which one it was.
 struct report {
+    explicit report(const options& o)
+        : input(o.outDir ? o.input : std::string()), output(o.outDir ? o.output : std::string())
+    {
+    }
+
     qstd_rect32 rect = {0, 0, 0, 0};
     int depth = 0;
     qip_status status = 0;
     double milliseconds = 0; // median of the calls
     double megapixelsPerSecond = 0;
     qmath_xformLinear imageFromClient = {0, 0, 0, 0, 0, 0};
+    std::string input;
+    std::string output;
     std::string path; // of the library; "" when the command has only one, or nothing was computed
 };
 

@@ -1,6 +1,7 @@
 #include "smoothing.h"
 
 #include "failure.h"
+#include "message.h"
 #include "output.h"
 #include "picture_file.h"
 #include "report.h"
@@ -105,7 +106,7 @@ void writeResult(const options& o, const destination& dst, const report& result)
         if (o.maskOut)
             addOutput(files, *o.maskOut, o.maskOutFormat, dst.mask.image);
     } else {
-        std::fputs("qip-smooth: empty result\n", stderr);
+        message_print(o.outDir ? o.input + ": empty result" : "empty result");
     }
     files.publish();
     if (!o.json)
@@ -124,7 +125,7 @@ input_image::input_image(const std::string& path, const options& o, const std::o
     : pixels(picture_read(path, layout))
 {
     if (pixels.wasColour)
-        std::fprintf(stderr, "qip-smooth: %s: converted to grey\n", path.c_str());
+        message_print(path + ": converted to grey");
     qstd_rect32 rect;
     refusal_check(qstd_rect32_init(&rect, o.origin.x, o.origin.y, pixels.width, pixels.height));
     refusal_check(qimg_image_constructMemory(&holder.image, pixels.depth / 8, &rect, pixels.stride(),
@@ -149,7 +150,7 @@ void smoothing_run(const options& o, const input_image& input, int depth, const 
 {
     if (depth == 8 && o.fill > UINT8_MAX)
         throw usage_failure("--fill: " + std::to_string(o.fill) + " does not fit the 8-bit output");
-    report result;
+    report result(o);
     const auto dst = callRepeatedly(o, depth, call, result);
     if (result.milliseconds > 0)
         result.megapixelsPerSecond = static_cast<double>(input.pixelCount()) / (result.milliseconds * 1e3);
