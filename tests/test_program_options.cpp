@@ -10,6 +10,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <regex>
+#include <set>
 #include <sstream>
 
 namespace
@@ -152,4 +154,30 @@ TEST_F(ProgramOptions, HelpAndVersionAreAnswers)
         EXPECT_NE(result.output, "") << line;
         EXPECT_EQ(result.errors, "") << line;
     }
+}
+
+// The manual page and the completion know the options that the program has, and no others.
+TEST_F(ProgramOptions, OptionsAreDocumentedAndCompleted)
+{
+    const auto optionsIn = [](const std::string& text, const char* before = "") {
+        const std::regex form(std::string(before) + "(--[a-z][a-z-]*)");
+        return std::set<std::string>(std::sregex_token_iterator(text.begin(), text.end(), form, 1), {});
+    };
+    const char* const startOfLine = "\n  (?:-h,)?"; // others are part of a description
+    const std::string common = run("--help").output;
+    std::string all = common;
+    for (const std::string command : {"", "gauss", "half", "binomial", "result-mask", "info"}) {
+        const std::string help = command.empty() ? common : common + run(command + " --help").output;
+        all += help;
+        std::set<std::string> expected = optionsIn(help, startOfLine);
+        if (!command.empty())
+            expected.erase("--version");
+        const program_result completed =
+            program_runAny({"/bin/bash", "-c",
+                            "source " TOOLS "/qip-smooth.bash; COMP_WORDS=(qip-smooth " + command +
+                                " --); COMP_CWORD=" + (command.empty() ? "1" : "2") +
+                                "; _qip_smooth; echo \"${COMPREPLY[@]}\""});
+        EXPECT_EQ(optionsIn(completed.output), expected) << command << completed.errors;
+    }
+    EXPECT_EQ(optionsIn(program_readFile(TOOLS "/qip-smooth.1.scd")), optionsIn(all, startOfLine));
 }

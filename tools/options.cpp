@@ -67,39 +67,9 @@ raw_layout readRaw(const std::string& option, const std::string& text)
         "\" is not WxH,FORMAT with a FORMAT of mono8, mono10, mono12, mono16, mono10p, mono12p");
 }
 
-int readDepth(const std::string& option, const std::string& text)
+half_axis readAxis(const std::string&, const std::string& text)
 {
-    if (text != "8" && text != "16")
-        throw usage_failure(option + ": \"" + text + "\" is neither 8 nor 16");
-    return option_int(option, text);
-}
-
-half_axis readAxis(const std::string& option, const std::string& text)
-{
-    if (text == "xy")
-        return half_axis::xy;
-    if (text == "x")
-        return half_axis::x;
-    if (text == "y")
-        return half_axis::y;
-    throw usage_failure(option + ": \"" + text + "\" is none of xy, x, y");
-}
-
-// The greatest value of a 16-bit pixel; one that is too great for an 8-bit output shows when the input is
-// read.
-int32_t readFill(const std::string& option, const std::string& text)
-{
-    return option_intInRange(option, text, 0, UINT16_MAX);
-}
-
-int32_t readCount(const std::string& option, const std::string& text)
-{
-    return option_intInRange(option, text, 0, INT32_MAX);
-}
-
-int32_t readRepeat(const std::string& option, const std::string& text)
-{
-    return option_intInRange(option, text, 1, INT32_MAX);
+    return text == "xy" ? half_axis::xy : text == "x" ? half_axis::x : half_axis::y;
 }
 
 // ---- the commands ----
@@ -161,7 +131,8 @@ void addGauss(CLI::App* app, options& o)
     addValue(sub, "--gain", "G", "factor on every value (default 1)", o.params.gain, option_double);
     sub->add_flag_callback(
         "--round", [&o] { o.params.round = 1; }, "round half up instead of truncating");
-    addValue(sub, "--depth", "8|16", "bits of an output pixel (default: as the input)", o.depth, readDepth);
+    addValue(sub, "--depth", "BITS", "bits of an output pixel (default: as the input)", o.depth, option_int)
+        ->check(CLI::IsMember({"8", "16"}));
     addMasks(sub, o);
     addValue(sub, "--reset-mask", "FILE", "8-bit mask: where it is 0 pixels are not smoothed", o.resetMask,
              readText);
@@ -176,7 +147,8 @@ void addHalf(CLI::App* app, options& o)
 {
     CLI::App* sub = addCommand(app, "half", command::half, "smooth with 1 4 6 4 1 and halve", o);
     addFiles(sub, "IN", o);
-    addValue(sub, "--axis", "xy|x|y", "directions to smooth and halve (default xy)", o.axis, readAxis);
+    addValue(sub, "--axis", "AXIS", "directions to smooth and halve (default xy)", o.axis, readAxis)
+        ->check(CLI::IsMember({"xy", "x", "y"}));
     addMasks(sub, o);
 }
 
@@ -220,7 +192,10 @@ void addCommonOptions(CLI::App* app, options& o)
     addValue(app, "--roi", "X,Y,W,H", "write this rectangle instead of all that the input yields", o.roi,
              option_rect);
     addValue(app, "--fill", "V", "value of the pixels of --roi that nothing reaches (default 0)", o.fill,
-             readFill);
+             option_int)
+        ->check(
+            CLI::Range(0, UINT16_MAX)); // one too great for an 8-bit output shows when the input is read
+
     addValue(app, "--client", "A,B,C,D,TX,TY",
              "the input's image-from-client transform: m00, m01, m10, m11, tx, ty (default: identity)",
              o.imageFromClient, option_xform);
@@ -232,9 +207,11 @@ void addCommonOptions(CLI::App* app, options& o)
         app, "--threads", "N",
         "split large pictures over this many threads, 0: one a processor (default: one a processor for "
         "gauss with --mask, else one)",
-        o.threadCount, readCount);
+        o.threadCount, option_int)
+        ->check(CLI::NonNegativeNumber);
     addValue(app, "--repeat", "N", "run the call N times and report the median time (default 1)", o.repeat,
-             readRepeat);
+             option_int)
+        ->check(CLI::PositiveNumber);
     app->add_flag("--json", o.json,
                   "describe the result, and the path that gauss took, on standard output");
 }
