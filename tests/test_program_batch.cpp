@@ -1,4 +1,5 @@
-// Many pictures by one run: what comes of each, what is refused before any of them, the terminal, and signals.
+// Many pictures by one run: what comes of each, what is refused before any of them, the terminal, and
+// signals.
 #include "support/program.h"
 #include "support/random.h"
 

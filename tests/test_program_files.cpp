@@ -1,5 +1,5 @@
-// PNG and Netpbm files: every kind that is understood, every way to be broken; and outputs that appear whole or
-// not at all.
+// PNG and Netpbm files: every kind that is understood, every way to be broken; and outputs that appear
+// whole or not at all.
 #include "support/program.h"
 #include "support/random.h"
 #include "tools/picture.h"

@@ -104,8 +104,8 @@ header readHeader(const input_file& file)
     return h;
 }
 
-// The places that the header names, held against the file's size. What the header says of that is not looked at:
-// programs are known to write anything there.
+// The places that the header names, held against the file's size. What the header says of that is not
+// looked at: programs are known to write anything there.
 void checkPlaces(const input_file& file, const header& h)
 {
     const uint64_t headersEnd = uint64_t{h.paletteAt} + uint64_t{h.paletteCount} * h.entryBytes;

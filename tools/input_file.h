@@ -24,10 +24,10 @@ struct input_file {
     size_t headSize;
 };
 
-// Opens a regular file; anything else (missing, a folder, a pipe) is a file_failure. "-" is the standard input,
-// whatever it is. The stream stands at the file's beginning.
+// Opens a regular file; anything else (missing, a folder, a pipe) is a file_failure. "-" is the standard
+// input, whatever it is. The stream stands at the file's beginning.
 input_file input_open(const std::string& path);
 
-// Brings the rest of a pipe, up to `most` bytes in all, into a temporary file without a name; a file that is
-// complete stays as it is. Failures: file_failure.
+// Brings the rest of a pipe, up to `most` bytes in all, into a temporary file without a name; a file that
+// is complete stays as it is. Failures: file_failure.
 void input_complete(input_file* file, uint64_t most = UINT64_MAX);

@@ -191,11 +191,10 @@ void addCommonOptions(CLI::App* app, options& o)
              option_point);
     addValue(app, "--roi", "X,Y,W,H", "write this rectangle instead of all that the input yields", o.roi,
              option_rect);
+    // A value that is too great for an 8-bit output shows when the input is read.
     addValue(app, "--fill", "V", "value of the pixels of --roi that nothing reaches (default 0)", o.fill,
              option_int)
-        ->check(
-            CLI::Range(0, UINT16_MAX)); // one too great for an 8-bit output shows when the input is read
-
+        ->check(CLI::Range(0, UINT16_MAX));
     addValue(app, "--client", "A,B,C,D,TX,TY",
              "the input's image-from-client transform: m00, m01, m10, m11, tx, ty (default: identity)",
              o.imageFromClient, option_xform);

@@ -4,8 +4,8 @@
 // renames the temporaries to their destinations; a rename that fails takes back those before it. A signal
 // that ends the process takes the temporaries with it (interruption.h) and waits for nothing but `publish`.
 //
-// The name "-" stands for the standard output, to which a file goes as soon as it is whole, before the others are
-// renamed.
+// The name "-" stands for the standard output, to which a file goes as soon as it is whole, before the
+// others are renamed.
 //
 // A destination that exists keeps its access rights, a new one gets those of any new file; its temporary
 // never has more.
@@ -24,8 +24,8 @@
 // which need not be there yet. The link itself stays. Failures: file_failure for links in a circle.
 std::string output_target(const std::string& name);
 
-// The whole path of that file; empty when it cannot be told, as in a working folder that was deleted, where nothing
-// can be written anyhow.
+// The whole path of that file; empty when it cannot be told, as in a working folder that was deleted, where
+// nothing can be written anyhow.
 std::filesystem::path output_fullPath(const std::string& name);
 
 class output_set
@@ -36,8 +36,8 @@ public:
     output_set(const output_set&) = delete;
     output_set& operator=(const output_set&) = delete;
 
-    // Writes one file's temporary: `write` fills the stream, in which it may seek. Failures: file_failure, and
-    // what `write` throws; nothing of the file is left then.
+    // Writes one file's temporary: `write` fills the stream, in which it may seek. Failures: file_failure,
+    // and what `write` throws; nothing of the file is left then.
     void add(const std::string& path, const std::function<void(std::FILE*)>& write);
 
     // Puts all files into place. Failures: file_failure; every destination is then as it was, save for the

@@ -16,7 +16,8 @@ namespace
 
 using json = nlohmann::ordered_json;
 
-// On one line. A name of a file may hold bytes that are no text: they become the sign for what cannot be read.
+// On one line. A name of a file may hold bytes that are no text: they become the sign for what cannot be
+// read.
 void print(const json& object)
 {
     report_printText(object.dump(-1, ' ', false, json::error_handler_t::replace));

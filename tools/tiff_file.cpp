@@ -87,7 +87,8 @@ struct closer {
 
 using owned_tiff = std::unique_ptr<TIFF, closer>;
 
-// Null with a message when the file cannot be opened. No block that libtiff takes is larger than `greatestBlock`.
+// Null with a message when the file cannot be opened. No block that libtiff takes is larger than
+// `greatestBlock`.
 owned_tiff open(session* s, const std::string& name, const char* mode, uint64_t greatestBlock)
 {
     TIFFOpenOptions* const wishes = TIFFOpenOptionsAlloc();

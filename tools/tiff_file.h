@@ -1,6 +1,7 @@
-// TIFF files with one grey picture of 8 or 16 bits a pixel, in rows or in tiles; where 0 is white, pixels are inverted.
-// Not packed, or packed without loss by LZW, DEFLATE or PackBits. Anything else is refused: colour, several samples a
-// pixel, signed values, floats, several pictures in a file, rows that do not run from the top left.
+// TIFF files with one grey picture of 8 or 16 bits a pixel, in rows or in tiles; where 0 is white, pixels
+// are inverted. Not packed, or packed without loss by LZW, DEFLATE or PackBits. Anything else is refused:
+// colour, several samples a pixel, signed values, floats, several pictures in a file, rows that do not run
+// from the top left.
 #pragma once
 
 #include "input_file.h"

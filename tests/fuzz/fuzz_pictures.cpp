@@ -1,10 +1,10 @@
 // Picture files: what the program's readers accept is written by its writers and read back equal; what
 // they refuse is a file_failure.
 //
-// An input is a file as it stands, or, when it begins with an R, pixels without a header: three bytes for their
-// format, width and height, then the file. Bytes changed at random would not get past a PNG's checksums and its
-// compressed rows, so that a mutator takes such a file to pieces, changes one of them, and puts it
-// together again.
+// An input is a file as it stands, or, when it begins with an R, pixels without a header: three bytes for
+// their format, width and height, then the file. Bytes changed at random would not get past a PNG's
+// checksums and its compressed rows, so that a mutator takes such a file to pieces, changes one of them,
+// and puts it together again.
 #include "tools/failure.h"
 #include "tools/picture_file.h"
 
