@@ -3,6 +3,7 @@
 #include "batch.h"
 #include "failure.h"
 #include "report.h"
+#include "smoothing.h"
 
 #include <qbase/cpuinfo.h>
 #include <qbase/jobs.h>
@@ -48,7 +49,7 @@ void runOne(const options& o)
     try {
         dispatch(o);
     } catch (const refusal& answer) {
-        report nothing(o);
+        report nothing = smoothing_emptyReport(o);
         nothing.status = answer.status;
         if (o.json && o.what != command::info)
             report_print(nothing);

@@ -1,8 +1,6 @@
 // What a run says on standard output; to a script it is one JSON object.
 #pragma once
 
-#include "options.h"
-
 #include <qip/status.h>
 
 #include <qbase/rect.h>
@@ -12,11 +10,6 @@
 
 // The result's numbers; all zero when there is none. Of several pictures it also says which one it was.
 struct report {
-    explicit report(const options& o)
-        : input(o.outDir ? o.input : std::string()), output(o.outDir ? o.output : std::string())
-    {
-    }
-
     qstd_rect32 rect = {0, 0, 0, 0};
     int depth = 0;
     qip_status status = 0;

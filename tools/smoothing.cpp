@@ -4,7 +4,6 @@
 #include "message.h"
 #include "output.h"
 #include "picture_file.h"
-#include "report.h"
 
 #include <algorithm>
 #include <chrono>
@@ -145,12 +144,22 @@ mask_image::mask_image(const std::string& path, const options& o, const std::opt
         throw file_failure(path, "has 16 bits a pixel; a mask has 8");
 }
 
+report smoothing_emptyReport(const options& o)
+{
+    report nothing;
+    if (o.outDir) {
+        nothing.input = o.input;
+        nothing.output = o.output;
+    }
+    return nothing;
+}
+
 void smoothing_run(const options& o, const input_image& input, int depth, const smoothing_call& call,
                    const smoothing_path& path)
 {
     if (depth == 8 && o.fill > UINT8_MAX)
         throw usage_failure("--fill: " + std::to_string(o.fill) + " does not fit the 8-bit output");
-    report result(o);
+    report result = smoothing_emptyReport(o);
     const auto dst = callRepeatedly(o, depth, call, result);
     if (result.milliseconds > 0)
         result.megapixelsPerSecond = static_cast<double>(input.pixelCount()) / (result.milliseconds * 1e3);

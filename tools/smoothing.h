@@ -4,6 +4,7 @@
 
 #include "options.h"
 #include "picture.h"
+#include "report.h"
 
 #include <qip/status.h>
 
@@ -92,6 +93,9 @@ using smoothing_call = std::function<qip_status(qimg_image* dst, qimg_image* dst
 
 // The name of the path that has made this destination.
 using smoothing_path = std::function<std::string(const qimg_image& dst)>;
+
+// The report of a run that has not computed anything.
+report smoothing_emptyReport(const options& o);
 
 // Runs the call as often as asked, writes its result of `depth` bits, and its mask when one is asked for,
 // and reports; the path too, for commands whose pixels depend on it. Failures: refusal, usage_failure (the
