@@ -26,9 +26,9 @@ std::string littleEndian(uint64_t number, int byteCount)
 // ---- TIFF ----
 
 struct tiff_kind {
-    uint32_t depth;
-    uint32_t compression;
-    uint32_t photometric;
+    int depth;
+    int compression;
+    int photometric;
     bool isTiled;
     const char* mode;
 };
@@ -41,40 +41,37 @@ void writeTiff(
     const std::function<void(TIFF*)>& change = [](TIFF*) {})
 {
     TIFF* const tiff = TIFFOpen(path.c_str(), kind.mode);
-    const uint32_t side = 16; // of a tile, which is larger than the picture or does not divide it
-    const std::pair<int, uint32_t> tags[] = {
-        {TIFFTAG_IMAGEWIDTH, static_cast<uint32_t>(picture.width)},
-        {TIFFTAG_IMAGELENGTH, static_cast<uint32_t>(picture.height)},
-        {TIFFTAG_BITSPERSAMPLE, kind.depth},
-        {TIFFTAG_COMPRESSION, kind.compression},
-        {TIFFTAG_PHOTOMETRIC, kind.photometric},
-        {kind.isTiled ? TIFFTAG_TILEWIDTH : TIFFTAG_ROWSPERSTRIP, side},
-        {kind.isTiled ? TIFFTAG_TILELENGTH : TIFFTAG_ROWSPERSTRIP, side}};
+    const int side = 16; // of a tile, which is larger than the picture or does not divide it
+    const std::pair<int, int> tags[] = {{TIFFTAG_IMAGEWIDTH, picture.width},
+                                        {TIFFTAG_IMAGELENGTH, picture.height},
+                                        {TIFFTAG_BITSPERSAMPLE, kind.depth},
+                                        {TIFFTAG_COMPRESSION, kind.compression},
+                                        {TIFFTAG_PHOTOMETRIC, kind.photometric},
+                                        {kind.isTiled ? TIFFTAG_TILEWIDTH : TIFFTAG_ROWSPERSTRIP, side},
+                                        {kind.isTiled ? TIFFTAG_TILELENGTH : TIFFTAG_ROWSPERSTRIP, side}};
     for (const auto& [tag, value] : tags)
         TIFFSetField(tiff, static_cast<uint32_t>(tag), value);
     change(tiff);
-    const auto sample = [&](uint32_t x, uint32_t y) {
-        const bool isInside =
-            x < static_cast<uint32_t>(picture.width) && y < static_cast<uint32_t>(picture.height);
-        const uint32_t value =
-            isInside ? picture.pixels[y * static_cast<uint32_t>(picture.width) + x] : 0x5555;
-        return littleEndian(kind.photometric == PHOTOMETRIC_MINISWHITE ? ~value : value,
-                            static_cast<int>(kind.depth) / 8);
-    };
-    const uint32_t step = kind.isTiled ? side : 1;
-    for (uint32_t top = 0; top < static_cast<uint32_t>(picture.height); top += step)
-        for (uint32_t left = 0; left < static_cast<uint32_t>(picture.width);
-             left += kind.isTiled ? side : static_cast<uint32_t>(picture.width)) {
+    const int stepX = kind.isTiled ? side : picture.width;
+    const int stepY = kind.isTiled ? side : 1;
+    for (int top = 0; top < picture.height; top += stepY)
+        for (int left = 0; left < picture.width; left += stepX) {
             std::string bytes;
-            for (uint32_t y = top; y < top + step; ++y)
-                for (uint32_t x = left;
-                     x < (kind.isTiled ? left + side : static_cast<uint32_t>(picture.width)); ++x)
-                    bytes += sample(x, y);
+            for (int y = top; y < top + stepY; ++y)
+                for (int x = left; x < left + stepX; ++x) {
+                    const bool isInside = x < picture.width && y < picture.height;
+                    const int value =
+                        isInside ? picture.pixels[static_cast<size_t>(y * picture.width + x)] : 0x5555;
+                    bytes += littleEndian(
+                        static_cast<uint64_t>(kind.photometric == PHOTOMETRIC_MINISWHITE ? ~value : value),
+                        kind.depth / 8);
+                }
             bytes.resize(16 * bytes.size()); // what some changes make of a row is longer
             if (kind.isTiled)
-                TIFFWriteTile(tiff, bytes.data(), left, top, 0, 0);
+                TIFFWriteTile(tiff, bytes.data(), static_cast<uint32_t>(left), static_cast<uint32_t>(top),
+                              0, 0);
             else
-                TIFFWriteScanline(tiff, bytes.data(), top, 0);
+                TIFFWriteScanline(tiff, bytes.data(), static_cast<uint32_t>(top), 0);
         }
     TIFFClose(tiff);
 }
@@ -166,10 +163,10 @@ protected:
 
 TEST_F(ProgramFormats, EveryKindOfGreyTiffIsRead)
 {
-    for (const uint32_t depth : {8u, 16u})
-        for (const uint32_t compression :
+    for (const int depth : {8, 16})
+        for (const int compression :
              {COMPRESSION_NONE, COMPRESSION_LZW, COMPRESSION_ADOBE_DEFLATE, COMPRESSION_PACKBITS})
-            for (const uint32_t photometric : {PHOTOMETRIC_MINISBLACK, PHOTOMETRIC_MINISWHITE})
+            for (const int photometric : {PHOTOMETRIC_MINISBLACK, PHOTOMETRIC_MINISWHITE})
                 for (const bool isTiled : {false, true})
                     for (const char* mode : {"wl", "wb", "w8"}) {
                         const program_picture picture =
@@ -230,7 +227,7 @@ TEST_F(ProgramFormats, OtherTiffsAreRefusedInPlainWords)
 
     // Sizes that are not there, packed and not, in rows and in tiles.
     constexpr uint32_t large = 60000;
-    for (const uint32_t compression : {COMPRESSION_NONE, COMPRESSION_LZW, COMPRESSION_ADOBE_DEFLATE})
+    for (const int compression : {COMPRESSION_NONE, COMPRESSION_LZW, COMPRESSION_ADOBE_DEFLATE})
         for (const bool isTiled : {false, true}) {
             writeTiff(in, {8, compression, PHOTOMETRIC_MINISBLACK, isTiled, "w"}, picture);
             std::string bytes = program_readFile(in);
