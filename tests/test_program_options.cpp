@@ -62,7 +62,8 @@ TEST_F(ProgramOptions, UsageErrorsEndWithTwo)
     std::istringstream lines(
         "|smooth IN OUT|gauss IN|gauss IN OUT more.pgm|--kernle 3|--kernel|--kernel 3y4|--kernel 3x"
         "|--kernel 3x4x5|--kernel 1.5|--kernel 99999999999|--kernel 1 --kernel 2|--sample 0x10y|--gain 1,5"
-        "|--gain 1e999|--mask-mode -1|--threshold half|--depth 12|gauss IN16 OUT --depth 8|--passes 2"
+        "|--gain 1e999|--mask-mode -1|--threshold half|--depth 12|--jobs 2|gauss IN16 OUT --depth "
+        "8|--passes 2"
         "|gauss IN OUT.jpg|gauss IN out.ppm|gauss IN noending|gauss IN -|gauss - OUT --mask -|--format jpg"
         "|gauss IN - --format png --json|--raw 3x2|--raw 3x2,mono9|--raw 0x2,mono8|--raw "
         "9,mono8x2|--origin 1|--origin 1,2,3"
@@ -81,7 +82,7 @@ TEST_F(ProgramOptions, UsageErrorsEndWithTwo)
         EXPECT_EQ(result.output, "") << line;
         expectUntouched(line);
     }
-    EXPECT_EQ(count, 51);
+    EXPECT_EQ(count, 52);
 }
 
 TEST_F(ProgramOptions, RefusalsNameTheStatus)

@@ -173,11 +173,13 @@ void addResultMask(CLI::App* app, options& o)
 
 void addCommonOptions(CLI::App* app, options& o)
 {
-    addValue(app, "--out-dir", "DIR", "read all FILES and write each picture to this folder, side by side",
-             o.outDir, readText);
+    CLI::Option* const outDir =
+        addValue(app, "--out-dir", "DIR",
+                 "read all FILES and write each picture to this folder, side by side", o.outDir, readText);
     addValue(app, "--jobs", "N", "pictures at a time with --out-dir, 0: one a processor (default 0)",
              o.jobs, option_int)
-        ->check(CLI::Range(0, 128));
+        ->check(CLI::Range(0, 128))
+        ->needs(outDir);
     app->add_flag("--quiet", o.quiet, "no progress bar with --out-dir");
     addValue(
         app, "--raw", "WxH,FORMAT",
