@@ -1,4 +1,4 @@
-# What `cmake --install` installs: libraries, the program, headers, a relocatable CMake package and a
+# What `cmake --install` installs: libraries, the program with its manual page and its completion, headers, a relocatable CMake package and a
 # pkg-config file.
 include(CMakePackageConfigHelpers)
 
@@ -13,6 +13,11 @@ if(TARGET qip-smooth)
     file(RELATIVE_PATH libraries_from_program /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
     set_target_properties(qip-smooth PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_program}")
     install(TARGETS qip-smooth RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    install(FILES tools/qip-smooth.bash RENAME qip-smooth
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+    if(TARGET qip-smooth-page)
+        install(FILES ${PROJECT_BINARY_DIR}/tools/qip-smooth.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    endif()
     # Built with the RPATH of the installed program, and the libraries where it finds them from its build folder:
     # an RPATH to be replaced at installation would end in an empty element, which means the current folder.
     if(libraries_from_program STREQUAL "../${CMAKE_INSTALL_LIBDIR}")

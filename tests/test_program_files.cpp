@@ -1,4 +1,4 @@
-// Picture files in and out: every kind that is understood, every way to be broken, and outputs that appear
+// PNG and Netpbm files: every kind that is understood, every way to be broken; and outputs that appear
 // whole or not at all.
 #include "support/program.h"
 #include "support/random.h"
@@ -264,7 +264,6 @@ TEST_F(ProgramFiles, BrokenFilesAreRefusedInPlainWords)
     const std::string header("IHDR\x7f\xff\xff\xff\x7f\xff\xff\xff\x08\0\0\0\0\x31\xa2\x54\xba", 21);
     const std::pair<const char*, std::string> files[] = {
         {"empty.png", ""},
-        {"text.png", "P5 1 1 255\na"},
         {"signature.png", png.substr(0, 8)},
         {"header.png", png.substr(0, 30)},
         {"data.png", png.substr(0, png.find("IDAT") + 9)},
@@ -273,7 +272,6 @@ TEST_F(ProgramFiles, BrokenFilesAreRefusedInPlainWords)
         {"promise.png", png.substr(0, 12) + header + png.substr(33)},
         {"empty.pgm", ""},
         {"text.pgm", "P2 1 1 255 9"},
-        {"png.pgm", png},
         {"width.pgm", "P5 x 1 255\na"},
         {"negative.pgm", "P5 -1 1 255\na"},
         {"zero.pgm", "P5 0 1 255\n"},
@@ -427,7 +425,7 @@ TEST_F(ProgramFiles, DeletedWorkingFolderIsSaidInPlainWords)
 TEST_F(ProgramFiles, FailedWritesLeaveTheOldFile)
 {
     program_writeFile(folder.file("in.pgm"), program_pgmOf(program_randomPicture(&random, 100, 100, 255)));
-    for (const char* name : {"out.png", "out.pgm"}) {
+    for (const char* name : {"out.png", "out.pgm", "out.tif", "out.raw"}) {
         program_writeFile(folder.file(name), "old");
         const std::string command =
             program_path() + " gauss " + folder.file("in.pgm") + " " + folder.file(name) + " --json";
@@ -439,7 +437,7 @@ TEST_F(ProgramFiles, FailedWritesLeaveTheOldFile)
         EXPECT_EQ(full.output, "") << "a report of a file that was not written";
         EXPECT_EQ(program_readFile(folder.file(name)), "old");
     }
-    EXPECT_EQ(folder.listing(), "in.pgm out.pgm out.png ");
+    EXPECT_EQ(folder.listing(), "in.pgm out.pgm out.png out.raw out.tif ");
 }
 
 // Of two outputs the second cannot be put into place, since its destination becomes a folder while the

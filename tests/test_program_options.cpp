@@ -10,6 +10,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <regex>
+#include <set>
 #include <sstream>
 
 namespace
@@ -60,13 +62,16 @@ TEST_F(ProgramOptions, UsageErrorsEndWithTwo)
     std::istringstream lines(
         "|smooth IN OUT|gauss IN|gauss IN OUT more.pgm|--kernle 3|--kernel|--kernel 3y4|--kernel 3x"
         "|--kernel 3x4x5|--kernel 1.5|--kernel 99999999999|--kernel 1 --kernel 2|--sample 0x10y|--gain 1,5"
-        "|--gain 1e999|--mask-mode -1|--threshold half|--depth 12|gauss IN16 OUT --depth 8|--passes 2"
-        "|gauss IN.tif OUT|gauss IN OUT.tif|gauss IN out.ppm|gauss IN noending|--origin 1|--origin 1,2,3"
+        "|--gain 1e999|--mask-mode -1|--threshold half|--depth 12|--jobs 2|gauss IN16 OUT --depth "
+        "8|--passes 2"
+        "|gauss IN OUT.jpg|gauss IN out.ppm|gauss IN noending|gauss IN -|gauss - OUT --mask -|--format jpg"
+        "|gauss IN - --format png --json|--raw 3x2|--raw 3x2,mono9|--raw 0x2,mono8|--raw "
+        "9,mono8x2|--origin 1|--origin 1,2,3"
         "|--roi 0,0,4|--roi 0,0,0,4|--roi 0,0,4,-1|--roi 0,0,4,4 --fill 256|--roi 0,0,4,4 --fill -1"
         "|--depth 16 --roi 0,0,4,4 --fill 65536|--client 1,0,0,1,0|--client 1,0,0,1,0,x|--repeat 0"
         "|--threads -1|--cpu|--cpu mmx|info --cpu AVX2|half IN OUT --axis z|half IN OUT --mask-out mask.pgm"
         "|half IN OUT --mask IN --mask-out OUT|binomial IN OUT --mask-out mask.pgm"
-        "|binomial IN OUT --passes two|result-mask IN OUT --centre-mask IN.bmp");
+        "|binomial IN OUT --passes two");
     int count = 0;
     for (std::string line; std::getline(lines, line, '|'); ++count) {
         if (line.starts_with("--"))
@@ -77,7 +82,7 @@ TEST_F(ProgramOptions, UsageErrorsEndWithTwo)
         EXPECT_EQ(result.output, "") << line;
         expectUntouched(line);
     }
-    EXPECT_EQ(count, 45);
+    EXPECT_EQ(count, 52);
 }
 
 TEST_F(ProgramOptions, RefusalsNameTheStatus)
@@ -131,8 +136,7 @@ TEST_F(ProgramOptions, LevelsAndThreadsAreReported)
         EXPECT_EQ(result.exitStatus, isThere ? 0 : 2) << level;
         if (!isThere)
             continue;
-        EXPECT_NE(result.output.find(std::string("\"cpu\": \"") + level + "\""), std::string::npos)
-            << result.output;
+        EXPECT_EQ(program_jsonText(result.output, "cpu"), level);
         EXPECT_EQ(program_jsonNumber(result.output, "threads"), 3);
         EXPECT_EQ(program_jsonKeys(result.output), "version cpu threads ");
     }
@@ -151,4 +155,30 @@ TEST_F(ProgramOptions, HelpAndVersionAreAnswers)
         EXPECT_NE(result.output, "") << line;
         EXPECT_EQ(result.errors, "") << line;
     }
+}
+
+// The manual page and the completion know the options that the program has, and no others.
+TEST_F(ProgramOptions, OptionsAreDocumentedAndCompleted)
+{
+    const auto optionsIn = [](const std::string& text, const char* before = "") {
+        const std::regex form(std::string(before) + "(--[a-z][a-z-]*)");
+        return std::set<std::string>(std::sregex_token_iterator(text.begin(), text.end(), form, 1), {});
+    };
+    const char* const startOfLine = "\n  (?:-h,)?"; // others are part of a description
+    const std::string common = run("--help").output;
+    std::string all = common;
+    for (const std::string command : {"", "gauss", "half", "binomial", "result-mask", "info"}) {
+        const std::string help = command.empty() ? common : common + run(command + " --help").output;
+        all += help;
+        std::set<std::string> expected = optionsIn(help, startOfLine);
+        if (!command.empty())
+            expected.erase("--version");
+        const program_result completed =
+            program_runAny({"/bin/bash", "-c",
+                            "source " TOOLS "/qip-smooth.bash; COMP_WORDS=(qip-smooth " + command +
+                                " --); COMP_CWORD=" + (command.empty() ? "1" : "2") +
+                                "; _qip_smooth; echo \"${COMPREPLY[@]}\""});
+        EXPECT_EQ(optionsIn(completed.output), expected) << command << completed.errors;
+    }
+    EXPECT_EQ(optionsIn(program_readFile(TOOLS "/qip-smooth.1.scd")), optionsIn(all, startOfLine));
 }

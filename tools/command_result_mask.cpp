@@ -9,7 +9,7 @@ void command_resultMask(const options& o)
 {
     // The library takes these as they are, and writes nothing where they make no sense.
     refusal_check(qip_gaussParams_validate(&o.params));
-    const mask_image mask(o.input, o);
+    const mask_image mask(o.input, o, o.raw);
     const optional_mask centreMask(o.centreMask, o);
     const int32_t kernelSize[] = {o.params.kernelSizeX, o.params.kernelSizeY};
     const int32_t sample[] = {o.params.sampleX, o.params.sampleY};

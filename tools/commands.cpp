@@ -1,7 +1,9 @@
 #include "commands.h"
 
+#include "batch.h"
 #include "failure.h"
 #include "report.h"
+#include "smoothing.h"
 
 #include <qbase/cpuinfo.h>
 #include <qbase/jobs.h>
@@ -42,19 +44,26 @@ void dispatch(const options& o)
     }
 }
 
-} // namespace
-
-void command_run(const options& o)
+void runOne(const options& o)
 {
-    useProcessor(o);
-    useThreads(o);
     try {
         dispatch(o);
     } catch (const refusal& answer) {
-        report nothing;
+        report nothing = smoothing_emptyReport(o);
         nothing.status = answer.status;
         if (o.json && o.what != command::info)
             report_print(nothing);
         throw;
     }
+}
+
+} // namespace
+
+void command_run(const options& o)
+{
+    useProcessor(o);
+    if (o.outDir && o.what != command::info)
+        return batch_run(o, runOne);
+    useThreads(o);
+    runOne(o);
 }

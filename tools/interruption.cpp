@@ -10,26 +10,27 @@
 namespace
 {
 
+enum watch_state { isFree, isBeingNamed, isWatched };
+
 struct watchedFile {
-    std::atomic<bool> isWatched;
+    std::atomic<int> state;
     char name[PATH_MAX];
 };
 
-watchedFile watchedFiles[4];
+watchedFile watchedFiles[256];
 
 // How many delays there are; `isEnding` once a signal has begun to end the process. The handler may run on
 // any thread, hence a number that is changed in one step rather than a signal mask, which is one thread's.
 constexpr int isEnding = -1;
 std::atomic<int> delays = 0;
 std::atomic<int> notedSignal = 0;
-static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
-              "signal handlers may use nothing that locks");
+static_assert(std::atomic<int>::is_always_lock_free, "signal handlers may use nothing that locks");
 
 // All calls here are among those that a signal handler may make.
 [[noreturn]] void endBy(int number)
 {
     for (const watchedFile& file : watchedFiles)
-        if (file.isWatched)
+        if (file.state == isWatched)
             unlink(file.name);
     struct sigaction byDefault = {};
     byDefault.sa_handler = SIG_DFL;
@@ -98,29 +99,36 @@ void interruption_catch()
     }
 }
 
-void interruption_watch(const std::string& name)
+int interruption_watch(const std::string& name)
 {
-    for (watchedFile& file : watchedFiles)
-        if (!file.isWatched && name.size() < sizeof file.name) {
+    constexpr int none = -1;
+    if (name.size() >= sizeof watchedFiles[0].name)
+        return none;
+    for (watchedFile& file : watchedFiles) {
+        int expected = isFree;
+        if (file.state.compare_exchange_strong(expected, isBeingNamed)) {
             std::memcpy(file.name, name.c_str(), name.size() + 1);
-            file.isWatched = true;
-            return;
+            file.state = isWatched;
+            return static_cast<int>(&file - watchedFiles);
         }
+    }
+    return none;
 }
 
-void interruption_forget(const std::string& name)
+void interruption_forget(int watched)
 {
-    for (watchedFile& file : watchedFiles)
-        if (file.isWatched && name == file.name)
-            file.isWatched = false;
+    if (watched >= 0)
+        watchedFiles[watched].state = isFree;
 }
 
 interruption_delay::interruption_delay()
 {
     int count = delays;
-    while (count == isEnding || !delays.compare_exchange_weak(count, count + 1))
-        if (count == isEnding)
-            pause(); // another thread is ending the process
+    while (notedSignal != 0 || count == isEnding || !delays.compare_exchange_weak(count, count + 1)) {
+        if (notedSignal != 0 || count == isEnding)
+            pause(); // the process is about to end
+        count = delays;
+    }
 }
 
 interruption_delay::~interruption_delay()

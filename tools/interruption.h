@@ -11,13 +11,15 @@
 // one, removes the watched files first. A signal that is ignored (as by nohup) stays ignored.
 void interruption_catch();
 
-// From and up to here `name` is a file to remove. Four files may be watched at a time, which is twice what
-// the program needs; one more would not be removed.
-void interruption_watch(const std::string& name);
-void interruption_forget(const std::string& name);
+// From here on `name` is a file to remove, until it is forgotten under the number that is returned. 256
+// files may be watched at a time, one for each picture that is being written and more; one more would not
+// be removed. Both may be called by several threads.
+int interruption_watch(const std::string& name);
+void interruption_forget(int watched);
 
-// While one exists a signal is only noted; with the last one's end it takes its effect. For moments
-// in which the watched names and the files do not agree: they must be short.
+// While one exists a signal is only noted; with the last one's end it takes its effect. For moments in
+// which the watched names and the files do not agree: they must be short. None begins once a signal is
+// noted; a thread that has one must not begin another.
 class interruption_delay
 {
 public:

@@ -2,9 +2,9 @@
 #include "commands.h"
 #include "failure.h"
 #include "interruption.h"
+#include "message.h"
 
 #include <csignal>
-#include <cstdio>
 #include <exception>
 #include <new>
 
@@ -16,7 +16,7 @@ namespace
 
 int report(const char* message, exit_status status)
 {
-    std::fprintf(stderr, "qip-smooth: %s\n", message);
+    message_print(message);
     return status;
 }
 

@@ -2,11 +2,11 @@
 
 #include "failure.h"
 #include "output.h"
-#include "picture_file.h"
 #include "report.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <sstream>
@@ -39,59 +39,37 @@ CLI::Option* addValue(CLI::App* app, const std::string& name, const std::string&
 
 // ---- values that only one option takes ----
 
-std::string readInputName(const std::string& option, const std::string& text)
+// What is asked of these shows when they are used: files may not be there, the processor service knows the
+// names of levels.
+std::string readText(const std::string&, const std::string& text)
 {
-    if (picture_formatOf(text) == picture_format::unknown)
-        throw usage_failure(option + ": \"" + text + "\" does not end in .png, .pgm or .ppm");
     return text;
 }
 
-std::string readOutputName(const std::string& option, const std::string& text)
+picture_format readFormat(const std::string&, const std::string& text)
 {
-    const picture_format format = picture_formatOf(text);
-    if (format != picture_format::png && format != picture_format::pgm)
-        throw usage_failure(option + ": \"" + text + "\" does not end in .png or .pgm");
-    return text;
+    return *picture_formatOf("." + text);
 }
 
-int readDepth(const std::string& option, const std::string& text)
+raw_layout readRaw(const std::string& option, const std::string& text)
 {
-    if (text != "8" && text != "16")
-        throw usage_failure(option + ": \"" + text + "\" is neither 8 nor 16");
-    return option_int(option, text);
+    constexpr std::pair<const char*, raw_format> formats[] = {
+        {"mono8", raw_format::mono8},   {"mono10", raw_format::mono10},   {"mono12", raw_format::mono12},
+        {"mono16", raw_format::mono16}, {"mono10p", raw_format::mono10p}, {"mono12p", raw_format::mono12p}};
+    const size_t by = text.find('x');
+    const size_t comma = text.find(',');
+    for (const auto& [name, format] : formats)
+        if (by < comma && text.substr(comma + 1) == name)
+            return {option_intInRange(option, text.substr(0, by), 1, INT32_MAX),
+                    option_intInRange(option, text.substr(by + 1, comma - by - 1), 1, INT32_MAX), format};
+    throw usage_failure(
+        option + ": \"" + text +
+        "\" is not WxH,FORMAT with a FORMAT of mono8, mono10, mono12, mono16, mono10p, mono12p");
 }
 
-half_axis readAxis(const std::string& option, const std::string& text)
+half_axis readAxis(const std::string&, const std::string& text)
 {
-    if (text == "xy")
-        return half_axis::xy;
-    if (text == "x")
-        return half_axis::x;
-    if (text == "y")
-        return half_axis::y;
-    throw usage_failure(option + ": \"" + text + "\" is none of xy, x, y");
-}
-
-// The greatest value of a 16-bit pixel; one that is too great for an 8-bit output shows when the input is
-// read.
-int32_t readFill(const std::string& option, const std::string& text)
-{
-    return option_intInRange(option, text, 0, UINT16_MAX);
-}
-
-int32_t readCount(const std::string& option, const std::string& text)
-{
-    return option_intInRange(option, text, 0, INT32_MAX);
-}
-
-int32_t readRepeat(const std::string& option, const std::string& text)
-{
-    return option_intInRange(option, text, 1, INT32_MAX);
-}
-
-std::string readLevel(const std::string&, const std::string& text)
-{
-    return text; // the processor service knows the names
+    return text == "xy" ? half_axis::xy : text == "x" ? half_axis::x : half_axis::y;
 }
 
 // ---- the commands ----
@@ -108,9 +86,13 @@ CLI::App* addCommand(CLI::App* app, const std::string& name, command what, const
 
 void addFiles(CLI::App* sub, const std::string& inputName, options& o)
 {
-    addValue(sub, inputName, "FILE", "picture to read: .png, .pgm or .ppm", o.input, readInputName)
+    sub->add_option("FILES", o.files,
+                    inputName +
+                        " and OUT, the pictures to read (PNG, TIFF, BMP, PGM or PPM) and to write (.png, "
+                        ".tif, .tiff, .pgm or .raw), where - is standard input or output; with "
+                        "--out-dir the pictures to read")
+        ->type_name("")
         ->required();
-    addValue(sub, "OUT", "FILE", "picture to write: .png or .pgm", o.output, readOutputName)->required();
 }
 
 void addKernelAndSample(CLI::App* sub, qip_gaussParams& params)
@@ -137,8 +119,8 @@ void addThreshold(CLI::App* sub, qip_gaussParams& params)
 
 void addMasks(CLI::App* sub, options& o)
 {
-    addValue(sub, "--mask", "FILE", "8-bit mask of the input", o.mask, readInputName);
-    addValue(sub, "--mask-out", "FILE", "mask to write", o.maskOut, readOutputName);
+    addValue(sub, "--mask", "FILE", "8-bit mask of the input", o.mask, readText);
+    addValue(sub, "--mask-out", "FILE", "mask to write", o.maskOut, readText);
 }
 
 void addGauss(CLI::App* app, options& o)
@@ -149,10 +131,11 @@ void addGauss(CLI::App* app, options& o)
     addValue(sub, "--gain", "G", "factor on every value (default 1)", o.params.gain, option_double);
     sub->add_flag_callback(
         "--round", [&o] { o.params.round = 1; }, "round half up instead of truncating");
-    addValue(sub, "--depth", "8|16", "bits of an output pixel (default: as the input)", o.depth, readDepth);
+    addValue(sub, "--depth", "BITS", "bits of an output pixel (default: as the input)", o.depth, option_int)
+        ->check(CLI::IsMember({"8", "16"}));
     addMasks(sub, o);
     addValue(sub, "--reset-mask", "FILE", "8-bit mask: where it is 0 pixels are not smoothed", o.resetMask,
-             readInputName);
+             readText);
     addValue(sub, "--mask-mode", "0|1", "1: fill masked-out pixels from their neighbours",
              o.params.maskParams.mode, option_unsigned);
     addValue(sub, "--result-mode", "0|1", "1: a pixel is valid when enough of its kernel is",
@@ -164,7 +147,8 @@ void addHalf(CLI::App* app, options& o)
 {
     CLI::App* sub = addCommand(app, "half", command::half, "smooth with 1 4 6 4 1 and halve", o);
     addFiles(sub, "IN", o);
-    addValue(sub, "--axis", "xy|x|y", "directions to smooth and halve (default xy)", o.axis, readAxis);
+    addValue(sub, "--axis", "AXIS", "directions to smooth and halve (default xy)", o.axis, readAxis)
+        ->check(CLI::IsMember({"xy", "x", "y"}));
     addMasks(sub, o);
 }
 
@@ -184,63 +168,122 @@ void addResultMask(CLI::App* app, options& o)
     addFiles(sub, "MASK", o);
     addKernelAndSample(sub, o.params);
     addThreshold(sub, o.params);
-    addValue(sub, "--centre-mask", "FILE", "8-bit mask of the kernels' centres", o.centreMask,
-             readInputName);
+    addValue(sub, "--centre-mask", "FILE", "8-bit mask of the kernels' centres", o.centreMask, readText);
 }
 
 void addCommonOptions(CLI::App* app, options& o)
 {
+    CLI::Option* const outDir =
+        addValue(app, "--out-dir", "DIR",
+                 "read all FILES and write each picture to this folder, side by side", o.outDir, readText);
+    addValue(app, "--jobs", "N", "pictures at a time with --out-dir, 0: one a processor (default 0)",
+             o.jobs, option_int)
+        ->check(CLI::Range(0, 128))
+        ->needs(outDir);
+    app->add_flag("--quiet", o.quiet, "no progress bar with --out-dir");
+    addValue(
+        app, "--raw", "WxH,FORMAT",
+        "the input is a camera's pixels without a header; FORMAT: mono8, mono10, mono12, mono16, mono10p, "
+        "mono12p",
+        o.raw, readRaw);
+    addValue(app, "--format", "FORMAT",
+             "format to write (default: as the name ends, with --out-dir else png)", o.format, readFormat)
+        ->check(CLI::IsMember({"png", "tiff", "pgm", "raw"}));
     addValue(app, "--origin", "X,Y", "origin of the input's rectangle (default 0,0)", o.origin,
              option_point);
     addValue(app, "--roi", "X,Y,W,H", "write this rectangle instead of all that the input yields", o.roi,
              option_rect);
+    // A value that is too great for an 8-bit output shows when the input is read.
     addValue(app, "--fill", "V", "value of the pixels of --roi that nothing reaches (default 0)", o.fill,
-             readFill);
+             option_int)
+        ->check(CLI::Range(0, UINT16_MAX));
     addValue(app, "--client", "A,B,C,D,TX,TY",
              "the input's image-from-client transform: m00, m01, m10, m11, tx, ty (default: identity)",
              o.imageFromClient, option_xform);
     addValue(app, "--cpu", "auto|plain|sse|avx2|neon",
              "processor level to use at most, to compare levels or to get the pixels that gauss gives on a "
              "lesser processor (default auto)",
-             o.cpuLevel, readLevel);
+             o.cpuLevel, readText);
     addValue(
         app, "--threads", "N",
         "split large pictures over this many threads, 0: one a processor (default: one a processor for "
         "gauss with --mask, else one)",
-        o.threadCount, readCount);
+        o.threadCount, option_int)
+        ->check(CLI::NonNegativeNumber);
     addValue(app, "--repeat", "N", "run the call N times and report the median time (default 1)", o.repeat,
-             readRepeat);
+             option_int)
+        ->check(CLI::PositiveNumber);
     app->add_flag("--json", o.json,
                   "describe the result, and the path that gauss took, on standard output");
 }
 
 // ---- rules that span options ----
 
-// The whole path of the file that an output writes; empty when that cannot be told, as in a working folder
-// that was deleted, where nothing can be written anyhow.
-std::filesystem::path fullPath(const std::string& output)
-{
-    std::error_code error;
-    std::filesystem::path path = std::filesystem::absolute(output_target(output), error);
-    if (!error)
-        path = std::filesystem::weakly_canonical(path, error);
-    return error ? std::filesystem::path() : path;
-}
-
 bool areSameFile(const std::string& a, const std::string& b)
 {
-    const std::filesystem::path pathOfA = fullPath(a);
-    return !pathOfA.empty() && pathOfA == fullPath(b);
+    const std::filesystem::path pathOfA = output_fullPath(a);
+    return !pathOfA.empty() && pathOfA == output_fullPath(b);
 }
 
-void checkTogether(const options& o)
+picture_format formatOf(const std::string& option, const std::string& name)
 {
+    if (name == "-")
+        throw usage_failure(option + ": the standard output needs --format");
+    if (const auto format = picture_formatOf(name))
+        return *format;
+    throw usage_failure(option + ": \"" + name +
+                        "\" does not end in .png, .tif, .tiff, .pgm or .raw, and there is no --format");
+}
+
+void chooseFormats(options& o)
+{
+    o.outputFormat = o.format ? *o.format : formatOf("OUT", o.output);
+    if (!o.maskOut)
+        return;
+    const std::optional<picture_format> byName = picture_formatOf(*o.maskOut);
+    o.maskOutFormat = !byName && o.format ? *o.format : formatOf("--mask-out", *o.maskOut);
+}
+
+void checkStandardStreams(const options& o)
+{
+    int readers = o.input == "-";
+    for (const auto* mask : {&o.mask, &o.resetMask, &o.centreMask})
+        readers += *mask == "-";
+    if (readers > 1)
+        throw usage_failure("the standard input can be read as one picture only");
+    if (o.json && (o.output == "-" || o.maskOut == "-"))
+        throw usage_failure("--json: the standard output is taken by a picture");
+}
+
+void checkOne(options& o)
+{
+    if (o.files.size() < 2)
+        throw usage_failure("OUT is missing (qip-smooth --help)");
+    if (o.files.size() > 2)
+        throw usage_failure("\"" + o.files[2] + "\" is one file too many; several are read with --out-dir");
+    o.input = o.files[0];
+    o.output = o.files[1];
+    checkStandardStreams(o);
+    chooseFormats(o);
     if (!o.maskOut)
         return;
     if (!o.mask && o.what != command::gauss)
         throw usage_failure("--mask-out needs --mask");
     if (areSameFile(*o.maskOut, o.output))
         throw usage_failure("--mask-out: \"" + *o.maskOut + "\" is OUT as well");
+}
+
+void checkBatch(const options& o)
+{
+    if (o.maskOut)
+        throw usage_failure("--mask-out does not go with --out-dir");
+    if (o.threadCount)
+        throw usage_failure("--threads does not go with --out-dir, which has --jobs");
+    std::vector<std::string> inputs = o.files;
+    for (const auto* mask : {&o.mask, &o.resetMask, &o.centreMask})
+        inputs.push_back(mask->value_or(""));
+    if (std::find(inputs.begin(), inputs.end(), "-") != inputs.end())
+        throw usage_failure("the standard input does not go with --out-dir");
 }
 
 } // namespace
@@ -274,6 +317,11 @@ std::optional<options> options_parse(int argc, const char* const* argv)
     } catch (const CLI::ParseError& error) {
         throw usage_failure(std::string(error.what()) + " (qip-smooth --help)");
     }
-    checkTogether(o);
+    if (o.what == command::info)
+        return o;
+    if (o.outDir)
+        checkBatch(o);
+    else
+        checkOne(o);
     return o;
 }

@@ -2,11 +2,13 @@
 #pragma once
 
 #include "option_values.h"
+#include "picture_file.h"
 
 #include <qip/params.h>
 
 #include <optional>
 #include <string>
+#include <vector>
 
 enum class command { gauss, half, binomial, result_mask, info };
 enum class half_axis { xy, x, y };
@@ -14,8 +16,18 @@ enum class half_axis { xy, x, y };
 struct options {
     command what = command::info;
 
-    std::string input; // the mask in the case of result-mask
-    std::string output;
+    std::vector<std::string> files;    // as they stand in the command line
+    std::optional<std::string> outDir; // for the outputs of all of `files`
+    int32_t jobs = 0;                  // 0: one a processor
+    bool quiet = false;
+
+    // What is read and written; with outDir, for each file in options of its own.
+    std::string input;  // the mask in the case of result-mask; "-" is the standard input
+    std::string output; // "-" is the standard output, for the masks to write too
+    std::optional<raw_layout> raw;
+    std::optional<picture_format> format;
+    picture_format outputFormat = picture_format::png; // what `format` and the names come to
+    picture_format maskOutFormat = picture_format::png;
     std::optional<std::string> mask;
     std::optional<std::string> resetMask;
     std::optional<std::string> centreMask;

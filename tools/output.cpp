@@ -1,7 +1,6 @@
 #include "output.h"
 
 #include "failure.h"
-#include "input_file.h"
 #include "interruption.h"
 
 #include <cerrno>
@@ -18,6 +17,8 @@ namespace fs = std::filesystem;
 
 namespace
 {
+
+constexpr const char* standardOutput = "standard output";
 
 [[noreturn]] void fail(const std::string& name, int error)
 {
@@ -95,18 +96,51 @@ std::string output_target(const std::string& name)
     fail(name, ELOOP);
 }
 
+fs::path output_fullPath(const std::string& name)
+{
+    std::error_code error;
+    fs::path path = fs::absolute(output_target(name), error);
+    if (!error)
+        path = fs::weakly_canonical(path, error);
+    return error ? fs::path() : path;
+}
+
 output_set::~output_set()
 {
     for (const file& output : files)
         if (!output.temporary.empty()) {
             unlink(output.temporary.c_str());
-            interruption_forget(output.temporary);
+            interruption_forget(output.watched);
         }
+}
+
+void output_set::addStandardOutput(const std::function<void(std::FILE*)>& write)
+{
+    forStandardOutput.reset(std::tmpfile());
+    if (!forStandardOutput)
+        fail(standardOutput, errno);
+    write(forStandardOutput.get());
+    if (std::ferror(forStandardOutput.get()) || std::fflush(forStandardOutput.get()) != 0)
+        fail(standardOutput, errno);
+}
+
+void output_set::copyToStandardOutput()
+{
+    std::FILE* const from = forStandardOutput.get();
+    std::rewind(from);
+    char bytes[1 << 13];
+    while (const size_t count = std::fread(bytes, 1, sizeof bytes, from))
+        if (std::fwrite(bytes, 1, count, stdout) != count)
+            fail(standardOutput, errno);
+    if (std::ferror(from) || std::fflush(stdout) != 0)
+        fail(standardOutput, errno);
 }
 
 void output_set::add(const std::string& path, const std::function<void(std::FILE*)>& write)
 {
-    files.push_back({path, output_target(path), "", ""}); // the destructor removes the temporary
+    if (path == "-")
+        return addStandardOutput(write);
+    files.push_back({path, output_target(path), "", -1, ""}); // the destructor removes the temporary
     file& output = files.back();
     const std::optional<mode_t> mode = modeOf(path, output.target);
     // Rights for others come with the last byte. A new file has them from the start: the system grants what
@@ -121,7 +155,7 @@ void output_set::add(const std::string& path, const std::function<void(std::FILE
         });
         if (descriptor < 0)
             fail(path, errno);
-        interruption_watch(output.temporary);
+        output.watched = interruption_watch(output.temporary);
     }
 
     std::unique_ptr<std::FILE, stream_closer> stream(fdopen(descriptor, "wb"));
@@ -147,7 +181,7 @@ void output_set::publishOne(file& output, bool keepBackup)
     }
     if (std::rename(output.temporary.c_str(), output.target.c_str()) != 0)
         fail(output.name, errno);
-    interruption_forget(output.temporary);
+    interruption_forget(output.watched);
     output.temporary.clear();
 }
 
@@ -166,6 +200,8 @@ void output_set::takeBack(file& output)
 
 void output_set::publish()
 {
+    if (forStandardOutput)
+        copyToStandardOutput(); // a reader may take its time, and a signal end it
     const interruption_delay untilAllAreInPlace;
     // After the last rename nothing can fail any more, so that one needs no backup.
     for (size_t i = 0; i < files.size(); ++i) {

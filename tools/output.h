@@ -4,18 +4,29 @@
 // renames the temporaries to their destinations; a rename that fails takes back those before it. A signal
 // that ends the process takes the temporaries with it (interruption.h) and waits for nothing but `publish`.
 //
+// The name "-" stands for the standard output, to which a file goes as soon as it is whole, before the
+// others are renamed.
+//
 // A destination that exists keeps its access rights, a new one gets those of any new file; its temporary
 // never has more.
 #pragma once
 
+#include "input_file.h"
+
 #include <cstdio>
+#include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 // The file that an output of this name replaces or creates: where the name is a link, the file at its end,
 // which need not be there yet. The link itself stays. Failures: file_failure for links in a circle.
 std::string output_target(const std::string& name);
+
+// The whole path of that file; empty when it cannot be told, as in a working folder that was deleted, where
+// nothing can be written anyhow.
+std::filesystem::path output_fullPath(const std::string& name);
 
 class output_set
 {
@@ -25,11 +36,12 @@ public:
     output_set(const output_set&) = delete;
     output_set& operator=(const output_set&) = delete;
 
-    // Writes one file's temporary: `write` fills the stream. Failures: file_failure, and what `write`
-    // throws; nothing of the file is left then.
+    // Writes one file's temporary: `write` fills the stream, in which it may seek. Failures: file_failure,
+    // and what `write` throws; nothing of the file is left then.
     void add(const std::string& path, const std::function<void(std::FILE*)>& write);
 
-    // Puts all files into place. Failures: file_failure; every destination is then as it was.
+    // Puts all files into place. Failures: file_failure; every destination is then as it was, save for the
+    // standard output.
     void publish();
 
 private:
@@ -37,11 +49,15 @@ private:
         std::string name;      // as the user gave it
         std::string target;    // the same with links followed
         std::string temporary; // empty once renamed
+        int watched;           // its number with interruption_watch
         std::string backup;    // the file that was there before, while others are renamed
     };
 
+    void addStandardOutput(const std::function<void(std::FILE*)>& write);
+    void copyToStandardOutput();
     void publishOne(file& output, bool keepBackup);
     void takeBack(file& output);
 
     std::vector<file> files;
+    std::unique_ptr<std::FILE, stream_closer> forStandardOutput; // a temporary file without a name
 };

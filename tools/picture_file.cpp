@@ -1,12 +1,41 @@
 #include "picture_file.h"
 
+#include "bmp_file.h"
+#include "failure.h"
+#include "input_file.h"
 #include "png_file.h"
 #include "pnm_file.h"
+#include "tiff_file.h"
 
 #include <algorithm>
 #include <cctype>
+#include <string_view>
 
-picture_format picture_formatOf(const std::string& path)
+using namespace std::string_view_literals;
+
+namespace
+{
+
+struct known {
+    std::string_view signature;
+    picture (*read)(const input_file& file);
+};
+
+// Two byte orders of TIFF, each with addresses of 32 and of 64 bits.
+constexpr known formats[] = {
+    {"\x89PNG\r\n\x1a\n"sv, png_read},
+    {"P5"sv, pnm_read},
+    {"P6"sv, pnm_read},
+    {"II*\0"sv, tiff_read},
+    {"MM\0*"sv, tiff_read},
+    {"II+\0"sv, tiff_read},
+    {"MM\0+"sv, tiff_read},
+    {"BM"sv, bmp_read},
+};
+
+} // namespace
+
+std::optional<picture_format> picture_formatOf(const std::string& path)
 {
     const size_t dot = path.rfind('.');
     std::string ending = dot == std::string::npos ? "" : path.substr(dot + 1);
@@ -16,18 +45,53 @@ picture_format picture_formatOf(const std::string& path)
         return picture_format::png;
     if (ending == "pgm")
         return picture_format::pgm;
-    return ending == "ppm" ? picture_format::ppm : picture_format::unknown;
+    if (ending == "tif" || ending == "tiff")
+        return picture_format::tiff;
+    return ending == "raw" ? std::optional(picture_format::raw) : std::nullopt;
 }
 
-picture picture_read(const std::string& path)
+std::string picture_endingOf(picture_format format)
 {
-    return picture_formatOf(path) == picture_format::png ? png_read(path) : pnm_read(path);
+    switch (format) {
+    case picture_format::png:
+        return "png";
+    case picture_format::pgm:
+        return "pgm";
+    case picture_format::tiff:
+        return "tif";
+    case picture_format::raw:
+        return "raw";
+    }
+    return "";
 }
 
-void picture_write(std::FILE* stream, const std::string& path, const picture_view& pixels)
+picture picture_read(const std::string& path, const std::optional<raw_layout>& layout)
 {
-    if (picture_formatOf(path) == picture_format::png)
-        png_write(stream, path, pixels);
-    else
-        pnm_write(stream, path, pixels);
+    input_file file = input_open(path);
+    if (layout) {
+        input_complete(&file, raw_byteCount(*layout) + 1); // one more shows that the file is too long
+        return raw_read(file, *layout);
+    }
+    const std::string_view head(reinterpret_cast<const char*>(file.head.data()), file.headSize);
+    for (const known& format : formats)
+        if (head.starts_with(format.signature)) {
+            input_complete(&file);
+            return format.read(file);
+        }
+    throw file_failure(file.name, "is not a PNG, TIFF, BMP or binary PGM or PPM file");
+}
+
+void picture_write(std::FILE* stream, const std::string& name, picture_format format,
+                   const picture_view& pixels)
+{
+    switch (format) {
+    case picture_format::png:
+        return png_write(stream, name, pixels);
+    case picture_format::pgm:
+        return pnm_write(stream, name, pixels);
+    case picture_format::tiff:
+        return tiff_write(stream, name, pixels);
+    case picture_format::raw:
+        return raw_write(stream, name, pixels);
+    }
 }

@@ -4,7 +4,6 @@
 #include "png_file.h"
 
 #include "failure.h"
-#include "input_file.h"
 
 #include <bit>
 #include <cerrno>
@@ -240,26 +239,25 @@ void makeInfo(Session* session, const std::string& path)
 
 } // namespace
 
-picture png_read(const std::string& path)
+picture png_read(const input_file& file)
 {
-    const input_file file = input_open(path);
     reader session = {};
     const readerGuard guard = {&session};
     session.stream = file.stream.get();
     session.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &session, onError<reader>, onWarning);
-    makeInfo(&session, path);
+    makeInfo(&session, file.name);
 
     const auto attemptOrFail = [&](void (*step)(reader*)) {
         if (!attempt(&session, step))
-            throw file_failure(path, std::string("is not a sound PNG file: ") + session.message);
+            throw file_failure(file.name, std::string("is not a sound PNG file: ") + session.message);
     };
     attemptOrFail(readHeader);
     if (session.height > (file.size + 1) * maxExpansion / session.storedRowBytes)
-        throw file_failure(path, "is truncated: it is too short for its size in pixels");
+        throw file_failure(file.name, "is truncated: it is too short for its size in pixels");
     attemptOrFail(startPixels);
     picture result;
-    picture_allocate(result, path, session.width, session.height, session.depth);
-    const auto row = picture_allocateRow(path, session.rowBytes);
+    picture_allocate(result, file.name, session.width, session.height, session.depth);
+    const auto row = picture_allocateRow(file.name, session.rowBytes);
     session.row = row.get();
     session.pixels = result.pixels.get();
     attemptOrFail(readPixels);

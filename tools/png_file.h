@@ -3,12 +3,13 @@
 // passed over, whatever they hold, wrong checksums included: pixel values are measurements.
 #pragma once
 
+#include "input_file.h"
 #include "picture.h"
 
 #include <cstdio>
 #include <string>
 
-picture png_read(const std::string& path);
+picture png_read(const input_file& file);
 
 // Grey, 8 or 16 bits.
 void png_write(std::FILE* stream, const std::string& path, const picture_view& pixels);

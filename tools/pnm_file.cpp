@@ -1,7 +1,6 @@
 #include "pnm_file.h"
 
 #include "failure.h"
-#include "input_file.h"
 
 #include <cerrno>
 #include <cstring>
@@ -62,34 +61,31 @@ void bytesFromSixteenBit(uint8_t* bytes, const uint8_t* pixels, size_t count)
 
 } // namespace
 
-picture pnm_read(const std::string& path)
+picture pnm_read(const input_file& file)
 {
-    const input_file file = input_open(path);
     std::FILE* stream = file.stream.get();
-    const int magic = std::getc(stream) == 'P' ? std::getc(stream) : EOF;
-    if (magic != '5' && magic != '6')
-        throw file_failure(path, "is not a binary PGM or PPM file");
-    const uint64_t width = readNumber(stream, path);
-    const uint64_t height = readNumber(stream, path);
-    const uint64_t greatest = readNumber(stream, path);
+    const int magic = std::getc(stream) == 'P' ? std::getc(stream) : EOF; // 5 or 6
+    const uint64_t width = readNumber(stream, file.name);
+    const uint64_t height = readNumber(stream, file.name);
+    const uint64_t greatest = readNumber(stream, file.name);
     if (greatest < 1 || greatest > 65535)
-        throw file_failure(path, "has a greatest value outside 1 to 65535");
+        throw file_failure(file.name, "has a greatest value outside 1 to 65535");
 
     const int channels = magic == '6' ? 3 : 1;
     const int depth = greatest <= 255 ? 8 : 16;
     const uint64_t pixelBytes = static_cast<uint64_t>(channels) * static_cast<uint64_t>(depth) / 8;
     const uint64_t held = file.size / pixelBytes;
     if (width > 0 && height > held / width)
-        throw file_failure(path, "is truncated: it is too short for its size in pixels");
+        throw file_failure(file.name, "is truncated: it is too short for its size in pixels");
     picture result;
-    picture_allocate(result, path, width, height, depth);
+    picture_allocate(result, file.name, width, height, depth);
     result.wasColour = channels == 3;
     const uint64_t rowSamples = width * static_cast<uint64_t>(channels);
     const uint64_t rowBytes = rowSamples * static_cast<uint64_t>(depth) / 8;
-    const auto row = picture_allocateRow(path, rowBytes);
+    const auto row = picture_allocateRow(file.name, rowBytes);
     for (int64_t y = 0; y < result.height; ++y) {
         if (std::fread(row.get(), 1, static_cast<size_t>(rowBytes), stream) != rowBytes)
-            throw file_failure(path, std::ferror(stream) ? "cannot be read" : "is truncated");
+            throw file_failure(file.name, std::ferror(stream) ? "cannot be read" : "is truncated");
         if (depth == 16)
             sixteenBitFromBytes(row.get(), static_cast<size_t>(rowSamples));
         if (channels == 3)

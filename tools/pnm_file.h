@@ -2,12 +2,13 @@
 // header; one up to 255 makes an 8-bit picture, one above a 16-bit picture.
 #pragma once
 
+#include "input_file.h"
 #include "picture.h"
 
 #include <cstdio>
 #include <string>
 
-picture pnm_read(const std::string& path);
+picture pnm_read(const input_file& file);
 
 // P5 with the greatest value 255 or 65535.
 void pnm_write(std::FILE* stream, const std::string& path, const picture_view& pixels);

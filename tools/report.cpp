@@ -5,107 +5,67 @@
 #include <qbase/cpuinfo.h>
 #include <qbase/jobs.h>
 
+#include <nlohmann/json.hpp>
+
 #include <cerrno>
-#include <charconv>
-#include <cmath>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <vector>
 
 namespace
 {
 
-// The shortest text that reads back as the same number; JSON has no word for what is not a finite number.
-std::string numberText(double value)
+using json = nlohmann::ordered_json;
+
+// On one line. A name of a file may hold bytes that are no text: they become the sign for what cannot be
+// read.
+void print(const json& object)
 {
-    if (!std::isfinite(value))
-        return "null";
-    char text[32];
-    return std::string(text, std::to_chars(text, text + sizeof text, value).ptr);
+    report_printText(object.dump(-1, ' ', false, json::error_handler_t::replace));
 }
 
-// Texts side by side, with brackets around them and commas between.
-std::string bracketed(char open, const std::vector<std::string>& texts, char close)
+json listOf(const qmath_xformLinear& xform)
 {
-    std::string all(1, open);
-    for (const std::string& text : texts) {
-        if (all.size() > 1)
-            all += ", ";
-        all += text;
-    }
-    return all += close;
-}
-
-std::string quoted(const std::string& text)
-{
-    return bracketed('"', {text}, '"');
-}
-
-std::string field(const char* name, const std::string& value)
-{
-    return quoted(name) + ": " + value;
-}
-
-std::string field(const char* name, int32_t value)
-{
-    return field(name, std::to_string(value));
-}
-
-std::string xformText(const qmath_xformLinear& xform)
-{
-    std::vector<std::string> elements;
-    for (const double element : {xform.m00, xform.m01, xform.m10, xform.m11, xform.tx, xform.ty})
-        elements.push_back(numberText(element));
-    return bracketed('[', elements, ']');
-}
-
-std::string cpuField()
-{
-    return field("cpu", quoted(qsys_cpuinfo_levelName()));
-}
-
-std::string threadsField()
-{
-    return field("threads", qsys_jobs_getThreadCount());
+    return {xform.m00, xform.m01, xform.m10, xform.m11, xform.tx, xform.ty};
 }
 
 } // namespace
 
 void report_printText(const std::string& text)
 {
-    if (std::puts(text.c_str()) < 0 || std::fflush(stdout) != 0)
+    // One call, so that the lines of several threads do not mix.
+    const std::string line = text + "\n";
+    if (std::fwrite(line.data(), 1, line.size(), stdout) != line.size() || std::fflush(stdout) != 0)
         throw file_failure("standard output", std::string("cannot be written: ") + std::strerror(errno));
 }
 
 void report_print(const report& result)
 {
-    std::vector<std::string> fields = {
-        field("x", result.rect.x),
-        field("y", result.rect.y),
-        field("width", result.rect.width),
-        field("height", result.rect.height),
-        field("depth", result.depth),
-        field("status", result.status),
-        cpuField(),
-        threadsField(),
-        field("ms", numberText(result.milliseconds)),
-        field("mpixel_per_s", numberText(result.megapixelsPerSecond)),
-        field("image_from_client", xformText(result.imageFromClient)),
+    json object = {
+        {"x", result.rect.x},
+        {"y", result.rect.y},
+        {"width", result.rect.width},
+        {"height", result.rect.height},
+        {"depth", result.depth},
+        {"status", result.status},
+        {"cpu", qsys_cpuinfo_levelName()},
+        {"threads", qsys_jobs_getThreadCount()},
+        {"ms", result.milliseconds},
+        {"mpixel_per_s", result.megapixelsPerSecond},
+        {"image_from_client", listOf(result.imageFromClient)},
     };
-    if (!result.path.empty())
-        fields.push_back(field("path", quoted(result.path)));
-    report_printText(bracketed('{', fields, '}'));
+    for (const auto& [key, text] : {std::pair("path", &result.path), std::pair("input", &result.input),
+                                    std::pair("output", &result.output)})
+        if (!text->empty())
+            object[key] = *text;
+    print(object);
 }
 
-void report_printInfo(const std::string& version, bool json)
+void report_printInfo(const std::string& version, bool asJson)
 {
-    if (json)
-        return report_printText(
-            bracketed('{', {field("version", quoted(version)), cpuField(), threadsField()}, '}'));
-    std::string text = "version " + version;
-    text += "\nprocessor level ";
-    text += qsys_cpuinfo_levelName();
-    text += "\nthreads " + std::to_string(qsys_jobs_getThreadCount());
-    report_printText(text);
+    if (asJson)
+        return print({{"version", version},
+                      {"cpu", qsys_cpuinfo_levelName()},
+                      {"threads", qsys_jobs_getThreadCount()}});
+    report_printText("version " + version + "\nprocessor level " + qsys_cpuinfo_levelName() + "\nthreads " +
+                     std::to_string(qsys_jobs_getThreadCount()));
 }

@@ -8,7 +8,7 @@
 
 #include <string>
 
-// The result's numbers; all zero when there is none.
+// The result's numbers; all zero when there is none. Of several pictures it also says which one it was.
 struct report {
     qstd_rect32 rect = {0, 0, 0, 0};
     int depth = 0;
@@ -16,6 +16,8 @@ struct report {
     double milliseconds = 0; // median of the calls
     double megapixelsPerSecond = 0;
     qmath_xformLinear imageFromClient = {0, 0, 0, 0, 0, 0};
+    std::string input;
+    std::string output;
     std::string path; // of the library; "" when the command has only one, or nothing was computed
 };
 
@@ -26,4 +28,4 @@ void report_printText(const std::string& text);
 void report_print(const report& result);
 
 // Version, processor level and thread count, as JSON or for people.
-void report_printInfo(const std::string& version, bool json);
+void report_printInfo(const std::string& version, bool asJson);

@@ -1,9 +1,9 @@
 #include "smoothing.h"
 
 #include "failure.h"
+#include "message.h"
 #include "output.h"
 #include "picture_file.h"
-#include "report.h"
 
 #include <algorithm>
 #include <chrono>
@@ -87,11 +87,11 @@ bool isEmpty(const qimg_image& image)
     return !isBound || isNull;
 }
 
-void addOutput(output_set& files, const std::string& path, const qimg_image& image)
+void addOutput(output_set& files, const std::string& path, picture_format format, const qimg_image& image)
 {
     const picture_view view = {image.rect.width, image.rect.height, image.pixelSize * 8, image.stride,
                                static_cast<const uint8_t*>(image.firstPixel)};
-    files.add(path, [&](std::FILE* stream) { picture_write(stream, path, view); });
+    files.add(path, [&](std::FILE* stream) { picture_write(stream, path, format, view); });
 }
 
 // The report comes last, so that it is true. Files that are in place stay when it cannot be delivered: they
@@ -101,11 +101,11 @@ void writeResult(const options& o, const destination& dst, const report& result)
     output_set files;
     const bool isWritten = !isEmpty(dst.pixels.image);
     if (isWritten) {
-        addOutput(files, o.output, dst.pixels.image);
+        addOutput(files, o.output, o.outputFormat, dst.pixels.image);
         if (o.maskOut)
-            addOutput(files, *o.maskOut, dst.mask.image);
+            addOutput(files, *o.maskOut, o.maskOutFormat, dst.mask.image);
     } else {
-        std::fputs("qip-smooth: empty result\n", stderr);
+        message_print(o.outDir ? o.input + ": empty result" : "empty result");
     }
     files.publish();
     if (!o.json)
@@ -120,26 +120,38 @@ void writeResult(const options& o, const destination& dst, const report& result)
 
 } // namespace
 
-input_image::input_image(const std::string& path, const options& o) : pixels(picture_read(path))
+input_image::input_image(const std::string& path, const options& o, const std::optional<raw_layout>& layout)
+    : pixels(picture_read(path, layout))
 {
     if (pixels.wasColour)
-        std::fprintf(stderr, "qip-smooth: %s: converted to grey\n", path.c_str());
+        message_print(path + ": converted to grey");
     qstd_rect32 rect;
     refusal_check(qstd_rect32_init(&rect, o.origin.x, o.origin.y, pixels.width, pixels.height));
     refusal_check(qimg_image_constructMemory(&holder.image, pixels.depth / 8, &rect, pixels.stride(),
                                              pixels.pixels.get(), nullptr, nullptr));
 }
 
-source_image::source_image(const options& o) : input_image(o.input, o)
+source_image::source_image(const options& o) : input_image(o.input, o, o.raw)
 {
     if (o.imageFromClient)
         refusal_check(qimg_image_setLinearImageFromClientXform(&holder.image, &*o.imageFromClient));
 }
 
-mask_image::mask_image(const std::string& path, const options& o) : input_image(path, o)
+mask_image::mask_image(const std::string& path, const options& o, const std::optional<raw_layout>& layout)
+    : input_image(path, o, layout)
 {
     if (depth() != 8)
         throw file_failure(path, "has 16 bits a pixel; a mask has 8");
+}
+
+report smoothing_emptyReport(const options& o)
+{
+    report nothing;
+    if (o.outDir) {
+        nothing.input = o.input;
+        nothing.output = o.output;
+    }
+    return nothing;
 }
 
 void smoothing_run(const options& o, const input_image& input, int depth, const smoothing_call& call,
@@ -147,7 +159,7 @@ void smoothing_run(const options& o, const input_image& input, int depth, const 
 {
     if (depth == 8 && o.fill > UINT8_MAX)
         throw usage_failure("--fill: " + std::to_string(o.fill) + " does not fit the 8-bit output");
-    report result;
+    report result = smoothing_emptyReport(o);
     const auto dst = callRepeatedly(o, depth, call, result);
     if (result.milliseconds > 0)
         result.megapixelsPerSecond = static_cast<double>(input.pixelCount()) / (result.milliseconds * 1e3);

@@ -4,6 +4,7 @@
 
 #include "options.h"
 #include "picture.h"
+#include "report.h"
 
 #include <qip/status.h>
 
@@ -31,7 +32,7 @@ struct image_holder {
 class input_image
 {
 public:
-    input_image(const std::string& path, const options& o);
+    input_image(const std::string& path, const options& o, const std::optional<raw_layout>& layout);
 
     int depth() const
     {
@@ -60,11 +61,12 @@ public:
     explicit source_image(const options& o);
 };
 
-// A mask has 8 bits.
+// A mask has 8 bits. A layout belongs to the input proper, which a mask is where there is nothing else.
 class mask_image : public input_image
 {
 public:
-    mask_image(const std::string& path, const options& o);
+    mask_image(const std::string& path, const options& o,
+               const std::optional<raw_layout>& layout = std::nullopt);
 };
 
 // A mask that an option may name; without it there is no image.
@@ -91,6 +93,9 @@ using smoothing_call = std::function<qip_status(qimg_image* dst, qimg_image* dst
 
 // The name of the path that has made this destination.
 using smoothing_path = std::function<std::string(const qimg_image& dst)>;
+
+// The report of a run that has not computed anything.
+report smoothing_emptyReport(const options& o);
 
 // Runs the call as often as asked, writes its result of `depth` bits, and its mask when one is asked for,
 // and reports; the path too, for commands whose pixels depend on it. Failures: refusal, usage_failure (the

@@ -1,13 +1,12 @@
 // Picture files: what the program's readers accept is written by its writers and read back equal; what
 // they refuse is a file_failure.
 //
-// An input is a file as it stands. Bytes changed at random would not get past a PNG's checksums and its
-// compressed rows, so that a mutator takes such a file to pieces, changes one of them, and puts it
-// together again.
+// An input is a file as it stands, or, when it begins with an R, pixels without a header: three bytes for
+// their format, width and height, then the file. Bytes changed at random would not get past a PNG's
+// checksums and its compressed rows, so that a mutator takes such a file to pieces, changes one of them,
+// and puts it together again.
 #include "tools/failure.h"
 #include "tools/picture_file.h"
-#include "tools/png_file.h"
-#include "tools/pnm_file.h"
 
 #include "fuzz.h"
 
@@ -63,22 +62,26 @@ private:
     int descriptor;
 };
 
-std::optional<picture> readAs(bool png, const memoryFile& file)
+std::optional<picture> readAs(const std::optional<raw_layout>& layout, const memoryFile& file)
 {
     try {
-        return png ? png_read(file.path()) : pnm_read(file.path());
+        return picture_read(file.path(), layout);
     } catch (const file_failure&) {
         return std::nullopt;
     }
 }
 
-// The name decides the format.
-void writeAndReadBack(const picture& made, const std::string& name, const memoryFile& file)
+void writeAndReadBack(const picture& made, picture_format format, const std::string& name,
+                      const memoryFile& file)
 {
     std::FILE* const stream = std::fopen(file.path().c_str(), "wb");
-    picture_write(stream, name, {made.width, made.height, made.depth, made.stride(), made.pixels.get()});
+    picture_write(stream, name, format,
+                  {made.width, made.height, made.depth, made.stride(), made.pixels.get()});
     std::fclose(stream);
-    const std::optional<picture> again = readAs(picture_formatOf(name) == picture_format::png, file);
+    std::optional<raw_layout> layout;
+    if (format == picture_format::raw)
+        layout = {made.width, made.height, made.depth == 8 ? raw_format::mono8 : raw_format::mono16};
+    const std::optional<picture> again = readAs(layout, file);
     fuzz_check(again.has_value(), name + ": what was written is refused");
     fuzz_check(again->width == made.width && again->height == made.height && again->depth == made.depth,
                name + ": another size or depth is read back");
@@ -86,6 +89,30 @@ void writeAndReadBack(const picture& made, const std::string& name, const memory
     const size_t size = static_cast<size_t>(made.stride()) * static_cast<size_t>(made.height);
     fuzz_check(std::memcmp(made.pixels.get(), again->pixels.get(), size) == 0,
                name + ": other pixels are read back");
+}
+
+// ---- pixels without a header ----
+
+constexpr size_t layoutBytes = 4;
+
+std::optional<raw_layout> layoutOf(std::span<const uint8_t> input)
+{
+    if (input.size() < layoutBytes || input[0] != 'R')
+        return std::nullopt;
+    return raw_layout{input[2] + 1, input[3] + 1, static_cast<raw_format>(input[1] % 6)};
+}
+
+// Mostly of the one length that is read.
+size_t mutateRaw(test_random* random, uint8_t* data, size_t size, size_t maxSize)
+{
+    size = LLVMFuzzerMutate(data, size, maxSize);
+    const std::optional<raw_layout> layout = layoutOf({data, size});
+    const size_t wanted = layout ? layoutBytes + raw_byteCount(*layout) : 0;
+    if (!layout || wanted > maxSize || test_chance(random, 10))
+        return size;
+    if (size < wanted)
+        std::fill(data + size, data + wanted, uint8_t{1});
+    return wanted;
 }
 
 // ---- the mutator ----
@@ -231,6 +258,8 @@ void change(test_random* random, std::vector<chunk>* chunks, size_t maxSize)
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t maxSize, unsigned seed)
 {
     test_random random{seed};
+    if (layoutOf({data, size}))
+        return mutateRaw(&random, data, size, maxSize);
     std::vector<chunk> chunks;
     if (isPng({data, size}) && !test_chance(&random, 15))
         chunks = chunksOf({data, size});
@@ -247,10 +276,13 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t max
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static const memoryFile file;
-    file.put({data, size});
-    const std::optional<picture> made = readAs(isPng({data, size}), file);
+    const std::optional<raw_layout> layout = layoutOf({data, size});
+    file.put(std::span(data, size).subspan(layout ? layoutBytes : 0));
+    const std::optional<picture> made = readAs(layout, file);
     if (made)
-        for (const char* name : {"written.png", "written.pgm"})
-            writeAndReadBack(*made, name, file);
+        for (const auto& [format, name] :
+             {std::pair(picture_format::png, "PNG"), std::pair(picture_format::pgm, "PGM"),
+              std::pair(picture_format::tiff, "TIFF"), std::pair(picture_format::raw, "raw")})
+            writeAndReadBack(*made, format, name, file);
     return 0;
 }

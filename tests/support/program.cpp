@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include <climits>
 #include <cstdlib>
 #include <fstream>
@@ -174,39 +176,51 @@ program_picture program_readPgm(const std::string& path)
     return picture;
 }
 
+namespace
+{
+
+using ordered_json = nlohmann::ordered_json;
+
+ordered_json parsed(const std::string& json)
+{
+    const ordered_json object = ordered_json::parse(json, nullptr, false);
+    EXPECT_TRUE(object.is_object()) << json;
+    return object.is_object() ? object : ordered_json::object();
+}
+
+template <typename Value>
+Value valueOf(const std::string& json, const std::string& key)
+{
+    try {
+        return parsed(json).at(key).get<Value>();
+    } catch (const ordered_json::exception& problem) {
+        ADD_FAILURE() << problem.what() << ": " << json;
+        return {};
+    }
+}
+
+} // namespace
+
 std::vector<double> program_jsonNumbers(const std::string& json, const std::string& key)
 {
-    const std::string mark = "\"" + key + "\": ";
-    const size_t start = json.find(mark);
-    if (start == std::string::npos)
-        return {};
-    std::string values = json.substr(start + mark.size());
-    const bool isList = values[0] == '[';
-    std::vector<double> numbers;
-    const char* text = values.c_str() + (isList ? 1 : 0);
-    char* end = nullptr;
-    do {
-        numbers.push_back(std::strtod(text, &end));
-        text = end + 1;
-    } while (isList && *end == ',');
-    return numbers;
+    return valueOf<std::vector<double>>(json, key);
 }
 
 double program_jsonNumber(const std::string& json, const std::string& key)
 {
-    const std::vector<double> numbers = program_jsonNumbers(json, key);
-    EXPECT_EQ(numbers.size(), 1u) << key << " in " << json;
-    return numbers.empty() ? 0 : numbers[0];
+    return valueOf<double>(json, key);
+}
+
+std::string program_jsonText(const std::string& json, const std::string& key)
+{
+    return valueOf<std::string>(json, key);
 }
 
 std::string program_jsonKeys(const std::string& json)
 {
     std::string keys;
-    size_t end = 0;
-    while ((end = json.find("\": ", end)) != std::string::npos) {
-        const size_t start = json.rfind('"', end - 1) + 1;
-        keys += json.substr(start, end - start) + " ";
-        ++end;
-    }
+    const ordered_json object = parsed(json);
+    for (const auto& each : object.items())
+        keys += each.key() + " ";
     return keys;
 }

@@ -81,8 +81,9 @@ program_picture program_randomPicture(test_random* random, int width, int height
 std::string program_pgmOf(const program_picture& picture);
 program_picture program_readPgm(const std::string& path);
 
-// From flat JSON: the number or the numbers behind a key; the keys in their order, with a blank behind
-// each.
+// From JSON: the number, the numbers, or the text behind a key; the keys in their order, with a blank behind
+// each. What is not there, or no JSON, fails the test.
 std::vector<double> program_jsonNumbers(const std::string& json, const std::string& key);
 double program_jsonNumber(const std::string& json, const std::string& key);
+std::string program_jsonText(const std::string& json, const std::string& key);
 std::string program_jsonKeys(const std::string& json);
