@@ -17,8 +17,9 @@ a row depend on where it begins, whole rows are smoothed at once: without a mask
 kernel size above 100 in both directions, or rounding with a gain by which half the sum of the weights cannot be
 divided exactly. A kernel size above 13000 in y does the same to whole columns.
 
-A thread of a worker holds a chunk of the result, the part of the picture and of the masks under its kernels,
-and for a moment the chunks that these come from. What neighbours need of a chunk waits as a copy of its border.
+A worker thread holds a chunk of the result, the part of the picture and of the masks under its kernels, and for
+a moment the chunks that this is made of. Chunks of the picture are computed once; so besides, the workers
+together hold little more than one row of chunks, which the next row of the result needs too.
 """
 
 from __future__ import annotations
@@ -51,8 +52,8 @@ _layers: Callable[..., HighLevelGraph] = HighLevelGraph.from_collections
 _array: Callable[..., Array] = Array
 _from_array: Callable[..., Array] = from_array
 
-# The chunks of a picture that lie under a piece of the result, or the parts of them, as they lie side by side.
-_Parts: TypeAlias = list[list[NDArray[Any]]]
+# What lies under a part of the result, in parts that lie side by side.
+_Parts: TypeAlias = list[NDArray[Any]]
 
 # Smaller results may be served in another way than the whole one, and sources of fewer than 9 samples, which this
 # excludes too.
@@ -121,16 +122,16 @@ def _overlaps(piece: _Piece, edges: Sequence[int]) -> Iterator[tuple[int, int, i
 # ---- what workers do ----
 
 
-def _cut(chunk: NDArray[Any], top: int, bottom: int, left: int, right: int) -> NDArray[Any]:
-    part = chunk[top:bottom, left:right]
-    # A small part must not keep all of the chunk in memory.
-    return part.copy() if 2 * part.size < chunk.size else part
+def _cut(whole: NDArray[Any], axis: int, low: int, high: int) -> NDArray[Any]:
+    part = whole[low:high] if axis == 0 else whole[:, low:high]
+    # A small part must not keep all of the array in memory.
+    return part.copy() if 2 * part.size < whole.size else part
 
 
-def _joined(parts: _Parts | None) -> Any:
+def _joined(parts: _Parts | None, axis: int = 1) -> Any:
     if parts is None:
         return None
-    return parts[0][0] if len(parts) == len(parts[0]) == 1 else np.block(parts)
+    return parts[0] if len(parts) == 1 else np.concatenate(parts, axis)
 
 
 def _gaussian_part(
@@ -188,23 +189,45 @@ def _binomial_part(
 
 
 def _source(
-    graph: dict[Any, Any], name: str, array: Array, rows: list[_Piece], columns: list[_Piece]
-) -> Callable[[_Piece, _Piece], list[list[Any]]]:
-    """What gives the keys of the parts under two pieces; `graph` gets the tasks, called `name`, that cut them."""
+    graph: dict[Any, Any], suffix: str, array: Array, rows: list[_Piece], columns: list[_Piece]
+) -> Callable[[_Piece, _Piece], list[Any]]:
+    """What gives the keys of the parts under two pieces, side by side; `graph` gets the tasks for them.
+
+    The rows under a piece are cut out of each column of chunks first, the columns out of these strips: so
+    dask's order of tasks has little more than a row of chunks in memory.
+    """
     edges = [list(itertools.accumulate(chunks, initial=0)) for chunks in array.chunks]
-    down = {piece: list(_overlaps(piece, edges[0])) for piece in rows}
-    along = {piece: list(_overlaps(piece, edges[1])) for piece in columns}
+    down = {row: list(_overlaps(row, edges[0])) for row in rows}
+    along = {column: list(_overlaps(column, edges[1])) for column in columns}
+    strips: dict[tuple[_Piece, int], Any] = {}
 
-    def key(row: tuple[int, int, int], column: tuple[int, int, int]) -> Any:
-        (i, top, bottom), (j, left, right) = row, column
-        chunk = (array.name, i, j)
-        if bottom - top == array.chunks[0][i] and right - left == array.chunks[1][j]:
-            return chunk
-        cut = (name, i, j, top, bottom, left, right)
-        graph[cut] = (_cut, chunk, top, bottom, left, right)
-        return cut
+    def part(key: Any, whole: Any, axis: int, size: int, low: int, high: int) -> Any:
+        if high - low == size:
+            return whole
+        graph[key] = (_cut, whole, axis, low, high)
+        return key
 
-    return lambda row, column: [[key(i, j) for j in along[column]] for i in down[row]]
+    def strip(row: _Piece, j: int) -> Any:
+        parts = [
+            part((f"qip-rows-{suffix}", i, j, low, high), (array.name, i, j), 0, array.chunks[0][i], low, high)
+            for i, low, high in down[row]
+        ]
+        if len(parts) == 1:
+            return parts[0]
+        key = (f"qip-strip-{suffix}", row.first, j)
+        graph[key] = (_joined, parts, 0)
+        return key
+
+    def under(row: _Piece, column: _Piece) -> list[Any]:
+        for j, _, _ in along[column]:
+            if (row, j) not in strips:
+                strips[row, j] = strip(row, j)
+        return [
+            part((f"qip-columns-{suffix}", row.first, j, low, high), strips[row, j], 1, array.chunks[1][j], low, high)
+            for j, low, high in along[column]
+        ]
+
+    return under
 
 
 def _smoothed(
@@ -230,7 +253,7 @@ def _smoothed(
     columns, rows = (_pieces(axis, chunks) for axis, chunks in zip(axes, reversed(image.chunks)))
     cuts: dict[Any, Any] = {}
     sources = [
-        None if array is None else _source(cuts, f"qip-cut-{number}-{token}", array, rows, columns)
+        None if array is None else _source(cuts, f"{number}-{token}", array, rows, columns)
         for number, array in enumerate(arrays)
     ]
     name = f"qip-{function}-{token}"

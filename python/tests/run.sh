@@ -28,7 +28,7 @@ pytest)
     exec "$python" -m pytest -q -p no:cacheprovider "$here"
     ;;
 types)
-    needs numpy mypy
+    needs numpy mypy dask.array
     cd "$folder"
     export MYPY_CACHE_DIR=$folder/.mypy_cache
     "$python" -m mypy --strict -p qip
