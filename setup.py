@@ -36,8 +36,8 @@ class BuildByCMake(build_ext):
     def build_tree(self) -> pathlib.Path:
         tree = pathlib.Path(self.build_temp).resolve() / "cmake"
         parts = [f"-DQIP_BUILD_{part}=OFF" for part in ("TOOLS", "EXAMPLES", "TESTS", "BENCH")]
-        python = f"-DPython3_EXECUTABLE={sys.executable}"
-        subprocess.run(["cmake", "-S", ROOT, "-B", tree, "-DCMAKE_BUILD_TYPE=Release", python, *parts], check=True)
+        options = ["-DCMAKE_BUILD_TYPE=Release", f"-DPython3_EXECUTABLE={sys.executable}", *parts]
+        subprocess.run(["cmake", "-S", ROOT, "-B", tree, *options], check=True)
         jobs = ["--parallel", str(len(os.sched_getaffinity(0)))]
         subprocess.run(["cmake", "--build", tree, "--target", "qip_python", *jobs], check=True)
         return tree

@@ -1,15 +1,18 @@
-"""What a call costs beside the same call from C, and what a second thread brings.
+"""What a call costs beside the same call from C, what a second thread brings, how soon Ctrl-C ends a call.
 
     PYTHONPATH=build/release/python /usr/bin/python3 bench/python_calls.py
 
-The calls from C are made by a few lines that this compiles (cc). Both kinds are timed batch by batch in turns, in one
-process; all figures are medians.
+The calls from C are made by a few lines that this compiles (cc). Both kinds are timed batch by batch in
+turns, in one process; all figures are medians.
 """
 
 from __future__ import annotations
 
 import ctypes
+import multiprocessing
+import os
 import pathlib
+import signal
 import statistics
 import subprocess
 import tempfile
@@ -57,7 +60,8 @@ def c_caller(folder: str) -> ctypes.CDLL:
     binary = source.with_suffix(".so")
     includes = [f"-I{ROOT / 'include'}", f"-I{ROOT / 'platform'}"]
     libraries = list(qip.info()["libraries"].values())
-    subprocess.run(["cc", "-O2", "-shared", "-fPIC", *includes, source, "-o", binary, *libraries], check=True)
+    compiler = ["cc", "-O2", "-shared", "-fPIC"]
+    subprocess.run([*compiler, *includes, source, "-o", binary, *libraries], check=True)
     caller = ctypes.CDLL(str(binary))
     caller.time_calls.restype = ctypes.c_double
     return caller
@@ -95,7 +99,7 @@ def compare_calls(folder: str) -> None:
 
 
 def compare_threads() -> None:
-    """The same number of pictures smoothed by one thread and by two."""
+    """The same number of pictures by one and by two: threads, and processes, which share nothing."""
     pictures = [np.random.default_rng(i).integers(0, 256, (1024, 1024), np.uint8) for i in range(2)]
     outs = [np.empty_like(picture) for picture in pictures]
 
@@ -103,24 +107,60 @@ def compare_threads() -> None:
         for _ in range(count):
             qip.gaussian(pictures[index], 3, out=outs[index])
 
-    def seconds(threads: list[threading.Thread]) -> float:
+    def seconds(kind: type[threading.Thread] | type[multiprocessing.Process], workers: int) -> float:
         start = time.perf_counter()
-        for thread in threads:
-            thread.start()
-        for thread in threads:
-            thread.join()
+        working = [kind(target=smooth, args=(i, 400 // workers)) for i in range(workers)]
+        for worker in working:
+            worker.start()
+        for worker in working:
+            worker.join()
         return time.perf_counter() - start
 
-    ratios = []
-    for _ in range(31):
-        one = seconds([threading.Thread(target=smooth, args=(0, 100))])
-        two = seconds([threading.Thread(target=smooth, args=(i, 50)) for i in range(2)])
-        ratios.append(one / two)
-    print(f"gaussian 1024x1024, kernel 3: two threads {statistics.median(ratios):.2f} times as fast as one, "
-          f"median of {len(ratios)}, {min(ratios):.2f} to {max(ratios):.2f}")
+    print("gaussian 1024x1024, kernel 3: how many times as fast two are as one; median of 15, least, most")
+    kinds = (threading.Thread, multiprocessing.Process)
+    ratios = [[seconds(kind, 1) / seconds(kind, 2) for kind in kinds] for _ in range(15)]
+    for kind, values in zip(kinds, zip(*ratios)):
+        figures = (statistics.median(values), min(values), max(values))
+        print(f"    {kind.__name__:26}", *(f"{figure:8.2f}" for figure in figures))
+
+
+def measure_interruptions() -> None:
+    """From the signal to the exception, at moments spread over calls on 200 megapixels, made on and on."""
+    image = np.zeros((20000, 10000), np.uint8)
+    out = np.empty_like(image)
+    calls: dict[str, Callable[[], object]] = {
+        "gaussian, kernel 1": lambda: qip.gaussian(image, 1, out=out),
+        "gaussian, kernel 2": lambda: qip.gaussian(image, 2, out=out),
+        "gaussian, kernel 7": lambda: qip.gaussian(image, 7, out=out),
+        "gaussian, kernel 7, mask": lambda: qip.gaussian(image, 7, mask=image, out=out),
+        "half": lambda: qip.half(image, out=out[:10000, :5000]),
+        "half, one direction": lambda: qip.half(image, "x", out=out[:, :5000]),
+    }
+
+    def interrupt(delay: float, sent: list[float]) -> None:
+        time.sleep(delay)
+        sent.append(time.perf_counter())
+        os.kill(os.getpid(), signal.SIGINT)
+
+    print("Ctrl-C during calls on 10000x20000, milliseconds to the exception, median and most of 9")
+    for name, call in calls.items():
+        call()
+        latencies = []
+        for i in range(9):
+            sent: list[float] = []
+            thread = threading.Thread(target=interrupt, args=(0.05 + 0.03 * i, sent))
+            try:
+                thread.start()
+                while True:
+                    call()
+            except KeyboardInterrupt:
+                latencies.append((time.perf_counter() - sent[0]) * 1e3)
+            thread.join()
+        print(f"    {name:26} {statistics.median(latencies):8.0f} {max(latencies):8.0f}")
 
 
 if __name__ == "__main__":
     with tempfile.TemporaryDirectory() as folder:
         compare_calls(folder)
     compare_threads()
+    measure_interruptions()

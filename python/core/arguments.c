@@ -96,7 +96,8 @@ static int severalOf(PyObject* sequence, int count, numberReader read, void* num
     return 0;
 }
 
-/* One number, written twice, or two. What is no number may still be a sequence: arrays are both to Python. */
+/* One number, written twice, or two. What is no number may still be a sequence: arrays are both to
+ * Python. */
 static int oneOrTwoOf(PyObject* value, numberReader read, void* numbers)
 {
     if (!PyTuple_Check(value)) {
@@ -125,7 +126,7 @@ static int narrow(const core_state* state, core_argument argument, PyObject* val
 int core_readPair(const core_state* state, core_argument argument, PyObject* value, int32_t least,
                   qsys_status status, int32_t pair[2])
 {
-    int64_t numbers[2];
+    int64_t numbers[2] = {0, 0};
     if (!value)
         return 0;
     if (oneOrTwoOf(value, integerOf, numbers) < 0)
@@ -157,16 +158,16 @@ int core_readReal(const core_state* state, core_argument argument, PyObject* val
     return 0;
 }
 
-int core_readFlag(PyObject* value, int* flag)
+int core_readFlag(const core_state* state, core_argument argument, PyObject* value, int* flag)
 {
     if (value)
         *flag = PyObject_IsTrue(value);
-    return *flag < 0 ? -1 : 0;
+    return *flag < 0 ? core_refuseType(state, argument, "True or False", value) : 0;
 }
 
 int core_readRect(const core_state* state, core_argument argument, PyObject* value, qstd_rect32* rect)
 {
-    int64_t numbers[4];
+    int64_t numbers[4] = {0, 0, 0, 0};
     if (severalOf(value, 4, integerOf, numbers) < 0)
         return core_refuseType(state, argument, "(x, y, width, height) of ints", value);
     if (qstd_rect32_init(rect, numbers[0], numbers[1], numbers[2], numbers[3]) < 0)
@@ -198,7 +199,7 @@ static int kernelOf(double sigma, int32_t* kernel)
 
 static int readSigma(const core_state* state, PyObject* sigma, int32_t kernel[2])
 {
-    double numbers[2];
+    double numbers[2] = {0.0, 0.0};
     if (oneOrTwoOf(sigma, realOf, numbers) < 0)
         return core_refuseType(state, CORE_SIGMA, "a float or a pair (x, y) of floats", sigma);
     for (int i = 0; i < 2; ++i) {
@@ -231,7 +232,7 @@ static int isPair(PyObject* value)
 
 PyObject* core_kernelForSigma(const core_state* state, PyObject* sigma)
 {
-    int32_t kernel[2];
+    int32_t kernel[2] = {0, 0};
     if (readSigma(state, sigma, kernel) < 0)
         return NULL;
     return isPair(sigma) ? Py_BuildValue("(ii)", (int)kernel[0], (int)kernel[1])
@@ -240,7 +241,7 @@ PyObject* core_kernelForSigma(const core_state* state, PyObject* sigma)
 
 PyObject* core_sigmaForKernel(const core_state* state, PyObject* kernel)
 {
-    int32_t sizes[2];
+    int32_t sizes[2] = {0, 0};
     if (core_readPair(state, CORE_KERNEL, kernel, 0, QIP_E_KERNEL_SIZE, sizes) < 0)
         return NULL;
     return isPair(kernel) ? Py_BuildValue("(dd)", sigmaOf(sizes[0]), sigmaOf(sizes[1]))

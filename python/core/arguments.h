@@ -29,7 +29,7 @@ int core_readPair(const core_state* state, core_argument argument, PyObject* val
 int core_readInteger(const core_state* state, core_argument argument, PyObject* value, int32_t least,
                      qsys_status status, int32_t* number);
 int core_readReal(const core_state* state, core_argument argument, PyObject* value, double* number);
-int core_readFlag(PyObject* value, int* flag);
+int core_readFlag(const core_state* state, core_argument argument, PyObject* value, int* flag);
 
 /* (x, y, width, height); the value is not null. */
 int core_readRect(const core_state* state, core_argument argument, PyObject* value, qstd_rect32* rect);

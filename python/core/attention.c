@@ -47,8 +47,8 @@ static int64_t milliseconds(void)
     return (int64_t)now.tv_sec * 1000 + now.tv_nsec / 1000000;
 }
 
-/* The library asks on any thread that works for the call, but never two at a time. Python is asked on the main
- * thread alone; the others hear what it has answered. */
+/* The library asks on any thread that works for the call, but never two at a time. Python is asked on
+ * the main thread alone; the others hear what it has answered. */
 static qsys_status ask(void* context)
 {
     core_attention* attention = context;

@@ -102,16 +102,14 @@ int core_call_openResults(core_call* call, int32_t pixelSize, const qstd_rect32*
     PyObject* const out = call->values[CORE_OUT];
     PyObject* maskOut = call->values[CORE_MASK_OUT];
     const int isMaskReturned = maskOut == Py_True;
-    const qstd_rect32 bounded = {rect->x, rect->y, rect->width < 0 ? 0 : rect->width,
-                                 rect->height < 0 ? 0 : rect->height};
     if (maskOut == Py_True || maskOut == Py_False)
         maskOut = NULL;
-    if (openResult(call, CORE_OUT, out, pixelSize, &bounded, &call->result, &call->out) < 0)
+    if (openResult(call, CORE_OUT, out, pixelSize, rect, &call->result, &call->out) < 0)
         return -1;
     if (out)
         call->result = Py_NewRef(out);
     if ((isMaskReturned || maskOut) &&
-        openResult(call, CORE_MASK_OUT, maskOut, 1, &bounded, &call->resultMask, &call->maskOut) < 0)
+        openResult(call, CORE_MASK_OUT, maskOut, 1, rect, &call->resultMask, &call->maskOut) < 0)
         return -1;
     return (out || maskOut) && !core_call_isEmpty(call) ? refuseOverlaps(call) : 0;
 }

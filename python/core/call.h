@@ -24,13 +24,14 @@ int core_call_readImage(core_call* call, core_argument argument, int kinds);
 /* Opens a mask, which has the image's size; nothing when it was not given. */
 int core_call_readMask(core_call* call, core_argument argument, core_pixels* mask);
 
-/* The rectangle of the image, whose first pixel is at `origin`; `rect` is that of the whole result
- * afterwards, and of the part `roi` of it when that is given. */
+/* The rectangle of the image, whose first pixel is at `origin`. */
 int core_call_readOrigin(const core_call* call, qstd_rect32* rect);
+
+/* *rect, that of the whole result, becomes the part `roi` of it, when that is given. */
 int core_call_readRoi(const core_call* call, qstd_rect32* rect);
 
-/* Makes or opens the results over `rect`, and refuses those that share memory with an input. The mask is one of
- * them when `mask_out` asks for it. */
+/* Makes or opens the results over `rect`, and refuses those that share memory with an input. The mask is
+ * one of them when `mask_out` asks for it. */
 int core_call_openResults(core_call* call, int32_t pixelSize, const qstd_rect32* rect);
 
 /* Whether the results have no pixel, so that there is nothing to compute. */

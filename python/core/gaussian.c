@@ -45,7 +45,8 @@ static int readParameters(const core_call* call, parameters* read)
     if (core_readKernel(state, values, read->kernel, &read->named) < 0 ||
         core_readPair(state, CORE_SAMPLE, values[CORE_SAMPLE], 1, QIP_E_SAMPLING, read->sample) < 0 ||
         core_readReal(state, CORE_GAIN, values[CORE_GAIN], &record->gain) < 0 ||
-        core_readFlag(values[CORE_ROUND], &record->round) < 0 || readModes(call, &record->maskParams) < 0)
+        core_readFlag(state, CORE_ROUND, values[CORE_ROUND], &record->round) < 0 ||
+        readModes(call, &record->maskParams) < 0)
         return -1;
     if (!isfinite(record->gain))
         return core_refuse(state, QIP_E_GAIN, CORE_GAIN, "%R is no finite number", values[CORE_GAIN]);
@@ -167,15 +168,17 @@ static int run(core_call* call, const parameters* read, const qstd_rect32* sourc
 }
 
 const char core_gaussianDoc[] =
-    "gaussian(image, kernel=None, *, sigma=None, sample=1, gain=1.0, round=True, dtype=None, mask=None,\n"
-    "         reset_mask=None, mask_mode=0, result_mode=0, threshold=0.0, origin=(0, 0), roi=None, "
-    "out=None,\n"
-    "         mask_out=None)\n--\n\n"
+    "gaussian(image, kernel=None, *, sigma=None, sample=1, gain=1.0, round=True, dtype=None,\n"
+    "         mask=None, reset_mask=None, mask_mode=0, result_mode=0, threshold=0.0, origin=(0, 0),\n"
+    "         roi=None, out=None, mask_out=None)\n"
+    "--\n"
+    "\n"
     "Smooth a grey picture by three passes of a box of kernel + 1 pixels, nearly a Gaussian.\n"
     "\n"
     "image       (rows, columns) of uint8 or uint16, any row stride; other layouts are copied first.\n"
-    "kernel      kernel size k from 0 on, of all 3 k + 1 taps; default 1. The standard deviation is\n"
-    "            sqrt(((k + 1)^2 - 1) / 4) pixels. At most 39 for uint16, 63 with masks.\n"
+    "kernel      kernel size k from 0 on: 3 k + 1 taps, with the standard deviation sqrt(((k + 1)^2 -\n"
+    "            1) / 4) pixels; default 1. At most 39 for uint16, and 63 with masks (24 on processors\n"
+    "            without vector registers).\n"
     "sigma       standard deviation in pixels, instead of kernel; see kernel_for_sigma.\n"
     "sample      keep one pixel of every sample in each direction, from 1 on.\n"
     "gain        factor on every value, above 0. Results above the range wrap or are clamped.\n"
@@ -184,31 +187,30 @@ const char core_gaussianDoc[] =
     "mask        uint8 or bool of the image's shape: pixels that are 0 take no part.\n"
     "reset_mask  the same: pixels that are 0 keep their value in the result.\n"
     "mask_mode, result_mode, threshold\n"
-    "            0, 0: masked-out pixels keep their value. 0, 1: so do those under whose kernel less than\n"
-    "            threshold (0 to 1) of the pixels are valid. 1, 1: masked-out pixels are filled where "
-    "there\n"
-    "            are enough valid ones.\n"
+    "            result_mode 0: masked-out pixels keep their value. 1: so do pixels under whose kernel\n"
+    "            less than threshold (0 to 1) of all pixels are valid; with mask_mode 1 as well,\n"
+    "            masked-out ones are filled where enough are valid.\n"
     "origin      (x, y), coordinates of the first pixel of the image in pixels.\n"
-    "roi         (x, y, width, height), the part of dest_rect(image.shape, kernel, sample, origin) that "
-    "is\n"
-    "            computed; default all of it. On processors with 256-bit registers parts of fewer than 33\n"
-    "            rows or columns may differ from the same part of the whole by 1, and with masks parts "
-    "that\n"
-    "            read fewer than 9 samples in a direction.\n"
-    "out         what the result is written to, exactly of its shape and dtype, neighbouring columns, any\n"
-    "            row stride; it may share no memory with an input.\n"
-    "mask_out    True: return (result, mask), mask being 255 where a pixel was smoothed and 0 where it "
-    "was\n"
-    "            kept. An array: written in place, as out.\n"
+    "roi         (x, y, width, height), the part of dest_rect(image.shape, kernel, sample, origin)\n"
+    "            that is computed; default all of it. On processors with 256-bit registers parts of\n"
+    "            fewer than 33 rows or columns may differ from the same part of the whole by 1, and\n"
+    "            with masks parts that read fewer than 9 samples in a direction.\n"
+    "out         what the result is written to, exactly of its shape and dtype, neighbouring columns,\n"
+    "            any row stride; it may share no memory with an input.\n"
+    "mask_out    True: return (result, mask), mask being 255 where a pixel was smoothed and 0 where it\n"
+    "            was kept. An array: written in place, as out.\n"
     "\n"
-    "kernel, sigma, sample and origin are pairs (x, y); one number means both. Beyond the border the "
-    "picture\n"
-    "is reflected with its edge repeated.\n"
+    "kernel, sigma, sample and origin are pairs (x, y); one number means both.\n"
     "\n"
-    "Returns the result, (rows, columns) of dest_rect, which is the shape of the image when sample is 1.\n"
-    "Raises qip.Error (a ValueError) or TypeError, which name the argument, and MemoryError. A signal "
-    "handler\n"
-    "that raises, as that of Ctrl-C does, stops a call on the main thread; out is partly written then.";
+    "A result is int(S * gain / N + 0.5), S being the sum of weights times pixels under the kernel and\n"
+    "N that of the weights; with masks both are taken over the pixels that count. Beyond the border\n"
+    "the picture is reflected with its edge repeated.\n"
+    "\n"
+    "Returns the result, (rows, columns) of dest_rect, which is the shape of the image when sample is\n"
+    "1.\n"
+    "Raises qip.Error (a ValueError) or TypeError, which name the argument, and MemoryError. A signal\n"
+    "handler that raises, as that of Ctrl-C does, stops a call on the main thread; out is partly\n"
+    "written then.";
 
 static PyObject* gaussian(PyObject* module, PyObject* const* arguments, Py_ssize_t count,
                           PyObject* keywords, int isAlone)
@@ -257,20 +259,21 @@ PyObject* core_gaussianAlone(PyObject* module, PyObject* const* arguments, Py_ss
 /* ---- dest_rect ---- */
 
 const char core_destRectDoc[] =
-    "dest_rect(shape, kernel=1, sample=1, origin=(0, 0))\n--\n\n"
+    "dest_rect(shape, kernel=1, sample=1, origin=(0, 0))\n"
+    "--\n"
+    "\n"
     "Where the result of gaussian or result_mask lies.\n"
     "\n"
     "shape       (rows, columns) of the picture.\n"
     "kernel, sample, origin\n"
     "            as for gaussian, in pixels: (x, y) or one number for both.\n"
     "\n"
-    "Result pixel i of an axis is centred on source pixel i * s + s // 2 + (s & (k + 1) & 1) - 1, with "
-    "the\n"
-    "sampling step s and the kernel size k; those whose centre lies in the picture are there. So for an "
-    "odd\n"
-    "kernel size without sampling the result begins at origin + 1.\n"
+    "Result pixel i of an axis is centred on source pixel i * s + s // 2 + (s & (k + 1) & 1) - 1, with\n"
+    "the sampling step s and the kernel size k; those whose centre lies in the picture are there. So\n"
+    "for an odd kernel size without sampling the result begins at origin + 1.\n"
     "\n"
-    "Returns (x, y, width, height), ints in pixels of the result; 0 wide or high where nothing is left.\n"
+    "Returns (x, y, width, height), ints in pixels of the result; 0 wide or high where nothing is\n"
+    "left.\n"
     "Raises qip.Error and TypeError, which name the argument.";
 
 PyObject* core_destRect(PyObject* module, PyObject* const* arguments, Py_ssize_t count, PyObject* keywords)
@@ -294,6 +297,5 @@ PyObject* core_destRect(PyObject* module, PyObject* const* arguments, Py_ssize_t
     if (core_call_readOrigin(&call, &source) < 0 ||
         core_destinationOf(call.state, &source, kernel, sample, &rect) < 0)
         return NULL;
-    return Py_BuildValue("(iiii)", (int)rect.x, (int)rect.y, (int)(rect.width < 0 ? 0 : rect.width),
-                         (int)(rect.height < 0 ? 0 : rect.height));
+    return Py_BuildValue("(iiii)", (int)rect.x, (int)rect.y, (int)rect.width, (int)rect.height);
 }

@@ -60,9 +60,9 @@ static qip_status apply(const filter* f, core_images* images)
 
 /* ---- parts of the result ---- */
 
-/* What makes a part of the result as it is in the whole one. The library repeats the border of what it is given, so
- * the source is cut where the border has no effect: it begins two pixels of the source, one of the result, before
- * what is wanted, and that one is dropped. */
+/* What makes a part of the result as it is in the whole one. The library repeats the border of what it
+ * is given, so the source is cut where the border has no effect: it begins two pixels of the source, one
+ * of the result, before what is wanted, and that one is dropped. */
 typedef struct part {
     int32_t first[2];   /* of the source, counted from its first pixel */
     int32_t size[2];    /* of the source */
@@ -99,8 +99,8 @@ static qimg_window cutOf(const qimg_window* window, const part* p)
     return cut;
 }
 
-/* Where a result is computed: over the result itself, or over memory of its own that has room for what is dropped
- * from it. *memory is null in the first case. */
+/* Where a result is computed: over the result itself, or over memory of its own that has room for what
+ * is dropped from it. *memory is null in the first case. */
 static qsys_status openTarget(const qimg_window* result, const part* p, qimg_window* target, void** memory)
 {
     *memory = NULL;
@@ -201,30 +201,30 @@ static int readAxis(const core_call* call, filterKind* kind)
 }
 
 const char core_halfDoc[] =
-    "half(image, axis='xy', *, mask=None, origin=(0, 0), roi=None, out=None, mask_out=None)\n--\n\n"
+    "half(image, axis='xy', *, mask=None, origin=(0, 0), roi=None, out=None, mask_out=None)\n"
+    "--\n"
+    "\n"
     "Smooth by the kernel 1 4 6 4 1 and keep every second pixel, the first one included.\n"
     "\n"
     "image     (rows, columns) of uint8 or uint16, any row stride; other layouts are copied first.\n"
     "axis      'xy' halves width and height, 'x' the width alone, 'y' the height alone; odd sizes are\n"
     "          rounded down.\n"
     "mask      uint8 or bool of the image's shape: weights of the pixels from 0 to 255; True is 255.\n"
-    "origin    (x, y) of the first pixel of the image; the result begins at half of that, rounded down.\n"
+    "origin    (x, y) of the first pixel of the image; the result begins at half of that, rounded\n"
+    "          down.\n"
     "roi       (x, y, width, height), the part of the result that is computed, in its coordinates.\n"
-    "out       what the result is written to, exactly of its shape and dtype, neighbouring columns, any "
-    "row\n"
-    "          stride; it may share no memory with an input.\n"
-    "mask_out  True: return (result, mask), mask being the share of the weights that was there, 0 to 255.\n"
-    "          An array: written in place, as out. 255 everywhere when there is no mask.\n"
+    "out       what the result is written to, exactly of its shape and dtype, neighbouring columns,\n"
+    "          any row stride; it may share no memory with an input.\n"
+    "mask_out  True: return (result, mask), mask being the share of the weights that was there, 0 to\n"
+    "          255. An array: written in place, as out. 255 everywhere when there is no mask.\n"
     "\n"
-    "With the weights w and the pixels p a result is (sum w w p + 128) >> 8 in two directions and\n"
-    "(sum w p + 8) >> 4 in one; with a mask m it is (N + (W >> 1)) // W for N = sum w m p and W = sum w "
-    "m,\n"
+    "With the weights w and the pixels p a result is (sum w w p + 128) >> 8 in two directions and (sum\n"
+    "w p + 8) >> 4 in one; with a mask m it is (N + (W >> 1)) // W for N = sum w m p and W = sum w m,\n"
     "0 where W is 0. Beyond the border its edge is repeated.\n"
     "\n"
-    "Returns the result, of the image's dtype. Raises qip.Error (a ValueError) or TypeError, which name "
-    "the\n"
-    "argument, and MemoryError. A signal handler that raises, as that of Ctrl-C does, stops a call on the\n"
-    "main thread; out is partly written then.";
+    "Returns the result, of the image's dtype. Raises qip.Error (a ValueError) or TypeError, which\n"
+    "name the argument, and MemoryError. A signal handler that raises, as that of Ctrl-C does, stops a\n"
+    "call on the main thread; out is partly written then.";
 
 PyObject* core_half(PyObject* module, PyObject* const* arguments, Py_ssize_t count, PyObject* keywords)
 {
@@ -245,27 +245,26 @@ PyObject* core_half(PyObject* module, PyObject* const* arguments, Py_ssize_t cou
 /* ---- binomial ---- */
 
 const char core_binomialDoc[] =
-    "binomial(image, passes=2, *, mask=None, out=None, mask_out=None)\n--\n\n"
+    "binomial(image, passes=2, *, mask=None, out=None, mask_out=None)\n"
+    "--\n"
+    "\n"
     "Smooth by the kernel 1 4 6 4 1 at full resolution, several times over.\n"
     "\n"
     "image     (rows, columns) of uint8 or uint16, any row stride; other layouts are copied first.\n"
-    "passes    even, from 0 on, (x, y) or one number for both: every 2 are one pass of 1 4 6 4 1 in that\n"
-    "          direction, which is rounded; 0 leaves the direction as it is. The standard deviation is\n"
-    "          sqrt(passes / 2) pixels.\n"
+    "passes    even, from 0 on, (x, y) or one number for both: every 2 are one pass of 1 4 6 4 1 in\n"
+    "          that direction, which is rounded; 0 leaves the direction as it is. The standard\n"
+    "          deviation is sqrt(passes / 2) pixels.\n"
     "mask      uint8 or bool of the image's shape: weights of the pixels from 0 to 255; True is 255.\n"
-    "out       what the result is written to, exactly of the image's shape and dtype, neighbouring "
-    "columns,\n"
-    "          any row stride; it may share no memory with an input.\n"
-    "mask_out  True: return (result, mask), mask being the share of the weights that was there, 0 to 255.\n"
-    "          An array: written in place, as out. 255 everywhere when there is no mask.\n"
+    "out       what the result is written to, exactly of the image's shape and dtype, neighbouring\n"
+    "          columns, any row stride; it may share no memory with an input.\n"
+    "mask_out  True: return (result, mask), mask being the share of the weights that was there, 0 to\n"
+    "          255. An array: written in place, as out. 255 everywhere when there is no mask.\n"
     "\n"
     "The formulas are those of half. Beyond the border its edge is repeated.\n"
     "\n"
-    "Returns the result, of the image's shape and dtype. Raises qip.Error (a ValueError) or TypeError, "
-    "which\n"
-    "name the argument, and MemoryError. A signal handler that raises, as that of Ctrl-C does, stops a "
-    "call\n"
-    "on the main thread; out is partly written then.";
+    "Returns the result, of the image's shape and dtype. Raises qip.Error (a ValueError) or TypeError,\n"
+    "which name the argument, and MemoryError. A signal handler that raises, as that of Ctrl-C does,\n"
+    "stops a call on the main thread; out is partly written then.";
 
 PyObject* core_binomial(PyObject* module, PyObject* const* arguments, Py_ssize_t count, PyObject* keywords)
 {

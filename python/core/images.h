@@ -1,4 +1,5 @@
-/* Windows as images, for the functions of the library that take images, with the four of a call together. */
+/* Windows as images, for the functions of the library that take images, with the four of a call
+ * together. */
 #ifndef CORE_IMAGES_H
 #define CORE_IMAGES_H
 

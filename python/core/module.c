@@ -82,9 +82,8 @@ static PyMethodDef methods[] = {
     {"result_mask", FAST(core_resultMask), METH_FASTCALL | METH_KEYWORDS, core_resultMaskDoc},
     {"kernel_for_sigma", FAST(kernelForSigma), METH_FASTCALL | METH_KEYWORDS,
      "kernel_for_sigma(sigma)\n--\n\n"
-     "The kernel size whose standard deviation sqrt(((kernel + 1)^2 - 1) / 4) is nearest to sigma "
-     "(pixels),\n"
-     "by variance; the smaller of two. An int for one number, a pair (x, y) for a pair.\n"
+     "The kernel size whose standard deviation sqrt(((kernel + 1)^2 - 1) / 4) is nearest to sigma, in\n"
+     "pixels, by variance; the smaller of two. An int for one number, a pair (x, y) for a pair.\n"
      "Raises qip.Error and TypeError, which name the argument."},
     {"sigma_for_kernel", FAST(sigmaForKernel), METH_FASTCALL | METH_KEYWORDS,
      "sigma_for_kernel(kernel)\n--\n\n"
@@ -93,9 +92,8 @@ static PyMethodDef methods[] = {
      "Raises qip.Error and TypeError, which name the argument."},
     {"info", info, METH_NOARGS,
      "info()\n--\n\n"
-     "What is at work: 'version' of the library, 'level' of the processor that it uses ('plain', 'sse', "
-     "'avx2'\n"
-     "or 'neon'), 'processors' that the process may run on, and 'libraries', the files by name."},
+     "What is at work: 'version' of the library, 'level' of the processor that it uses ('plain', 'sse',\n"
+     "'avx2' or 'neon'), 'processors' that the process may run on, 'libraries', the files by name."},
     {NULL, NULL, 0, NULL}};
 
 static const char errorDoc[] =

@@ -26,27 +26,26 @@ static int run(core_call* call, const int32_t kernel[2], const int32_t sample[2]
 }
 
 const char core_resultMaskDoc[] =
-    "result_mask(mask, kernel=1, *, sample=1, threshold=0.0, centre_mask=None, out=None)\n--\n\n"
+    "result_mask(mask, kernel=1, *, sample=1, threshold=0.0, centre_mask=None, out=None)\n"
+    "--\n"
+    "\n"
     "Where enough of the pixels under the kernel are valid, without smoothing anything.\n"
     "\n"
     "mask         (rows, columns) of uint8 or bool: a pixel is valid from 128 on, or where it is True.\n"
     "kernel, sample\n"
     "             as for gaussian: (x, y) or one number for both, in pixels.\n"
-    "threshold    the share of the A = (3 kx + 1) (3 ky + 1) pixels under the kernel that has to be valid, "
-    "0\n"
-    "             to 1.\n"
+    "threshold    the share of the A = (3 kx + 1) (3 ky + 1) pixels under the kernel that has to be\n"
+    "             valid, 0 to 1.\n"
     "centre_mask  uint8 or bool of the mask's shape: the result is 0 where it is 0.\n"
-    "out          what the result is written to, uint8 and exactly of its shape, neighbouring columns, any "
-    "row\n"
-    "             stride; it may share no memory with an input.\n"
+    "out          what the result is written to, uint8 and exactly of its shape, neighbouring columns,\n"
+    "             any row stride; it may share no memory with an input.\n"
     "\n"
-    "Returns uint8 over dest_rect(mask.shape, kernel, sample): 255 where at least\n"
-    "max(int(A * threshold + 0.5), 1) pixels are valid, 0 elsewhere. Beyond the border the mask is "
-    "reflected,\n"
-    "and beyond one reflection it is 0.\n"
-    "Raises qip.Error (a ValueError) or TypeError, which name the argument, and MemoryError. A signal "
-    "handler\n"
-    "that raises, as that of Ctrl-C does, stops a call on the main thread; out is partly written then.";
+    "Returns uint8 over dest_rect(mask.shape, kernel, sample): 255 where at least max(int(A *\n"
+    "threshold + 0.5), 1) pixels are valid, 0 elsewhere. Beyond the border the mask is reflected, and\n"
+    "beyond one reflection it is 0.\n"
+    "Raises qip.Error (a ValueError) or TypeError, which name the argument, and MemoryError. A signal\n"
+    "handler that raises, as that of Ctrl-C does, stops a call on the main thread; out is partly\n"
+    "written then.";
 
 PyObject* core_resultMask(PyObject* module, PyObject* const* arguments, Py_ssize_t count,
                           PyObject* keywords)

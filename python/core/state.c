@@ -32,7 +32,8 @@ int core_refuse(const core_state* state, qsys_status status, core_argument argum
 
 int core_refuseType(const core_state* state, core_argument argument, const char* expected, PyObject* value)
 {
-    if (PyErr_Occurred() && !PyErr_ExceptionMatches(PyExc_TypeError))
+    if (PyErr_Occurred() &&
+        (!PyErr_ExceptionMatches(PyExc_Exception) || PyErr_ExceptionMatches(PyExc_MemoryError)))
         return -1;
     PyErr_Clear();
     PyObject* type = PyObject_GetAttrString((PyObject*)Py_TYPE(value), "__name__");

@@ -1,7 +1,7 @@
 """Exact, fast smoothing of grey pictures for machine vision.
 
-Pictures are two-dimensional arrays, (rows, columns), of uint8 or uint16: NumPy's, or any other object with the
-buffer protocol. Pairs are (x, y), columns first; one number means both. Results are NumPy arrays.
+Pictures are two-dimensional arrays, (rows, columns), of uint8 or uint16: NumPy's, or any other object with
+the buffer protocol. Pairs are (x, y), columns first; one number means both. Results are NumPy arrays.
 
     >>> import numpy, qip
     >>> picture = numpy.zeros((480, 640), numpy.uint8)
@@ -9,8 +9,8 @@ buffer protocol. Pairs are (x, y), columns first; one number means both. Results
     >>> int(qip.gaussian(picture, 2)[240, 320])
     17
 
-Calls release the lock of the interpreter, so that threads smooth side by side. On the main thread a call asks
-for signals every 50 ms and takes the place of an attention handler that an application in C has set there.
+Calls release the lock of the interpreter, so that threads smooth side by side. On the main thread a call
+asks for signals every 50 ms, and takes the place of an attention handler that an application in C has set.
 """
 
 from __future__ import annotations

@@ -1,4 +1,4 @@
-"""The filters written from their formulas, in exact integers: a filter along an axis is a matrix, (results, pixels)."""
+"""The filters by their formulas, in exact integers: a filter along an axis is a matrix."""
 
 from __future__ import annotations
 

@@ -42,7 +42,9 @@ def gaussian(image, rect, dtype, origin, params, mask, reset) -> tuple[np.ndarra
     out = np.zeros((rect[3], rect[2]), dtype)
     mask_out = np.zeros(out.shape, np.uint8)
     depths = f"{8 * image.itemsize}_{8 * out.itemsize}"
-    source, target, target_mask = window(image, *origin), window(out, *rect[:2]), window(mask_out, *rect[:2])
+    source, target, target_mask = (
+        window(array, *where) for array, where in [(image, origin), (out, rect[:2]), (mask_out, rect[:2])]
+    )
     if mask is None and reset is None and image.itemsize == 1:
         function = getattr(gauss, "qip_gauss_smoothWindow" + depths)
         arguments = [source, target, params]

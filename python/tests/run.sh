@@ -5,8 +5,8 @@
 #   run.sh types PYTHON FOLDER           the stubs agree with the module, which is typed throughout
 #   run.sh readme PYTHON FOLDER README   the README's Python programs run and print what their comments say
 #   run.sh wheel PYTHON FOLDER SOURCE BUILD SCRATCH
-#                                        a wheel of the libraries of the tree BUILD, installed in an environment of
-#                                        its own, smooths, and its core uses the stable interface of Python alone
+#                                        a wheel of the libraries of the tree BUILD, installed in an environment
+#                                        of its own, smooths; its core uses Python's stable interface alone
 set -euo pipefail
 what=$1 python=$2 folder=$3
 here=$(cd "$(dirname "$0")" && pwd)

@@ -77,6 +77,8 @@ WRONG_TYPES = [
     (qip.gaussian, (IMAGE, "12"), {}, "kernel: .*not str"),
     (qip.gaussian, (IMAGE,), {"sigma": "1"}, "sigma: .*not str"),
     (qip.gaussian, (IMAGE,), {"gain": "1"}, "gain: a float .*not str"),
+    (qip.gaussian, (IMAGE,), {"gain": 10**400}, "gain: a float .*not int"),
+    (qip.gaussian, (IMAGE,), {"round": IMAGE}, "round: True or False .*not ndarray"),
     (qip.gaussian, (IMAGE,), {"dtype": "no such"}, "dtype: .*not str"),
     (qip.gaussian, (IMAGE,), {"roi": (1, 2, 3)}, r"roi: \(x, y, width, height\)"),
     (qip.half, (IMAGE, 1), {}, "axis: .*not int"),
@@ -121,7 +123,8 @@ def test_references_are_released():
             except kind:
                 pass
         for image in (IMAGE, DEEP, IMAGE[:, ::-1], memoryview(DEEP)):
-            qip.gaussian(image, np.array([2, 1]), mask=mask > 0, reset_mask=mask, mask_out=True, dtype=np.uint16)
+            both = {"mask": mask > 0, "reset_mask": mask, "mask_out": True}
+            qip.gaussian(image, np.array([2, 1]), dtype=np.uint16, **both)
             qip.half(image, mask=mask, roi=(3, 2, 5, 4), mask_out=np.empty((4, 5), np.uint8))
             qip.pyramid(qip.binomial(image, mask_out=True)[0], 2, mask=mask)
         qip.gaussian(IMAGE, sigma=(1, 2), out=out)
@@ -131,18 +134,20 @@ def test_references_are_released():
         gc.collect()
         return [sys.getrefcount(o) for o in objects], tracemalloc.get_traced_memory()[0]
 
-    tracemalloc.start()
-    try:
-        for _ in range(100):
-            call_all()
+    def growth(rounds):
         counts, size = measure()
-        for _ in range(300):
+        for _ in range(rounds):
             call_all()
         later_counts, later_size = measure()
+        return max(b - a for a, b in zip(counts, later_counts)), later_size - size
+
+    tracemalloc.start()
+    try:
+        growths = [growth(50) for _ in range(6)]
     finally:
         tracemalloc.stop()
-    assert all(abs(a - b) < 10 for a, b in zip(counts, later_counts)), (counts, later_counts)
-    assert later_size - size < 8000  # less than one object in each round
+    # What is kept for later use settles; what is lost grows in every round.
+    assert min(count for count, _ in growths) < 10 and min(size for _, size in growths) < 50 * 16, growths
 
 
 def test_other_threads_run_during_a_call():
@@ -169,7 +174,7 @@ class Stop(Exception):
     pass
 
 
-LONG = np.zeros((12000, 4000), np.uint8)
+LONG = np.zeros((20000, 6000), np.uint8)
 LONG_CALLS = {
     "gaussian": lambda out: qip.gaussian(LONG, 2, out=out),
     "masks, bands on several threads": lambda out: qip.gaussian(LONG, 2, mask=LONG, out=out),
@@ -186,6 +191,7 @@ def test_a_signal_stops_a_call(name):
         if len(signals) == 2:
             raise Stop
 
+    library.base.qsys_jobs_setThreadCount(2)  # more would be through too soon
     previous = signal.signal(signal.SIGALRM, handle)
     signal.setitimer(signal.ITIMER_REAL, 0.01, 0.03)
     try:
@@ -194,6 +200,7 @@ def test_a_signal_stops_a_call(name):
     finally:
         signal.setitimer(signal.ITIMER_REAL, 0)
         signal.signal(signal.SIGALRM, previous)
+        library.base.qsys_jobs_setThreadCount(0)
     assert (out == 7).any(), "the call had ended"
     assert (qip.gaussian(IMAGE) == signals[0]).all()
 
@@ -204,10 +211,11 @@ def test_a_child_of_another_thread_can_be_stopped():
 
     def fork():
         if os.fork() == 0:
-            signal.signal(signal.SIGALRM, lambda *_: os._exit(5))
+            out = np.full_like(LONG, 7)
+            signal.signal(signal.SIGALRM, lambda *_: os._exit(5 if (out == 7).any() else 6))
             signal.setitimer(signal.ITIMER_REAL, 0.02)
             with library.level("plain"):
-                qip.gaussian(LONG, 2)
+                qip.gaussian(LONG, 2, out=out)
             os._exit(6)
         os.write(write, bytes([os.waitstatus_to_exitcode(os.wait()[1])]))
 
@@ -226,7 +234,8 @@ def test_no_copy_is_made():
         peak = lambda: int(open("/proc/self/status").read().split("VmHWM:")[1].split()[0])
         qip.gaussian(image[:50], 2, mask=image[:50])
         before = peak()
-        for source, target in [(image, out), (image[::-1], out), (image, out[::-1]), (image[:, 9:], out[:, 9:])]:
+        up, part = np.s_[::-1], np.s_[:, 9:]
+        for source, target in [(image, out), (image[up], out), (image, out[up]), (image[part], out[part])]:
             qip.gaussian(source, 2, out=target)
             qip.gaussian(source, 2, mask=source, out=target, roi=(0, 0, *source.shape[::-1]))
             qip.half(source, out=target[:4000, :source.shape[1] // 2])

@@ -1,6 +1,6 @@
 #!/bin/bash
-# A wheel made without a network is complete: installed where nothing of this repository is in reach, it smooths. Run by
-# run.sh.
+# A wheel made without a network is complete: installed where nothing of this repository is in reach, it
+# smooths. Run by run.sh.
 #
 #   wheel.sh PYTHON SOURCE BUILD SCRATCH
 set -euo pipefail
@@ -18,8 +18,11 @@ mkdir -p "$scratch"
 export TMPDIR=$scratch
 
 # From the packed sources, as a user of them would.
-QIP_BUILD_TREE=$build "$python" -m build --no-isolation --outdir "$scratch/dist" "$source" > "$scratch/build.log" 2>&1 ||
-    { cat "$scratch/build.log" && exit 1; }
+if ! QIP_BUILD_TREE=$build "$python" -m build --no-isolation --outdir "$scratch/dist" "$source" \
+        > "$scratch/build.log" 2>&1; then
+    cat "$scratch/build.log"
+    exit 1
+fi
 wheel=("$scratch"/dist/*.whl)
 if ((${#wheel[@]} != 1)) || [[ ${wheel[0]} != */qip-*-cp311-abi3-linux_"$(uname -m)".whl ]]; then
     echo "FAILED: the wheels are ${wheel[*]}"
@@ -34,7 +37,8 @@ bin/python - "$packages" << 'END'
 import os, sys
 import numpy, qip
 libraries = list(qip.info()["libraries"].values())
-assert qip.__file__.startswith(sys.prefix) and all(path.startswith(sys.argv[1] + os.sep) for path in libraries), libraries
+assert qip.__file__.startswith(sys.prefix), qip.__file__
+assert all(path.startswith(sys.argv[1] + os.sep) for path in libraries), libraries
 loaded = {line.split()[-1] for line in open("/proc/self/maps") if "libqip" in line or "libqbase" in line}
 assert loaded == set(libraries), loaded
 picture = numpy.zeros((480, 640), numpy.uint8)
