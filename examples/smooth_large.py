@@ -1,7 +1,8 @@
 #!/usr/bin/python3
-"""Smooths a picture larger than memory, from one zarr store to another, on worker processes of this machine.
+"""Smooths a picture larger than memory, from one zarr store to another, on processes of this machine.
 
-    PYTHONPATH=build/release/python examples/smooth_large.py SOURCE.zarr RESULT.zarr [--sigma PIXELS] [--workers N]
+    PYTHONPATH=build/release/python examples/smooth_large.py SOURCE.zarr RESULT.zarr
+        [--sigma PIXELS] [--workers N]
         [--make SIZE]    first make SOURCE, SIZE x SIZE pixels of rings on a ramp
         [--check]        compare with the call on the whole picture, which has to fit in memory
 
@@ -35,7 +36,9 @@ def peak():
 
 
 def main():
-    arguments = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    arguments = argparse.ArgumentParser(
+        description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter
+    )
     arguments.add_argument("source")
     arguments.add_argument("result")
     arguments.add_argument("--sigma", type=float, default=4.0)
@@ -46,7 +49,8 @@ def main():
     if given.make:
         make(given.source, given.make)
 
-    with distributed.Client(n_workers=given.workers, threads_per_worker=1, dashboard_address=None) as client:
+    workers = {"n_workers": given.workers, "threads_per_worker": 1, "dashboard_address": None}
+    with distributed.Client(**workers) as client:
         picture = dask.array.from_zarr(given.source)
         smooth = qip.dask.gaussian(picture, sigma=given.sigma)
         smooth = smooth.rechunk(picture.chunksize)  # a store has chunks of one size; no work where they are
@@ -59,8 +63,9 @@ def main():
     if given.check:
         whole = qip.gaussian(zarr.open(given.source)[:], sigma=given.sigma)
         found = zarr.open(given.result, mode="r")
-        rows = range(0, whole.shape[0], found.chunks[0])
-        same = all(numpy.array_equal(whole[y : y + found.chunks[0]], found[y : y + found.chunks[0]]) for y in rows)
+        side = found.chunks[0]
+        starts = range(0, whole.shape[0], side)
+        same = all(numpy.array_equal(whole[y : y + side], found[y : y + side]) for y in starts)
         print("equal to the whole" if same else "NOT equal to the whole")
         raise SystemExit(not same)
 

@@ -2,8 +2,8 @@
 
 from __future__ import annotations
 
+import collections.abc
 import operator
-from collections.abc import Callable
 from typing import Any, SupportsIndex, overload
 
 from numpy.typing import NDArray
@@ -18,7 +18,9 @@ def _refusal(text: str) -> Error:
     return error
 
 
-def halve_repeatedly(half: Callable[..., Any], image: Any, levels: Any, mask: Any) -> list[Any]:
+def halve_repeatedly(
+    half: collections.abc.Callable[..., Any], image: Any, levels: Any, mask: Any
+) -> list[Any]:
     """What pyramid returns, by a function that halves any kind of array."""
     try:
         count = operator.index(levels)

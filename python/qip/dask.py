@@ -1,8 +1,9 @@
 """The functions of qip on chunked pictures: lazily, on as many machines as dask has workers.
 
-Pictures and masks are dask arrays, (rows, columns); results are dask arrays too, of which nothing is computed
-before they are asked for. Arguments are those of the functions of the same names in qip, and wrong ones raise
-the same exceptions when the call is made. `roi` and `out` are missing: slice the result, store it.
+Pictures and masks are dask arrays, (rows, columns); results are dask arrays too, of which nothing is
+computed before they are asked for. Arguments are those of the functions of the same names in qip, and
+wrong ones raise the same exceptions when the call is made. `roi` and `out` are missing: slice the result,
+store it.
 
     >>> import dask.array, qip.dask
     >>> picture = dask.array.zeros((4000, 6000), dtype="uint8", chunks=1024)
@@ -10,32 +11,35 @@ the same exceptions when the call is made. `roi` and `out` are missing: slice th
     (2000, 3000)
 
 Every pixel is bit for bit that of the call on the whole picture, on one thread of a processor of the same
-level. Each chunk of the result is made of the pixels under its kernels, from as many chunks of the picture as
-they lie in; borders are those of the picture alone. Chunks are merged with neighbours where they are too small
-to be served as the whole would be: results have chunks of at least 33 rows and columns. Where the numbers along
-a row depend on where it begins, whole rows are smoothed at once: without a mask, from a uint8 picture, with a
-kernel size above 100 in both directions, or rounding with a gain by which half the sum of the weights cannot be
-divided exactly. A kernel size above 13000 in y does the same to whole columns.
+level. (Without masks the threads of that call make no difference, and with them hardly ever:
+docs/arithmetic.md.) Each chunk of the result is made of the pixels under its kernels, from as many chunks
+of the picture as they lie in; borders are those of the picture alone. Chunks that are too small to be
+served as the whole would be are merged with neighbours: results have chunks of at least 33 rows and
+columns. Where the numbers along a row depend on where it begins, whole rows are smoothed at once: without
+`mask`, from a uint8 picture, with kernel sizes whose product is above 10000, or rounding with a gain by
+which half the sum of the weights cannot be divided exactly. A kernel size above 13000 in y does the same
+to whole columns.
 
-A worker thread holds a chunk of the result, the part of the picture and of the masks under its kernels, and for
-a moment the chunks that this is made of. Chunks of the picture are computed once; so besides, the workers
-together hold little more than one row of chunks, which the next row of the result needs too.
+A worker thread holds a chunk of the result, the part of the picture and of the masks under its kernels,
+and for a moment the chunks that this is made of. Chunks of the picture are computed once; so besides, the
+workers together hold a few rows of chunks, which the next rows of the result need too, however high the
+picture is.
 """
 
 from __future__ import annotations
 
 import bisect
+import collections.abc
 import dataclasses
 import functools
 import itertools
 import math
 import operator
-from collections.abc import Callable, Iterator, Sequence
 from typing import Any, Literal, SupportsIndex, TypeAlias, overload
 
+import dask.array.core as da
 import dask.base
 import numpy as np
-from dask.array.core import Array, from_array
 from dask.highlevelgraph import HighLevelGraph
 from numpy.typing import DTypeLike, NDArray
 
@@ -47,16 +51,16 @@ from qip._types import FloatPair, IntPair
 __all__ = ["binomial", "gaussian", "half", "pyramid"]
 
 # What dask has no types for.
-_tokenize: Callable[..., str] = dask.base.tokenize
-_layers: Callable[..., HighLevelGraph] = HighLevelGraph.from_collections
-_array: Callable[..., Array] = Array
-_from_array: Callable[..., Array] = from_array
+_tokenize: collections.abc.Callable[..., str] = dask.base.tokenize
+_layers: collections.abc.Callable[..., HighLevelGraph] = HighLevelGraph.from_collections
+_array: collections.abc.Callable[..., da.Array] = da.Array
+_from_array: collections.abc.Callable[..., da.Array] = da.from_array
 
 # What lies under a part of the result, in parts that lie side by side.
 _Parts: TypeAlias = list[NDArray[Any]]
 
-# Smaller results may be served in another way than the whole one, and sources of fewer than 9 samples, which this
-# excludes too.
+# Smaller results may be served in another way than the whole one. So may sources of fewer than 9 sampling
+# steps, which larger results do not have.
 _LEAST_SIDE = 33
 
 
@@ -82,7 +86,7 @@ class _Axis:
 
 @dataclasses.dataclass(frozen=True)
 class _Piece:
-    """A stretch of an axis of the result, and the pixels start ... stop - 1 of the picture that it is made of."""
+    """A stretch of an axis of the result, and the pixels start ... stop - 1 of the picture that make it."""
 
     first: int
     count: int
@@ -90,26 +94,32 @@ class _Piece:
     stop: int
 
 
-def _pieces(axis: _Axis, chunks: Sequence[int]) -> list[_Piece]:
+def _pieces(axis: _Axis, chunks: collections.abc.Sequence[int]) -> list[_Piece]:
     """A piece for each chunk: the results that are centred in it, merged where they are too few."""
     end = axis.first + axis.count
     length = sum(chunks)
     cuts = [axis.first]
     for edge in itertools.accumulate(chunks) if axis.splits else ():
-        cut = -((axis.phase - edge) // axis.step)  # the first one that is centred on `edge` or behind it
+        cut = -((axis.phase - edge) // axis.step)  # the first that is centred on `edge` or behind it
         if cut - cuts[-1] >= _LEAST_SIDE and end - cut >= _LEAST_SIDE:
             cuts.append(cut)
     cuts.append(end)
     pieces = []
     for first, last in itertools.pairwise(cuts):
-        # What lies at the picture's ends takes all of it, so that it is as large as the whole picture there.
-        start = max(first * axis.step + axis.phase - axis.before, 0) if first > axis.first else 0
-        stop = min((last - 1) * axis.step + axis.phase + axis.after + 1, length) if last < end else length
+        # A piece at an end of the picture takes all of it: where there is but one, it is as large as the
+        # picture, whose size decides how it is served.
+        start, stop = 0, length
+        if first > axis.first:
+            start = max(first * axis.step + axis.phase - axis.before, 0)
+        if last < end:
+            stop = min((last - 1) * axis.step + axis.phase + axis.after + 1, length)
         pieces.append(_Piece(first, last - first, start, stop))
     return pieces
 
 
-def _overlaps(piece: _Piece, edges: Sequence[int]) -> Iterator[tuple[int, int, int]]:
+def _overlaps(
+    piece: _Piece, edges: collections.abc.Sequence[int]
+) -> collections.abc.Iterator[tuple[int, int, int]]:
     """The chunks that a piece lies in: index, and which of the chunk's pixels."""
     index = bisect.bisect_right(edges, piece.start) - 1
     while edges[index] < piece.stop:
@@ -189,27 +199,29 @@ def _binomial_part(
 
 
 def _source(
-    graph: dict[Any, Any], suffix: str, array: Array, rows: list[_Piece], columns: list[_Piece]
-) -> Callable[[_Piece, _Piece], list[Any]]:
+    graph: dict[Any, Any], suffix: str, array: da.Array, rows: list[_Piece], columns: list[_Piece]
+) -> collections.abc.Callable[[_Piece, _Piece], list[Any]]:
     """What gives the keys of the parts under two pieces, side by side; `graph` gets the tasks for them.
 
-    The rows under a piece are cut out of each column of chunks first, the columns out of these strips: so
-    dask's order of tasks has little more than a row of chunks in memory.
+    The rows under a piece are cut out of each column of chunks first, the columns out of these strips: this
+    makes dask go from row to row, with a few rows of chunks in memory. With a task for each neighbour of a
+    chunk, its order would keep most of the picture.
     """
     edges = [list(itertools.accumulate(chunks, initial=0)) for chunks in array.chunks]
     down = {row: list(_overlaps(row, edges[0])) for row in rows}
     along = {column: list(_overlaps(column, edges[1])) for column in columns}
     strips: dict[tuple[_Piece, int], Any] = {}
 
-    def part(key: Any, whole: Any, axis: int, size: int, low: int, high: int) -> Any:
+    def part(place: tuple[int, int], whole: Any, axis: int, size: int, low: int, high: int) -> Any:
         if high - low == size:
             return whole
+        key = (f"qip-{('rows', 'columns')[axis]}-{suffix}", *place, low, high)
         graph[key] = (_cut, whole, axis, low, high)
         return key
 
     def strip(row: _Piece, j: int) -> Any:
         parts = [
-            part((f"qip-rows-{suffix}", i, j, low, high), (array.name, i, j), 0, array.chunks[0][i], low, high)
+            part((i, j), (array.name, i, j), 0, array.chunks[0][i], low, high)
             for i, low, high in down[row]
         ]
         if len(parts) == 1:
@@ -223,7 +235,7 @@ def _source(
             if (row, j) not in strips:
                 strips[row, j] = strip(row, j)
         return [
-            part((f"qip-columns-{suffix}", row.first, j, low, high), strips[row, j], 1, array.chunks[1][j], low, high)
+            part((row.first, j), strips[row, j], 1, array.chunks[1][j], low, high)
             for j, low, high in along[column]
         ]
 
@@ -232,12 +244,12 @@ def _source(
 
 def _smoothed(
     function: str,
-    make: Callable[..., Any],
+    make: collections.abc.Callable[..., Any],
     axes: tuple[_Axis, _Axis],
-    arrays: Sequence[Array | None],
-    dtypes: Sequence[DTypeLike],
+    arrays: collections.abc.Sequence[da.Array | None],
+    dtypes: collections.abc.Sequence[DTypeLike],
 ) -> Any:
-    """The result of make(rows, columns, parts of each array), or a pair of results where there are two dtypes.
+    """The result of make(rows, columns, parts of each array), or a pair of them for two dtypes.
 
     axes   of the columns, then of the rows.
     arrays the image, then masks of its shape or None.
@@ -258,7 +270,7 @@ def _smoothed(
     ]
     name = f"qip-{function}-{token}"
     graph = {
-        (name, i, j): (make, row, column, *(None if part is None else part(row, column) for part in sources))
+        (name, i, j): (make, row, column, *(source and source(row, column) for source in sources))
         for i, row in enumerate(rows)
         for j, column in enumerate(columns)
     }
@@ -280,13 +292,13 @@ def _smoothed(
 # ---- arguments ----
 
 
-def _stand_in(shape: Sequence[int], dtype: DTypeLike) -> NDArray[Any]:
+def _stand_in(shape: collections.abc.Sequence[int], dtype: DTypeLike) -> NDArray[Any]:
     """An array of this shape in the memory of one row of it."""
     return np.broadcast_to(np.zeros(shape[-1:], dtype), shape)
 
 
 def _check_array(name: str, array: Any) -> None:
-    if not isinstance(array, Array):
+    if not isinstance(array, da.Array):
         raise TypeError(f"{name}: a dask array is needed, not {type(array).__name__}")
     if any(math.isnan(size) for size in array.shape):
         error = qip.Error(f"{name}: has chunks of unknown sizes; call its compute_chunk_sizes() first")
@@ -295,11 +307,14 @@ def _check_array(name: str, array: Any) -> None:
 
 
 def _check(
-    function: Callable[..., Any], image: Array, masks: dict[str, Array | None], mask_out: bool | None
+    function: collections.abc.Callable[..., Any],
+    image: da.Array,
+    masks: dict[str, da.Array | None],
+    mask_out: bool | None,
 ) -> list[np.dtype[Any]]:
-    """Has `function` refuse what it would refuse of the whole picture; answers with the types of the results.
+    """Has `function` refuse what it would refuse of the whole picture; the types of the results otherwise.
 
-    function is given stand-ins for the arrays, of which it shall look at what it looks at before all pixels.
+    It is given stand-ins for the arrays: what it checks of them, it checks before it looks at pixels.
     """
     _check_array("image", image)
     if mask_out is not None and not isinstance(mask_out, bool):
@@ -329,7 +344,7 @@ def _pair(value: Any) -> tuple[int, int]:
 
 
 def _is_exact(start: float, greatest: int) -> bool:
-    """Whether doubles hold all sums that begin at `start`; on the way, they stay below 16 times `greatest`."""
+    """Whether doubles hold all sums that begin at `start` and stay below 16 times `greatest`."""
     if not math.isfinite(start):
         return False
     numerator, denominator = start.as_integer_ratio()
@@ -354,7 +369,7 @@ def _gaussian_axis(first: int, count: int, kernel: int, sample: int, origin: int
 
 @overload
 def gaussian(
-    image: Array,
+    image: da.Array,
     kernel: IntPair | None = None,
     *,
     sigma: FloatPair | None = None,
@@ -362,17 +377,17 @@ def gaussian(
     gain: float = 1.0,
     round: bool = True,
     dtype: DTypeLike = None,
-    mask: Array | None = None,
-    reset_mask: Array | None = None,
+    mask: da.Array | None = None,
+    reset_mask: da.Array | None = None,
     mask_mode: SupportsIndex = 0,
     result_mode: SupportsIndex = 0,
     threshold: float = 0.0,
     origin: IntPair = (0, 0),
     mask_out: Literal[False] | None = None,
-) -> Array: ...
+) -> da.Array: ...
 @overload
 def gaussian(
-    image: Array,
+    image: da.Array,
     kernel: IntPair | None = None,
     *,
     sigma: FloatPair | None = None,
@@ -380,16 +395,16 @@ def gaussian(
     gain: float = 1.0,
     round: bool = True,
     dtype: DTypeLike = None,
-    mask: Array | None = None,
-    reset_mask: Array | None = None,
+    mask: da.Array | None = None,
+    reset_mask: da.Array | None = None,
     mask_mode: SupportsIndex = 0,
     result_mode: SupportsIndex = 0,
     threshold: float = 0.0,
     origin: IntPair = (0, 0),
     mask_out: Literal[True],
-) -> tuple[Array, Array]: ...
+) -> tuple[da.Array, da.Array]: ...
 def gaussian(
-    image: Array,
+    image: da.Array,
     kernel: IntPair | None = None,
     *,
     sigma: FloatPair | None = None,
@@ -397,8 +412,8 @@ def gaussian(
     gain: float = 1.0,
     round: bool = True,
     dtype: DTypeLike = None,
-    mask: Array | None = None,
-    reset_mask: Array | None = None,
+    mask: da.Array | None = None,
+    reset_mask: da.Array | None = None,
     mask_mode: SupportsIndex = 0,
     result_mode: SupportsIndex = 0,
     threshold: float = 0.0,
@@ -452,27 +467,27 @@ def _binomial_axis(length: int, step: int, reach: int) -> _Axis:
 
 @overload
 def half(
-    image: Array,
+    image: da.Array,
     axis: Literal["xy", "x", "y"] = "xy",
     *,
-    mask: Array | None = None,
+    mask: da.Array | None = None,
     origin: IntPair = (0, 0),
     mask_out: Literal[False] | None = None,
-) -> Array: ...
+) -> da.Array: ...
 @overload
 def half(
-    image: Array,
+    image: da.Array,
     axis: Literal["xy", "x", "y"] = "xy",
     *,
-    mask: Array | None = None,
+    mask: da.Array | None = None,
     origin: IntPair = (0, 0),
     mask_out: Literal[True],
-) -> tuple[Array, Array]: ...
+) -> tuple[da.Array, da.Array]: ...
 def half(
-    image: Array,
+    image: da.Array,
     axis: Literal["xy", "x", "y"] = "xy",
     *,
-    mask: Array | None = None,
+    mask: da.Array | None = None,
     origin: IntPair = (0, 0),
     mask_out: bool | None = None,
 ) -> Any:
@@ -499,21 +514,21 @@ def half(
 
 @overload
 def binomial(
-    image: Array,
+    image: da.Array,
     passes: IntPair = 2,
     *,
-    mask: Array | None = None,
+    mask: da.Array | None = None,
     mask_out: Literal[False] | None = None,
-) -> Array: ...
+) -> da.Array: ...
 @overload
 def binomial(
-    image: Array, passes: IntPair = 2, *, mask: Array | None = None, mask_out: Literal[True]
-) -> tuple[Array, Array]: ...
+    image: da.Array, passes: IntPair = 2, *, mask: da.Array | None = None, mask_out: Literal[True]
+) -> tuple[da.Array, da.Array]: ...
 def binomial(
-    image: Array,
+    image: da.Array,
     passes: IntPair = 2,
     *,
-    mask: Array | None = None,
+    mask: da.Array | None = None,
     mask_out: bool | None = None,
 ) -> Any:
     """Smooth a chunked picture by the kernel 1 4 6 4 1, several times over: qip.binomial, lazily.
@@ -534,12 +549,12 @@ def binomial(
 
 
 @overload
-def pyramid(image: Array, levels: SupportsIndex, *, mask: None = None) -> list[Array]: ...
+def pyramid(image: da.Array, levels: SupportsIndex, *, mask: None = None) -> list[da.Array]: ...
 @overload
 def pyramid(
-    image: Array, levels: SupportsIndex, *, mask: Array
-) -> list[tuple[Array, Array]]: ...
-def pyramid(image: Array, levels: SupportsIndex, *, mask: Array | None = None) -> list[Any]:
+    image: da.Array, levels: SupportsIndex, *, mask: da.Array
+) -> list[tuple[da.Array, da.Array]]: ...
+def pyramid(image: da.Array, levels: SupportsIndex, *, mask: da.Array | None = None) -> list[Any]:
     """Halve a chunked picture `levels` times: qip.pyramid, lazily.
 
     image   (rows, columns), a dask array of uint8 or uint16, of known chunks.
