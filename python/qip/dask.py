@@ -22,8 +22,7 @@ to whole columns.
 
 A worker thread holds a chunk of the result, the part of the picture and of the masks under its kernels,
 and for a moment the chunks that this is made of. Chunks of the picture are computed once; so besides, the
-workers together hold a few rows of chunks, which the next rows of the result need too, however high the
-picture is.
+workers together hold a few rows of chunks, which the next rows of the result need too.
 """
 
 from __future__ import annotations

@@ -25,7 +25,7 @@ needs() {
 case $what in
 pytest)
     needs numpy pytest hypothesis
-    exec "$python" -m pytest -q -p no:cacheprovider "$here"
+    exec "$python" -m pytest -q -r s -p no:cacheprovider "$here"
     ;;
 types)
     needs numpy mypy dask.array
