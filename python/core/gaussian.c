@@ -1,4 +1,5 @@
 /* gaussian and dest_rect: smoothing by the cube of a box. */
+#include "alone.h"
 #include "attention.h"
 #include "call.h"
 #include "functions.h"
@@ -138,7 +139,19 @@ static qip_status smooth(const core_call* call, const qimg_windowConst* image,
                                                          &call->maskOut.window);
 }
 
-static int run(core_call* call, const parameters* read, const qstd_rect32* source)
+typedef struct smoothing {
+    const core_call* call;
+    const qimg_windowConst* image;
+    const qip_gaussParams* params;
+} smoothing;
+
+static qsys_status smoothAsJob(const void* data)
+{
+    const smoothing* s = data;
+    return smooth(s->call, s->image, s->params);
+}
+
+static int run(core_call* call, const parameters* read, const qstd_rect32* source, int isAlone)
 {
     core_attention attention;
     if (isMasked(call) && refuseLargeKernel(call, read) < 0)
@@ -148,8 +161,9 @@ static int run(core_call* call, const parameters* read, const qstd_rect32* sourc
     qimg_windowConst image = qimg_window_asConst(&call->image.window);
     image.x = source->x;
     image.y = source->y;
+    const smoothing job = {call, &image, &read->record};
     core_attention_begin(&attention);
-    const qip_status status = smooth(call, &image, &read->record);
+    const qip_status status = isAlone ? core_runAlone(smoothAsJob, &job) : smoothAsJob(&job);
     return core_attention_end(&attention, call->state, status);
 }
 
@@ -198,7 +212,8 @@ const char core_gaussianDoc[] =
     "handler that raises, as that of Ctrl-C does, stops a call on the main thread; out is partly\n"
     "written then.";
 
-PyObject* core_gaussian(PyObject* module, PyObject* const* arguments, Py_ssize_t count, PyObject* keywords)
+static PyObject* gaussian(PyObject* module, PyObject* const* arguments, Py_ssize_t count,
+                          PyObject* keywords, int isAlone)
 {
     static const core_signature signature = {"gaussian",
                                              1,
@@ -222,7 +237,23 @@ PyObject* core_gaussian(PyObject* module, PyObject* const* arguments, Py_ssize_t
         core_destinationOf(call.state, &source, read.kernel, read.sample, &rect) < 0 ||
         core_call_readRoi(&call, &rect) < 0 || core_call_openResults(&call, pixelSize, &rect) < 0)
         return core_call_end(&call, -1);
-    return core_call_end(&call, run(&call, &read, &source));
+    return core_call_end(&call, run(&call, &read, &source, isAlone));
+}
+
+PyObject* core_gaussian(PyObject* module, PyObject* const* arguments, Py_ssize_t count, PyObject* keywords)
+{
+    return gaussian(module, arguments, count, keywords, 0);
+}
+
+const char core_gaussianAloneDoc[] =
+    "gaussian on the calling thread alone. A call with masks shares its rows among threads otherwise, and "
+    "a\n"
+    "last share of few rows may be computed in double precision, which fixed point differs from.";
+
+PyObject* core_gaussianAlone(PyObject* module, PyObject* const* arguments, Py_ssize_t count,
+                             PyObject* keywords)
+{
+    return gaussian(module, arguments, count, keywords, 1);
 }
 
 /* ---- dest_rect ---- */

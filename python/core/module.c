@@ -75,6 +75,7 @@ static PyObject* info(PyObject* module, PyObject* unused)
 
 static PyMethodDef methods[] = {
     {"gaussian", FAST(core_gaussian), METH_FASTCALL | METH_KEYWORDS, core_gaussianDoc},
+    {"gaussian_alone", FAST(core_gaussianAlone), METH_FASTCALL | METH_KEYWORDS, core_gaussianAloneDoc},
     {"dest_rect", FAST(core_destRect), METH_FASTCALL | METH_KEYWORDS, core_destRectDoc},
     {"half", FAST(core_half), METH_FASTCALL | METH_KEYWORDS, core_halfDoc},
     {"binomial", FAST(core_binomial), METH_FASTCALL | METH_KEYWORDS, core_binomialDoc},

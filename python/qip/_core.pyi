@@ -51,6 +51,7 @@ def gaussian(
     out: Out | None = None,
     mask_out: Literal[True],
 ) -> tuple[NDArray[Any], NDArray[np.uint8]]: ...
+def gaussian_alone(image: Picture, kernel: IntPair | None = None, **keywords: Any) -> Any: ...
 @overload
 def half(
     image: Picture,

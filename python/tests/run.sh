@@ -25,10 +25,10 @@ needs() {
 case $what in
 pytest)
     needs numpy pytest hypothesis
-    exec "$python" -m pytest -q -p no:cacheprovider "$here"
+    exec "$python" -m pytest -q -r s -p no:cacheprovider "$here"
     ;;
 types)
-    needs numpy mypy
+    needs numpy mypy dask.array
     cd "$folder"
     export MYPY_CACHE_DIR=$folder/.mypy_cache
     "$python" -m mypy --strict -p qip
