@@ -169,8 +169,8 @@ void run(const test_call& made, const expectation& expected)
     const test_attention attention;
     // A caller may have set any direction.
     constexpr int directions[] = {FE_TONEAREST, FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO};
-    const test_outcome seen =
-        test_run(made, false, [&] { std::fesetround(directions[src.rect.width % 4]); });
+    const int direction = directions[src.rect.width % 4];
+    const test_outcome seen = test_run(made, false, [=] { std::fesetround(direction); });
     std::fesetround(FE_TONEAREST);
     EXPECT_EQ(seen.status, expected.plan.refused ? QIMG_E_OUTSIDE : QIP_OK);
     EXPECT_EQ(attention.polls(), expected.polls);
