@@ -53,7 +53,8 @@ installed)
     consume_pkg_config
     ;;
 embedded)
-    consume embedded -DQIP_SOURCE_DIR="$tree" -DQIP_INSTALL=ON
+    consume embedded -DQIP_SOURCE_DIR="$tree" -DQIP_FETCH=ON -DQIP_INSTALL=ON
+    cmake -S "$here" -B "$scratch/subdirectory" -DQIP_SOURCE_DIR="$tree" > "$scratch/subdirectory.log"
     if grep -q -e -Werror "$scratch/embedded/build.ninja"; then
         echo "FAILED: warnings are errors in a project that embeds the library"
         exit 1
