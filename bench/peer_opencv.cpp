@@ -105,11 +105,13 @@ void bench_addOpencv()
     bench_addOpencvGauss();
     bench_addOpencvGauss2();
     bench_addOpencvMasked();
+    bench_addOpencvAdapter();
 }
 
 bool bench_opencvAgrees()
 {
     const bool gauss = bench_opencvAgreesGauss();
     const bool gauss2 = bench_opencvAgreesGauss2();
-    return bench_opencvAgreesMasked() && gauss && gauss2;
+    const bool masked = bench_opencvAgreesMasked();
+    return bench_opencvAgreesAdapter() && gauss && gauss2 && masked;
 }

@@ -56,8 +56,10 @@ void bench_keepSampled(const cv::Mat& src, cv::Mat& dst, int32_t kernel, int32_t
 void bench_addOpencvGauss();
 void bench_addOpencvGauss2();
 void bench_addOpencvMasked();
+void bench_addOpencvAdapter(); // with ours, which take the same matrices
 
 // Whether OpenCV gives our pixels.
 bool bench_opencvAgreesGauss();
 bool bench_opencvAgreesGauss2();
 bool bench_opencvAgreesMasked();
+bool bench_opencvAgreesAdapter();

@@ -23,7 +23,7 @@ if(TARGET qip-smooth)
     endif()
 endif()
 install(DIRECTORY include/qip platform/qbase DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-        FILES_MATCHING PATTERN "*.h")
+        FILES_MATCHING PATTERN "*.h" PATTERN "*.hpp")
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qip_gauss)
 install(EXPORT qip_gauss_targets NAMESPACE qip:: DESTINATION ${package_dir} FILE qip_gauss-targets.cmake)

@@ -10,6 +10,17 @@ FNR == 1 && sub("^/\\* q[a-z]+/[a-z0-9_]+\\.h - ", " * ") {
     next
 }
 
+# The headers for C++ have comments of single lines.
+FILENAME ~ /\.hpp$/ {
+    if (FNR == 1)
+        sub(/^\/\/ [a-z\/.]+ - /, "/// @file\n///\n/// ")
+    if (!sub(/^ *\/\/ /, "&/ "))
+        sub(/[;,] +\/\/ /, "&/< ")
+    gsub("// /", "///")
+    print
+    next
+}
+
 /^\/\* / && !/^\/\* -+ .* -+ \*\/$/ {
     endGroup()
     comment = "/** " substr($0, 4)

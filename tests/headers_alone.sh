@@ -18,6 +18,15 @@ compile() {
     }
 }
 
+# The headers for C++ promise C++17; that for OpenCV needs its headers.
+opencv=(-isystem /usr/include/opencv4)
+for path in "$root"/include/qip/*.hpp; do
+    if [[ $path != */opencv.hpp || -d ${opencv[1]} ]]; then
+        compile "${path#"$root"/include/}" "$cxx" -x c++ -std=c++17 -Wshadow "${opencv[@]}"
+        compile "${path#"$root"/include/}" "$cxx" -x c++ -std=c++20 -Wshadow "${opencv[@]}"
+    fi
+done
+
 count=0
 for path in "$root"/include/qip/*.h "$root"/platform/qbase/*.h; do
     header=${path#"$root"/include/}

@@ -47,11 +47,20 @@ endif()
 # A user's compiler links without a sanitizer's runtime, and a user's program runs where it was built, so these
 # stand in the ordinary trees alone.
 if(NOT QIP_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
-    qip_add_script_test(project.readme_program
-        COMMAND ${here}/readme_program.sh ${PROJECT_SOURCE_DIR}/README.md ${CMAKE_C_COMPILER} ${scratch}/readme
-                -I${PROJECT_SOURCE_DIR}/include -I${PROJECT_SOURCE_DIR}/platform
-                $<TARGET_FILE:qip_gauss> $<TARGET_FILE:qbase>
-                -Wl,-rpath,$<TARGET_FILE_DIR:qip_gauss> -lstdc++ -lm -pthread)
+    function(qip_add_readme_test name section)
+        qip_add_script_test(project.readme_${name}
+            COMMAND ${here}/readme_program.sh ${PROJECT_SOURCE_DIR} ${section} ${scratch}/readme_${name} ${ARGN}
+                    -I${PROJECT_SOURCE_DIR}/include -I${PROJECT_SOURCE_DIR}/platform
+                    $<TARGET_FILE:qip_gauss> $<TARGET_FILE:qbase>
+                    -Wl,-rpath,$<TARGET_FILE_DIR:qip_gauss> -lstdc++ -lm -pthread)
+    endfunction()
+    qip_add_readme_test(c "From C" ${CMAKE_C_COMPILER} -std=c99)
+    qip_add_readme_test(cpp "From C++" ${CMAKE_CXX_COMPILER} -std=c++17)
+    find_package(OpenCV QUIET COMPONENTS core imgcodecs)
+    if(OpenCV_FOUND)
+        qip_add_readme_test(opencv "From OpenCV" ${CMAKE_CXX_COMPILER} -std=c++17 -isystem ${OpenCV_INCLUDE_DIRS}
+                            -lopencv_imgcodecs -lopencv_core)
+    endif()
     if(TARGET qip-smooth)
         qip_add_script_test(project.older_processors
             COMMAND ${here}/older_processors.sh $<TARGET_FILE:qip-smooth> ${PROJECT_SOURCE_DIR}/samples

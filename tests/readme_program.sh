@@ -1,23 +1,27 @@
 #!/bin/bash
-# The C program of the README compiles without a warning, runs, and prints what the README says ("It prints
-# `...`"): what a user copies works.
+# A program of the README compiles without a warning, runs, and prints what the README says there ("It prints `...`",
+# else nothing): what a user copies works.
 #
-#   readme_program.sh README CC FOLDER CFLAG...     FOLDER is a scratch folder
+#   readme_program.sh ROOT SECTION FOLDER COMPILER ARGUMENT...     ROOT is the source tree, FOLDER a scratch folder
 set -euo pipefail
-readme=$1 cc=$2 folder=$3
+root=$1 section=$2 folder=$3
 shift 3
 
 mkdir -p "$folder"
-if [[ -f $readme ]]; then
-    awk '/^```c$/ { inside = 1; next } /^```/ { inside = 0 } inside' "$readme" > "$folder/readme.c"
+text=$(awk -v heading="## $section" '/^## / { inside = $0 == heading } inside' "$root/README.md")
+case $section in
+*C) language=c ;;
+*) language=cpp ;;
+esac
+awk -v fence="^\`\`\`$language$" '$0 ~ fence { inside = 1; next } /^```/ { inside = 0 } inside' <<< "$text" > "$folder/program.$language"
+if [[ ! -s $folder/program.$language ]]; then
+    echo "FAILED: the README has no program in '$section'"
+    exit 1
 fi
-if [[ ! -s $folder/readme.c ]]; then
-    echo "SKIPPED: the README holds no C program"
-    exit 77
-fi
-"$cc" -std=c99 -Wall -Wextra -Wpedantic -Werror "$folder/readme.c" -o "$folder/readme" "$@"
-printed=$("$folder/readme")
-promised=$(sed -n 's/^It prints `\([^`]*\)`.*/\1/p' "$readme")
+"$1" -Wall -Wextra -Wpedantic -Werror "$folder/program.$language" -o "$folder/program" "${@:2}"
+ln -sfn "$root/samples" "$folder/samples"
+printed=$(cd "$folder" && ./program)
+promised=$(sed -n 's/^It prints `\([^`]*\)`.*/\1/p' <<< "$text")
 if [[ $printed != "$promised" ]]; then
     echo "FAILED: it prints '$printed', the README says '$promised'"
     exit 1

@@ -22,6 +22,10 @@ consume() {
     cmake --build "$folder" -j "$jobs" > "$folder.log" || { cat "$folder.log"; return 1; }
     "$folder/consumer_c"
     "$folder/consumer_cpp"
+    "$folder/consumer_cpp17"
+    if [[ -x $folder/consumer_opencv ]]; then
+        "$folder/consumer_opencv" "$here/../../samples/part16.png" "$folder/smooth.png"
+    fi
 }
 
 # The same against the moved tree by pkg-config alone, without CMake; $1 is --static or nothing.
@@ -32,8 +36,10 @@ consume_pkg_config() {
     flags+=("-Wl,-rpath,$(dirname "${pc%/*}")")
     "$CC" -std=c99 "${warnings[@]}" "$here/consumer.c" -o "$scratch/pkg-config/c" "${flags[@]}"
     "$CXX" -std=c++11 "${warnings[@]}" -x c++ "$here/consumer.c" -x none -o "$scratch/pkg-config/cpp" "${flags[@]}"
+    "$CXX" -std=c++17 "${warnings[@]}" "$here/../../examples/smooth.cpp" -o "$scratch/pkg-config/cpp17" "${flags[@]}"
     "$scratch/pkg-config/c"
     "$scratch/pkg-config/cpp"
+    "$scratch/pkg-config/cpp17"
 }
 
 case $mode in
