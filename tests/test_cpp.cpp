@@ -354,6 +354,8 @@ TEST(Opencv, GivesWhatTheCInterfaceGives)
         const int depth = wanted.deep ? CV_16U : CV_8U;
         cv::Mat dst, around, aroundBefore, dstMask;
         const int way = test_randomInt(&random, 0, 2);
+        if (size.isNull())
+            return;
         if (way == 1) {
             dst = randomPart(&random, static_cast<int>(size.height), static_cast<int>(size.width), depth);
             dst.locateROI(whole, inside);

@@ -36,15 +36,15 @@ enum test_place { test_src, test_srcMask, test_resetMask, test_dst, test_dstMask
 
 // One call, with its own memory. Calls of one random state are alike, whatever runs them.
 struct test_call {
-    const test_export* what;
-    test_argument planes[test_places];
-    qip_gaussParams params;
-    bool peak, validOnly; // of the older records
-    int32_t passesX, passesY;
-    bool hasPrototype, isDeep, hasRegion; // of qip_gauss; of 16 bits
-    qsIRegion region;
-    qmath_xformLinear transform;           // of the source
-    bool isBent;                           // by a transform that is not linear instead
+    const test_export* what = nullptr;
+    test_argument planes[test_places] = {};
+    qip_gaussParams params = {};
+    bool peak = false, validOnly = false; // of the older records
+    int32_t passesX = 0, passesY = 0;
+    bool hasPrototype = false, isDeep = false, hasRegion = false; // of qip_gauss; of 16 bits
+    qsIRegion region = {};
+    qmath_xformLinear transform = {};      // of the source
+    bool isBent = false;                   // by a transform that is not linear instead
     std::optional<test_grid> inPlace = {}; // the source, which is the destination too
 };
 
