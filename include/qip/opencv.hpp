@@ -10,8 +10,8 @@
 // The border is always that of the matrix handed over, as with cv::BORDER_ISOLATED: a part of a larger matrix is
 // smoothed as if it were a picture of its own. Beyond it, gaussian() has the pixels of cv::BORDER_REFLECT (up to one
 // reflection, then 0), half() and binomial() those of cv::BORDER_REPLICATE. Where a part lies in its matrix decides
-// which of its pixels sampling keeps, so that parts fit together. With odd kernel sizes the result lies half a pixel
-// to the right and below: their kernels have an even number of taps.
+// which of its pixels sampling keeps, so that parts fit together. Kernels of odd kernel sizes have an even number of
+// taps: a pixel of the result is centred half a pixel to the right of and below the source pixel in its place.
 //
 // A failure is a cv::Exception with the text of qip::error; a destination may have been made anew then. What the
 // application throws in its qip::attention passes through.
