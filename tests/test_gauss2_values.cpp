@@ -72,7 +72,7 @@ oracle_rect randomSource(test_random* random)
 
 test_call randomRequest(test_random* random, const test_export& exported)
 {
-    test_call made = {};
+    test_call made;
     made.what = &exported;
     const oracle_gauss2Export& what = *exported.half;
     const bool simple = test_chance(random, 40);

@@ -271,7 +271,7 @@ void expectFlat(const flatCase& flat)
 {
     const oracle_gauss& request = flat.request;
     test_random random = {};
-    test_call call = {};
+    test_call call;
     call.what = test_exports().data();
     call.params = test_gaussParams(request);
     call.peak = request.peak;

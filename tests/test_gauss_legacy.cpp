@@ -146,7 +146,7 @@ TEST(GaussBoxes, RandomCallsEqualADirectConvolution)
         const auto number = [&](int64_t low, int64_t high) {
             return test_randomInt(&random, low, high);
         };
-        test_call call = {};
+        test_call call;
         call.what = &what;
         call.transform = {1.0, 0.5, -0.25, 2.0, 7.0, -3.0};
         auto& [src, srcMask, resetMask, dst, dstMask] = call.planes;

@@ -39,7 +39,7 @@ TEST(GaussParams, TheFirstRuleThatFailsDecides)
         if (!what.masked && (what.family != test_family::gauss || !what.dstSize))
             continue;
         SCOPED_TRACE(what.name);
-        test_call call = {}; // without pixels: rules come first
+        test_call call; // without pixels: rules come first
         call.what = &what;
         const auto expect = [&](const qip_gaussParams& params, qip_status status) {
             call.params = params;

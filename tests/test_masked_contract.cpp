@@ -14,7 +14,7 @@ namespace
 // goes on for a while behind every row.
 test_call callOf(const test_export& what)
 {
-    test_call made = {};
+    test_call made;
     made.what = &what;
     made.params = test_gaussParams(1, 2);
     made.transform = {1.25, -0.5, 0.75, 2.0, 31.0, -17.5};

@@ -87,7 +87,7 @@ void placeMask(test_random* random, test_placed* mask, const oracle_rect& rect)
 
 test_call randomRequest(test_random* random, const test_export& what)
 {
-    test_call made = {};
+    test_call made;
     made.what = &what;
     made.params = randomParams(random, what.masked->largestKernel());
     auto& [src, srcMask, resetMask, dst, dstMask] = made.planes;

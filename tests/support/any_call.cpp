@@ -108,7 +108,7 @@ void test_placeMask(test_random* random, test_placed* mask, const oracle_rect& r
 test_call test_randomCall(test_random* random, const test_export& what)
 {
     const test_family family = what.family;
-    test_call made = {};
+    test_call made;
     made.what = &what;
     made.params = randomParams(random, family);
     made.peak = test_chance(random, 10);
