@@ -254,6 +254,9 @@ TEST(Cpp, RefusesInWordsAndWithACode)
     qip::image result;
     EXPECT_EQ(codeOf([&] { qip::half(src, qip::axis::xy, {{}, {}, &result}); }), QSYS_E_ARGUMENT);
     EXPECT_EQ(other, std::vector<std::uint8_t>(20 * 10, 7));
+    const qip::params between = qip::params().sigma(1.156, 1.18); // 6.35 and 6.57 for n n, which is 4 or 9
+    EXPECT_EQ(between.record.kernelSizeX, 1);
+    EXPECT_EQ(between.record.kernelSizeY, 2);
     for (int32_t kernel = 0; kernel < 100; ++kernel)
         EXPECT_EQ(qip::params().sigma(qip::params().kernel(kernel).sigma_x()).record.kernelSizeY, kernel);
 }

@@ -60,8 +60,8 @@ struct params {
         record.sampleX = x, record.sampleY = y.value_or(x);
         return *this;
     }
-    // The kernels that come nearest to a Gaussian of this many pixels; the variance of one is (n n - 1) / 4,
-    // n = kernel + 1. QSYS_E_ARGUMENT for a negative number and for what is none.
+    // The kernels whose variance, (n n - 1) / 4 with n = kernel + 1, is nearest to that of a Gaussian of this many
+    // pixels. QSYS_E_ARGUMENT for a negative number and for what is none.
     params& sigma(double x, std::optional<double> y = {})
     {
         return kernel(kernel_of(x), kernel_of(y.value_or(x)));
@@ -79,10 +79,12 @@ struct params {
 private:
     static std::int32_t kernel_of(double sigma)
     {
-        const double kernel = std::floor(std::sqrt(4 * sigma * sigma + 1) - 0.5);
-        if (!(sigma >= 0 && kernel < 2147483648.0))
+        const double square = 4 * sigma * sigma + 1; // n n, if n need not be a whole number
+        if (!(sigma >= 0 && square < 4611686018427387904.0))
             throw error("sigma", QSYS_E_ARGUMENT);
-        return static_cast<std::int32_t>(kernel);
+        const double n = std::floor(std::sqrt(square));
+        const bool isNearerAbove = (n * n + (n + 1) * (n + 1)) / 2 < square;
+        return static_cast<std::int32_t>(isNearerAbove ? n : n - 1);
     }
 };
 
