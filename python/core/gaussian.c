@@ -246,9 +246,8 @@ PyObject* core_gaussian(PyObject* module, PyObject* const* arguments, Py_ssize_t
 }
 
 const char core_gaussianAloneDoc[] =
-    "gaussian on the calling thread alone. A call with masks shares its rows among threads otherwise, and "
-    "a\n"
-    "last share of few rows may be computed in double precision, which fixed point differs from.";
+    "gaussian on the calling thread alone. A call with masks shares its rows among threads otherwise,\n"
+    "and a last share of few rows may be computed in double precision, which fixed point differs from.";
 
 PyObject* core_gaussianAlone(PyObject* module, PyObject* const* arguments, Py_ssize_t count,
                              PyObject* keywords)
