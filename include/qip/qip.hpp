@@ -100,16 +100,8 @@ struct masks {
 inline rect dest_rect(const rect& src, const params& p)
 {
     attention::check("gaussian", qip_gaussParams_validate(&p.record));
-    // gauss_setup keeps what is centred in the source of a rectangle that holds all that can be. Of a kernel size
-    // it counts here whether it is odd.
-    qip_gaussParams centred = p.record;
-    centred.kernelSizeX %= 2, centred.kernelSizeY %= 2;
-    const std::int64_t stepX = centred.sampleX, stepY = centred.sampleY;
-    rect around, yields, unused[4];
-    attention::check("gaussian", qstd_rect32_init(&around, src.x / stepX - 3, src.y / stepY - 3,
-                                                  src.width / stepX + 6, src.height / stepY + 6));
-    attention::check("gaussian", gauss_setup(&src, &around, &centred, &unused[0], &yields, &unused[1],
-                                             &unused[2], &unused[3]));
+    rect yields;
+    attention::check("gaussian", qip_gauss_getDestRect(&src, &p.record, &yields));
     return yields;
 }
 

@@ -2,6 +2,7 @@
 #ifndef QIP_QIP_GAUSS_H
 #define QIP_QIP_GAUSS_H
 
+#include <qip/dest_rect.h>
 #include <qip/half_resolution.h>
 #include <qip/legacy.h>
 #include <qip/masked.h>
