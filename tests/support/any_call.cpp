@@ -210,6 +210,8 @@ void test_spoil(test_random* random, test_call* made)
             const oracle_rect rect = {test_randomInt(random, -70, 70), each.rect.y, 30, 40};
             const int32_t pixelSize = test_randomInt(random, 1, 2);
             each.place(random, rect, pixelSize);
+            if (made->inPlace && &each == &made->planes[test_src])
+                made->inPlace = test_grid(each.pixels->view());
         }
         if (chance(5) && each.pixels)
             each.rect.x = test_pick(random, std::array{std::numeric_limits<int32_t>::min(),
