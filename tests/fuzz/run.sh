@@ -1,7 +1,8 @@
 #!/bin/bash
 # Runs the fuzzers, as many side by side as there are processors: first each over its seeds, then on new
 # inputs for FUZZ_SECONDS seconds (20). A finding fails the run and leaves its input in the build folder,
-# under findings/; what was learnt stays under corpus/ there.
+# under findings/; what was learnt stays under corpus/ there. New inputs are the same ones each time, as far
+# as the time allows, so that a finding comes from what has changed; FUZZ_SEED=0 hunts for others.
 #
 #   tests/fuzz/run.sh BUILD-FOLDER [FUZZER...]
 set -euo pipefail
@@ -17,7 +18,8 @@ fuzz_one() {
     local name=$1 status=0
     local program=$build/tests/fuzz/fuzz_$name seeds=$here/corpus/$name log=$build/fuzz_$name.log
     # Weighing inputs by their entropy takes half of the time of small ones.
-    local options=(-entropic=0 -max_len=4096 -timeout=20 "-artifact_prefix=$build/findings/$name-")
+    local options=("-seed=${FUZZ_SEED:-1}" -entropic=0 -max_len=4096 -timeout=20
+        "-artifact_prefix=$build/findings/$name-")
     if [[ -e $here/fuzz_$name.dict ]]; then
         options+=("-dict=$here/fuzz_$name.dict")
     fi
