@@ -21,6 +21,7 @@
 #include <thread>
 #include <utility>
 
+#include <malloc.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -158,6 +159,18 @@ bool runOne(const options& one, const std::function<void(const options& one)>& r
     return false;
 }
 
+// The next picture is mostly as large as the last one. Its memory stays with the process then: to get pages
+// from the system and to give them back takes longer than to smooth them, and threads wait for each other
+// there. Greater blocks than these still go back at once.
+void keepMemory()
+{
+#ifdef M_MMAP_THRESHOLD // of the GNU C library
+    constexpr int greatestBlock = 32 << 20;
+    mallopt(M_MMAP_THRESHOLD, greatestBlock);
+    mallopt(M_TRIM_THRESHOLD, 8 * greatestBlock);
+#endif
+}
+
 // Runs `work` on so many threads, or on as many as there can be; this one is the first of them.
 void runSideBySide(size_t threadCount, const std::function<void()>& work)
 {
@@ -201,6 +214,7 @@ std::vector<options> batch_plan(const options& o)
 void batch_run(const options& o, const std::function<void(const options& one)>& run)
 {
     refusal_check(qsys_jobs_setThreadCount(1));
+    keepMemory();
     const std::vector<options> runs = batch_plan(o);
     std::atomic<size_t> next = 0, failed = 0;
     {
