@@ -212,14 +212,11 @@ void makeRows(sevenTapCall* call, int64_t first, int64_t end)
 
 // ---- one call ----
 
-// Kernels need room for a block, and a border of one reflection.
+// Kernels need room for a block and a border of one reflection: outputs are centred within the source, so that
+// their kernels reach three pixels beyond it.
 bool suitsKernels(const unmasked_plan* plan)
 {
-    const int64_t lastColumn = firstColumnOf(plan, plan->columns - 1);
-    const int64_t lastRow = plan->firstRow + (plan->rows - 1) * plan->stepY;
-    return plan->srcWidth >= leastWidth && plan->firstColumn >= -plan->srcWidth &&
-           lastColumn + columnsRead + 1 < 2 * plan->srcWidth && plan->srcHeight >= leastHeight &&
-           plan->firstRow - 2 >= -plan->srcHeight && lastRow + taps <= 2 * plan->srcHeight;
+    return plan->srcWidth >= leastWidth && plan->srcHeight >= leastHeight;
 }
 
 const unmasked_sevenTapKernel* kernelFor(int64_t stepX)
