@@ -13,7 +13,10 @@ try {
     const cv::Mat picture = cv::imread(argv[1], cv::IMREAD_GRAYSCALE | cv::IMREAD_ANYDEPTH);
     cv::Mat smooth;
     qip::opencv::gaussian(picture, smooth, qip::params().sigma(4.0));
-    return cv::imwrite(argv[2], smooth) ? 0 : 1;
+    if (cv::imwrite(argv[2], smooth))
+        return 0;
+    std::fprintf(stderr, "%s: cannot be written\n", argv[2]);
+    return 1;
 } catch (const std::exception& failure) {
     std::fprintf(stderr, "%s\n", failure.what());
     return 1;

@@ -4,10 +4,10 @@
 #include "support/compare.h"
 #include "support/images.h"
 
-#include <chrono>
+#include <array>
+#include <limits>
 #include <memory>
 #include <optional>
-#include <thread>
 #ifdef QIP_OPENCV
 #include <qip/opencv.hpp>
 #endif
@@ -196,15 +196,24 @@ TEST(Cpp, GivesWhatTheCInterfaceGives)
         test_image dst(expected, part.x, part.y), dstMask(expectedMask, part.x, part.y);
         const qip_status status = wanted.callC(&src.record, &srcMask.record, &srcReset.record, &dst.record,
                                                wantsMask ? &dstMask.record : nullptr);
-        madeMask = imageOver(writtenMask, origin);
+        // Of image and mask, one may be left to be made.
+        const int32_t left = wantsMask ? test_randomInt(&random, 0, 2) : 0;
+        madeMask = left == 1 ? qip::image()
+                             : imageOver(writtenMask,
+                                         left == 0 && test_chance(&random, 50) ? std::nullopt : origin);
         try {
-            wanted.callCpp(imageOver(pixels, at), masks, imageOver(written, origin));
+            made = wanted.callCpp(imageOver(pixels, at), masks,
+                                  left == 2 ? qip::image() : imageOver(written, origin));
             EXPECT_EQ(status, 0);
+            EXPECT_TRUE(test_samePixels(expected.view(), viewOf(made)));
+            if (wantsMask) {
+                EXPECT_TRUE(test_samePixels(expectedMask.view(), viewOf(madeMask)));
+            }
         } catch (const qip::error& failure) {
             EXPECT_EQ(failure.code(), status) << failure.what();
         }
-        EXPECT_TRUE(test_samePixels(expected.view(), written.view()));
-        EXPECT_TRUE(test_samePixels(expectedMask.view(), writtenMask.view()));
+        EXPECT_TRUE(left == 2 || test_samePixels(expected.view(), written.view()));
+        EXPECT_TRUE(left == 1 || test_samePixels(expectedMask.view(), writtenMask.view()));
     });
 }
 
@@ -237,13 +246,35 @@ TEST(Cpp, RefusesInWordsAndWithACode)
     EXPECT_EQ(codeOf([&] { qip::image wide = qip::view(pixels.data(), 20, 1, std::ptrdiff_t{1} << 32); }),
               QSYS_E_RANGE);
     qip::image read;
+    EXPECT_EQ(codeOf([&] { read.pixels<std::uint8_t>(); }), QIMG_E_UNBOUND);
     read = qip::view(constant, 20, 10);
     EXPECT_EQ(codeOf([&] { read.pixels<std::uint8_t>(); }), QSYS_E_ARGUMENT);
     EXPECT_EQ(codeOf([&] { qip::half(src, qip::axis::x, {}, qip::view(constant, 10, 10)); }),
               QSYS_E_ARGUMENT);
     EXPECT_EQ(codeOf([&] { qip::binomial(src, 1, 2); }), QSYS_E_ARGUMENT);
     EXPECT_EQ(codeOf([&] { qip::gaussian(src, {}, {}, src); }), QIP_E_SAME_MEMORY);
-    EXPECT_EQ(codeOf([&] { qip::gaussian(src, {}, {qip::view(other, 19, 10)}); }), QIP_E_MASK_MISMATCH);
+    const auto withMask = [&](const qip::view<const std::uint8_t>& mask) {
+        return std::array{codeOf([&] { qip::gaussian(src, {}, {mask}); }),
+                          codeOf([&] { qip::half(src, qip::axis::y, {mask}); }),
+                          codeOf([&] { qip::binomial(src, 2, 2, {mask}); }),
+                          codeOf([&] { qip::result_mask(src, {}, mask); })};
+    };
+    std::array<qip_status, 4> mismatches;
+    mismatches.fill(QIP_E_MASK_MISMATCH);
+    const std::vector<std::uint8_t> larger(21 * 10, 255);
+    EXPECT_EQ(withMask(qip::view(other, 19, 10)), mismatches);
+    EXPECT_EQ(withMask(qip::view(larger, 21, 10)), mismatches);
+    qip::image shared = src;
+    EXPECT_EQ(codeOf([&] {
+                  qip::binomial(qip::view(other, 20, 10), 2, 2, {src, {}, &shared}, src);
+              }),
+              QIP_E_SAME_MEMORY);
+    try {
+        qip::result_mask(src, qip::params().sample(0));
+        ADD_FAILURE();
+    } catch (const qip::error& failure) {
+        EXPECT_EQ(std::string(failure.what()).find("result_mask: "), 0U);
+    }
     EXPECT_EQ(codeOf([&] {
                   qip::gaussian(src, {}, {}, qip::view(other, 20, 10, 0, qip::point{0, 1}));
               }),
@@ -257,8 +288,23 @@ TEST(Cpp, RefusesInWordsAndWithACode)
     const qip::params between = qip::params().sigma(1.156, 1.18); // 6.35 and 6.57 for n n, which is 4 or 9
     EXPECT_EQ(between.record.kernelSizeX, 1);
     EXPECT_EQ(between.record.kernelSizeY, 2);
-    for (int32_t kernel = 0; kernel < 100; ++kernel)
+    const int32_t greatest = std::numeric_limits<int32_t>::max();
+    for (int32_t kernel : {0, 1, 2, 3, 7, 99, greatest - 1, greatest})
         EXPECT_EQ(qip::params().sigma(qip::params().kernel(kernel).sigma_x()).record.kernelSizeY, kernel);
+}
+
+TEST(Cpp, AnImageTakesThePlaceOfAnother)
+{
+    std::vector<std::uint8_t> pixels(20 * 10);
+    int released = 0;
+    const auto release = [](void* count, void*) {
+        ++*static_cast<int*>(count);
+    };
+    qip::image first(qip::view(pixels, 20, 10), release, &released), second(qip::view(pixels, 10, 10));
+    first = std::move(second);
+    EXPECT_EQ(released, 1);
+    EXPECT_EQ(first.width(), 10);
+    EXPECT_FALSE(second); // NOLINT: moved from, without pixels
 }
 
 TEST(Cpp, AHandlerStopsACallByAnAnswerOrAnException)
@@ -413,6 +459,9 @@ TEST(Opencv, WrapsWithoutACopyAndRefusesAsOpencvDoes)
     EXPECT_THROW(qip::opencv::gaussian(whole, dst, qip::params().gain(-1)), cv::Exception);
     EXPECT_THROW(qip::opencv::gaussian(whole, dst, {}, cv::Mat(40, 50, CV_16U)), cv::Exception);
     EXPECT_THROW(qip::opencv::binomial(whole, dst, {3, 2}), cv::Exception);
+    cv::UMat device(40, 50, CV_8U, cv::Scalar(5)); // in place, though it is made anew
+    qip::opencv::half(device, device);
+    EXPECT_EQ(cv::norm(device, cv::Mat(20, 25, CV_8U, cv::Scalar(5)), cv::NORM_INF), 0);
     cv::Mat_<float> fixed;
     EXPECT_THROW(qip::opencv::half(whole, fixed), cv::Exception);
     EXPECT_EQ(references(), 1);

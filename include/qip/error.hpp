@@ -15,8 +15,9 @@
 namespace qip
 {
 
-// A call that failed; its text names the function and the reason.
-class error : public std::runtime_error
+// A call that failed; its text names the function and the reason. Both classes of this file are visible, so that
+// libraries which hide what they do not name share them with the program.
+class __attribute__((visibility("default"))) error : public std::runtime_error
 {
 public:
     error(const char* where, qip_status code)
@@ -31,8 +32,10 @@ private:
 
 // While it lives, the calls of its thread ask `go_on` many times a second: false ends them with an error of the
 // code QSYS_E_CANCELLED, and what it throws leaves the call. It is asked on the library's threads too, one at a
-// time. Of several the newest counts; they end on the thread that made them, in reverse order.
-class attention
+// time. Of several the newest counts; they end on the thread that made them, in reverse order. What it throws in
+// a call of the C interface leaves the next call of this one. A handler set by the C interface is not asked
+// meanwhile and is gone afterwards.
+class __attribute__((visibility("default"))) attention
 {
 public:
     explicit attention(std::function<bool()> go_on) : go_on_(std::move(go_on)), outer_(newest())

@@ -65,8 +65,8 @@ class image
 {
 public:
     image() = default; // without pixels
-    // Over a view. `release`, where given, is called once, when the last image over these pixels has gone; it is
-    // not when this throws.
+    // Over a view. `release`, where given, is called once, when the last image over these pixels has gone; not when
+    // this throws, nor for a view without data.
     template <class T>
     image(const view<T>& pixels, qimg_releaseFunction release = nullptr, void* context = nullptr)
         : is_const_(std::is_const_v<T>), is_placed_(pixels.origin.has_value())
@@ -82,14 +82,8 @@ public:
                                                           const_cast<std::remove_const_t<T>*>(pixels.data),
                                                           release, context));
     }
-    image(image&& other) noexcept { *this = std::move(other); }
-    image& operator=(image&& other) noexcept
-    {
-        std::swap(image_, other.image_);
-        std::swap(is_const_, other.is_const_);
-        std::swap(is_placed_, other.is_placed_);
-        return *this;
-    }
+    image(image&& other) noexcept { swap(other); }
+    image& operator=(image&& other) noexcept { return image(std::move(other)).swap(*this), *this; }
     ~image() { qimg_image_destruct(&image_); }
 
     explicit operator bool() const noexcept { return image_.buffer != nullptr; }
@@ -97,12 +91,13 @@ public:
     std::int32_t width() const noexcept { return image_.rect.width; }
     std::int32_t height() const noexcept { return image_.rect.height; }
     std::int32_t pixel_size() const noexcept { return image_.pixelSize; } // bytes; 0 without pixels
-    // QIMG_E_PIXEL_SIZE when T is another depth; QSYS_E_ARGUMENT when T is not const and the view was.
+    // QIMG_E_UNBOUND without pixels, QIMG_E_PIXEL_SIZE when T is another depth, QSYS_E_ARGUMENT when T is not const
+    // and the view was.
     template <class T>
     view<T> pixels() const&
     {
         if (image_.pixelSize != sizeof(T))
-            throw error("pixels", QIMG_E_PIXEL_SIZE);
+            throw error("pixels", *this ? QIMG_E_PIXEL_SIZE : QIMG_E_UNBOUND);
         if (is_const_ && !std::is_const_v<T>)
             throw error("pixels", QSYS_E_ARGUMENT);
         return {static_cast<T*>(image_.firstPixel), width(), height(), image_.stride,
@@ -130,9 +125,52 @@ public:
     }
 
 private:
+    void swap(image& other) noexcept
+    {
+        std::swap(image_, other.image_);
+        std::swap(is_const_, other.is_const_);
+        std::swap(is_placed_, other.is_placed_);
+    }
+
     qimg_image image_ = QIMG_IMAGE_UNBOUND;
     bool is_const_ = false, is_placed_ = true;
 };
+
+namespace detail
+{
+
+// Puts the destinations where the result is. The library makes both or none, so that one alone is made here.
+class destinations
+{
+public:
+    destinations(const char* where, const rect& yields, std::int32_t pixel_size, image& dst, image* result)
+        : result_(result)
+    {
+        dst.place_in(where, yields);
+        if (!result)
+            return;
+        result->place_in(where, dst ? dst.rectangle() : yields);
+        if (*result && dst && result->handle()->firstPixel == dst.handle()->firstPixel)
+            throw error(where, QIP_E_SAME_MEMORY);
+        if (!*result != !dst) {
+            const rect place = dst ? dst.rectangle() : result->rectangle();
+            attention::check(where, qimg_image_assignNewRect((dst ? made_ : dst).handle(),
+                                                             dst ? 1 : pixel_size, &place));
+        }
+    }
+    qimg_image* mask() { return !result_ ? nullptr : (*result_ ? *result_ : made_).handle(); }
+    void keep() // after the call has succeeded
+    {
+        if (result_ && !*result_)
+            *result_ = std::move(made_);
+    }
+
+private:
+    image* result_;
+    image made_;
+};
+
+} // namespace detail
 
 } // namespace qip
 

@@ -10,10 +10,11 @@
 // The border is always that of the matrix handed over, as with cv::BORDER_ISOLATED: a part of a larger matrix is
 // smoothed as if it were a picture of its own. Beyond it, gaussian() has the pixels of cv::BORDER_REFLECT (up to one
 // reflection, then 0), half() and binomial() those of cv::BORDER_REPLICATE. Where a part lies in its matrix decides
-// which of its pixels sampling keeps, so that parts fit together. Kernels of odd kernel sizes have an even number of
-// taps: a pixel of the result is centred half a pixel to the right of and below the source pixel in its place.
+// which of its pixels the sampling of gaussian() keeps, so that parts fit together; half() begins with the part's
+// first pixel. Kernels of odd kernel sizes have an even number of taps: a pixel of the result is centred half a pixel
+// to the right of and below the source pixel in its place.
 //
-// A failure is a cv::Exception with the text of qip::error; a destination may have been made anew then. What the
+// A failure is a cv::Exception with the text of qip::error; a destination may have been made anew then. What else the
 // application throws in its qip::attention passes through.
 #ifndef QIP_OPENCV_HPP
 #define QIP_OPENCV_HPP
@@ -85,6 +86,9 @@ template <class Yields, class Filter>
 void run(const char* function, cv::InputArray src, cv::OutputArray dst, int depth, cv::InputArray mask,
          cv::OutputArray dst_mask, const Yields& yields, const Filter& filter)
 try {
+    // A cv::UMat made anew as the destination must not end while its old pixels are read.
+    const cv::UMat held[] = {src.isUMat() ? src.getUMat() : cv::UMat(),
+                             mask.isUMat() ? mask.getUMat() : cv::UMat()};
     source from(src.getMat()), valid(mask.getMat());
     const point origin{from.at.x, from.at.y};
     const rect result = yields(image_of(from.mat, origin).rectangle());
@@ -111,14 +115,15 @@ try {
 // An image over the matrix's pixels, which stay as long as either needs them.
 inline image wrap(const cv::Mat& mat)
 {
+    if (mat.empty())
+        return {};
     auto held = std::make_unique<cv::Mat>(mat);
     const detail::source part(mat);
     image over = detail::image_of(
         mat, point{part.at.x, part.at.y},
         [](void* context, void*) { delete static_cast<cv::Mat*>(context); }, held.get());
-    if (over)
-        held.release(); // NOLINT: the image deletes it
-    return over;
+    (void)held.release(); // the image deletes it
+    return over;          // NOLINT: the analyzer of leaks does not see that
 }
 
 // Smooths by the cube of a box. `depth` is that of the destination, CV_8U or CV_16U.

@@ -9,7 +9,7 @@
 // size. A result is a new image, with a client transform that keeps true to the source's, or it is written to
 // `dst`, an image over a view of the caller's: qip::gaussian(src, params, {}, qip::view(out, 640, 480)). Its
 // pixels must be among those that the source yields (else QIMG_E_OUTSIDE) and may not be shared with what is
-// read; without an origin they begin with the first of them. After a refused argument nothing has been written,
+// read or written beside it; without an origin they begin with the first of them. After a refused argument nothing has been written,
 // after a failure of memory or of the attention handler parts may have been. Callable from any thread, at once
 // for different destinations.
 #ifndef QIP_QIP_HPP
@@ -80,7 +80,7 @@ private:
     static std::int32_t kernel_of(double sigma)
     {
         const double square = 4 * sigma * sigma + 1; // n n, if n need not be a whole number
-        if (!(sigma >= 0 && square < 4611686018427387904.0))
+        if (!(sigma >= 0 && square <= 4611686018427387904.0))
             throw error("sigma", QSYS_E_ARGUMENT);
         const double n = std::floor(std::sqrt(square));
         const bool isNearerAbove = (n * n + (n + 1) * (n + 1)) / 2 < square;
@@ -88,20 +88,21 @@ private:
     }
 };
 
-// What keeps pixels out. `result`, where given, receives the mask of the result: without pixels it is made new, over
-// a view it is written there.
+// What keeps pixels out. `result`, where given, receives the mask of the result. If it has pixels it is written
+// there, else it is made new; of `dst` and `result` one that is new lies where the other does, and a view without an
+// origin as `result` begins where `dst` does.
 struct masks {
     view<const std::uint8_t> source = {}; // 0 keeps a pixel out of the smoothing
     view<const std::uint8_t> reset = {};  // where it is 0 the source's pixel stands
     image* result = nullptr;
 };
 
-// The rectangle of all pixels that a source rectangle yields.
-inline rect dest_rect(const rect& src, const params& p)
+// The rectangle of all pixels that a source rectangle yields. `where` begins the text of a failure.
+inline rect dest_rect(const rect& src, const params& p, const char* where = "dest_rect")
 {
-    attention::check("gaussian", qip_gaussParams_validate(&p.record));
+    attention::check(where, qip_gaussParams_validate(&p.record));
     rect yields;
-    attention::check("gaussian", qip_gauss_getDestRect(&src, &p.record, &yields));
+    attention::check(where, qip_gauss_getDestRect(&src, &p.record, &yields));
     return yields;
 }
 
@@ -109,25 +110,19 @@ namespace detail
 {
 
 // A mask lies over its image.
-inline image over(view<const std::uint8_t> mask, const image& src)
+inline image over(const char* where, view<const std::uint8_t> mask, const image& src)
 {
     mask.origin = point{src.rectangle().x, src.rectangle().y};
-    return mask;
-}
-
-// Puts destinations where the result is, and says whether the source has 16 bits.
-inline bool prepare(const char* where, const image& src, const rect& yields, image& dst, image* dst_mask)
-{
-    dst.place_in(where, yields);
-    if (dst_mask)
-        dst_mask->place_in(where, yields);
-    return src.pixel_size() == 2;
+    image made = mask;
+    if (made && (made.width() != src.width() || made.height() != src.height()))
+        throw error(where, QIP_E_MASK_MISMATCH);
+    return made;
 }
 
 // The mask of a filter that has no mask of the result without one of the source.
 inline image required(const char* where, const masks& m, const image& src)
 {
-    image mask = over(m.source, src);
+    image mask = over(where, m.source, src);
     attention::check(where, m.result && !mask ? QSYS_E_ARGUMENT : QSYS_OK);
     return mask;
 }
@@ -139,33 +134,38 @@ inline image required(const char* where, const masks& m, const image& src)
 template <class T = void>
 image gaussian(const image& src, const params& p = {}, const masks& m = {}, image dst = {})
 {
-    const bool deep = detail::prepare("gaussian", src, dest_rect(src.rectangle(), p), dst, m.result);
+    static_assert(std::is_void_v<T> || std::is_same_v<T, std::uint8_t> || std::is_same_v<T, std::uint16_t>);
+    const bool deep = src.pixel_size() == 2;
     const bool to_deep =
         dst ? dst.pixel_size() == 2 : std::is_same_v<T, std::uint16_t> || (deep && std::is_void_v<T>);
-    const image mask = detail::over(m.source, src), reset = detail::over(m.reset, src);
+    if (deep && !to_deep)
+        throw error("gaussian: dst", QIMG_E_PIXEL_SIZE);
+    const image mask = detail::over("gaussian: mask", m.source, src),
+                reset = detail::over("gaussian: reset mask", m.reset, src);
+    detail::destinations to("gaussian", dest_rect(src.rectangle(), p, "gaussian"), to_deep ? 2 : 1, dst,
+                            m.result);
     const auto plain = to_deep ? qip_gauss_smooth8_16 : qip_gauss_smooth8_8;
     const auto masked = deep      ? qip_gauss_smoothMasked16_16
                         : to_deep ? qip_gauss_smoothMasked8_16
                                   : qip_gauss_smoothMasked8_8;
-    if (deep && !to_deep)
-        throw error("gaussian: dst", QIMG_E_PIXEL_SIZE);
     attention::check("gaussian", deep || mask || reset || m.result
                                      ? masked(src.handle(), mask.handle(), reset.handle(), &p.record,
-                                              dst.handle(), m.result ? m.result->handle() : nullptr)
+                                              dst.handle(), to.mask())
                                      : plain(src.handle(), dst.handle(), &p.record));
+    to.keep();
     return dst;
 }
 
 enum class axis { xy, x, y };
 
 // The rectangle that half() yields.
-inline rect half_rect(const rect& src, axis along = axis::xy)
+inline rect half_rect(const rect& src, axis along = axis::xy, const char* where = "half_rect")
 {
     const auto halved = along == axis::x   ? qip_gauss2XGetDestRect
                         : along == axis::y ? qip_gauss2YGetDestRect
                                            : qip_gauss2GetDestRect;
     rect yields;
-    attention::check("half", halved(&src, &yields));
+    attention::check(where, halved(&src, &yields));
     return yields;
 }
 
@@ -182,27 +182,30 @@ inline image half(const image& src, axis along = axis::xy, const masks& m = {}, 
         {qip_gauss2_smoothMasked16_16, qip_gauss2X_smoothMasked16_16, qip_gauss2Y_smoothMasked16_16}};
     const auto way = static_cast<int>(along);
     const image mask = detail::required("half: mask", m, src);
-    const bool deep = detail::prepare("half", src, half_rect(src.rectangle(), along), dst, m.result);
-    attention::check("half", mask ? masked[deep][way](src.handle(), mask.handle(), dst.handle(),
-                                                      m.result ? m.result->handle() : nullptr)
+    const bool deep = src.pixel_size() == 2;
+    detail::destinations to("half", half_rect(src.rectangle(), along, "half"), src.pixel_size(), dst,
+                            m.result);
+    attention::check("half", mask ? masked[deep][way](src.handle(), mask.handle(), dst.handle(), to.mask())
                                   : plain[deep][way](src.handle(), dst.handle()));
+    to.keep();
     return dst;
 }
 
 // Smooths by 1 4 6 4 1 at full resolution, x / 2 times along the rows and y / 2 times down the columns (even counts,
-// else QSYS_E_ARGUMENT). Masks are those of half().
+// else QSYS_E_ARGUMENT). Masks are those of half(), and so is the border of a part.
 inline image binomial(const image& src, std::int32_t x = 2, std::int32_t y = 2, const masks& m = {},
                       image dst = {})
 {
     if (x < 0 || y < 0 || x % 2 != 0 || y % 2 != 0)
         throw error("binomial: passes", QSYS_E_ARGUMENT);
     const image mask = detail::required("binomial: mask", m, src);
-    const bool deep = detail::prepare("binomial", src, src.rectangle(), dst, m.result);
+    const bool deep = src.pixel_size() == 2;
+    detail::destinations to("binomial", src.rectangle(), src.pixel_size(), dst, m.result);
     const auto plain = deep ? qip_gauss2_smoothNoSample16_16 : qip_gauss2_smoothNoSample8_8;
     const auto masked = deep ? qip_gauss2_smoothNoSampleMasked16_16 : qip_gauss2_smoothNoSampleMasked8_8;
-    attention::check("binomial", mask ? masked(src.handle(), mask.handle(), dst.handle(),
-                                               m.result ? m.result->handle() : nullptr, x, y)
+    attention::check("binomial", mask ? masked(src.handle(), mask.handle(), dst.handle(), to.mask(), x, y)
                                       : plain(src.handle(), dst.handle(), x, y));
+    to.keep();
     return dst;
 }
 
@@ -211,8 +214,8 @@ inline image binomial(const image& src, std::int32_t x = 2, std::int32_t y = 2, 
 inline image result_mask(const image& mask, const params& p = {},
                          const view<const std::uint8_t>& centre = {}, image dst = {})
 {
-    detail::prepare("result_mask", mask, dest_rect(mask.rectangle(), p), dst, nullptr);
-    const image cleared = detail::over(centre, mask);
+    const image cleared = detail::over("result_mask: centre mask", centre, mask);
+    dst.place_in("result_mask", dest_rect(mask.rectangle(), p, "result_mask"));
     attention::check("result_mask", qip_filterMask_computeResultMask_(
                                         mask.handle(), cleared.handle(), &p.record.kernelSizeX,
                                         &p.record.sampleX, p.record.maskParams.threshold, dst.handle()));
