@@ -59,13 +59,16 @@ static int openBuffer(const core_state* state, core_argument argument, PyObject*
     if (buffer->ndim != 2)
         return core_refuse(state, QSYS_E_ARGUMENT, argument,
                            "has %d dimensions; a grey picture has two, (rows, columns)", buffer->ndim);
+    const int64_t size = buffer->itemsize;
     readFormat(buffer, found);
     found->rows = buffer->shape[0];
     found->columns = buffer->shape[1];
-    found->column = found->columns > 1 ? buffer->strides[1] : buffer->itemsize;
-    found->row = found->rows > 1 ? buffer->strides[0] : found->columns * buffer->itemsize;
-    if (found->rows > INT32_MAX || found->columns * buffer->itemsize > INT32_MAX)
+    if (found->rows > INT32_MAX || (size > 0 && found->columns > INT32_MAX / size))
         return core_refuse(state, QSYS_E_RANGE, argument, "is too large: 2^31 rows or bytes in a row");
+    /* ctypes gives no strides, although they are asked for; its rows have no gap. */
+    const Py_ssize_t* strides = buffer->strides;
+    found->column = strides && found->columns > 1 ? strides[1] : size;
+    found->row = strides && found->rows > 1 ? strides[0] : found->columns * size;
     return 0;
 }
 

@@ -111,10 +111,24 @@ def test_parts_of_one_array_are_no_overlap():
     qip.gaussian(WIDE[::2], out=WIDE[1::2])
 
 
+@pytest.mark.parametrize("dtype", [np.uint8, np.uint16])
+def test_arrays_of_ctypes_are_taken(dtype):
+    """They have a buffer without strides."""
+    shared = np.ctypeslib.as_ctypes
+    image, mask, out = IMAGE.astype(dtype), (IMAGE > 9).view(np.uint8), np.zeros(IMAGE.shape, dtype)
+    for rows in (20, 1):
+        qip.gaussian(shared(image[:rows]), 2, mask=shared(mask[:rows]), out=shared(out[:rows]))
+        assert (out[:rows] == qip.gaussian(image[:rows], 2, mask=mask[:rows])).all()
+    with pytest.raises(qip.Error, match="out: has 1 dim"):
+        qip.gaussian(image, 2, out=shared(out[0]))
+
+
 def test_references_are_released():
     """Whatever a call ends with: counts of its arguments and the memory in use stay as they were."""
     out, mask = np.empty_like(IMAGE), (IMAGE > 9).astype(np.uint8)
-    objects = [IMAGE, DEEP, READ_ONLY, WIDE, out, mask, qip.Error, np.uint16, np.dtype(np.uint8)]
+    without_strides = np.ctypeslib.as_ctypes(DEEP)
+    types = [qip.Error, np.uint16, np.dtype(np.uint8)]
+    objects = [IMAGE, DEEP, READ_ONLY, WIDE, out, mask, without_strides, *types]
 
     def call_all():
         for kind, function, arguments, keywords, _ in ALL_REFUSED:
@@ -122,7 +136,7 @@ def test_references_are_released():
                 function(*arguments, **keywords)
             except kind:
                 pass
-        for image in (IMAGE, DEEP, IMAGE[:, ::-1], memoryview(DEEP)):
+        for image in (IMAGE, DEEP, IMAGE[:, ::-1], memoryview(DEEP), without_strides):
             both = {"mask": mask > 0, "reset_mask": mask, "mask_out": True}
             qip.gaussian(image, np.array([2, 1]), dtype=np.uint16, **both)
             qip.half(image, mask=mask, roi=(3, 2, 5, 4), mask_out=np.empty((4, 5), np.uint8))
