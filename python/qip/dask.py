@@ -292,8 +292,8 @@ def _smoothed(
 
 
 def _stand_in(shape: collections.abc.Sequence[int], dtype: DTypeLike) -> NDArray[Any]:
-    """An array of this shape in the memory of one row of it."""
-    return np.broadcast_to(np.zeros(shape[-1:], dtype), shape)
+    """An array of this shape in the memory of one pixel."""
+    return np.broadcast_to(np.zeros((), dtype), shape)
 
 
 def _check_array(name: str, array: Any) -> None:
@@ -313,7 +313,8 @@ def _check(
 ) -> list[np.dtype[Any]]:
     """Has `function` refuse what it would refuse of the whole picture; the types of the results otherwise.
 
-    It is given stand-ins for the arrays: what it checks of them, it checks before it looks at pixels.
+    It is given stand-ins for the arrays: one pixel each, and those of the arrays' sizes where these differ,
+    which it refuses before it looks at a pixel or takes memory for them.
     """
     _check_array("image", image)
     if mask_out is not None and not isinstance(mask_out, bool):
@@ -324,10 +325,8 @@ def _check(
         if mask is None:
             continue
         _check_array(name, mask)
-        if mask.shape == image.shape:
-            function(_stand_in(pixel, image.dtype), **{name: _stand_in(pixel, mask.dtype)})
-        else:
-            function(_stand_in(image.shape, image.dtype), **{name: _stand_in(mask.shape, np.uint8)})
+        shapes = (pixel, pixel) if mask.shape == image.shape else (image.shape, mask.shape)
+        function(_stand_in(shapes[0], image.dtype), **{name: _stand_in(shapes[1], mask.dtype)})
     return [result.dtype, np.dtype(np.uint8)] if mask_out else [result.dtype]
 
 

@@ -24,6 +24,7 @@ READ_ONLY = np.zeros((20, 30), np.uint8)
 READ_ONLY.flags.writeable = False
 HUGE = np.lib.stride_tricks.as_strided(IMAGE, (2**31, 1), (0, 1))
 WIDE = np.zeros((20, 90), np.uint8)
+VAST = np.broadcast_to(IMAGE[0, 0], (2**20, 2**20))  # no memory has room for a copy
 
 # The function, its arguments, and how the message begins.
 REFUSED = [
@@ -46,6 +47,8 @@ REFUSED = [
     (qip.gaussian, (DEEP,), {"dtype": np.uint8}, "dtype: uint16 is not smoothed to uint8"),
     (qip.gaussian, (IMAGE,), {"dtype": "f4"}, "dtype: 'f4' is neither"),
     (qip.gaussian, (IMAGE,), {"mask": IMAGE.T}, "mask: has 30 rows of 20 pixels"),
+    (qip.gaussian, (VAST,), {"mask": VAST, "reset_mask": VAST[1:]}, "reset_mask: has 1048575 rows"),
+    (qip.half, (VAST,), {"out": IMAGE}, "out: has 20 rows of 30 pixels"),
     (qip.gaussian, (IMAGE,), {"reset_mask": DEEP}, "reset_mask: .*uint8 or bool"),
     (qip.gaussian, (IMAGE,), {"mask_mode": 2}, "mask_mode: "),
     (qip.gaussian, (IMAGE,), {"result_mode": -1}, "result_mode: "),

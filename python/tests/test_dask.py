@@ -182,6 +182,7 @@ def image(shape=(9, 9), dtype="uint8"):
     return da.zeros(shape, dtype=dtype, chunks=4)
 
 
+VAST = da.zeros((2**20, 2**20), dtype="uint8", chunks=2**18)
 UNKNOWN = image()[image().sum(axis=1) > 0]
 
 
@@ -196,6 +197,7 @@ UNKNOWN = image()[image().sum(axis=1) > 0]
         (qip.Error, "binomial", (image((0, 9)),), {}, "image: has no pixels"),
         (TypeError, "gaussian", (image(),), {"reset_mask": np.zeros((9, 9), bool)}, "reset_mask: a dask"),
         (qip.Error, "gaussian", (image(),), {"reset_mask": image((9, 8))}, "reset_mask: .* 9 of 9"),
+        (qip.Error, "binomial", (VAST,), {"mask": VAST[:, 1:]}, "mask: has 1048576 rows of 1048575"),
         (qip.Error, "half", (image(),), {"mask": image(dtype="uint16")}, "mask: .*'H'"),
         (TypeError, "half", (image(),), {"mask_out": np.zeros((9, 9), np.uint8)}, "mask_out: True or"),
         (qip.Error, "gaussian", (image(), 5), {"sigma": 2}, "sigma: kernel"),
