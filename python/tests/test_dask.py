@@ -3,6 +3,9 @@
 from __future__ import annotations
 
 import os
+import pathlib
+import subprocess
+import sys
 
 import hypothesis
 import hypothesis.strategies as st
@@ -176,6 +179,19 @@ def test_on_two_processes():
         *qip.pyramid(whole, 2),
     ]
     assert all(map(np.array_equal, expected, found)) and len(set(workers.values())) == 2
+
+
+def test_the_example_does_not_write_over_its_source(tmp_path):
+    zarr = pytest.importorskip("zarr", reason="Debian's python3-zarr is not there")
+    pytest.importorskip("distributed", reason="Debian's python3-distributed is not there")
+    zarr.save(tmp_path / "source", np.full((40, 40), 9, np.uint8))
+    (tmp_path / "link").symlink_to("source")
+    example = pathlib.Path(__file__).parents[2] / "examples/smooth_large.py"
+    for result in ("link", "source/inside", "."):
+        stores = [tmp_path / "source", tmp_path / result]
+        ran = subprocess.run([sys.executable, example, *stores], capture_output=True, text=True)
+        assert ran.returncode == 2 and "over SOURCE" in ran.stderr
+        assert (zarr.load(tmp_path / "source") == 9).all()
 
 
 def image(shape=(9, 9), dtype="uint8"):
