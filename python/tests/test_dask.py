@@ -218,7 +218,11 @@ UNKNOWN = image()[image().sum(axis=1) > 0]
         (TypeError, "half", (image(),), {"mask_out": np.zeros((9, 9), np.uint8)}, "mask_out: True or"),
         (qip.Error, "gaussian", (image(), 5), {"sigma": 2}, "sigma: kernel"),
         (qip.Error, "gaussian", (image(),), {"origin": 2**31 - 5}, "origin: "),
+        (qip.Error, "gaussian", (image(), 3), {"origin": 2**31 - 13, "mask": image()}, "origin: size"),
+        (qip.Error, "gaussian", (image(), 1), {"origin": -(2**31), "mask_out": True}, "origin: size"),
+        (qip.Error, "half", (image(),), {"origin": (0, 2**31 - 5)}, "origin: coordinates"),
         (qip.Error, "gaussian", (image(dtype="uint16"), 40), {}, "kernel: "),
+        (qip.Error, "gaussian", (image(), 64), {"mask_out": True}, "kernel: the kernel size is above"),
         (qip.Error, "binomial", (image(), 3), {}, "passes: "),
         (qip.Error, "half", (image(), "z"), {}, "axis: "),
         (qip.Error, "pyramid", (image(), 5), {}, "levels: "),
@@ -227,3 +231,11 @@ UNKNOWN = image()[image().sum(axis=1) > 0]
 def test_refused_before_anything_is_computed(kind, name, arguments, keywords, message):
     with pytest.raises(kind, match=message):
         getattr(qip.dask, name)(*arguments, **keywords)
+
+
+def test_none_is_the_default():
+    """The name of a result tells it and everything that it is made with."""
+    lazy, none = image(), dict.fromkeys(["sample", "gain", "round", "origin"])
+    assert qip.dask.gaussian(lazy, None, **none).name == qip.dask.gaussian(lazy).name
+    assert qip.dask.half(lazy, None, origin=None).name == qip.dask.half(lazy).name
+    assert qip.dask.binomial(lazy, None).name == qip.dask.binomial(lazy).name
