@@ -74,11 +74,30 @@ static int integerOf(PyObject* object, void* number)
     return value == -1 && PyErr_Occurred() ? -1 : 0;
 }
 
+/* Whether a number is below 0; -1 with an exception when it cannot be told. */
+static int isNegative(PyObject* number)
+{
+    PyObject* zero = PyLong_FromLong(0);
+    const int is = zero ? PyObject_RichCompareBool(number, zero, Py_LT) : -1;
+    Py_XDECREF(zero);
+    return is;
+}
+
+/* Numbers beyond the range of doubles become infinite. */
 static int realOf(PyObject* object, void* number)
 {
-    const double value = PyFloat_AsDouble(object);
+    double value = PyFloat_AsDouble(object);
+    if (value == -1.0 && PyErr_Occurred()) {
+        if (!PyErr_ExceptionMatches(PyExc_OverflowError))
+            return -1;
+        PyErr_Clear();
+        const int isBelow = isNegative(object);
+        if (isBelow < 0)
+            return -1;
+        value = isBelow ? -HUGE_VAL : HUGE_VAL;
+    }
     *(double*)number = value;
-    return value == -1.0 && PyErr_Occurred() ? -1 : 0;
+    return 0;
 }
 
 /* Exactly `count` numbers of 8 bytes each, from any sequence. */
