@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import concurrent.futures
+import ctypes
 import gc
 import os
 import pickle
@@ -223,6 +225,16 @@ def test_a_signal_stops_a_call(name):
         library.base.qsys_jobs_setThreadCount(0)
     assert (out == 7).any(), "the call had ended"
     assert (qip.gaussian(IMAGE) == signals[0]).all()
+
+
+def test_an_application_stops_a_call_on_another_thread():
+    """By a handler in C; no argument is at fault."""
+    cancelled = 0x105 - 2**31
+    handler = ctypes.CFUNCTYPE(library.INT32, ctypes.c_void_p)(lambda _: cancelled)
+    with concurrent.futures.ThreadPoolExecutor(1) as pool:
+        pool.submit(library.base.qsys_attention_setHandler, handler, None)
+        error = pool.submit(qip.binomial, LONG).exception()
+    assert (type(error), str(error), error.status) == (qip.Error, "cancelled", cancelled)
 
 
 def test_a_child_of_another_thread_can_be_stopped():
