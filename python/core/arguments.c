@@ -206,8 +206,8 @@ static double sigmaOf(int32_t kernel)
 /* The size whose variance is nearest; the smaller of two. False for a sigma that has none. */
 static int kernelOf(double sigma, int32_t* kernel)
 {
-    const double square = 4.0 * sigma * sigma + 1.0;          /* n * n, were n a whole number */
-    if (!(sigma >= 0.0) || !(square < 4611686018427387904.0)) /* n = 2^31 */
+    const double square = 4.0 * sigma * sigma + 1.0;           /* n * n, were n a whole number */
+    if (!(sigma >= 0.0) || !(square <= 4611686018427387904.0)) /* n = 2^31, of the greatest size */
         return 0;
     double n = floor(sqrt(square));
     if ((n * n + (n + 1.0) * (n + 1.0)) / 2.0 < square)

@@ -77,7 +77,7 @@ REFUSED = [
     (qip.result_mask, (IMAGE,), {"threshold": float("nan")}, "threshold: nan is not"),
     (qip.result_mask, (IMAGE,), {"centre_mask": IMAGE[:9]}, "centre_mask: has 9 rows"),
     (qip.dest_rect, ((0, 5),), {}, "shape: .* is less than 1"),
-    (qip.kernel_for_sigma, (1e300,), {}, "sigma: "),
+    (qip.kernel_for_sigma, (np.nextafter(2.0**30, np.inf),), {}, "sigma: "),
 ]
 WRONG_TYPES = [
     (qip.gaussian, ([[1, 2]],), {}, "image: .*not list"),
