@@ -10,6 +10,7 @@ Needs Debian's python3-dask, python3-distributed and python3-zarr.
 """
 
 import argparse
+import os
 
 import dask.array
 import distributed
@@ -29,6 +30,12 @@ def make(path, size, side=2048):
             store[top : top + side, left : left + side] = ((x * x + y * y) // size + x // 64 + 7 * y) % 256
 
 
+def overlap(source, result):
+    """Whether one store is the other, or lies inside it."""
+    paths = [os.path.realpath(path) for path in (source, result)]
+    return os.path.commonpath(paths) in paths
+
+
 def peak():
     """The most memory that this process has had so far, in MiB."""
     with open("/proc/self/status") as status:
@@ -46,6 +53,8 @@ def main():
     arguments.add_argument("--make", type=int, metavar="SIZE")
     arguments.add_argument("--check", action="store_true")
     given = arguments.parse_args()
+    if overlap(given.source, given.result):
+        arguments.error("RESULT would be written over SOURCE, which is read while it is written")
     if given.make:
         make(given.source, given.make)
 

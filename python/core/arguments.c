@@ -74,11 +74,30 @@ static int integerOf(PyObject* object, void* number)
     return value == -1 && PyErr_Occurred() ? -1 : 0;
 }
 
+/* Whether a number is below 0; -1 with an exception when it cannot be told. */
+static int isNegative(PyObject* number)
+{
+    PyObject* zero = PyLong_FromLong(0);
+    const int is = zero ? PyObject_RichCompareBool(number, zero, Py_LT) : -1;
+    Py_XDECREF(zero);
+    return is;
+}
+
+/* Numbers beyond the range of doubles become infinite. */
 static int realOf(PyObject* object, void* number)
 {
-    const double value = PyFloat_AsDouble(object);
+    double value = PyFloat_AsDouble(object);
+    if (value == -1.0 && PyErr_Occurred()) {
+        if (!PyErr_ExceptionMatches(PyExc_OverflowError))
+            return -1;
+        PyErr_Clear();
+        const int isBelow = isNegative(object);
+        if (isBelow < 0)
+            return -1;
+        value = isBelow ? -HUGE_VAL : HUGE_VAL;
+    }
     *(double*)number = value;
-    return value == -1.0 && PyErr_Occurred() ? -1 : 0;
+    return 0;
 }
 
 /* Exactly `count` numbers of 8 bytes each, from any sequence. */
@@ -187,8 +206,8 @@ static double sigmaOf(int32_t kernel)
 /* The size whose variance is nearest; the smaller of two. False for a sigma that has none. */
 static int kernelOf(double sigma, int32_t* kernel)
 {
-    const double square = 4.0 * sigma * sigma + 1.0;          /* n * n, were n a whole number */
-    if (!(sigma >= 0.0) || !(square < 4611686018427387904.0)) /* n = 2^31 */
+    const double square = 4.0 * sigma * sigma + 1.0;           /* n * n, were n a whole number */
+    if (!(sigma >= 0.0) || !(square <= 4611686018427387904.0)) /* n = 2^31, of the greatest size */
         return 0;
     double n = floor(sqrt(square));
     if ((n * n + (n + 1.0) * (n + 1.0)) / 2.0 < square)

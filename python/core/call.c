@@ -111,7 +111,12 @@ int core_call_openResults(core_call* call, int32_t pixelSize, const qstd_rect32*
     if ((isMaskReturned || maskOut) &&
         openResult(call, CORE_MASK_OUT, maskOut, 1, rect, &call->resultMask, &call->maskOut) < 0)
         return -1;
-    return (out || maskOut) && !core_call_isEmpty(call) ? refuseOverlaps(call) : 0;
+    if (core_call_isEmpty(call))
+        return 0;
+    if (core_pixels_prepare(&call->image) < 0 || core_pixels_prepare(&call->mask) < 0 ||
+        core_pixels_prepare(&call->resetMask) < 0)
+        return -1;
+    return out || maskOut ? refuseOverlaps(call) : 0;
 }
 
 int core_call_isEmpty(const core_call* call)

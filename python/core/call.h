@@ -30,8 +30,8 @@ int core_call_readOrigin(const core_call* call, qstd_rect32* rect);
 /* *rect, that of the whole result, becomes the part `roi` of it, when that is given. */
 int core_call_readRoi(const core_call* call, qstd_rect32* rect);
 
-/* Makes or opens the results over `rect`, and refuses those that share memory with an input. The mask is
- * one of them when `mask_out` asks for it. */
+/* Makes or opens the results over `rect`, prepares the inputs unless the results are empty, and refuses
+ * results that share memory with an input. The mask is one of them when `mask_out` asks for it. */
 int core_call_openResults(core_call* call, int32_t pixelSize, const qstd_rect32* rect);
 
 /* Whether the results have no pixel, so that there is nothing to compute. */

@@ -98,7 +98,8 @@ static PyMethodDef methods[] = {
 
 static const char errorDoc[] =
     "An argument that cannot be served. The message begins with the name of the argument;\n"
-    "status is the negative number by which the library calls the failure.";
+    "status is the negative number by which the library calls the failure. On threads other than the\n"
+    "main one also what an application's attention handler in C has answered, without such a name.";
 
 static const char* const argumentNames[CORE_ARGUMENT_COUNT] = {
     "image", "kernel",     "sigma",     "sample",      "gain",        "round",  "dtype",

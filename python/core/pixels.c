@@ -41,6 +41,19 @@ static void readFormat(const Py_buffer* buffer, layout* found)
         found->kind = CORE_PIXELS_16;
 }
 
+/* The layout of a buffer with two dimensions. */
+static layout layoutOf(const Py_buffer* buffer)
+{
+    const Py_ssize_t* strides = buffer->strides; /* ctypes gives none, though asked: rows without a gap */
+    layout found;
+    readFormat(buffer, &found);
+    found.rows = buffer->shape[0];
+    found.columns = buffer->shape[1];
+    found.column = strides && found.columns > 1 ? strides[1] : buffer->itemsize;
+    found.row = strides && found.rows > 1 ? strides[0] : found.columns * buffer->itemsize;
+    return found;
+}
+
 /* Opens the buffer of the object and describes it. */
 static int openBuffer(const core_state* state, core_argument argument, PyObject* object,
                       core_pixels* pixels, layout* found)
@@ -59,13 +72,10 @@ static int openBuffer(const core_state* state, core_argument argument, PyObject*
     if (buffer->ndim != 2)
         return core_refuse(state, QSYS_E_ARGUMENT, argument,
                            "has %d dimensions; a grey picture has two, (rows, columns)", buffer->ndim);
-    readFormat(buffer, found);
-    found->rows = buffer->shape[0];
-    found->columns = buffer->shape[1];
-    found->column = found->columns > 1 ? buffer->strides[1] : buffer->itemsize;
-    found->row = found->rows > 1 ? buffer->strides[0] : found->columns * buffer->itemsize;
-    if (found->rows > INT32_MAX || found->columns * buffer->itemsize > INT32_MAX)
+    const int64_t size = buffer->itemsize;
+    if (buffer->shape[0] > INT32_MAX || (size > 0 && buffer->shape[1] > INT32_MAX / size))
         return core_refuse(state, QSYS_E_RANGE, argument, "is too large: 2^31 rows or bytes in a row");
+    *found = layoutOf(buffer);
     return 0;
 }
 
@@ -141,10 +151,16 @@ int core_pixels_read(const core_state* state, core_argument argument, PyObject* 
                            kinds & CORE_PIXELS_BOOL ? "uint8 or bool" : "uint8 or uint16");
     if (found.rows == 0 || found.columns == 0)
         return core_refuse(state, QIP_E_NULL_IMAGE, argument, "has no pixels");
-    if (found.kind == CORE_PIXELS_BOOL || !isUsable(pixels, &found))
-        return copyPixels(pixels, &found);
     setWindow(pixels, &found, pixels->buffer.buf, found.row);
     return 0;
+}
+
+int core_pixels_prepare(core_pixels* pixels)
+{
+    if (!pixels->window.bound)
+        return 0;
+    const layout found = layoutOf(&pixels->buffer);
+    return found.kind == CORE_PIXELS_BOOL || !isUsable(pixels, &found) ? copyPixels(pixels, &found) : 0;
 }
 
 /* ---- destinations ---- */

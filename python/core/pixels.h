@@ -17,11 +17,15 @@ typedef struct core_pixels {
 /* What an input may hold. */
 enum { CORE_PIXELS_8 = 1, CORE_PIXELS_16 = 2, CORE_PIXELS_BOOL = 4 };
 
-/* Opens an input: two dimensions, pixels of one of the `kinds`, at least one. Columns that are not next
- * to each other, the other byte order, 16 bits at odd addresses, rows that share bytes or are too far
- * apart are copied, and so is bool, to 0 and 255. */
+/* Opens an input: two dimensions, pixels of one of the `kinds`, at least one. Until it is prepared, only the
+ * size and the depth of its window hold: what a call is refused for is found before anything is copied. */
 int core_pixels_read(const core_state* state, core_argument argument, PyObject* object, int kinds,
                      core_pixels* pixels);
+
+/* Makes the window of an input, unless it is null, one that the library can read. Columns that are not next
+ * to each other, the other byte order, 16 bits at odd addresses, rows that share bytes or are too far
+ * apart are copied, and so is bool, to 0 and 255. */
+int core_pixels_prepare(core_pixels* pixels);
 
 /* Opens a destination, which must have this size and this depth in native order, with neighbouring
  * columns. */

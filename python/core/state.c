@@ -43,7 +43,7 @@ int core_refuseType(const core_state* state, core_argument argument, const char*
     return -1;
 }
 
-/* The argument that a status speaks of. */
+/* The argument that a status speaks of, CORE_ARGUMENT_COUNT when it is none. */
 static core_argument argumentOf(qsys_status status)
 {
     switch (status) {
@@ -66,8 +66,13 @@ static core_argument argumentOf(qsys_status status)
         return CORE_OUT;
     case QSYS_E_RANGE:
         return CORE_ORIGIN;
-    default:
+    case QIP_E_NULL_IMAGE:
+    case QIMG_E_UNBOUND:
+    case QIMG_E_PIXEL_SIZE:
+    case QIMG_E_ALIGNMENT:
         return CORE_IMAGE;
+    default: /* among them what an application's attention handler has answered */
+        return CORE_ARGUMENT_COUNT;
     }
 }
 
@@ -77,7 +82,13 @@ int core_raise(const core_state* state, qsys_status status)
         PyErr_NoMemory();
         return -1;
     }
-    return core_refuse(state, status, argumentOf(status), "%s", qip_statusText(status));
+    const core_argument argument = argumentOf(status);
+    if (argument != CORE_ARGUMENT_COUNT)
+        return core_refuse(state, status, argument, "%s", qip_statusText(status));
+    PyObject* text = PyUnicode_FromString(qip_statusText(status));
+    raiseError(state, status, text);
+    Py_XDECREF(text);
+    return -1;
 }
 
 /* Takes the member `name` of an object, unless it was taken before. */

@@ -54,7 +54,8 @@ int core_refuse(const core_state* state, qsys_status status, core_argument argum
  * answer about the value (memory, an interruption) and is set already stays. Result: -1. */
 int core_refuseType(const core_state* state, core_argument argument, const char* expected, PyObject* value);
 
-/* Raises what stands for the failure of a library call: MemoryError, or qip.Error. Result: -1. */
+/* Raises what stands for the failure of a library call: MemoryError, or qip.Error, which names an argument
+ * where the status speaks of one. Result: -1. */
 int core_raise(const core_state* state, qsys_status status);
 
 /* Fills what the state holds of NumPy. */

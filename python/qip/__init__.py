@@ -2,6 +2,7 @@
 
 Pictures are two-dimensional arrays, (rows, columns), of uint8 or uint16: NumPy's, or any other object with
 the buffer protocol. Pairs are (x, y), columns first; one number means both. Results are NumPy arrays.
+The mask of a numpy.ma array is not looked at: mask=~numpy.ma.getmaskarray(picture) is what it stands for.
 
     >>> import numpy, qip
     >>> picture = numpy.zeros((480, 640), numpy.uint8)
@@ -10,7 +11,8 @@ the buffer protocol. Pairs are (x, y), columns first; one number means both. Res
     17
 
 Calls release the lock of the interpreter, so that threads smooth side by side. On the main thread a call
-asks for signals every 50 ms, and takes the place of an attention handler that an application in C has set.
+asks for signals between rows, at every 64th and at most every 50 ms: seconds may pass where rows have tens
+of millions of pixels. It takes the place of an attention handler that an application in C has set.
 """
 
 from __future__ import annotations

@@ -291,11 +291,6 @@ def _smoothed(
 # ---- arguments ----
 
 
-def _stand_in(shape: collections.abc.Sequence[int], dtype: DTypeLike) -> NDArray[Any]:
-    """An array of this shape in the memory of one row of it."""
-    return np.broadcast_to(np.zeros(shape[-1:], dtype), shape)
-
-
 def _check_array(name: str, array: Any) -> None:
     if not isinstance(array, da.Array):
         raise TypeError(f"{name}: a dask array is needed, not {type(array).__name__}")
@@ -313,22 +308,21 @@ def _check(
 ) -> list[np.dtype[Any]]:
     """Has `function` refuse what it would refuse of the whole picture; the types of the results otherwise.
 
-    It is given stand-ins for the arrays: what it checks of them, it checks before it looks at pixels.
+    It is given stand-ins for the arrays: one pixel each, and those of the arrays' sizes where these differ,
+    which it refuses before it looks at a pixel or takes memory for them.
     """
-    _check_array("image", image)
+    arrays = {"image": image} | {name: mask for name, mask in masks.items() if mask is not None}
+    for name, array in arrays.items():
+        _check_array(name, array)
     if mask_out is not None and not isinstance(mask_out, bool):
         raise TypeError(f"mask_out: True or False is needed, not {type(mask_out).__name__}")
-    pixel = [min(size, 1) for size in image.shape]
-    result = function(_stand_in(pixel, image.dtype))
-    for name, mask in masks.items():
-        if mask is None:
-            continue
-        _check_array(name, mask)
-        if mask.shape == image.shape:
-            function(_stand_in(pixel, image.dtype), **{name: _stand_in(pixel, mask.dtype)})
-        else:
-            function(_stand_in(image.shape, image.dtype), **{name: _stand_in(mask.shape, np.uint8)})
-    return [result.dtype, np.dtype(np.uint8)] if mask_out else [result.dtype]
+    are_alike = all(array.shape == image.shape for array in arrays.values())
+    stand_ins = {}
+    for name, array in arrays.items():
+        shape = [min(size, 1) for size in array.shape] if are_alike else array.shape
+        stand_ins[name] = np.broadcast_to(np.zeros((), array.dtype), shape)
+    results = function(**stand_ins, mask_out=mask_out)
+    return [result.dtype for result in results] if mask_out else [results.dtype]
 
 
 def _pair(value: Any) -> tuple[int, int]:
@@ -429,6 +423,10 @@ def gaussian(
     All other arguments, and the shape and type of the result, are those of qip.gaussian.
     Raises qip.Error (a ValueError) or TypeError, which name the argument, before anything is computed.
     """
+    sample = 1 if sample is None else sample
+    gain = 1.0 if gain is None else gain
+    round = True if round is None else round
+    origin = 0 if origin is None else origin
     keywords = {
         "gain": gain,
         "round": round,
@@ -437,10 +435,9 @@ def gaussian(
         "result_mode": result_mode,
         "threshold": threshold,
     }
-    check = functools.partial(
-        qip.gaussian, kernel=kernel, sigma=sigma, sample=sample, origin=origin, **keywords
-    )
-    dtypes = _check(check, image, {"mask": mask, "reset_mask": reset_mask}, mask_out)
+    check = functools.partial(qip.gaussian, kernel=kernel, sigma=sigma, sample=sample, **keywords)
+    masks = {"mask": mask, "reset_mask": reset_mask}
+    dtypes = _check(functools.partial(check, origin=origin), image, masks, mask_out)
     if sigma is not None:
         kernel = qip.kernel_for_sigma(sigma)
     size, step, corner = _pair(1 if kernel is None else kernel), _pair(sample), _pair(origin)
@@ -451,6 +448,14 @@ def gaussian(
         _gaussian_axis(left, width, size[0], step[0], corner[0], splits[0]),
         _gaussian_axis(top, height, size[1], step[1], corner[1], splits[1]),
     )
+    if width > 0 and height > 0:
+        # The kernels at both ends of the result decide whether all that they reach has coordinates.
+        for last in (False, True):
+            centre = [
+                corner[i] + axis.phase + (axis.first + last * (axis.count - 1)) * axis.step
+                for i, axis in enumerate(axes)
+            ]
+            _check(functools.partial(check, origin=centre), image, masks, mask_out)
     make = functools.partial(
         _gaussian_part, origin=corner, kernel=size, sample=step, mask_out=mask_out, **keywords
     )
@@ -500,8 +505,12 @@ def half(
     the origin. Raises qip.Error (a ValueError) or TypeError, which name the argument, before anything is
     computed.
     """
+    axis = "xy" if axis is None else axis
+    origin = 0 if origin is None else origin
     check = functools.partial(qip.half, axis=axis, origin=origin)
     dtypes = _check(check, image, {"mask": mask}, mask_out)
+    if any(_pair(origin)):
+        qip.dest_rect(image.shape, 0, 1, origin)  # refuses coordinates beyond 32 bits, as the whole call does
     height, width = image.shape
     axes = (
         _binomial_axis(width, *((2, 2) if "x" in axis else (1, 0))),
@@ -539,6 +548,7 @@ def binomial(
     passes, and the shape and type of the result, are those of qip.binomial.
     Raises qip.Error (a ValueError) or TypeError, which name the argument, before anything is computed.
     """
+    passes = 2 if passes is None else passes
     dtypes = _check(functools.partial(qip.binomial, passes=passes), image, {"mask": mask}, mask_out)
     both = _pair(passes)  # 2 for each pass, which reaches 2 pixels
     height, width = image.shape

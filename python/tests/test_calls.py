@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import concurrent.futures
+import ctypes
 import gc
 import os
 import pickle
@@ -24,6 +26,7 @@ READ_ONLY = np.zeros((20, 30), np.uint8)
 READ_ONLY.flags.writeable = False
 HUGE = np.lib.stride_tricks.as_strided(IMAGE, (2**31, 1), (0, 1))
 WIDE = np.zeros((20, 90), np.uint8)
+VAST = np.broadcast_to(IMAGE[0, 0], (2**20, 2**20))  # no memory has room for a copy
 
 # The function, its arguments, and how the message begins.
 REFUSED = [
@@ -43,9 +46,15 @@ REFUSED = [
     (qip.gaussian, (IMAGE,), {"sample": (1, 0)}, "sample: .* is less than 1"),
     (qip.gaussian, (IMAGE,), {"gain": float("nan")}, "gain: nan"),
     (qip.gaussian, (IMAGE,), {"gain": 0}, "gain: "),
+    (qip.gaussian, (IMAGE,), {"gain": 10**400}, "gain: 10+ is no finite number"),
+    (qip.gaussian, (IMAGE,), {"sigma": (1, -(10**400))}, r"sigma: \(1, -10+\) is not from 0"),
+    (qip.kernel_for_sigma, (10**400,), {}, "sigma: 10+ is not from 0"),
+    (qip.gaussian, (IMAGE,), {"threshold": -(10**400)}, "threshold: "),
     (qip.gaussian, (DEEP,), {"dtype": np.uint8}, "dtype: uint16 is not smoothed to uint8"),
     (qip.gaussian, (IMAGE,), {"dtype": "f4"}, "dtype: 'f4' is neither"),
     (qip.gaussian, (IMAGE,), {"mask": IMAGE.T}, "mask: has 30 rows of 20 pixels"),
+    (qip.gaussian, (VAST,), {"mask": VAST, "reset_mask": VAST[1:]}, "reset_mask: has 1048575 rows"),
+    (qip.half, (VAST,), {"out": IMAGE}, "out: has 20 rows of 30 pixels"),
     (qip.gaussian, (IMAGE,), {"reset_mask": DEEP}, "reset_mask: .*uint8 or bool"),
     (qip.gaussian, (IMAGE,), {"mask_mode": 2}, "mask_mode: "),
     (qip.gaussian, (IMAGE,), {"result_mode": -1}, "result_mode: "),
@@ -68,7 +77,7 @@ REFUSED = [
     (qip.result_mask, (IMAGE,), {"threshold": float("nan")}, "threshold: nan is not"),
     (qip.result_mask, (IMAGE,), {"centre_mask": IMAGE[:9]}, "centre_mask: has 9 rows"),
     (qip.dest_rect, ((0, 5),), {}, "shape: .* is less than 1"),
-    (qip.kernel_for_sigma, (1e300,), {}, "sigma: "),
+    (qip.kernel_for_sigma, (np.nextafter(2.0**30, np.inf),), {}, "sigma: "),
 ]
 WRONG_TYPES = [
     (qip.gaussian, ([[1, 2]],), {}, "image: .*not list"),
@@ -77,7 +86,6 @@ WRONG_TYPES = [
     (qip.gaussian, (IMAGE, "12"), {}, "kernel: .*not str"),
     (qip.gaussian, (IMAGE,), {"sigma": "1"}, "sigma: .*not str"),
     (qip.gaussian, (IMAGE,), {"gain": "1"}, "gain: a float .*not str"),
-    (qip.gaussian, (IMAGE,), {"gain": 10**400}, "gain: a float .*not int"),
     (qip.gaussian, (IMAGE,), {"round": IMAGE}, "round: True or False .*not ndarray"),
     (qip.gaussian, (IMAGE,), {"dtype": "no such"}, "dtype: .*not str"),
     (qip.gaussian, (IMAGE,), {"roi": (1, 2, 3)}, r"roi: \(x, y, width, height\)"),
@@ -111,10 +119,24 @@ def test_parts_of_one_array_are_no_overlap():
     qip.gaussian(WIDE[::2], out=WIDE[1::2])
 
 
+@pytest.mark.parametrize("dtype", [np.uint8, np.uint16])
+def test_arrays_of_ctypes_are_taken(dtype):
+    """They have a buffer without strides."""
+    shared = np.ctypeslib.as_ctypes
+    image, mask, out = IMAGE.astype(dtype), (IMAGE > 9).view(np.uint8), np.zeros(IMAGE.shape, dtype)
+    for rows in (20, 1):
+        qip.gaussian(shared(image[:rows]), 2, mask=shared(mask[:rows]), out=shared(out[:rows]))
+        assert (out[:rows] == qip.gaussian(image[:rows], 2, mask=mask[:rows])).all()
+    with pytest.raises(qip.Error, match="out: has 1 dim"):
+        qip.gaussian(image, 2, out=shared(out[0]))
+
+
 def test_references_are_released():
     """Whatever a call ends with: counts of its arguments and the memory in use stay as they were."""
     out, mask = np.empty_like(IMAGE), (IMAGE > 9).astype(np.uint8)
-    objects = [IMAGE, DEEP, READ_ONLY, WIDE, out, mask, qip.Error, np.uint16, np.dtype(np.uint8)]
+    without_strides = np.ctypeslib.as_ctypes(DEEP)
+    types = [qip.Error, np.uint16, np.dtype(np.uint8)]
+    objects = [IMAGE, DEEP, READ_ONLY, WIDE, out, mask, without_strides, *types]
 
     def call_all():
         for kind, function, arguments, keywords, _ in ALL_REFUSED:
@@ -122,7 +144,7 @@ def test_references_are_released():
                 function(*arguments, **keywords)
             except kind:
                 pass
-        for image in (IMAGE, DEEP, IMAGE[:, ::-1], memoryview(DEEP)):
+        for image in (IMAGE, DEEP, IMAGE[:, ::-1], memoryview(DEEP), without_strides):
             both = {"mask": mask > 0, "reset_mask": mask, "mask_out": True}
             qip.gaussian(image, np.array([2, 1]), dtype=np.uint16, **both)
             qip.half(image, mask=mask, roi=(3, 2, 5, 4), mask_out=np.empty((4, 5), np.uint8))
@@ -203,6 +225,16 @@ def test_a_signal_stops_a_call(name):
         library.base.qsys_jobs_setThreadCount(0)
     assert (out == 7).any(), "the call had ended"
     assert (qip.gaussian(IMAGE) == signals[0]).all()
+
+
+def test_an_application_stops_a_call_on_another_thread():
+    """By a handler in C; no argument is at fault."""
+    cancelled = 0x105 - 2**31
+    handler = ctypes.CFUNCTYPE(library.INT32, ctypes.c_void_p)(lambda _: cancelled)
+    with concurrent.futures.ThreadPoolExecutor(1) as pool:
+        pool.submit(library.base.qsys_attention_setHandler, handler, None)
+        error = pool.submit(qip.binomial, LONG).exception()
+    assert (type(error), str(error), error.status) == (qip.Error, "cancelled", cancelled)
 
 
 def test_a_child_of_another_thread_can_be_stopped():

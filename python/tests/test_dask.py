@@ -3,6 +3,9 @@
 from __future__ import annotations
 
 import os
+import pathlib
+import subprocess
+import sys
 
 import hypothesis
 import hypothesis.strategies as st
@@ -178,10 +181,24 @@ def test_on_two_processes():
     assert all(map(np.array_equal, expected, found)) and len(set(workers.values())) == 2
 
 
+def test_the_example_does_not_write_over_its_source(tmp_path):
+    zarr = pytest.importorskip("zarr", reason="Debian's python3-zarr is not there")
+    pytest.importorskip("distributed", reason="Debian's python3-distributed is not there")
+    zarr.save(tmp_path / "source", np.full((40, 40), 9, np.uint8))
+    (tmp_path / "link").symlink_to("source")
+    example = pathlib.Path(__file__).parents[2] / "examples/smooth_large.py"
+    for result in ("link", "source/inside", "."):
+        stores = [tmp_path / "source", tmp_path / result]
+        ran = subprocess.run([sys.executable, example, *stores], capture_output=True, text=True)
+        assert ran.returncode == 2 and "over SOURCE" in ran.stderr
+        assert (zarr.load(tmp_path / "source") == 9).all()
+
+
 def image(shape=(9, 9), dtype="uint8"):
     return da.zeros(shape, dtype=dtype, chunks=4)
 
 
+VAST = da.zeros((2**20, 2**20), dtype="uint8", chunks=2**18)
 UNKNOWN = image()[image().sum(axis=1) > 0]
 
 
@@ -196,11 +213,16 @@ UNKNOWN = image()[image().sum(axis=1) > 0]
         (qip.Error, "binomial", (image((0, 9)),), {}, "image: has no pixels"),
         (TypeError, "gaussian", (image(),), {"reset_mask": np.zeros((9, 9), bool)}, "reset_mask: a dask"),
         (qip.Error, "gaussian", (image(),), {"reset_mask": image((9, 8))}, "reset_mask: .* 9 of 9"),
+        (qip.Error, "binomial", (VAST,), {"mask": VAST[:, 1:]}, "mask: has 1048576 rows of 1048575"),
         (qip.Error, "half", (image(),), {"mask": image(dtype="uint16")}, "mask: .*'H'"),
         (TypeError, "half", (image(),), {"mask_out": np.zeros((9, 9), np.uint8)}, "mask_out: True or"),
         (qip.Error, "gaussian", (image(), 5), {"sigma": 2}, "sigma: kernel"),
         (qip.Error, "gaussian", (image(),), {"origin": 2**31 - 5}, "origin: "),
+        (qip.Error, "gaussian", (image(), 3), {"origin": 2**31 - 13, "mask": image()}, "origin: size"),
+        (qip.Error, "gaussian", (image(), 1), {"origin": -(2**31), "mask_out": True}, "origin: size"),
+        (qip.Error, "half", (image(),), {"origin": (0, 2**31 - 5)}, "origin: coordinates"),
         (qip.Error, "gaussian", (image(dtype="uint16"), 40), {}, "kernel: "),
+        (qip.Error, "gaussian", (image(), 64), {"mask_out": True}, "kernel: the kernel size is above"),
         (qip.Error, "binomial", (image(), 3), {}, "passes: "),
         (qip.Error, "half", (image(), "z"), {}, "axis: "),
         (qip.Error, "pyramid", (image(), 5), {}, "levels: "),
@@ -209,3 +231,11 @@ UNKNOWN = image()[image().sum(axis=1) > 0]
 def test_refused_before_anything_is_computed(kind, name, arguments, keywords, message):
     with pytest.raises(kind, match=message):
         getattr(qip.dask, name)(*arguments, **keywords)
+
+
+def test_none_is_the_default():
+    """The name of a result tells it and everything that it is made with."""
+    lazy, none = image(), dict.fromkeys(["sample", "gain", "round", "origin"])
+    assert qip.dask.gaussian(lazy, None, **none).name == qip.dask.gaussian(lazy).name
+    assert qip.dask.half(lazy, None, origin=None).name == qip.dask.half(lazy).name
+    assert qip.dask.binomial(lazy, None).name == qip.dask.binomial(lazy).name

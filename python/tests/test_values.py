@@ -195,7 +195,7 @@ def test_binomial_and_pyramid_are_the_formula(data):
 
 
 def test_sigma_and_kernel_are_inverse():
-    kernels = list(range(300)) + [2**k + d for k in range(9, 31) for d in (-1, 0, 1)]
+    kernels = list(range(300)) + [2**k + d for k in range(9, 31) for d in (-1, 0, 1)] + [2**31 - 1]
     assert [qip.kernel_for_sigma(qip.sigma_for_kernel(k)) for k in kernels] == kernels
     for sigma in np.linspace(0, 20, 999):
         found = qip.kernel_for_sigma(sigma)
