@@ -15,9 +15,11 @@
 namespace qip
 {
 
-// A call that failed; its text names the function and the reason. Both classes of this file are visible, so that
-// libraries which hide what they do not name share them with the program.
-class __attribute__((visibility("default"))) error : public std::runtime_error
+// Libraries that hide what they do not name share the classes of this file with the program.
+#pragma GCC visibility push(default)
+
+// A call that failed; its text names the function and the reason.
+class error : public std::runtime_error
 {
 public:
     error(const char* where, qip_status code)
@@ -35,7 +37,7 @@ private:
 // time. Of several the newest counts; they end on the thread that made them, in reverse order. What it throws in
 // a call of the C interface leaves the next call of this one. A handler set by the C interface is not asked
 // meanwhile and is gone afterwards.
-class __attribute__((visibility("default"))) attention
+class attention
 {
 public:
     explicit attention(std::function<bool()> go_on) : go_on_(std::move(go_on)), outer_(newest())
@@ -81,6 +83,8 @@ private:
     attention* outer_;
     std::exception_ptr thrown_;
 };
+
+#pragma GCC visibility pop
 
 } // namespace qip
 
