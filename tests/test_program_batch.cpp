@@ -92,6 +92,16 @@ TEST_F(ProgramBatch, GivesWhatSingleRunsGive)
     EXPECT_EQ(program_readFile(folder.file("out/8.tif")).substr(0, 2), "II");
 }
 
+TEST_F(ProgramBatch, MemoryDoesNotGrowWithTheSquareOfTheNames)
+{
+    std::vector<std::string> names;
+    for (int i = 0; i < 4000; ++i)
+        names.push_back("none" + std::to_string(i) + ".png");
+    const program_result result = program_run(words("half", names));
+    EXPECT_NE(result.errors.find(": 4000 of 4000 pictures failed\n"), std::string::npos);
+    EXPECT_LT(result.peakMemory, 200 << 20);
+}
+
 TEST_F(ProgramBatch, NamesAreCheckedBeforeTheWork)
 {
     fs::create_symlink("../a/16.pgm", folder.file("out/other.png"));

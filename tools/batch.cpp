@@ -193,9 +193,10 @@ std::vector<options> batch_plan(const options& o)
     const std::set<identity> inputs = identitiesOfInputs(o);
     std::map<fs::path, std::string> inputOf;
     std::vector<options> runs;
+    options common = o;
+    common.files = {}; // a copy of them in every run would take memory with the square of their number
     for (const std::string& input : o.files) {
-        options one = o;
-        one.files.clear();
+        options one = common;
         one.input = input;
         one.output = outputFor(o, input);
         one.outputFormat = *picture_formatOf(one.output);
