@@ -322,6 +322,36 @@ TEST_F(ProgramFiles, OutputTakesThePlaceOfTheOldFile)
     EXPECT_EQ(folder.listing(), "link.pgm picture.pgm ");
 }
 
+// The owner is the caller where it cannot be given; the rights of a group that cannot be given are dropped,
+// and with them those of others that it did not have.
+TEST_F(ProgramFiles, OwnerAndGroupStayAsFarAsTheyCan)
+{
+    const std::string picture = folder.file("picture.pgm");
+    const auto command = [&](const std::string& groups) {
+        return "setpriv --bounding-set -chown --inh-caps -chown --groups " + groups + " ";
+    };
+    const struct {
+        std::string as;
+        uid_t owner;
+        gid_t group;
+        mode_t rights;
+    } cases[] = {{"", 1, 2, 0645}, {command("2"), 0, 2, 0645}, {command("3"), 0, 0, 0604}};
+    for (const auto& c : cases) {
+        program_writeFile(picture, program_pgmOf({2, 1, 255, {7, 7}}));
+        if (chown(picture.c_str(), 1, 2) != 0 || chmod(picture.c_str(), 0645) != 0)
+            GTEST_SKIP() << "files cannot be given away here";
+        const program_result result = program_runAny(
+            {"/bin/sh", "-c", c.as + program_path() + " binomial " + picture + " " + picture});
+        ASSERT_EQ(result.errors, "");
+        struct stat about = {};
+        ASSERT_EQ(stat(picture.c_str(), &about), 0);
+        EXPECT_EQ(about.st_uid, c.owner) << c.as;
+        EXPECT_EQ(about.st_gid, c.group) << c.as;
+        EXPECT_EQ(about.st_mode & 07777, c.rights) << c.as;
+        fs::remove(picture);
+    }
+}
+
 mode_t rightsOf(const fs::path& path)
 {
     struct stat about = {};

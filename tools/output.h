@@ -7,8 +7,11 @@
 // The name "-" stands for the standard output, to which a file goes as soon as it is whole, before the
 // others are renamed.
 //
-// A destination that exists keeps its access rights, a new one gets those of any new file; its temporary
-// never has more.
+// A destination that exists keeps its owner, its group and its access rights. An owner that the system does
+// not let us give is the caller, as for any file that is replaced; where it does not let us give the group,
+// the rights of the group are dropped, and those of others that the group did not have. A new destination
+// gets the rights of any new file. Until it is complete, a temporary gives nobody rights that the finished
+// file does not give.
 #pragma once
 
 #include "input_file.h"
