@@ -286,6 +286,17 @@ void checkBatch(const options& o)
         throw usage_failure("the standard input does not go with --out-dir");
 }
 
+// CLI11 takes a positional argument "[a,b]" for a list, and "++" for the end of a command. To this program
+// both are names of files, which "./" in front does not change; no option takes a value of that form.
+std::vector<std::string> protectedWords(int argc, const char* const* argv)
+{
+    std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    for (std::string& word : words)
+        if (word == "++" || (word.starts_with('[') && word.ends_with(']')))
+            word.insert(0, "./");
+    return words;
+}
+
 } // namespace
 
 std::string options_version()
@@ -308,7 +319,9 @@ std::optional<options> options_parse(int argc, const char* const* argv)
     addCommand(&app, "info", command::info, "print version, processor level and thread count", o);
     addCommonOptions(&app, o);
     try {
-        app.parse(argc, argv);
+        std::vector<std::string> words = protectedWords(argc, argv);
+        std::reverse(words.begin(), words.end()); // as CLI11 asks for
+        app.parse(std::move(words));
     } catch (const CLI::Success& answer) {
         std::ostringstream text;
         app.exit(answer, text, text);
