@@ -373,3 +373,37 @@ TEST_F(ProgramFormats, StandardStreamsCarryPictures)
         EXPECT_FALSE(std::filesystem::exists(folder.file("out.png"))) << line;
     }
 }
+
+// Of a pipe no more is read, and kept on the disk, than the picture's own head announces.
+TEST_F(ProgramFormats, WhatFollowsAPictureStaysInThePipe)
+{
+    const program_picture picture = {2, 1, 255, {'a', 'b'}};
+    program_writeFile(folder.file("in.pgm"), "P5 # a comment\n2 1 255 ab");
+    program_writeFile(folder.file("in.bmp"), bmpOf({40, 24, 2, 1, 0, "", std::string("aaabbb\0\0", 8)}));
+    const std::string read = program_path() + " binomial --passes 0 ";
+    ASSERT_EQ(program_run({"binomial", folder.file("in.pgm"), folder.file("in.png")}).errors, "");
+    const auto runBehind = [&](const std::string& writers, const std::string& readers) {
+        const std::string limit = "ulimit -f 8000; "; // a fault is not to fill the disk
+        return program_runAny(
+            {"/bin/sh", "-c", limit + "(" + writers + "; yes) 2> /dev/null | " + readers});
+    };
+    const std::string first = folder.file("1.pgm"), second = folder.file("2.pgm");
+    for (const std::string ending : {"pgm", "bmp", "png"}) {
+        const std::string one = folder.file("in." + ending);
+        const program_result result = runBehind(
+            "cat " + one + " " + one, "(" + read + "- " + first + " && " + read + "- " + second + ")");
+        EXPECT_EQ(result.errors, "") << ending;
+        for (const std::string& made : {first, second}) {
+            EXPECT_EQ(program_readPgm(made), picture) << ending;
+            std::filesystem::remove(made);
+        }
+    }
+    const std::pair<std::string, std::string> endless[] = {
+        {"head -c 33 " + folder.file("in.png") + "; printf '\\20\\0\\0\\0tEXt'",
+         "is longer than its picture"},
+        {"printf 'P5 1 #'; yes | tr -d '\n'", "has a broken header"}};
+    for (const auto& [head, reason] : endless) {
+        const program_result result = runBehind(head, read + "- " + first);
+        EXPECT_NE(result.errors.find("standard input: " + reason), std::string::npos) << result.errors;
+    }
+}

@@ -16,8 +16,8 @@ namespace
 
 void readBytes(const input_file& file, uint8_t* bytes, size_t count)
 {
-    if (std::fread(bytes, 1, count, file.stream.get()) != count)
-        fail(file, std::ferror(file.stream.get()) ? "cannot be read" : "is truncated");
+    if (input_read(file, bytes, count) != count)
+        fail(file, "is truncated");
 }
 
 uint32_t number16(const uint8_t* at)
@@ -177,6 +177,13 @@ bool greyFromColours(const header& h, uint8_t* row, uint8_t* grey)
 }
 
 } // namespace
+
+void bmp_pass(const input_file& file)
+{
+    const header h = readHeader(file);
+    input_pass(file, h.pixelsAt - std::min<uint64_t>(h.pixelsAt, file.arrival->size));
+    input_pass(file, h.height, h.rowBytes());
+}
 
 picture bmp_read(const input_file& file)
 {

@@ -239,6 +239,36 @@ void makeInfo(Session* session, const std::string& path)
 
 } // namespace
 
+void png_pass(const input_file& file)
+{
+    constexpr uint64_t most = uint64_t{1} << 60;
+    constexpr uint64_t forDescriptions = 64 << 20;
+    const auto numberAt = [](const uint8_t* at) {
+        return uint32_t{at[0]} << 24 | uint32_t{at[1]} << 16 | uint32_t{at[2]} << 8 | at[3];
+    };
+    // Signature and header: the first chunk, of 13 bytes.
+    uint8_t head[8 + 8 + 13 + 4];
+    if (input_read(file, head, sizeof head) != sizeof head || numberAt(head + 8) != 13)
+        return; // what is wrong with it the reader says
+    const uint64_t width = numberAt(head + 16);
+    const uint64_t height = numberAt(head + 20);
+    const uint64_t channels[] = {1, 0, 3, 1, 2, 0, 4, 0};
+    const uint64_t rowBytes = (width * head[24] * channels[head[25] & 7] + 7) / 8 + 1; // with its filter
+    // Twice the rows: an interlaced picture has up to two partial ones for each, and what cannot be packed
+    // takes a little more than it is.
+    uint64_t left = 2 * (height < most / rowBytes ? height * rowBytes : most) + forDescriptions;
+    uint8_t chunk[8];
+    while (input_read(file, chunk, sizeof chunk) == sizeof chunk) {
+        const uint64_t length = numberAt(chunk) + uint64_t{4}; // with its checksum
+        if (length + sizeof chunk > left)
+            throw file_failure(file.name, "is longer than its picture");
+        left -= length + sizeof chunk;
+        input_pass(file, length);
+        if (std::memcmp(chunk + 4, "IEND", 4) == 0)
+            return;
+    }
+}
+
 picture png_read(const input_file& file)
 {
     reader session = {};

@@ -8,6 +8,9 @@
 #include <cstdio>
 #include <string>
 
+// What of a file that arrives belongs to the picture is read. Failures: file_failure.
+void pnm_pass(const input_file& file);
+
 picture pnm_read(const input_file& file);
 
 // P5 with the greatest value 255 or 65535.

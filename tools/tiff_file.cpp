@@ -238,6 +238,15 @@ void invert(picture* target)
 
 } // namespace
 
+// Parts of the picture may stand anywhere in the file, which is read to its end, or as far as its addresses
+// reach.
+void tiff_pass(const input_file& file)
+{
+    constexpr uint64_t endOfShortAddresses = uint64_t{1} << 32;
+    const bool isShort = file.head[2] == '*' || file.head[3] == '*';
+    input_pass(file, isShort ? endOfShortAddresses : UINT64_MAX);
+}
+
 picture tiff_read(const input_file& file)
 {
     constexpr uint64_t forItsOwn = 1 << 20;
