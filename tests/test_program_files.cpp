@@ -451,15 +451,22 @@ TEST_F(ProgramFiles, DeletedWorkingFolderIsSaidInPlainWords)
     EXPECT_EQ(result.errors, "qip-smooth: out.pgm: cannot be written: No such file or directory\n");
 }
 
-// A full disk, as a limit on the size of files shows it, for both formats.
+// A full disk, as a limit on the size of files shows it, for all formats; also where the last bytes of a
+// part do not fit, which go to the disk when the writer seeks to the next part.
 TEST_F(ProgramFiles, FailedWritesLeaveTheOldFile)
 {
-    program_writeFile(folder.file("in.pgm"), program_pgmOf(program_randomPicture(&random, 100, 100, 255)));
-    for (const char* name : {"out.png", "out.pgm", "out.tif", "out.raw"}) {
+    program_writeFile(folder.file("in.pgm"), program_pgmOf(program_randomPicture(&random, 300, 300, 255)));
+    const std::string command = program_path() + " gauss " + folder.file("in.pgm") + " ";
+    for (const auto& [name, limit] : {std::pair("out.png", 4),
+                                      {"out.pgm", 4},
+                                      {"out.tif", 4},
+                                      {"out.raw", 4},
+                                      {"out.tif", 124},
+                                      {"out.tif", 176}}) {
         program_writeFile(folder.file(name), "old");
-        const std::string command =
-            program_path() + " gauss " + folder.file("in.pgm") + " " + folder.file(name) + " --json";
-        const program_result full = program_runAny({"/bin/sh", "-c", "ulimit -f 4; " + command});
+        const program_result full = program_runAny(
+            {"/bin/sh", "-c",
+             "ulimit -f " + std::to_string(limit) + "; " + command + folder.file(name) + " --json"});
         EXPECT_EQ(full.exitStatus, 1) << full.errors;
         EXPECT_NE(full.errors.find(name + std::string(": cannot be written: File too large")),
                   std::string::npos)
@@ -467,6 +474,10 @@ TEST_F(ProgramFiles, FailedWritesLeaveTheOldFile)
         EXPECT_EQ(full.output, "") << "a report of a file that was not written";
         EXPECT_EQ(program_readFile(folder.file(name)), "old");
     }
+    for (const std::string format : {"png", "tiff", "pgm", "raw"})
+        EXPECT_EQ(
+            program_runAny({"/bin/sh", "-c", "ulimit -f 4; " + command + "- --format " + format}).errors,
+            "qip-smooth: temporary file for the standard output: cannot be written: File too large\n");
     EXPECT_EQ(folder.listing(), "in.pgm out.pgm out.png out.raw out.tif ");
 }
 

@@ -133,14 +133,15 @@ output_set::~output_set()
         }
 }
 
-void output_set::addStandardOutput(const std::function<void(std::FILE*)>& write)
+void output_set::addStandardOutput(const writer& write)
 {
-    forStandardOutput.reset(std::tmpfile());
+    const std::string name = "temporary file for the standard output";
+    forStandardOutput = input_openTemporary();
     if (!forStandardOutput)
-        fail(standardOutput, errno);
-    write(forStandardOutput.get());
+        fail(name, errno);
+    write(forStandardOutput.get(), name);
     if (std::ferror(forStandardOutput.get()) || std::fflush(forStandardOutput.get()) != 0)
-        fail(standardOutput, errno);
+        fail(name, errno);
 }
 
 void output_set::copyToStandardOutput()
@@ -155,7 +156,7 @@ void output_set::copyToStandardOutput()
         fail(standardOutput, errno);
 }
 
-void output_set::add(const std::string& path, const std::function<void(std::FILE*)>& write)
+void output_set::add(const std::string& path, const writer& write)
 {
     if (path == "-")
         return addStandardOutput(write);
@@ -177,12 +178,12 @@ void output_set::add(const std::string& path, const std::function<void(std::FILE
         output.watched = interruption_watch(output.temporary);
     }
 
-    std::unique_ptr<std::FILE, stream_closer> stream(fdopen(descriptor, "wb"));
+    input_stream stream(fdopen(descriptor, "wb"));
     if (!stream) {
         close(descriptor);
         throw file_failure(path, "cannot be written: not enough memory");
     }
-    write(stream.get());
+    write(stream.get(), path);
     if (std::ferror(stream.get()) || std::fflush(stream.get()) != 0)
         fail(path, errno);
     if (rights)

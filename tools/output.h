@@ -39,9 +39,12 @@ public:
     output_set(const output_set&) = delete;
     output_set& operator=(const output_set&) = delete;
 
-    // Writes one file's temporary: `write` fills the stream, in which it may seek. Failures: file_failure,
-    // and what `write` throws; nothing of the file is left then.
-    void add(const std::string& path, const std::function<void(std::FILE*)>& write);
+    // Fills a stream, in which it may seek; `name` is what messages call it.
+    using writer = std::function<void(std::FILE* stream, const std::string& name)>;
+
+    // Writes one file's temporary. Failures: file_failure, and what `write` throws; nothing of the file is
+    // left then.
+    void add(const std::string& path, const writer& write);
 
     // Puts all files into place. Failures: file_failure; every destination is then as it was, save for the
     // standard output.
@@ -56,11 +59,11 @@ private:
         std::string backup;    // the file that was there before, while others are renamed
     };
 
-    void addStandardOutput(const std::function<void(std::FILE*)>& write);
+    void addStandardOutput(const writer& write);
     void copyToStandardOutput();
     void publishOne(file& output, bool keepBackup);
     void takeBack(file& output);
 
     std::vector<file> files;
-    std::unique_ptr<std::FILE, stream_closer> forStandardOutput; // a temporary file without a name
+    input_stream forStandardOutput; // a temporary file without a name
 };

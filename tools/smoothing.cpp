@@ -91,7 +91,9 @@ void addOutput(output_set& files, const std::string& path, picture_format format
 {
     const picture_view view = {image.rect.width, image.rect.height, image.pixelSize * 8, image.stride,
                                static_cast<const uint8_t*>(image.firstPixel)};
-    files.add(path, [&](std::FILE* stream) { picture_write(stream, path, format, view); });
+    files.add(path, [&](std::FILE* stream, const std::string& name) {
+        picture_write(stream, name, format, view);
+    });
 }
 
 // The report comes last, so that it is true. Files that are in place stay when it cannot be delivered: they

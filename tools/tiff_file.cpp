@@ -32,20 +32,33 @@ tmsize_t readBytes(thandle_t handle, void* bytes, tmsize_t count)
         std::fread(bytes, 1, static_cast<size_t>(count), sessionOf(handle)->stream));
 }
 
+// libtiff does not say why a call of ours failed.
+void noteError(session* s)
+{
+    if (!*s->message)
+        std::snprintf(s->message, sizeof s->message, "%s", std::strerror(errno));
+}
+
 tmsize_t writeBytes(thandle_t handle, void* bytes, tmsize_t count)
 {
     session* const s = sessionOf(handle);
     const size_t written = std::fwrite(bytes, 1, static_cast<size_t>(count), s->stream);
-    if (written != static_cast<size_t>(count) && !*s->message) // libtiff does not say why
-        std::snprintf(s->message, sizeof s->message, "%s", std::strerror(errno));
+    if (written != static_cast<size_t>(count))
+        noteError(s);
     return static_cast<tmsize_t>(written);
 }
 
 toff_t seek(thandle_t handle, toff_t place, int from)
 {
-    std::FILE* const stream = sessionOf(handle)->stream;
-    if (place > INT64_MAX || fseeko(stream, static_cast<off_t>(place), from) != 0)
+    session* const s = sessionOf(handle);
+    std::FILE* const stream = s->stream;
+    if (place > INT64_MAX)
         return static_cast<toff_t>(-1);
+    if (fseeko(stream, static_cast<off_t>(place), from) != 0) {
+        if (errno != EINVAL) // no place in a file, but bytes that wait to be written go first
+            noteError(s);
+        return static_cast<toff_t>(-1);
+    }
     return static_cast<toff_t>(ftello(stream));
 }
 
