@@ -200,7 +200,11 @@ std::vector<options> batch_plan(const options& o)
         one.input = input;
         one.output = outputFor(o, input);
         one.outputFormat = *picture_formatOf(one.output);
-        const auto [other, isNew] = inputOf.emplace(output_fullPath(one.output), input);
+        // One whose path cannot be told fails when it is its turn.
+        fs::path whole = output_fullPath(one.output);
+        if (whole.empty())
+            whole = one.output;
+        const auto [other, isNew] = inputOf.emplace(std::move(whole), input);
         if (!isNew)
             throw usage_failure("--out-dir: \"" + one.output + "\" would come of \"" + other->second +
                                 "\" and of \"" + input + "\"");

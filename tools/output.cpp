@@ -117,11 +117,12 @@ std::string output_target(const std::string& name)
 
 fs::path output_fullPath(const std::string& name)
 {
-    std::error_code error;
-    fs::path path = fs::absolute(output_target(name), error);
-    if (!error)
-        path = fs::weakly_canonical(path, error);
-    return error ? fs::path() : path;
+    try {
+        return fs::weakly_canonical(fs::absolute(output_target(name)));
+    } catch (const file_failure&) {
+    } catch (const fs::filesystem_error&) {
+    }
+    return {};
 }
 
 output_set::~output_set()

@@ -27,8 +27,8 @@
 // which need not be there yet. The link itself stays. Failures: file_failure for links in a circle.
 std::string output_target(const std::string& name);
 
-// The whole path of that file; empty when it cannot be told, as in a working folder that was deleted, where
-// nothing can be written anyhow.
+// The whole path of that file; empty when it cannot be told: for links in a circle, names that are too long,
+// folders that may not be searched, a working folder that was deleted. Nothing can be written there anyhow.
 std::filesystem::path output_fullPath(const std::string& name);
 
 class output_set
