@@ -155,8 +155,8 @@ TEST_F(ProgramFiles, NetpbmFilesAreReadAsTheyStand)
         program_picture expected;
     } cases[] = {
         {"P5 2 1 255\nab", {2, 1, 255, {'a', 'b'}}},
-        {"P5#\n# a comment\n2# another\n1 9\n\n\n", {2, 1, 255, {'\n', '\n'}}},
-        {std::string("P5\n1 2\n4095\n\x0f\x01\xff\x02", 16), {1, 2, 65535, {0x0f01, 0xff02}}},
+        {"P5#\n# a comment\n2# another\n1 10\n\n\n", {2, 1, 255, {'\n', '\n'}}},
+        {std::string("P5\n1 2\n4095\n\x0f\x01\x0f\xff", 16), {1, 2, 65535, {0x0f01, 4095}}},
         {"P6 1 2 255\nabcdef", {1, 2, 255, {98, 101}}},
         {std::string("P6 1 1 65535 \x10\x00\x20\x00\x40\x01", 19), {1, 1, 65535, {7901}}},
         {"P5 1 1 255 a and what follows", {1, 1, 255, {'a'}}},
@@ -284,6 +284,8 @@ TEST_F(ProgramFiles, BrokenFilesAreRefusedInPlainWords)
         {"promise.pgm", "P5 2147483647 2147483647 65535\nabc"},
         {"overflow.pgm", "P5 4294967296 4294967296 255\nabc"},
         {"colour.ppm", "P6 1 1 255\nab"},
+        {"above.ppm", "P6 1 1 98\naca"},
+        {"above16.pgm", "P5 1 1 4095\n\x10\x01"},
     };
     for (const auto& [name, bytes] : files) {
         program_writeFile(folder.file(name), bytes);

@@ -290,9 +290,10 @@ TEST_F(ProgramFormats, BrokenBmpsAreRefusedInPlainWords)
         {{40, 8, 1, 1, 0, palette.substr(0, 4), row, 1}, "a pixel that its palette does not have"},
         {{40, 8, 1, 1, 1, palette, row}, "is packed (compression 1)"},
         {{40, 16, 1, 1, 0, "", row}, "has 16 bits a pixel"},
+        {{40, 16, 1, 1, 3, std::string(12, 0), row}, "has bit masks for 16 bits a pixel"},
         {{40, 32, 1, 1, 3, std::string(12, 0), row}, "colours in an order that is not read"},
         {{40, 8, -1, 1, 0, palette, row}, "has a broken header"},
-        {{41000, 8, 1, 1, 0, palette, row}, "has a broken header"},
+        {{41000, 8, 1, 1, 0, palette, row}, "has a header of 41000 bytes"},
         {{40, 8, 0, 1, 0, palette, row}, "has no pixels"},
     };
     for (const auto& [kind, reason] : cases)

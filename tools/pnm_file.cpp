@@ -106,6 +106,18 @@ void bytesFromSixteenBit(uint8_t* bytes, const uint8_t* pixels, size_t count)
     }
 }
 
+template <typename Sample>
+void checkValues(const input_file& file, const uint8_t* samples, uint64_t count, uint64_t greatest)
+{
+    for (uint64_t i = 0; i < count; ++i) {
+        Sample value = 0;
+        std::memcpy(&value, samples + i * sizeof value, sizeof value);
+        if (value > greatest)
+            throw file_failure(file.name, "holds the value " + std::to_string(value) +
+                                              ", and the greatest is " + std::to_string(greatest));
+    }
+}
+
 } // namespace
 
 void pnm_pass(const input_file& file)
@@ -128,6 +140,10 @@ picture pnm_read(const input_file& file)
             throw file_failure(file.name, "is truncated");
         if (h.depth == 16)
             sixteenBitFromBytes(row.get(), static_cast<size_t>(h.rowSamples()));
+        if (h.depth == 16 && h.greatest < 65535)
+            checkValues<uint16_t>(file, row.get(), h.rowSamples(), h.greatest);
+        else if (h.greatest < 255)
+            checkValues<uint8_t>(file, row.get(), h.rowSamples(), h.greatest);
         if (h.channels == 3)
             picture_greyFromRgb(row.get(), static_cast<size_t>(h.width), h.depth);
         std::memcpy(result.pixels.get() + y * result.stride(), row.get(),
