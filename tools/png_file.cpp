@@ -5,6 +5,7 @@
 
 #include "failure.h"
 
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <csetjmp>
@@ -237,34 +238,51 @@ void makeInfo(Session* session, const std::string& path)
         throw file_failure(path, "not enough memory");
 }
 
+uint32_t numberAt(const uint8_t* at)
+{
+    return uint32_t{at[0]} << 24 | uint32_t{at[1]} << 16 | uint32_t{at[2]} << 8 | at[3];
+}
+
+bool nameIs(const uint8_t* chunk, const char* name)
+{
+    return std::memcmp(chunk + 4, name, 4) == 0;
+}
+
+// The bytes of pixels that nobody packs into more: twice what they are, since an interlaced picture has up
+// to two partial rows for each, and what cannot be packed takes a little more than it is.
+uint64_t greatestPackedSize(const uint8_t* header)
+{
+    constexpr uint64_t greatest = uint64_t{1} << 60;
+    constexpr uint64_t channels[] = {1, 0, 3, 1, 2, 0, 4, 0}; // by colour type
+    const uint64_t pixelBits = header[8] * channels[header[9] & 7];
+    const uint64_t rowBytes = (numberAt(header) * pixelBits + 7) / 8 + 1; // with its filter
+    const uint64_t height = numberAt(header + 4);
+    return 2 * (height < greatest / rowBytes ? height * rowBytes : greatest);
+}
+
 } // namespace
 
 void png_pass(const input_file& file)
 {
-    constexpr uint64_t most = uint64_t{1} << 60;
-    constexpr uint64_t forDescriptions = 64 << 20;
-    const auto numberAt = [](const uint8_t* at) {
-        return uint32_t{at[0]} << 24 | uint32_t{at[1]} << 16 | uint32_t{at[2]} << 8 | at[3];
-    };
-    // Signature and header: the first chunk, of 13 bytes.
-    uint8_t head[8 + 8 + 13 + 4];
-    if (input_read(file, head, sizeof head) != sizeof head || numberAt(head + 8) != 13)
-        return; // what is wrong with it the reader says
-    const uint64_t width = numberAt(head + 16);
-    const uint64_t height = numberAt(head + 20);
-    const uint64_t channels[] = {1, 0, 3, 1, 2, 0, 4, 0};
-    const uint64_t rowBytes = (width * head[24] * channels[head[25] & 7] + 7) / 8 + 1; // with its filter
-    // Twice the rows: an interlaced picture has up to two partial ones for each, and what cannot be packed
-    // takes a little more than it is.
-    uint64_t left = 2 * (height < most / rowBytes ? height * rowBytes : most) + forDescriptions;
-    uint8_t chunk[8];
-    while (input_read(file, chunk, sizeof chunk) == sizeof chunk) {
-        const uint64_t length = numberAt(chunk) + uint64_t{4}; // with its checksum
-        if (length + sizeof chunk > left)
+    uint8_t signature[8];
+    input_read(file, signature, sizeof signature);
+    uint64_t left = 64 << 20; // for what describes the picture; the header adds what its pixels may take
+    bool hasHeader = false;
+    uint8_t start[8]; // of a chunk: how long it is, and its name
+    while (input_read(file, start, sizeof start) == sizeof start) {
+        uint64_t length = numberAt(start) + uint64_t{4}; // with its checksum
+        uint8_t header[13];
+        if (!hasHeader && nameIs(start, "IHDR") &&
+            input_read(file, header, sizeof header) == sizeof header) {
+            hasHeader = true;
+            length -= std::min<uint64_t>(length, sizeof header);
+            left += greatestPackedSize(header);
+        }
+        if (length + sizeof start > left)
             throw file_failure(file.name, "is longer than its picture");
-        left -= length + sizeof chunk;
+        left -= length + sizeof start;
         input_pass(file, length);
-        if (std::memcmp(chunk + 4, "IEND", 4) == 0)
+        if (nameIs(start, "IEND"))
             return;
     }
 }
