@@ -264,7 +264,8 @@ picture tiff_read(const input_file& file)
 {
     constexpr uint64_t forItsOwn = 1 << 20;
     session s = {file.stream.get(), ""};
-    const owned_tiff owner = open(&s, file.name, "rm", file.size + forItsOwn);
+    // Of a place in the file, which takes four bytes there or more, libtiff makes one of eight.
+    const owned_tiff owner = open(&s, file.name, "rm", 2 * file.size + forItsOwn);
     TIFF* const tiff = owner.get();
     if (!tiff)
         failUnsound(file, s);
