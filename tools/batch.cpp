@@ -223,7 +223,8 @@ void batch_run(const options& o, const std::function<void(const options& one)>& 
     const std::vector<options> runs = batch_plan(o);
     std::atomic<size_t> next = 0, failed = 0;
     {
-        progress status(runs, isatty(STDERR_FILENO) && !o.quiet);
+        const bool hasReports = o.json && isatty(STDOUT_FILENO); // which would come behind the bar
+        progress status(runs, isatty(STDERR_FILENO) && !o.quiet && !hasReports);
         const auto work = [&] {
             for (size_t i = next++; i < runs.size(); i = next++) {
                 failed += !runOne(runs[i], run);

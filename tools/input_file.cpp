@@ -55,7 +55,7 @@ input_file readHead(const std::string& name, int descriptor, const struct stat* 
 
 input_file openStandardInput()
 {
-    const std::string name = "standard input";
+    const std::string name = input_nameOf("-");
     const int descriptor = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0);
     if (descriptor < 0)
         fail(name);
@@ -64,6 +64,11 @@ input_file openStandardInput()
 }
 
 } // namespace
+
+std::string input_nameOf(const std::string& path)
+{
+    return path == "-" ? "standard input" : path;
+}
 
 input_file input_open(const std::string& path)
 {

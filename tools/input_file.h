@@ -37,6 +37,9 @@ struct input_file {
     size_t headSize;
 };
 
+// What messages call a file of this name: "standard input" for "-".
+std::string input_nameOf(const std::string& path);
+
 // Opens a regular file; anything else (missing, a folder, a pipe) is a file_failure. "-" is the standard
 // input, whatever it is. The stream stands at the file's beginning.
 input_file input_open(const std::string& path);

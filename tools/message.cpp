@@ -3,6 +3,9 @@
 #include <cstdio>
 #include <mutex>
 
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 namespace
 {
 
@@ -38,6 +41,13 @@ std::string withoutControls(const std::string& text)
     return shown;
 }
 
+// A line that is wider than the terminal could not be written over itself.
+size_t widthOfTerminal()
+{
+    struct winsize size = {};
+    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col - 1u : 40;
+}
+
 } // namespace
 
 void message_print(const std::string& text)
@@ -52,6 +62,6 @@ void message_setStatus(const std::string& text)
     const std::lock_guard mine(turn);
     if (text.empty() && status.empty())
         return;
-    status = text;
-    write(eraseLine + text);
+    status = text.substr(0, widthOfTerminal());
+    write(eraseLine + status);
 }

@@ -8,5 +8,6 @@
 // as in C: \n, \x1b.
 void message_print(const std::string& text);
 
-// The status from now on; "" when there is none any more. For a terminal only: it is written over itself.
+// The status from now on; "" when there is none any more. For a terminal only: it is written over itself, and
+// cut where the terminal ends.
 void message_setStatus(const std::string& text);

@@ -1,6 +1,7 @@
 #include "smoothing.h"
 
 #include "failure.h"
+#include "input_file.h"
 #include "message.h"
 #include "output.h"
 #include "picture_file.h"
@@ -126,7 +127,7 @@ input_image::input_image(const std::string& path, const options& o, const std::o
     : pixels(picture_read(path, layout))
 {
     if (pixels.wasColour)
-        message_print(path + ": converted to grey");
+        message_print(input_nameOf(path) + ": converted to grey");
     qstd_rect32 rect;
     refusal_check(qstd_rect32_init(&rect, o.origin.x, o.origin.y, pixels.width, pixels.height));
     refusal_check(qimg_image_constructMemory(&holder.image, pixels.depth / 8, &rect, pixels.stride(),
@@ -143,7 +144,7 @@ mask_image::mask_image(const std::string& path, const options& o, const std::opt
     : input_image(path, o, layout)
 {
     if (depth() != 8)
-        throw file_failure(path, "has 16 bits a pixel; a mask has 8");
+        throw file_failure(input_nameOf(path), "has 16 bits a pixel; a mask has 8");
 }
 
 report smoothing_emptyReport(const options& o)
