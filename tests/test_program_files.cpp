@@ -145,6 +145,9 @@ TEST_F(ProgramFiles, EveryKindOfPngIsReadAsGrey)
         const bool isConverted = kind.colourType != PNG_COLOR_TYPE_GRAY;
         EXPECT_EQ(result.errors.find("converted to grey") != std::string::npos, isConverted)
             << result.errors;
+        const bool isTransparent = isConverted && kind.colourType != PNG_COLOR_TYPE_RGB;
+        EXPECT_EQ(result.errors.find("without its transparency") != std::string::npos, isTransparent)
+            << result.errors;
     }
 }
 

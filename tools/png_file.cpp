@@ -28,7 +28,7 @@ struct reader {
     png_uint_32 width, height;
     int depth;    // of a sample as it is delivered: 8 or 16
     int channels; // samples a pixel as they are delivered: 1 or 3
-    bool hasPalette, hasColour, isInterlaced;
+    bool hasPalette, hasColour, hasTransparency, isInterlaced;
     uint8_t greyOfIndex[3 * 256]; // the palette made grey; the last two thirds are not looked at
     uint64_t storedRowBytes;      // of a row in the file, unpacked
     size_t rowBytes;              // of the same row as it is delivered
@@ -123,7 +123,9 @@ void startPixels(reader* r)
     const int colourType = png_get_color_type(r->png, r->info);
     const int storedDepth = png_get_bit_depth(r->png, r->info);
     r->hasPalette = colourType == PNG_COLOR_TYPE_PALETTE;
-    r->hasColour = (colourType & (PNG_COLOR_MASK_COLOR | PNG_COLOR_MASK_ALPHA)) != 0;
+    r->hasColour = (colourType & PNG_COLOR_MASK_COLOR) != 0;
+    r->hasTransparency =
+        (colourType & PNG_COLOR_MASK_ALPHA) || png_get_valid(r->png, r->info, PNG_INFO_tRNS);
     if (r->hasPalette) {
         readPalette(r);
         png_set_packing(r->png); // one index a byte
@@ -310,6 +312,7 @@ picture png_read(const input_file& file)
     session.pixels = result.pixels.get();
     attemptOrFail(readPixels);
     result.wasColour = session.hasColour;
+    result.wasTransparent = session.hasTransparency;
     return result;
 }
 

@@ -126,8 +126,9 @@ void writeResult(const options& o, const destination& dst, const report& result)
 input_image::input_image(const std::string& path, const options& o, const std::optional<raw_layout>& layout)
     : pixels(picture_read(path, layout))
 {
-    if (pixels.wasColour)
-        message_print(input_nameOf(path) + ": converted to grey");
+    if (pixels.wasColour || pixels.wasTransparent)
+        message_print(input_nameOf(path) + ": converted to grey" +
+                      (pixels.wasTransparent ? ", without its transparency" : ""));
     qstd_rect32 rect;
     refusal_check(qstd_rect32_init(&rect, o.origin.x, o.origin.y, pixels.width, pixels.height));
     refusal_check(qimg_image_constructMemory(&holder.image, pixels.depth / 8, &rect, pixels.stride(),
