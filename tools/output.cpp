@@ -48,8 +48,9 @@ std::optional<fileRights> rightsOf(const std::string& name, const std::string& t
 }
 
 // For a file that its owner alone may use so far: group and others get their rights last, when it is clear
-// who they are. Where the group cannot be given, nobody gets a right that it had, or that it did not have:
-// its members are others now. Where rights cannot be changed at all they stay narrow.
+// who they are. Where the group cannot be given, the one that the file has instead gets no rights, and others
+// only those that the old group had too: its members are others now. Where rights cannot be changed at all
+// they stay narrow.
 void giveRights(int descriptor, const fileRights& rights)
 {
     constexpr uid_t unchanged = static_cast<uid_t>(-1);
