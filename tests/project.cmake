@@ -17,6 +17,8 @@ if(NOT QIP_SANITIZE) # compilers answer the same with it
     qip_add_script_test(project.refused_flags
         COMMAND ${here}/refused_flags.sh ${PROJECT_BINARY_DIR}/compile_commands.json)
 endif()
+qip_add_script_test(project.site_folder
+    COMMAND ${here}/site_folder.sh ${PROJECT_SOURCE_DIR}/scripts/site ${scratch}/site_folder)
 qip_add_script_test(project.vector_objects
     COMMAND ${here}/vector_objects.sh $<TARGET_OBJECTS:qip_gauss_objects>)
 if(BUILD_SHARED_LIBS)

@@ -92,6 +92,40 @@ TEST_F(ProgramBatch, GivesWhatSingleRunsGive)
     EXPECT_EQ(program_readFile(folder.file("out/8.tif")).substr(0, 2), "II");
 }
 
+TEST_F(ProgramBatch, MemoryDoesNotGrowWithTheSquareOfTheNames)
+{
+    std::vector<std::string> names;
+    for (int i = 0; i < 4000; ++i)
+        names.push_back("none" + std::to_string(i) + ".png");
+    const program_result result = program_run(words("half", names));
+    EXPECT_NE(result.errors.find(": 4000 of 4000 pictures failed\n"), std::string::npos);
+    EXPECT_LT(result.peakMemory, 200 << 20);
+}
+
+// Names whose outputs are too long or links in a circle are failures of their own, each in one line.
+TEST_F(ProgramBatch, NamesThatCannotBeUsedHoldUpNoOthers)
+{
+    const std::string lines = "a/no\nsuch\x1b]0;\x07\xc2\x9b\xc3\xa4.png";
+    std::vector<std::string> names = {lines, "a/8.pgm"};
+    for (const char letter : {'b', 'c'}) {
+        names.push_back("a/" + std::string(255, letter));
+        program_writeFile(folder.file(names.back()), program_pgmOf({2, 1, 255, {7, 8}}));
+        names.push_back(std::string("a/") + letter);
+        program_writeFile(folder.file(names.back()), program_pgmOf({2, 1, 255, {7, 8}}));
+    }
+    fs::create_symlink("c.png", folder.file("out/b.png"));
+    fs::create_symlink("b.png", folder.file("out/c.png"));
+    const program_result result = program_run(words("binomial", names));
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 6) << result.errors;
+    for (const char* part :
+         {"a/no\\nsuch\\x1b]0;\\x07\\xc2\\x9b\xc3\xa4.png: cannot be read",
+          "b.png: cannot be written: Too many levels of symbolic links",
+          "bbb.png: cannot be written: File name too long", ": 5 of 6 pictures failed\n"})
+        EXPECT_NE(result.errors.find(part), std::string::npos) << part << ": " << result.errors;
+    EXPECT_EQ(program_readPgm(folder.file("out/8.pgm")).width, 300);
+}
+
 TEST_F(ProgramBatch, NamesAreCheckedBeforeTheWork)
 {
     fs::create_symlink("../a/16.pgm", folder.file("out/other.png"));

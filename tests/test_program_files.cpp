@@ -145,6 +145,9 @@ TEST_F(ProgramFiles, EveryKindOfPngIsReadAsGrey)
         const bool isConverted = kind.colourType != PNG_COLOR_TYPE_GRAY;
         EXPECT_EQ(result.errors.find("converted to grey") != std::string::npos, isConverted)
             << result.errors;
+        const bool isTransparent = isConverted && kind.colourType != PNG_COLOR_TYPE_RGB;
+        EXPECT_EQ(result.errors.find("without its transparency") != std::string::npos, isTransparent)
+            << result.errors;
     }
 }
 
@@ -155,8 +158,8 @@ TEST_F(ProgramFiles, NetpbmFilesAreReadAsTheyStand)
         program_picture expected;
     } cases[] = {
         {"P5 2 1 255\nab", {2, 1, 255, {'a', 'b'}}},
-        {"P5#\n# a comment\n2# another\n1 9\n\n\n", {2, 1, 255, {'\n', '\n'}}},
-        {std::string("P5\n1 2\n4095\n\x0f\x01\xff\x02", 16), {1, 2, 65535, {0x0f01, 0xff02}}},
+        {"P5#\n# a comment\n2# another\n1 10\n\n\n", {2, 1, 255, {'\n', '\n'}}},
+        {std::string("P5\n1 2\n4095\n\x0f\x01\x0f\xff", 16), {1, 2, 65535, {0x0f01, 4095}}},
         {"P6 1 2 255\nabcdef", {1, 2, 255, {98, 101}}},
         {std::string("P6 1 1 65535 \x10\x00\x20\x00\x40\x01", 19), {1, 1, 65535, {7901}}},
         {"P5 1 1 255 a and what follows", {1, 1, 255, {'a'}}},
@@ -284,6 +287,8 @@ TEST_F(ProgramFiles, BrokenFilesAreRefusedInPlainWords)
         {"promise.pgm", "P5 2147483647 2147483647 65535\nabc"},
         {"overflow.pgm", "P5 4294967296 4294967296 255\nabc"},
         {"colour.ppm", "P6 1 1 255\nab"},
+        {"above.ppm", "P6 1 1 98\naca"},
+        {"above16.pgm", "P5 1 1 4095\n\x10\x01"},
     };
     for (const auto& [name, bytes] : files) {
         program_writeFile(folder.file(name), bytes);
@@ -320,6 +325,36 @@ TEST_F(ProgramFiles, OutputTakesThePlaceOfTheOldFile)
     ASSERT_EQ(stat(folder.file("picture.pgm").c_str(), &about), 0);
     EXPECT_EQ(about.st_mode & 07777, 0640u);
     EXPECT_EQ(folder.listing(), "link.pgm picture.pgm ");
+}
+
+// The owner is the caller where it cannot be given; the rights of a group that cannot be given are dropped,
+// and with them those of others that it did not have.
+TEST_F(ProgramFiles, OwnerAndGroupStayAsFarAsTheyCan)
+{
+    const std::string picture = folder.file("picture.pgm");
+    const auto command = [&](const std::string& groups) {
+        return "setpriv --bounding-set -chown --inh-caps -chown --groups " + groups + " ";
+    };
+    const struct {
+        std::string as;
+        uid_t owner;
+        gid_t group;
+        mode_t rights;
+    } cases[] = {{"", 1, 2, 0645}, {command("2"), 0, 2, 0645}, {command("3"), 0, 0, 0604}};
+    for (const auto& c : cases) {
+        program_writeFile(picture, program_pgmOf({2, 1, 255, {7, 7}}));
+        if (chown(picture.c_str(), 1, 2) != 0 || chmod(picture.c_str(), 0645) != 0)
+            GTEST_SKIP() << "files cannot be given away here";
+        const program_result result = program_runAny(
+            {"/bin/sh", "-c", c.as + program_path() + " binomial " + picture + " " + picture});
+        ASSERT_EQ(result.errors, "");
+        struct stat about = {};
+        ASSERT_EQ(stat(picture.c_str(), &about), 0);
+        EXPECT_EQ(about.st_uid, c.owner) << c.as;
+        EXPECT_EQ(about.st_gid, c.group) << c.as;
+        EXPECT_EQ(about.st_mode & 07777, c.rights) << c.as;
+        fs::remove(picture);
+    }
 }
 
 mode_t rightsOf(const fs::path& path)
@@ -421,15 +456,22 @@ TEST_F(ProgramFiles, DeletedWorkingFolderIsSaidInPlainWords)
     EXPECT_EQ(result.errors, "qip-smooth: out.pgm: cannot be written: No such file or directory\n");
 }
 
-// A full disk, as a limit on the size of files shows it, for both formats.
+// A full disk, as a limit on the size of files shows it, for all formats; also where the last bytes of a
+// part do not fit, which go to the disk when the writer seeks to the next part.
 TEST_F(ProgramFiles, FailedWritesLeaveTheOldFile)
 {
-    program_writeFile(folder.file("in.pgm"), program_pgmOf(program_randomPicture(&random, 100, 100, 255)));
-    for (const char* name : {"out.png", "out.pgm", "out.tif", "out.raw"}) {
+    program_writeFile(folder.file("in.pgm"), program_pgmOf(program_randomPicture(&random, 300, 300, 255)));
+    const std::string command = program_path() + " gauss " + folder.file("in.pgm") + " ";
+    for (const auto& [name, limit] : {std::pair("out.png", 4),
+                                      {"out.pgm", 4},
+                                      {"out.tif", 4},
+                                      {"out.raw", 4},
+                                      {"out.tif", 124},
+                                      {"out.tif", 176}}) {
         program_writeFile(folder.file(name), "old");
-        const std::string command =
-            program_path() + " gauss " + folder.file("in.pgm") + " " + folder.file(name) + " --json";
-        const program_result full = program_runAny({"/bin/sh", "-c", "ulimit -f 4; " + command});
+        const program_result full = program_runAny(
+            {"/bin/sh", "-c",
+             "ulimit -f " + std::to_string(limit) + "; " + command + folder.file(name) + " --json"});
         EXPECT_EQ(full.exitStatus, 1) << full.errors;
         EXPECT_NE(full.errors.find(name + std::string(": cannot be written: File too large")),
                   std::string::npos)
@@ -437,6 +479,10 @@ TEST_F(ProgramFiles, FailedWritesLeaveTheOldFile)
         EXPECT_EQ(full.output, "") << "a report of a file that was not written";
         EXPECT_EQ(program_readFile(folder.file(name)), "old");
     }
+    for (const std::string format : {"png", "tiff", "pgm", "raw"})
+        EXPECT_EQ(
+            program_runAny({"/bin/sh", "-c", "ulimit -f 4; " + command + "- --format " + format}).errors,
+            "qip-smooth: temporary file for the standard output: cannot be written: File too large\n");
     EXPECT_EQ(folder.listing(), "in.pgm out.pgm out.png out.raw out.tif ");
 }
 

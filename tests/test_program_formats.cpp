@@ -290,9 +290,10 @@ TEST_F(ProgramFormats, BrokenBmpsAreRefusedInPlainWords)
         {{40, 8, 1, 1, 0, palette.substr(0, 4), row, 1}, "a pixel that its palette does not have"},
         {{40, 8, 1, 1, 1, palette, row}, "is packed (compression 1)"},
         {{40, 16, 1, 1, 0, "", row}, "has 16 bits a pixel"},
+        {{40, 16, 1, 1, 3, std::string(12, 0), row}, "has bit masks for 16 bits a pixel"},
         {{40, 32, 1, 1, 3, std::string(12, 0), row}, "colours in an order that is not read"},
         {{40, 8, -1, 1, 0, palette, row}, "has a broken header"},
-        {{41000, 8, 1, 1, 0, palette, row}, "has a broken header"},
+        {{41000, 8, 1, 1, 0, palette, row}, "has a header of 41000 bytes"},
         {{40, 8, 0, 1, 0, palette, row}, "has no pixels"},
     };
     for (const auto& [kind, reason] : cases)
@@ -371,5 +372,39 @@ TEST_F(ProgramFormats, StandardStreamsCarryPictures)
         EXPECT_EQ(result.exitStatus, 1) << line;
         EXPECT_NE(result.errors.find(reason), std::string::npos) << line << ": " << result.errors;
         EXPECT_FALSE(std::filesystem::exists(folder.file("out.png"))) << line;
+    }
+}
+
+// Of a pipe no more is read, and kept on the disk, than the picture's own head announces.
+TEST_F(ProgramFormats, WhatFollowsAPictureStaysInThePipe)
+{
+    const program_picture picture = {2, 1, 255, {'a', 'b'}};
+    program_writeFile(folder.file("in.pgm"), "P5 # a comment\n2 1 255 ab");
+    program_writeFile(folder.file("in.bmp"), bmpOf({40, 24, 2, 1, 0, "", std::string("aaabbb\0\0", 8)}));
+    const std::string read = program_path() + " binomial --passes 0 ";
+    ASSERT_EQ(program_run({"binomial", folder.file("in.pgm"), folder.file("in.png")}).errors, "");
+    const auto runBehind = [&](const std::string& writers, const std::string& readers) {
+        const std::string limit = "ulimit -f 8000; "; // a fault is not to fill the disk
+        return program_runAny(
+            {"/bin/sh", "-c", limit + "(" + writers + "; yes) 2> /dev/null | " + readers});
+    };
+    const std::string first = folder.file("1.pgm"), second = folder.file("2.pgm");
+    for (const std::string ending : {"pgm", "bmp", "png"}) {
+        const std::string one = folder.file("in." + ending);
+        const program_result result = runBehind(
+            "cat " + one + " " + one, "(" + read + "- " + first + " && " + read + "- " + second + ")");
+        EXPECT_EQ(result.errors, "") << ending;
+        for (const std::string& made : {first, second}) {
+            EXPECT_EQ(program_readPgm(made), picture) << ending;
+            std::filesystem::remove(made);
+        }
+    }
+    const std::pair<std::string, std::string> endless[] = {
+        {"head -c 33 " + folder.file("in.png") + "; printf '\\20\\0\\0\\0tEXt'",
+         "is longer than its picture"},
+        {"printf 'P5 1 #'; yes | tr -d '\n'", "has a broken header"}};
+    for (const auto& [head, reason] : endless) {
+        const program_result result = runBehind(head, read + "- " + first);
+        EXPECT_NE(result.errors.find("standard input: " + reason), std::string::npos) << result.errors;
     }
 }

@@ -85,6 +85,26 @@ TEST_F(ProgramOptions, UsageErrorsEndWithTwo)
     EXPECT_EQ(count, 52);
 }
 
+// Brackets and signs that a parser may give a meaning of its own.
+TEST_F(ProgramOptions, NamesAreTakenAsTheyStand)
+{
+    for (const std::string name : {"[a]", "[in.pgm,out.pgm]", "++"}) {
+        program_writeFile(folder.file(name), program_pgmOf({2, 1, 255, {7, 8}}));
+        const std::string smooth = " && " + program_path() + " binomial --mask '" + name + "' '" + name;
+        const program_result result =
+            program_runAny({"/bin/sh", "-c",
+                            "cd " + folder.path.string() + " && mkdir out && cp in.pgm '[o]'" + smooth +
+                                "' '[o]' --format pgm --passes 0" + smooth + "' '[o]' --out-dir out"});
+        EXPECT_EQ(result.errors, "") << name;
+        EXPECT_EQ(program_readPgm(folder.file("[o]")), (program_picture{2, 1, 255, {7, 8}}));
+        EXPECT_TRUE(std::filesystem::exists(folder.file("out/[o].png"))) << name;
+        for (const std::string& made : {name, std::string("[o]"), std::string("out")})
+            std::filesystem::remove_all(folder.file(made));
+        expectUntouched(name);
+    }
+    EXPECT_EQ(run("gauss IN OUT --kernel [3]").exitStatus, 2);
+}
+
 TEST_F(ProgramOptions, RefusalsNameTheStatus)
 {
     const struct {

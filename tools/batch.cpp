@@ -193,13 +193,18 @@ std::vector<options> batch_plan(const options& o)
     const std::set<identity> inputs = identitiesOfInputs(o);
     std::map<fs::path, std::string> inputOf;
     std::vector<options> runs;
+    options common = o;
+    common.files = {}; // a copy of them in every run would take memory with the square of their number
     for (const std::string& input : o.files) {
-        options one = o;
-        one.files.clear();
+        options one = common;
         one.input = input;
         one.output = outputFor(o, input);
         one.outputFormat = *picture_formatOf(one.output);
-        const auto [other, isNew] = inputOf.emplace(output_fullPath(one.output), input);
+        // One whose path cannot be told fails when it is its turn.
+        fs::path whole = output_fullPath(one.output);
+        if (whole.empty())
+            whole = one.output;
+        const auto [other, isNew] = inputOf.emplace(std::move(whole), input);
         if (!isNew)
             throw usage_failure("--out-dir: \"" + one.output + "\" would come of \"" + other->second +
                                 "\" and of \"" + input + "\"");
@@ -218,7 +223,8 @@ void batch_run(const options& o, const std::function<void(const options& one)>& 
     const std::vector<options> runs = batch_plan(o);
     std::atomic<size_t> next = 0, failed = 0;
     {
-        progress status(runs, isatty(STDERR_FILENO) && !o.quiet);
+        const bool hasReports = o.json && isatty(STDOUT_FILENO); // which would come behind the bar
+        progress status(runs, isatty(STDERR_FILENO) && !o.quiet && !hasReports);
         const auto work = [&] {
             for (size_t i = next++; i < runs.size(); i = next++) {
                 failed += !runOne(runs[i], run);

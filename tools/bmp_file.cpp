@@ -16,8 +16,8 @@ namespace
 
 void readBytes(const input_file& file, uint8_t* bytes, size_t count)
 {
-    if (std::fread(bytes, 1, count, file.stream.get()) != count)
-        fail(file, std::ferror(file.stream.get()) ? "cannot be read" : "is truncated");
+    if (input_read(file, bytes, count) != count)
+        fail(file, "is truncated");
 }
 
 uint32_t number16(const uint8_t* at)
@@ -53,7 +53,10 @@ void checkCompression(const input_file& file, const uint8_t* bytes, uint32_t hea
 {
     constexpr uint32_t none = 0, bitMasks = 3;
     const uint32_t compression = number32(bytes + 30);
-    if (compression == bitMasks && h->pixelBits == 32) {
+    if (compression == bitMasks && h->pixelBits != 32)
+        fail(file,
+             "has bit masks for " + std::to_string(h->pixelBits) + " bits a pixel, which are read for 32");
+    if (compression == bitMasks) {
         uint8_t masks[12]; // behind the usual header, or a part of a later one: in the same place
         readBytes(file, masks, sizeof masks);
         if (number32(masks) != 0xff0000 || number32(masks + 4) != 0xff00 || number32(masks + 8) != 0xff)
@@ -72,7 +75,7 @@ header readHeader(const input_file& file)
     const uint32_t headerBytes = number32(bytes + fileHeaderBytes);
     const bool isOldest = headerBytes == oldestHeaderBytes;
     if (!isOldest && (headerBytes < usualHeaderBytes || headerBytes > 124))
-        fail(file, "has a broken header");
+        fail(file, "has a header of " + std::to_string(headerBytes) + " bytes, which is not read");
     readBytes(file, bytes + fileHeaderBytes + 4, (isOldest ? oldestHeaderBytes : usualHeaderBytes) - 4);
 
     header h = {number32(bytes + 10), fileHeaderBytes + headerBytes, 0, 3, 0, 0, 0, false};
@@ -177,6 +180,13 @@ bool greyFromColours(const header& h, uint8_t* row, uint8_t* grey)
 }
 
 } // namespace
+
+void bmp_pass(const input_file& file)
+{
+    const header h = readHeader(file);
+    input_pass(file, h.pixelsAt - std::min<uint64_t>(h.pixelsAt, file.arrival->size));
+    input_pass(file, h.height, h.rowBytes());
+}
 
 picture bmp_read(const input_file& file)
 {

@@ -6,4 +6,7 @@
 #include "input_file.h"
 #include "picture.h"
 
+// What of a file that arrives belongs to the picture is read. Failures: file_failure.
+void bmp_pass(const input_file& file);
+
 picture bmp_read(const input_file& file);

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -13,11 +15,14 @@
 namespace
 {
 
-using owned_stream = std::unique_ptr<std::FILE, stream_closer>;
-
 [[noreturn]] void fail(const std::string& name)
 {
     throw file_failure(name, std::string("cannot be read: ") + std::strerror(errno));
+}
+
+[[noreturn]] void failToKeep(const std::string& name)
+{
+    throw file_failure(name, std::string("cannot be kept for reading: ") + std::strerror(errno));
 }
 
 // Of a regular file, which a shell may have opened for us: that it can be read from its beginning, and how
@@ -29,24 +34,28 @@ bool isWholeFile(int descriptor, struct stat* about)
 
 input_file readHead(const std::string& name, int descriptor, const struct stat* wholeFile)
 {
-    input_file file = {name, owned_stream(fdopen(descriptor, "rb")), 0, wholeFile != nullptr, {}, 0};
+    input_file file = {name, input_stream(fdopen(descriptor, "rb")), 0, nullptr, {}, 0};
     if (!file.stream) {
         close(descriptor);
         throw file_failure(name, "cannot be read: not enough memory");
     }
+    if (!wholeFile)
+        std::setvbuf(file.stream.get(), nullptr, _IONBF, 0); // what follows the picture stays in the pipe
     file.headSize = std::fread(file.head.data(), 1, file.head.size(), file.stream.get());
     if (std::ferror(file.stream.get()))
         fail(name);
     if (wholeFile) {
         file.size = static_cast<uint64_t>(wholeFile->st_size);
         std::rewind(file.stream.get());
+    } else {
+        file.arrival.reset(new input_arrival{std::move(file.stream), nullptr, 0, file.headSize});
     }
     return file;
 }
 
 input_file openStandardInput()
 {
-    const std::string name = "standard input";
+    const std::string name = input_nameOf("-");
     const int descriptor = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0);
     if (descriptor < 0)
         fail(name);
@@ -55,6 +64,11 @@ input_file openStandardInput()
 }
 
 } // namespace
+
+std::string input_nameOf(const std::string& path)
+{
+    return path == "-" ? "standard input" : path;
+}
 
 input_file input_open(const std::string& path)
 {
@@ -72,30 +86,60 @@ input_file input_open(const std::string& path)
     return readHead(path, descriptor, &about);
 }
 
-void input_complete(input_file* file, uint64_t most)
+size_t input_read(const input_file& file, void* bytes, size_t count)
 {
-    if (file->isComplete)
-        return;
-    owned_stream kept(std::tmpfile()); // gone with the process, whichever way that ends
-    if (!kept)
-        throw file_failure(file->name, std::string("cannot be kept for reading: ") + std::strerror(errno));
-    char bytes[1 << 13];
-    size_t count = file->headSize;
-    std::memcpy(bytes, file->head.data(), count);
-    while (count > 0) {
-        file->size += count;
-        if (std::fwrite(bytes, 1, count, kept.get()) != count)
-            throw file_failure(file->name,
-                               std::string("cannot be kept for reading: ") + std::strerror(errno));
-        const size_t wanted =
-            static_cast<size_t>(std::min<uint64_t>(sizeof bytes, most - std::min(most, file->size)));
-        count = std::fread(bytes, 1, wanted, file->stream.get());
+    input_arrival* const arrival = file.arrival.get();
+    std::FILE* const from = arrival ? arrival->pipe.get() : file.stream.get();
+    uint8_t* target = static_cast<uint8_t*>(bytes);
+    size_t fromHead = 0;
+    if (arrival && arrival->headLeft > 0) {
+        fromHead = std::min(count, arrival->headLeft);
+        std::memcpy(target, file.head.data() + file.headSize - arrival->headLeft, fromHead);
+        arrival->headLeft -= fromHead;
+        target += fromHead;
     }
-    if (std::ferror(file->stream.get()))
-        fail(file->name);
-    if (std::fflush(kept.get()) != 0)
-        throw file_failure(file->name, std::string("cannot be kept for reading: ") + std::strerror(errno));
-    std::rewind(kept.get());
-    file->stream = std::move(kept);
-    file->isComplete = true;
+    const size_t fresh = std::fread(target, 1, count - fromHead, from);
+    if (std::ferror(from))
+        fail(file.name);
+    if (arrival) {
+        arrival->size += fromHead + fresh;
+        if (std::fwrite(bytes, 1, fromHead + fresh, arrival->kept.get()) != fromHead + fresh)
+            failToKeep(file.name);
+    }
+    return fromHead + fresh;
+}
+
+void input_pass(const input_file& file, uint64_t count, uint64_t size)
+{
+    uint64_t left = size > 0 && count > UINT64_MAX / size ? UINT64_MAX : count * size;
+    uint8_t bytes[1 << 13];
+    while (left > 0) {
+        const size_t wanted = static_cast<size_t>(std::min<uint64_t>(sizeof bytes, left));
+        if (input_read(file, bytes, wanted) != wanted)
+            return;
+        left -= wanted;
+    }
+}
+
+void input_complete(input_file* file, const std::function<void(const input_file& file)>& passPicture)
+{
+    if (!file->arrival)
+        return;
+    file->arrival->kept = input_openTemporary();
+    if (!file->arrival->kept)
+        failToKeep(file->name);
+    passPicture(*file);
+    if (std::fflush(file->arrival->kept.get()) != 0)
+        failToKeep(file->name);
+    file->size = file->arrival->size;
+    file->stream = std::move(file->arrival->kept);
+    file->arrival.reset();
+    std::rewind(file->stream.get());
+}
+
+input_stream input_openTemporary()
+{
+    const char* const folder = secure_getenv("TMPDIR");
+    const int descriptor = folder ? open(folder, O_TMPFILE | O_RDWR | O_CLOEXEC, 0600) : -1;
+    return input_stream(descriptor >= 0 ? fdopen(descriptor, "w+b") : std::tmpfile());
 }

@@ -166,7 +166,9 @@ void writePlane(output_set& files, const std::string& path, const plane& pixels)
 {
     const picture_view view = {sceneWidth, sceneHeight, pixels.depth, sceneWidth * pixels.depth / 8,
                                pixels.bytes.data()};
-    files.add(path, [&](std::FILE* stream) { picture_write(stream, path, picture_format::png, view); });
+    files.add(path, [&](std::FILE* stream, const std::string& name) {
+        picture_write(stream, name, picture_format::png, view);
+    });
 }
 
 void put16(plane& target, size_t index, uint16_t value)

@@ -4,8 +4,10 @@
 
 #include <string>
 
-// One line, with the program's name in front.
+// One line, with the program's name in front. Control characters, which names of files may hold, are written
+// as in C: \n, \x1b.
 void message_print(const std::string& text);
 
-// The status from now on; "" when there is none any more. For a terminal only: it is written over itself.
+// The status from now on; "" when there is none any more. For a terminal only: it is written over itself, and
+// cut where the terminal ends.
 void message_setStatus(const std::string& text);

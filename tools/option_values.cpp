@@ -56,7 +56,8 @@ int32_t option_intInRange(const std::string& option, const std::string& text, in
 {
     const int32_t number = option_int(option, text);
     if (number < least || number > greatest)
-        throw usage_failure(option + ": \"" + text + "\" is out of range");
+        throw usage_failure(option + ": \"" + text + "\" is not in the range " + std::to_string(least) +
+                            " to " + std::to_string(greatest));
     return number;
 }
 

@@ -37,6 +37,15 @@ CLI::Option* addValue(CLI::App* app, const std::string& name, const std::string&
                    });
 }
 
+template <typename Target>
+CLI::Option* addIntInRange(CLI::App* app, const std::string& name, const std::string& form,
+                           const std::string& help, Target& target, int32_t least, int32_t greatest)
+{
+    return addText(app, name, form, help, [=, &target](const std::string& option, const std::string& text) {
+        target = option_intInRange(option, text, least, greatest);
+    });
+}
+
 // ---- values that only one option takes ----
 
 // What is asked of these shows when they are used: files may not be there, the processor service knows the
@@ -79,7 +88,7 @@ CLI::App* addCommand(CLI::App* app, const std::string& name, command what, const
 {
     CLI::App* sub = app->add_subcommand(name, help);
     sub->fallthrough();
-    sub->footer("The options of all commands are listed by: qip-smooth --help");
+    sub->footer("The options that all commands share are listed by: qip-smooth --help");
     sub->callback([&o, what] { o.what = what; });
     return sub;
 }
@@ -176,9 +185,8 @@ void addCommonOptions(CLI::App* app, options& o)
     CLI::Option* const outDir =
         addValue(app, "--out-dir", "DIR",
                  "read all FILES and write each picture to this folder, side by side", o.outDir, readText);
-    addValue(app, "--jobs", "N", "pictures at a time with --out-dir, 0: one a processor (default 0)",
-             o.jobs, option_int)
-        ->check(CLI::Range(0, 128))
+    addIntInRange(app, "--jobs", "N", "pictures at a time with --out-dir, 0: one a processor (default 0)",
+                  o.jobs, 0, 128)
         ->needs(outDir);
     app->add_flag("--quiet", o.quiet, "no progress bar with --out-dir");
     addValue(
@@ -194,9 +202,8 @@ void addCommonOptions(CLI::App* app, options& o)
     addValue(app, "--roi", "X,Y,W,H", "write this rectangle instead of all that the input yields", o.roi,
              option_rect);
     // A value that is too great for an 8-bit output shows when the input is read.
-    addValue(app, "--fill", "V", "value of the pixels of --roi that nothing reaches (default 0)", o.fill,
-             option_int)
-        ->check(CLI::Range(0, UINT16_MAX));
+    addIntInRange(app, "--fill", "V", "value of the pixels of --roi that nothing reaches (default 0)",
+                  o.fill, 0, UINT16_MAX);
     addValue(app, "--client", "A,B,C,D,TX,TY",
              "the input's image-from-client transform: m00, m01, m10, m11, tx, ty (default: identity)",
              o.imageFromClient, option_xform);
@@ -204,15 +211,13 @@ void addCommonOptions(CLI::App* app, options& o)
              "processor level to use at most, to compare levels or to get the pixels that gauss gives on a "
              "lesser processor (default auto)",
              o.cpuLevel, readText);
-    addValue(
+    addIntInRange(
         app, "--threads", "N",
         "split large pictures over this many threads, 0: one a processor (default: one a processor for "
         "gauss with --mask, else one)",
-        o.threadCount, option_int)
-        ->check(CLI::NonNegativeNumber);
-    addValue(app, "--repeat", "N", "run the call N times and report the median time (default 1)", o.repeat,
-             option_int)
-        ->check(CLI::PositiveNumber);
+        o.threadCount, 0, INT32_MAX);
+    addIntInRange(app, "--repeat", "N", "run the call N times and report the median time (default 1)",
+                  o.repeat, 1, INT32_MAX);
     app->add_flag("--json", o.json,
                   "describe the result, and the path that gauss took, on standard output");
 }
@@ -286,6 +291,17 @@ void checkBatch(const options& o)
         throw usage_failure("the standard input does not go with --out-dir");
 }
 
+// CLI11 takes a positional argument "[a,b]" for a list, and "++" for the end of a command. To this program
+// both are names of files, which "./" in front does not change; no option takes a value of that form.
+std::vector<std::string> protectedWords(int argc, const char* const* argv)
+{
+    std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    for (std::string& word : words)
+        if (word == "++" || (word.starts_with('[') && word.ends_with(']')))
+            word.insert(0, "./");
+    return words;
+}
+
 } // namespace
 
 std::string options_version()
@@ -308,7 +324,9 @@ std::optional<options> options_parse(int argc, const char* const* argv)
     addCommand(&app, "info", command::info, "print version, processor level and thread count", o);
     addCommonOptions(&app, o);
     try {
-        app.parse(argc, argv);
+        std::vector<std::string> words = protectedWords(argc, argv);
+        std::reverse(words.begin(), words.end()); // as CLI11 asks for
+        app.parse(std::move(words));
     } catch (const CLI::Success& answer) {
         std::ostringstream text;
         app.exit(answer, text, text);

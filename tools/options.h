@@ -51,8 +51,7 @@ struct options {
 
 // Reads the command line. Nothing is returned when it asked for help or the version, which has been printed
 // then.
-// Failures: usage_failure; file_failure when help or version cannot be printed, or an output's name is a
-// circle of links.
+// Failures: usage_failure; file_failure when help or version cannot be printed.
 std::optional<options> options_parse(int argc, const char* const* argv);
 
 // "major.minor.patch" of the library.

@@ -25,9 +25,15 @@ constexpr const char* standardOutput = "standard output";
     throw file_failure(name, std::string("cannot be written: ") + std::strerror(error));
 }
 
-// The access rights of a destination that exists. It has to be a file that its owner lets us write,
-// although a rename would not ask.
-std::optional<mode_t> modeOf(const std::string& name, const std::string& target)
+// What a destination that exists passes on to the file that replaces it.
+struct fileRights {
+    uid_t owner;
+    gid_t group;
+    mode_t mode;
+};
+
+// The destination has to be a file that its owner lets us write, although a rename would not ask.
+std::optional<fileRights> rightsOf(const std::string& name, const std::string& target)
 {
     struct stat about = {};
     if (stat(target.c_str(), &about) != 0)
@@ -38,7 +44,21 @@ std::optional<mode_t> modeOf(const std::string& name, const std::string& target)
         throw file_failure(name, "cannot be written: is not a regular file");
     if (access(target.c_str(), W_OK) != 0)
         fail(name, errno);
-    return about.st_mode & 0777;
+    return fileRights{about.st_uid, about.st_gid, about.st_mode & 0777};
+}
+
+// For a file that its owner alone may use so far: group and others get their rights last, when it is clear
+// who they are. Where the group cannot be given, the one that the file has instead gets no rights, and others
+// only those that the old group had too: its members are others now. Where rights cannot be changed at all
+// they stay narrow.
+void giveRights(int descriptor, const fileRights& rights)
+{
+    constexpr uid_t unchanged = static_cast<uid_t>(-1);
+    mode_t mode = rights.mode;
+    if (fchown(descriptor, rights.owner, rights.group) != 0 &&
+        fchown(descriptor, unchanged, rights.group) != 0)
+        mode &= 0700 | (mode >> 3 & 07);
+    fchmod(descriptor, mode);
 }
 
 // A name in the folder of `target` that is not in use; short, so that it fits where the target's own name
@@ -98,11 +118,12 @@ std::string output_target(const std::string& name)
 
 fs::path output_fullPath(const std::string& name)
 {
-    std::error_code error;
-    fs::path path = fs::absolute(output_target(name), error);
-    if (!error)
-        path = fs::weakly_canonical(path, error);
-    return error ? fs::path() : path;
+    try {
+        return fs::weakly_canonical(fs::absolute(output_target(name)));
+    } catch (const file_failure&) {
+    } catch (const fs::filesystem_error&) {
+    }
+    return {};
 }
 
 output_set::~output_set()
@@ -114,14 +135,15 @@ output_set::~output_set()
         }
 }
 
-void output_set::addStandardOutput(const std::function<void(std::FILE*)>& write)
+void output_set::addStandardOutput(const writer& write)
 {
-    forStandardOutput.reset(std::tmpfile());
+    const std::string name = "temporary file for the standard output";
+    forStandardOutput = input_openTemporary();
     if (!forStandardOutput)
-        fail(standardOutput, errno);
-    write(forStandardOutput.get());
+        fail(name, errno);
+    write(forStandardOutput.get(), name);
     if (std::ferror(forStandardOutput.get()) || std::fflush(forStandardOutput.get()) != 0)
-        fail(standardOutput, errno);
+        fail(name, errno);
 }
 
 void output_set::copyToStandardOutput()
@@ -136,16 +158,16 @@ void output_set::copyToStandardOutput()
         fail(standardOutput, errno);
 }
 
-void output_set::add(const std::string& path, const std::function<void(std::FILE*)>& write)
+void output_set::add(const std::string& path, const writer& write)
 {
     if (path == "-")
         return addStandardOutput(write);
     files.push_back({path, output_target(path), "", -1, ""}); // the destructor removes the temporary
     file& output = files.back();
-    const std::optional<mode_t> mode = modeOf(path, output.target);
+    const std::optional<fileRights> rights = rightsOf(path, output.target);
     // Rights for others come with the last byte. A new file has them from the start: the system grants what
     // it would grant any new file.
-    const mode_t modeMeanwhile = mode ? *mode & 0600 : 0666;
+    const mode_t modeMeanwhile = rights ? rights->mode & 0600 : 0666;
     int descriptor = -1;
     {
         const interruption_delay untilWatched;
@@ -158,16 +180,16 @@ void output_set::add(const std::string& path, const std::function<void(std::FILE
         output.watched = interruption_watch(output.temporary);
     }
 
-    std::unique_ptr<std::FILE, stream_closer> stream(fdopen(descriptor, "wb"));
+    input_stream stream(fdopen(descriptor, "wb"));
     if (!stream) {
         close(descriptor);
         throw file_failure(path, "cannot be written: not enough memory");
     }
-    write(stream.get());
+    write(stream.get(), path);
     if (std::ferror(stream.get()) || std::fflush(stream.get()) != 0)
         fail(path, errno);
-    if (mode)
-        fchmod(descriptor, *mode); // where rights cannot be changed they stay narrow
+    if (rights)
+        giveRights(descriptor, *rights);
     if (std::fclose(stream.release()) != 0)
         fail(path, errno);
 }

@@ -7,8 +7,11 @@
 // The name "-" stands for the standard output, to which a file goes as soon as it is whole, before the
 // others are renamed.
 //
-// A destination that exists keeps its access rights, a new one gets those of any new file; its temporary
-// never has more.
+// A destination that exists keeps its owner, its group and its access rights. An owner that the system does
+// not let us give is the caller, as for any file that is replaced; where it does not let us give the group,
+// the rights of the group are dropped, and those of others that the group did not have. A new destination
+// gets the rights of any new file. Until it is complete, a temporary gives nobody rights that the finished
+// file does not give.
 #pragma once
 
 #include "input_file.h"
@@ -24,8 +27,8 @@
 // which need not be there yet. The link itself stays. Failures: file_failure for links in a circle.
 std::string output_target(const std::string& name);
 
-// The whole path of that file; empty when it cannot be told, as in a working folder that was deleted, where
-// nothing can be written anyhow.
+// The whole path of that file; empty when it cannot be told: for links in a circle, names that are too long,
+// folders that may not be searched, a working folder that was deleted. Nothing can be written there anyhow.
 std::filesystem::path output_fullPath(const std::string& name);
 
 class output_set
@@ -36,9 +39,12 @@ public:
     output_set(const output_set&) = delete;
     output_set& operator=(const output_set&) = delete;
 
-    // Writes one file's temporary: `write` fills the stream, in which it may seek. Failures: file_failure,
-    // and what `write` throws; nothing of the file is left then.
-    void add(const std::string& path, const std::function<void(std::FILE*)>& write);
+    // Fills a stream, in which it may seek; `name` is what messages call it.
+    using writer = std::function<void(std::FILE* stream, const std::string& name)>;
+
+    // Writes one file's temporary. Failures: file_failure, and what `write` throws; nothing of the file is
+    // left then.
+    void add(const std::string& path, const writer& write);
 
     // Puts all files into place. Failures: file_failure; every destination is then as it was, save for the
     // standard output.
@@ -53,11 +59,11 @@ private:
         std::string backup;    // the file that was there before, while others are renamed
     };
 
-    void addStandardOutput(const std::function<void(std::FILE*)>& write);
+    void addStandardOutput(const writer& write);
     void copyToStandardOutput();
     void publishOne(file& output, bool keepBackup);
     void takeBack(file& output);
 
     std::vector<file> files;
-    std::unique_ptr<std::FILE, stream_closer> forStandardOutput; // a temporary file without a name
+    input_stream forStandardOutput; // a temporary file without a name
 };

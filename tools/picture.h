@@ -15,6 +15,7 @@ struct picture {
     int32_t height = 0;
     int depth = 8; // 8 or 16
     bool wasColour = false;
+    bool wasTransparent = false;
     std::unique_ptr<uint8_t[]> pixels;
 
     int32_t stride() const

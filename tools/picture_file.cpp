@@ -19,18 +19,19 @@ namespace
 struct known {
     std::string_view signature;
     picture (*read)(const input_file& file);
+    void (*pass)(const input_file& file); // reads as much of a file that arrives as belongs to the picture
 };
 
 // Two byte orders of TIFF, each with addresses of 32 and of 64 bits.
 constexpr known formats[] = {
-    {"\x89PNG\r\n\x1a\n"sv, png_read},
-    {"P5"sv, pnm_read},
-    {"P6"sv, pnm_read},
-    {"II*\0"sv, tiff_read},
-    {"MM\0*"sv, tiff_read},
-    {"II+\0"sv, tiff_read},
-    {"MM\0+"sv, tiff_read},
-    {"BM"sv, bmp_read},
+    {"\x89PNG\r\n\x1a\n"sv, png_read, png_pass},
+    {"P5"sv, pnm_read, pnm_pass},
+    {"P6"sv, pnm_read, pnm_pass},
+    {"II*\0"sv, tiff_read, tiff_pass},
+    {"MM\0*"sv, tiff_read, tiff_pass},
+    {"II+\0"sv, tiff_read, tiff_pass},
+    {"MM\0+"sv, tiff_read, tiff_pass},
+    {"BM"sv, bmp_read, bmp_pass},
 };
 
 } // namespace
@@ -69,13 +70,15 @@ picture picture_read(const std::string& path, const std::optional<raw_layout>& l
 {
     input_file file = input_open(path);
     if (layout) {
-        input_complete(&file, raw_byteCount(*layout) + 1); // one more shows that the file is too long
+        input_complete(&file, [&](const input_file& arriving) {
+            input_pass(arriving, raw_byteCount(*layout) + 1); // one more shows that the file is too long
+        });
         return raw_read(file, *layout);
     }
     const std::string_view head(reinterpret_cast<const char*>(file.head.data()), file.headSize);
     for (const known& format : formats)
         if (head.starts_with(format.signature)) {
-            input_complete(&file);
+            input_complete(&file, format.pass);
             return format.read(file);
         }
     throw file_failure(file.name, "is not a PNG, TIFF, BMP or binary PGM or PPM file");

@@ -5,6 +5,7 @@
 
 #include "failure.h"
 
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <csetjmp>
@@ -27,7 +28,7 @@ struct reader {
     png_uint_32 width, height;
     int depth;    // of a sample as it is delivered: 8 or 16
     int channels; // samples a pixel as they are delivered: 1 or 3
-    bool hasPalette, hasColour, isInterlaced;
+    bool hasPalette, hasColour, hasTransparency, isInterlaced;
     uint8_t greyOfIndex[3 * 256]; // the palette made grey; the last two thirds are not looked at
     uint64_t storedRowBytes;      // of a row in the file, unpacked
     size_t rowBytes;              // of the same row as it is delivered
@@ -122,7 +123,9 @@ void startPixels(reader* r)
     const int colourType = png_get_color_type(r->png, r->info);
     const int storedDepth = png_get_bit_depth(r->png, r->info);
     r->hasPalette = colourType == PNG_COLOR_TYPE_PALETTE;
-    r->hasColour = (colourType & (PNG_COLOR_MASK_COLOR | PNG_COLOR_MASK_ALPHA)) != 0;
+    r->hasColour = (colourType & PNG_COLOR_MASK_COLOR) != 0;
+    r->hasTransparency =
+        (colourType & PNG_COLOR_MASK_ALPHA) || png_get_valid(r->png, r->info, PNG_INFO_tRNS);
     if (r->hasPalette) {
         readPalette(r);
         png_set_packing(r->png); // one index a byte
@@ -237,7 +240,54 @@ void makeInfo(Session* session, const std::string& path)
         throw file_failure(path, "not enough memory");
 }
 
+uint32_t numberAt(const uint8_t* at)
+{
+    return uint32_t{at[0]} << 24 | uint32_t{at[1]} << 16 | uint32_t{at[2]} << 8 | at[3];
+}
+
+bool nameIs(const uint8_t* chunk, const char* name)
+{
+    return std::memcmp(chunk + 4, name, 4) == 0;
+}
+
+// The bytes of pixels that nobody packs into more: twice what they are, since an interlaced picture has up
+// to two partial rows for each, and what cannot be packed takes a little more than it is.
+uint64_t greatestPackedSize(const uint8_t* header)
+{
+    constexpr uint64_t greatest = uint64_t{1} << 60;
+    constexpr uint64_t channels[] = {1, 0, 3, 1, 2, 0, 4, 0}; // by colour type
+    const uint64_t pixelBits = header[8] * channels[header[9] & 7];
+    const uint64_t rowBytes = (numberAt(header) * pixelBits + 7) / 8 + 1; // with its filter
+    const uint64_t height = numberAt(header + 4);
+    return 2 * (height < greatest / rowBytes ? height * rowBytes : greatest);
+}
+
 } // namespace
+
+void png_pass(const input_file& file)
+{
+    uint8_t signature[8];
+    input_read(file, signature, sizeof signature);
+    uint64_t left = 64 << 20; // for what describes the picture; the header adds what its pixels may take
+    bool hasHeader = false;
+    uint8_t start[8]; // of a chunk: how long it is, and its name
+    while (input_read(file, start, sizeof start) == sizeof start) {
+        uint64_t length = numberAt(start) + uint64_t{4}; // with its checksum
+        uint8_t header[13];
+        if (!hasHeader && nameIs(start, "IHDR") &&
+            input_read(file, header, sizeof header) == sizeof header) {
+            hasHeader = true;
+            length -= std::min<uint64_t>(length, sizeof header);
+            left += greatestPackedSize(header);
+        }
+        if (length + sizeof start > left)
+            throw file_failure(file.name, "is longer than its picture");
+        left -= length + sizeof start;
+        input_pass(file, length);
+        if (nameIs(start, "IEND"))
+            return;
+    }
+}
 
 picture png_read(const input_file& file)
 {
@@ -262,6 +312,7 @@ picture png_read(const input_file& file)
     session.pixels = result.pixels.get();
     attemptOrFail(readPixels);
     result.wasColour = session.hasColour;
+    result.wasTransparent = session.hasTransparency;
     return result;
 }
 

@@ -9,6 +9,9 @@
 #include <cstdio>
 #include <string>
 
+// What of a file that arrives belongs to the picture is read. Failures: file_failure.
+void png_pass(const input_file& file);
+
 picture png_read(const input_file& file);
 
 // Grey, 8 or 16 bits.

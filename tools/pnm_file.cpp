@@ -14,30 +14,77 @@ bool isSpace(int c)
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-// The next character of the header; a comment counts as the line end that closes it.
-int nextCharacter(std::FILE* stream)
+class headerReader
 {
-    int c = std::getc(stream);
-    if (c == '#')
-        while (c != '\n' && c != EOF)
-            c = std::getc(stream);
-    return c;
-}
+public:
+    explicit headerReader(const input_file& file) : file(file)
+    {
+    }
 
-// A number of the header together with the one white-space character behind it, which in the case of the
-// last number is all that separates it from the pixels.
-uint64_t readNumber(std::FILE* stream, const std::string& path)
+    // A number together with the one white-space character behind it, which in the case of the last number is
+    // all that separates it from the pixels.
+    uint64_t readNumber()
+    {
+        int c = next();
+        while (isSpace(c))
+            c = next();
+        uint64_t number = 0;
+        int digits = 0;
+        for (; c >= '0' && c <= '9' && digits < 10; ++digits, c = next())
+            number = number * 10 + static_cast<uint64_t>(c - '0');
+        if (digits == 0 || !isSpace(c))
+            throw file_failure(file.name, "has a broken header");
+        return number;
+    }
+
+    int nextByte()
+    {
+        uint8_t byte = 0;
+        return left-- > 0 && input_read(file, &byte, 1) == 1 ? byte : EOF;
+    }
+
+private:
+    // A comment counts as the line end that closes it.
+    int next()
+    {
+        int c = nextByte();
+        if (c == '#')
+            while (c != '\n' && c != EOF)
+                c = nextByte();
+        return c;
+    }
+
+    const input_file& file;
+    int left = 1 << 20; // comments without end would be read for ever from a pipe
+};
+
+struct header {
+    int channels, depth;
+    uint64_t width, height, greatest;
+
+    uint64_t rowSamples() const
+    {
+        return width * static_cast<uint64_t>(channels);
+    }
+
+    uint64_t rowBytes() const
+    {
+        return rowSamples() * static_cast<uint64_t>(depth) / 8;
+    }
+};
+
+header readHeader(const input_file& file)
 {
-    int c = nextCharacter(stream);
-    while (isSpace(c))
-        c = nextCharacter(stream);
-    uint64_t number = 0;
-    int digits = 0;
-    for (; c >= '0' && c <= '9' && digits < 10; ++digits, c = nextCharacter(stream))
-        number = number * 10 + static_cast<uint64_t>(c - '0');
-    if (digits == 0 || !isSpace(c))
-        throw file_failure(path, "has a broken header");
-    return number;
+    headerReader reader(file);
+    const int magic = reader.nextByte() == 'P' ? reader.nextByte() : EOF; // 5 or 6
+    header h = {magic == '6' ? 3 : 1, 8, 0, 0, 0};
+    h.width = reader.readNumber();
+    h.height = reader.readNumber();
+    h.greatest = reader.readNumber();
+    if (h.greatest < 1 || h.greatest > 65535)
+        throw file_failure(file.name, "has a greatest value outside 1 to 65535");
+    h.depth = h.greatest <= 255 ? 8 : 16;
+    return h;
 }
 
 // Samples of 16 bits are stored with the high byte first.
@@ -59,37 +106,46 @@ void bytesFromSixteenBit(uint8_t* bytes, const uint8_t* pixels, size_t count)
     }
 }
 
+template <typename Sample>
+void checkValues(const input_file& file, const uint8_t* samples, uint64_t count, uint64_t greatest)
+{
+    for (uint64_t i = 0; i < count; ++i) {
+        Sample value = 0;
+        std::memcpy(&value, samples + i * sizeof value, sizeof value);
+        if (value > greatest)
+            throw file_failure(file.name, "holds the value " + std::to_string(value) +
+                                              ", and the greatest is " + std::to_string(greatest));
+    }
+}
+
 } // namespace
+
+void pnm_pass(const input_file& file)
+{
+    const header h = readHeader(file);
+    input_pass(file, h.height, h.rowBytes());
+}
 
 picture pnm_read(const input_file& file)
 {
-    std::FILE* stream = file.stream.get();
-    const int magic = std::getc(stream) == 'P' ? std::getc(stream) : EOF; // 5 or 6
-    const uint64_t width = readNumber(stream, file.name);
-    const uint64_t height = readNumber(stream, file.name);
-    const uint64_t greatest = readNumber(stream, file.name);
-    if (greatest < 1 || greatest > 65535)
-        throw file_failure(file.name, "has a greatest value outside 1 to 65535");
-
-    const int channels = magic == '6' ? 3 : 1;
-    const int depth = greatest <= 255 ? 8 : 16;
-    const uint64_t pixelBytes = static_cast<uint64_t>(channels) * static_cast<uint64_t>(depth) / 8;
-    const uint64_t held = file.size / pixelBytes;
-    if (width > 0 && height > held / width)
+    const header h = readHeader(file);
+    if (h.width > 0 && h.height > file.size / h.rowBytes())
         throw file_failure(file.name, "is truncated: it is too short for its size in pixels");
     picture result;
-    picture_allocate(result, file.name, width, height, depth);
-    result.wasColour = channels == 3;
-    const uint64_t rowSamples = width * static_cast<uint64_t>(channels);
-    const uint64_t rowBytes = rowSamples * static_cast<uint64_t>(depth) / 8;
-    const auto row = picture_allocateRow(file.name, rowBytes);
+    picture_allocate(result, file.name, h.width, h.height, h.depth);
+    result.wasColour = h.channels == 3;
+    const auto row = picture_allocateRow(file.name, h.rowBytes());
     for (int64_t y = 0; y < result.height; ++y) {
-        if (std::fread(row.get(), 1, static_cast<size_t>(rowBytes), stream) != rowBytes)
-            throw file_failure(file.name, std::ferror(stream) ? "cannot be read" : "is truncated");
-        if (depth == 16)
-            sixteenBitFromBytes(row.get(), static_cast<size_t>(rowSamples));
-        if (channels == 3)
-            picture_greyFromRgb(row.get(), static_cast<size_t>(width), depth);
+        if (input_read(file, row.get(), static_cast<size_t>(h.rowBytes())) != h.rowBytes())
+            throw file_failure(file.name, "is truncated");
+        if (h.depth == 16)
+            sixteenBitFromBytes(row.get(), static_cast<size_t>(h.rowSamples()));
+        if (h.depth == 16 && h.greatest < 65535)
+            checkValues<uint16_t>(file, row.get(), h.rowSamples(), h.greatest);
+        else if (h.greatest < 255)
+            checkValues<uint8_t>(file, row.get(), h.rowSamples(), h.greatest);
+        if (h.channels == 3)
+            picture_greyFromRgb(row.get(), static_cast<size_t>(h.width), h.depth);
         std::memcpy(result.pixels.get() + y * result.stride(), row.get(),
                     static_cast<size_t>(result.stride()));
     }

@@ -1,7 +1,7 @@
 # bash completion of qip-smooth: commands, the options of each, their choices, and files.
 
 _qip_smooth() {
-    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} word command=
+    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} word i command=
     local -A options=(
         [gauss]="--kernel --sample --gain --round --depth --mask --mask-out --reset-mask --mask-mode --result-mode --threshold"
         [half]="--axis --mask --mask-out"
@@ -10,12 +10,25 @@ _qip_smooth() {
         [info]=""
     )
     local common="--help --out-dir --jobs --quiet --raw --format --origin --roi --fill --client --cpu --threads --repeat --json"
-    for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-        if [[ -n $word && -v options[$word] ]]; then
+    local flags="--help --version --quiet --json --round"
+    for ((i = 1; i < COMP_CWORD; ++i)); do
+        word=${COMP_WORDS[i]}
+        if [[ $word == --?* && " $flags " != *" $word "* ]]; then # its value is no command
+            if [[ ${COMP_WORDS[i + 1]} == = ]]; then
+                ((++i))
+            fi
+            ((++i))
+        elif [[ " ${!options[*]} " == *" $word "* ]]; then
             command=$word
             break
         fi
     done
+    # --option=value comes as three words.
+    if [[ $current == = ]]; then
+        current=
+    elif [[ $previous == = ]]; then
+        previous=${COMP_WORDS[COMP_CWORD - 2]}
+    fi
 
     COMPREPLY=()
     local choices

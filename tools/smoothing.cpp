@@ -1,6 +1,7 @@
 #include "smoothing.h"
 
 #include "failure.h"
+#include "input_file.h"
 #include "message.h"
 #include "output.h"
 #include "picture_file.h"
@@ -91,7 +92,9 @@ void addOutput(output_set& files, const std::string& path, picture_format format
 {
     const picture_view view = {image.rect.width, image.rect.height, image.pixelSize * 8, image.stride,
                                static_cast<const uint8_t*>(image.firstPixel)};
-    files.add(path, [&](std::FILE* stream) { picture_write(stream, path, format, view); });
+    files.add(path, [&](std::FILE* stream, const std::string& name) {
+        picture_write(stream, name, format, view);
+    });
 }
 
 // The report comes last, so that it is true. Files that are in place stay when it cannot be delivered: they
@@ -123,8 +126,9 @@ void writeResult(const options& o, const destination& dst, const report& result)
 input_image::input_image(const std::string& path, const options& o, const std::optional<raw_layout>& layout)
     : pixels(picture_read(path, layout))
 {
-    if (pixels.wasColour)
-        message_print(path + ": converted to grey");
+    if (pixels.wasColour || pixels.wasTransparent)
+        message_print(input_nameOf(path) + ": converted to grey" +
+                      (pixels.wasTransparent ? ", without its transparency" : ""));
     qstd_rect32 rect;
     refusal_check(qstd_rect32_init(&rect, o.origin.x, o.origin.y, pixels.width, pixels.height));
     refusal_check(qimg_image_constructMemory(&holder.image, pixels.depth / 8, &rect, pixels.stride(),
@@ -141,7 +145,7 @@ mask_image::mask_image(const std::string& path, const options& o, const std::opt
     : input_image(path, o, layout)
 {
     if (depth() != 8)
-        throw file_failure(path, "has 16 bits a pixel; a mask has 8");
+        throw file_failure(input_nameOf(path), "has 16 bits a pixel; a mask has 8");
 }
 
 report smoothing_emptyReport(const options& o)

@@ -32,20 +32,33 @@ tmsize_t readBytes(thandle_t handle, void* bytes, tmsize_t count)
         std::fread(bytes, 1, static_cast<size_t>(count), sessionOf(handle)->stream));
 }
 
+// libtiff does not say why a call of ours failed.
+void noteError(session* s)
+{
+    if (!*s->message)
+        std::snprintf(s->message, sizeof s->message, "%s", std::strerror(errno));
+}
+
 tmsize_t writeBytes(thandle_t handle, void* bytes, tmsize_t count)
 {
     session* const s = sessionOf(handle);
     const size_t written = std::fwrite(bytes, 1, static_cast<size_t>(count), s->stream);
-    if (written != static_cast<size_t>(count) && !*s->message) // libtiff does not say why
-        std::snprintf(s->message, sizeof s->message, "%s", std::strerror(errno));
+    if (written != static_cast<size_t>(count))
+        noteError(s);
     return static_cast<tmsize_t>(written);
 }
 
 toff_t seek(thandle_t handle, toff_t place, int from)
 {
-    std::FILE* const stream = sessionOf(handle)->stream;
-    if (place > INT64_MAX || fseeko(stream, static_cast<off_t>(place), from) != 0)
+    session* const s = sessionOf(handle);
+    std::FILE* const stream = s->stream;
+    if (place > INT64_MAX)
         return static_cast<toff_t>(-1);
+    if (fseeko(stream, static_cast<off_t>(place), from) != 0) {
+        if (errno != EINVAL) // no place in a file, but bytes that wait to be written go first
+            noteError(s);
+        return static_cast<toff_t>(-1);
+    }
     return static_cast<toff_t>(ftello(stream));
 }
 
@@ -238,11 +251,21 @@ void invert(picture* target)
 
 } // namespace
 
+// Parts of the picture may stand anywhere in the file, which is read to its end, or as far as its addresses
+// reach.
+void tiff_pass(const input_file& file)
+{
+    constexpr uint64_t endOfShortAddresses = uint64_t{1} << 32;
+    const bool isShort = file.head[2] == '*' || file.head[3] == '*';
+    input_pass(file, isShort ? endOfShortAddresses : UINT64_MAX);
+}
+
 picture tiff_read(const input_file& file)
 {
     constexpr uint64_t forItsOwn = 1 << 20;
     session s = {file.stream.get(), ""};
-    const owned_tiff owner = open(&s, file.name, "rm", file.size + forItsOwn);
+    // Of a place in the file, which takes four bytes there or more, libtiff makes one of eight.
+    const owned_tiff owner = open(&s, file.name, "rm", 2 * file.size + forItsOwn);
     TIFF* const tiff = owner.get();
     if (!tiff)
         failUnsound(file, s);

@@ -10,6 +10,9 @@
 #include <cstdio>
 #include <string>
 
+// What of a file that arrives belongs to the picture is read. Failures: file_failure.
+void tiff_pass(const input_file& file);
+
 picture tiff_read(const input_file& file);
 
 // Not packed, in strips; 0 is black. The stream must be one that can be sought in. Failures: file_failure.

@@ -1,5 +1,5 @@
-// Picture files: what the program's readers accept is written by its writers and read back equal; what
-// they refuse is a file_failure.
+// Picture files: what the program's readers accept comes through a pipe as well, is written by its writers
+// and read back equal; what they refuse is a file_failure.
 //
 // An input is a file as it stands, or, when it begins with an R, pixels without a header: three bytes for
 // their format, width and height, then the file. Bytes changed at random would not get past a PNG's
@@ -16,6 +16,7 @@
 #include <span>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 #include <zlib.h>
@@ -62,13 +63,37 @@ private:
     int descriptor;
 };
 
-std::optional<picture> readAs(const std::optional<raw_layout>& layout, const memoryFile& file)
+std::optional<picture> readAs(const std::optional<raw_layout>& layout, const std::string& path)
 {
     try {
-        return picture_read(file.path(), layout);
+        return picture_read(path, layout);
     } catch (const file_failure&) {
         return std::nullopt;
     }
+}
+
+void checkEqual(const picture& made, const std::optional<picture>& again, const std::string& name)
+{
+    fuzz_check(again.has_value(), name + ": it is refused");
+    fuzz_check(again->width == made.width && again->height == made.height && again->depth == made.depth,
+               name + ": another size or depth is read");
+    const size_t size = static_cast<size_t>(made.stride()) * static_cast<size_t>(made.height);
+    fuzz_check(std::memcmp(made.pixels.get(), again->pixels.get(), size) == 0,
+               name + ": other pixels are read");
+}
+
+// The standard input, as a pipe that holds all of it already.
+std::optional<picture> readThroughPipe(const std::optional<raw_layout>& layout,
+                                       std::span<const uint8_t> content)
+{
+    int ends[2];
+    const bool isMade = pipe2(ends, O_CLOEXEC) == 0;
+    fuzz_check(isMade && write(ends[1], content.data(), content.size()) == std::ssize(content) &&
+                   dup2(ends[0], STDIN_FILENO) == STDIN_FILENO,
+               "a pipe cannot be filled");
+    close(ends[0]);
+    close(ends[1]);
+    return readAs(layout, "-");
 }
 
 void writeAndReadBack(const picture& made, picture_format format, const std::string& name,
@@ -81,14 +106,9 @@ void writeAndReadBack(const picture& made, picture_format format, const std::str
     std::optional<raw_layout> layout;
     if (format == picture_format::raw)
         layout = {made.width, made.height, made.depth == 8 ? raw_format::mono8 : raw_format::mono16};
-    const std::optional<picture> again = readAs(layout, file);
-    fuzz_check(again.has_value(), name + ": what was written is refused");
-    fuzz_check(again->width == made.width && again->height == made.height && again->depth == made.depth,
-               name + ": another size or depth is read back");
+    const std::optional<picture> again = readAs(layout, file.path());
+    checkEqual(made, again, name + ", read back");
     fuzz_check(!again->wasColour, name + ": grey is read back as colour");
-    const size_t size = static_cast<size_t>(made.stride()) * static_cast<size_t>(made.height);
-    fuzz_check(std::memcmp(made.pixels.get(), again->pixels.get(), size) == 0,
-               name + ": other pixels are read back");
 }
 
 // ---- pixels without a header ----
@@ -277,12 +297,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static const memoryFile file;
     const std::optional<raw_layout> layout = layoutOf({data, size});
-    file.put(std::span(data, size).subspan(layout ? layoutBytes : 0));
-    const std::optional<picture> made = readAs(layout, file);
-    if (made)
-        for (const auto& [format, name] :
-             {std::pair(picture_format::png, "PNG"), std::pair(picture_format::pgm, "PGM"),
-              std::pair(picture_format::tiff, "TIFF"), std::pair(picture_format::raw, "raw")})
-            writeAndReadBack(*made, format, name, file);
+    const std::span content = std::span(data, size).subspan(layout ? layoutBytes : 0);
+    file.put(content);
+    const std::optional<picture> made = readAs(layout, file.path());
+    const std::optional<picture> piped = readThroughPipe(layout, content);
+    fuzz_check(made.has_value() || !piped.has_value(), "a pipe: what a file may not hold is read");
+    if (!made)
+        return 0;
+    checkEqual(*made, piped, "a pipe");
+    for (const auto& [format, name] :
+         {std::pair(picture_format::png, "PNG"), std::pair(picture_format::pgm, "PGM"),
+          std::pair(picture_format::tiff, "TIFF"), std::pair(picture_format::raw, "raw")})
+        writeAndReadBack(*made, format, name, file);
     return 0;
 }
