@@ -418,6 +418,12 @@ bool isUntouched(const test_placed& made)
 
 } // namespace
 
+bool test_isBound(const test_call& made, test_place place)
+{
+    const plane given(made.planes[place]);
+    return given.isGiven && (made.what->windows ? given.window.bound != 0 : given.image.isBound());
+}
+
 test_outcome test_run(const test_call& made, bool inhibitsAll, const std::function<void()>& start)
 {
     const test_argument& written = made.planes[test_dst];
