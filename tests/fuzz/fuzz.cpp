@@ -49,7 +49,7 @@ std::string groupOfPixels(const test_call& call, const fuzz_setting& setting)
         return "";
     if (path == "plain")
         return path + groupOfPlaces(call, setting);
-    if (call.what->srcSize == 1 && !test_isBound(call, test_srcMask))
+    if (call.what->srcSize == 1 && !test_hasPixels(call, test_srcMask))
         return path;
     // Bands of rows choose their arithmetic by themselves.
     return "fast on " + std::to_string(setting.threads);

@@ -418,10 +418,13 @@ bool isUntouched(const test_placed& made)
 
 } // namespace
 
-bool test_isBound(const test_call& made, test_place place)
+bool test_hasPixels(const test_call& made, test_place place)
 {
     const plane given(made.planes[place]);
-    return given.isGiven && (made.what->windows ? given.window.bound != 0 : given.image.isBound());
+    int isNull = 0;
+    if (made.what->windows && qimg_windowConst_getIsNull(&given.windowConst, &isNull) < 0)
+        isNull = 1;
+    return given.isGiven && (made.what->windows ? isNull == 0 : given.image.isBound());
 }
 
 test_outcome test_run(const test_call& made, bool inhibitsAll, const std::function<void()>& start)

@@ -57,8 +57,8 @@ test_call test_randomCall(test_random* random, const test_export& what);
 // Spoils it somewhere, in most cases: records out of order, numbers at the ends of their range.
 void test_spoil(test_random* random, test_call* made);
 
-// Whether the call is given something with pixels in a place; an odd record may or may not bind an image.
-bool test_isBound(const test_call& made, test_place place);
+// Whether the call is given something with pixels in a place; of an odd record the library's services decide.
+bool test_hasPixels(const test_call& made, test_place place);
 
 // An image after a call.
 struct test_seenPlane {
