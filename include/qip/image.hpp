@@ -150,6 +150,7 @@ public:
         if (!result)
             return;
         result->place_in(where, dst ? dst.rectangle() : yields);
+        // Half resolution and the binomial filter would mix the two without a word.
         if (*result && dst && result->handle()->firstPixel == dst.handle()->firstPixel)
             throw error(where, QIP_E_SAME_MEMORY);
         if (!*result != !dst) {

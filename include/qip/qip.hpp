@@ -5,13 +5,13 @@
 // Headers only, over the C interface, whose headers say what the filters compute; link qip::gauss and qip::base.
 // A failure throws qip::error, whose text names the function and the reason.
 //
-// Sources are images of 8 or 16 bits; a view converts to one, without a copy. Masks are views of the source's
-// size. A result is a new image, with a client transform that keeps true to the source's, or it is written to
-// `dst`, an image over a view of the caller's: qip::gaussian(src, params, {}, qip::view(out, 640, 480)). Its
-// pixels must be among those that the source yields (else QIMG_E_OUTSIDE) and may not be shared with what is
-// read or written beside it; without an origin they begin with the first of them. After a refused argument nothing has been written,
-// after a failure of memory or of the attention handler parts may have been. Callable from any thread, at once
-// for different destinations.
+// Sources are images of 8 or 16 bits; a view converts to one, without a copy. Masks are views of the source's size
+// (else QIP_E_MASK_MISMATCH). A result is a new image, with a client transform that keeps true to the source's, or it
+// is written to `dst`, an image over a view of the caller's: qip::gaussian(src, params, {}, qip::view(out, 640, 480)).
+// Its pixels must be among those that the source yields (else QIMG_E_OUTSIDE) and may not be shared with what is read
+// or with the mask of the result (QIP_E_SAME_MEMORY where that is seen); without an origin they begin with the first
+// of them. After a refused argument nothing has been written, after a failure of memory or of the attention handler
+// parts may have been. Callable from any thread, at once for different destinations.
 #ifndef QIP_QIP_HPP
 #define QIP_QIP_HPP
 
@@ -158,7 +158,7 @@ image gaussian(const image& src, const params& p = {}, const masks& m = {}, imag
 
 enum class axis { xy, x, y };
 
-// The rectangle that half() yields.
+// The rectangle that half() yields. `where` begins the text of a failure.
 inline rect half_rect(const rect& src, axis along = axis::xy, const char* where = "half_rect")
 {
     const auto halved = along == axis::x   ? qip_gauss2XGetDestRect
